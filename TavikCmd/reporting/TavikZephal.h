@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+namespace norva::zephal::api {
+class IZephalMessageDispatcher;
+}
+
+namespace NORVA_TAVIK {
+
+class CTavikZephalMessageListener;
+
+/// The process's one connection to the messaging system; tells the hub how an operation went.
+class CTavikZephal {
+  public:
+    /// The instance; the first call makes the connection. Without a messaging system the instance
+    /// stays unconnected for the rest of the run.
+    static CTavikZephal& getInstance();
+
+    /// Sends the result as one line of JSON. The texts are inserted as they are, without escaping:
+    /// the hub reads them so. Unconnected, or where sending fails, nothing happens.
+    void sendZephalMessageToBrixa(int returnCode, std::string returnMsg, std::string operation,
+                                  std::string bundleId, std::string version) const;
+
+  private:
+    CTavikZephal();
+    ~CTavikZephal();
+    CTavikZephal(const CTavikZephal&) = delete;
+    CTavikZephal& operator=(const CTavikZephal&) = delete;
+
+    norva::zephal::api::IZephalMessageDispatcher* dispatcher;
+    CTavikZephalMessageListener* listener;
+};
+
+}  // namespace NORVA_TAVIK

@@ -1,0 +1,5 @@
+#include <LibTavikCoreLib.h>
+
+int TavikTerminate(void) {
+    return 0;
+}

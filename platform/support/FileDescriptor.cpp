@@ -1,0 +1,62 @@
+#include "platform/support/FileDescriptor.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+namespace tavik {
+
+FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
+    if (this != &other) {
+        FileDescriptor old(release());
+        descriptor_ = other.release();
+    }
+    return *this;
+}
+
+FileDescriptor::~FileDescriptor() {
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+}
+
+int FileDescriptor::release() noexcept {
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    return descriptor;
+}
+
+std::string errnoText(int error) {
+    return std::generic_category().message(error);
+}
+
+bool writeAll(int descriptor, std::string_view bytes) noexcept {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return false;
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+std::string readUpTo(int descriptor, std::size_t limit) {
+    constexpr std::size_t kChunk = 65536;
+    std::string bytes;
+    while (bytes.size() <= limit) {
+        const std::size_t old = bytes.size();
+        bytes.resize(old + std::min(kChunk, limit + 1 - old));
+        const ssize_t got = ::read(descriptor, bytes.data() + old, bytes.size() - old);
+        if (got < 0 && errno != EINTR)
+            throw std::system_error(errno, std::generic_category(), "read");
+        bytes.resize(old + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+        if (got == 0)
+            break;
+    }
+    return bytes;
+}
+
+}  // namespace tavik

@@ -1,0 +1,184 @@
+#include "platform/support/Json.h"
+
+#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <set>
+#include <vector>
+
+namespace tavik {
+namespace {
+
+/// Feeds a document and refuses what the library itself lets through.
+class StrictHandler {
+  public:
+    using Char = char;
+
+    StrictHandler(rapidjson::Document& target, unsigned depth) : target_(target), depth_(depth) {}
+
+    const std::string& fault() const { return fault_; }
+
+    bool Null() { return target_.Null(); }
+    bool Bool(bool value) { return target_.Bool(value); }
+    bool Int(int value) { return target_.Int(value); }
+    bool Uint(unsigned value) { return target_.Uint(value); }
+    bool Int64(int64_t value) { return target_.Int64(value); }
+    bool Uint64(uint64_t value) { return target_.Uint64(value); }
+    bool Double(double value) { return target_.Double(value); }
+    bool RawNumber(const char* text, rapidjson::SizeType size, bool copy) {
+        return target_.RawNumber(text, size, copy);
+    }
+    bool String(const char* text, rapidjson::SizeType size, bool /*copy*/) {
+        if (std::string_view(text, size).find('\0') != std::string_view::npos)
+            return refuse("NUL in a string");
+        return target_.String(text, size, true);
+    }
+    bool StartObject() {
+        keys_.emplace_back();
+        return enter() && target_.StartObject();
+    }
+    bool Key(const char* text, rapidjson::SizeType size, bool /*copy*/) {
+        if (!keys_.back().emplace(text, size).second)
+            return refuse("duplicate key \"" + std::string(text, size) + "\"");
+        return String(text, size, true);
+    }
+    bool EndObject(rapidjson::SizeType count) {
+        keys_.pop_back();
+        --open_;
+        return target_.EndObject(count);
+    }
+    bool StartArray() { return enter() && target_.StartArray(); }
+    bool EndArray(rapidjson::SizeType count) {
+        --open_;
+        return target_.EndArray(count);
+    }
+
+  private:
+    bool enter() {
+        return ++open_ <= depth_ || refuse("more than " + std::to_string(depth_) + " levels deep");
+    }
+    bool refuse(std::string fault) {
+        fault_ = std::move(fault);
+        return false;
+    }
+
+    rapidjson::Document& target_;
+    unsigned depth_;
+    unsigned open_ = 0;
+    std::vector<std::set<std::string, std::less<>>> keys_;
+    std::string fault_;
+};
+
+std::string describe(const rapidjson::ParseResult& result, const std::string& fault) {
+    const std::string cause = fault.empty() ? rapidjson::GetParseError_En(result.Code()) : fault;
+    return cause + " (byte " + std::to_string(result.Offset()) + ")";
+}
+
+}  // namespace
+
+rapidjson::Document parseJson(std::string_view text, const JsonLimits& limits) {
+    if (text.size() > limits.bytes)
+        throw JsonError("longer than " + std::to_string(limits.bytes) + " bytes");
+    // The reader takes a NUL for the end and would not look behind it.
+    if (const auto at = text.find('\0'); at != std::string_view::npos)
+        throw JsonError("NUL outside a string (byte " + std::to_string(at) + ")");
+
+    constexpr unsigned kFlags = rapidjson::kParseValidateEncodingFlag |
+                                rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
+    rapidjson::Document document;
+    rapidjson::ParseResult result;
+    std::string fault;
+    auto generate = [&](rapidjson::Document& target) {
+        StrictHandler handler(target, limits.depth);
+        rapidjson::MemoryStream stream(text.data(), text.size());
+        rapidjson::Reader reader;
+        result = reader.Parse<kFlags>(stream, handler);
+        fault = handler.fault();
+        return !result.IsError();
+    };
+    document.Populate(generate);
+    if (result.IsError())
+        throw JsonError(describe(result, fault));
+    return document;
+}
+
+const rapidjson::Value* findMember(const rapidjson::Value& object, std::string_view key) {
+    const rapidjson::Value name(
+        rapidjson::StringRef(key.data(), static_cast<rapidjson::SizeType>(key.size())));
+    const auto member = object.FindMember(name);
+    return member == object.MemberEnd() ? nullptr : &member->value;
+}
+
+std::optional<std::string> optionalText(const rapidjson::Value& object, std::string_view key,
+                                        std::string_view place) {
+    const rapidjson::Value* value = findMember(object, key);
+    if (value == nullptr)
+        return std::nullopt;
+    if (!value->IsString())
+        throw JsonError(std::string(place) + "." + std::string(key) + " is not a string");
+    return std::string(value->GetString(), value->GetStringLength());
+}
+
+std::string requiredText(const rapidjson::Value& object, std::string_view key,
+                         std::string_view place) {
+    auto text = optionalText(object, key, place);
+    if (!text)
+        throw JsonError(std::string(place) + "." + std::string(key) + " is missing");
+    return *std::move(text);
+}
+
+bool isPrintableText(std::string_view text) noexcept {
+    struct Range {
+        unsigned char first, last;
+    };
+    for (std::size_t at = 0; at < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[at]);
+        std::size_t length = 1;
+        Range second{0x80, 0xBF};
+        // The well-formed sequences of the Unicode standard, table 3-7.
+        if (lead < 0x80) {
+            if (lead < 0x20 || lead == 0x7F)
+                return false;
+        } else if (lead >= 0xC2 && lead <= 0xDF) {
+            length = 2;
+            if (lead == 0xC2)
+                second.first = 0xA0;  // U+0080..9F are control characters
+        } else if (lead >= 0xE0 && lead <= 0xEF) {
+            length = 3;
+            if (lead == 0xE0)
+                second.first = 0xA0;
+            else if (lead == 0xED)
+                second.last = 0x9F;
+        } else if (lead >= 0xF0 && lead <= 0xF4) {
+            length = 4;
+            if (lead == 0xF0)
+                second.first = 0x90;
+            else if (lead == 0xF4)
+                second.last = 0x8F;
+        } else {
+            return false;
+        }
+        if (text.size() - at < length)
+            return false;
+        for (std::size_t i = 1; i < length; ++i) {
+            const auto byte = static_cast<unsigned char>(text[at + i]);
+            const Range range = i == 1 ? second : Range{0x80, 0xBF};
+            if (byte < range.first || byte > range.last)
+                return false;
+        }
+        at += length;
+    }
+    return true;
+}
+
+std::string quoteJson(std::string_view text) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    return {buffer.GetString(), buffer.GetSize()};
+}
+
+}  // namespace tavik

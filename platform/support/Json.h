@@ -1,0 +1,47 @@
+#pragma once
+
+#include <rapidjson/document.h>
+
+#include <cstddef>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace tavik {
+
+/// What a foreign JSON text may have at the most.
+struct JsonLimits {
+    std::size_t bytes = std::size_t{1} << 20;
+    unsigned depth = 32;  ///< arrays and objects within each other
+};
+
+/// A JSON text that was refused; what() names the fault and its place ("byte 17", "$.products[0]").
+class JsonError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The one way into JSON from outside: strict RFC 8259 and valid UTF-8, with duplicate keys, a BOM,
+/// text after the value, NUL in strings, and whatever passes the limits refused. Throws JsonError.
+rapidjson::Document parseJson(std::string_view text, const JsonLimits& limits = {});
+
+/// The member's value; null where `object` has no such member. `object` must be an object.
+const rapidjson::Value* findMember(const rapidjson::Value& object, std::string_view key);
+
+/// The member as text; nothing where it is missing. Throws JsonError where it is no string.
+/// `place` names the object in that error, e.g. "$" or "$.products[0]".
+std::optional<std::string> optionalText(const rapidjson::Value& object, std::string_view key,
+                                        std::string_view place);
+
+/// The member as text; a missing one is a JsonError too.
+std::string requiredText(const rapidjson::Value& object, std::string_view key,
+                         std::string_view place);
+
+/// Whether `text` is valid UTF-8 without control characters (U+0000..1F, 7F..9F): fit for a list.
+bool isPrintableText(std::string_view text) noexcept;
+
+/// `text` as a JSON string with its quotes, escaped as far as JSON needs it.
+std::string quoteJson(std::string_view text);
+
+}  // namespace tavik

@@ -1,0 +1,106 @@
+#include "platform/support/Sqlite.h"
+
+namespace tavik {
+namespace {
+
+constexpr int kMaxTextBytes = 16 << 20;
+
+[[noreturn]] void fail(sqlite3* handle, int code) {
+    if (handle == nullptr)
+        throw SqliteError(code, sqlite3_errstr(code));
+    throw SqliteError(sqlite3_extended_errcode(handle), sqlite3_errmsg(handle));
+}
+
+}  // namespace
+
+Database::Database(const std::string& path, int flags, std::chrono::milliseconds busyTimeout) {
+    sqlite3* handle = nullptr;
+    const int code = sqlite3_open_v2(path.c_str(), &handle,
+                                     flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE, nullptr);
+    handle_.reset(handle);
+    if (code != SQLITE_OK)
+        fail(handle, code);
+    // First of all, so that no later call can meet a lock without it.
+    sqlite3_busy_timeout(handle, static_cast<int>(busyTimeout.count()));
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMaxTextBytes);
+    execute("PRAGMA cell_size_check=ON; PRAGMA foreign_keys=ON");
+}
+
+void Database::execute(const char* sql) {
+    const int code = sqlite3_exec(get(), sql, nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK)
+        fail(get(), code);
+}
+
+std::int64_t Database::pragmaNumber(const char* name) {
+    Statement statement(*this, std::string("PRAGMA ") + name);
+    return statement.step() ? statement.number(0) : 0;
+}
+
+Statement::Statement(const Database& database, std::string_view sql) {
+    sqlite3_stmt* handle = nullptr;
+    const int code = sqlite3_prepare_v2(database.get(), sql.data(), static_cast<int>(sql.size()),
+                                        &handle, nullptr);
+    if (code != SQLITE_OK)
+        fail(database.get(), code);
+    handle_.reset(handle);
+}
+
+Statement& Statement::bind(int parameter, std::string_view text) {
+    // A view without data would bind NULL; an empty text is meant.
+    const char* data = text.data() == nullptr ? "" : text.data();
+    check(sqlite3_bind_text64(handle_.get(), parameter, data, text.size(), SQLITE_STATIC,
+                              SQLITE_UTF8));
+    return *this;
+}
+
+Statement& Statement::bind(int parameter, std::int64_t number) {
+    check(sqlite3_bind_int64(handle_.get(), parameter, number));
+    return *this;
+}
+
+Statement& Statement::bindNull(int parameter) {
+    check(sqlite3_bind_null(handle_.get(), parameter));
+    return *this;
+}
+
+bool Statement::step() {
+    const int code = sqlite3_step(handle_.get());
+    if (code != SQLITE_ROW && code != SQLITE_DONE)
+        fail(sqlite3_db_handle(handle_.get()), code);
+    return code == SQLITE_ROW;
+}
+
+void Statement::run() {
+    step();
+    reset();
+}
+
+std::string_view Statement::text(int column) const {
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(handle_.get(), column));
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(handle_.get(), column));
+    return bytes == nullptr ? std::string_view() : std::string_view(bytes, size);
+}
+
+void Statement::check(int code) const {
+    if (code != SQLITE_OK)
+        fail(sqlite3_db_handle(handle_.get()), code);
+}
+
+Transaction::Transaction(Database& database, Kind kind) : database_(database) {
+    database_.execute(kind == Kind::write ? "BEGIN IMMEDIATE" : "BEGIN");
+}
+
+Transaction::~Transaction() {
+    if (open_)
+        sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void Transaction::commit() {
+    database_.execute("COMMIT");
+    open_ = false;
+}
+
+}  // namespace tavik

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace tavik {
+
+/// A failed SQLite call; what() is SQLite's own text.
+class SqliteError : public std::runtime_error {
+  public:
+    SqliteError(int extendedCode, const std::string& text)
+        : std::runtime_error(text), extendedCode_(extendedCode) {}
+
+    int extendedCode() const noexcept { return extendedCode_; }
+    int code() const noexcept { return extendedCode_ & 0xFF; }
+
+  private:
+    int extendedCode_;
+};
+
+class Statement;
+
+/// One connection, with the settings that every database of ours has: a bounded wait on locks, no
+/// links followed, defensive mode, an untrusted schema, checked cells, extended codes.
+class Database {
+  public:
+    /// `flags`: SQLITE_OPEN_... ; throws SqliteError.
+    Database(const std::string& path, int flags, std::chrono::milliseconds busyTimeout);
+
+    sqlite3* get() const noexcept { return handle_.get(); }
+
+    /// Runs one or more statements that need no values and give no rows.
+    void execute(const char* sql);
+
+    /// The 32-bit number that a pragma such as "user_version" answers.
+    std::int64_t pragmaNumber(const char* name);
+
+  private:
+    struct Close {
+        void operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
+    };
+    std::unique_ptr<sqlite3, Close> handle_;
+};
+
+/// A prepared statement; parameters count from 1, columns from 0.
+class Statement {
+  public:
+    Statement(const Database& database, std::string_view sql);
+
+    /// The text is not copied: it must live until the next reset or the end.
+    Statement& bind(int parameter, std::string_view text);
+    Statement& bind(int parameter, std::int64_t number);
+    Statement& bindNull(int parameter);
+
+    /// True while there is a row. Throws SqliteError.
+    bool step();
+    /// Runs a statement that gives no rows, and makes it ready for the next run.
+    void run();
+    void reset() noexcept { sqlite3_reset(handle_.get()); }
+
+    /// Valid until the next step; empty for NULL.
+    std::string_view text(int column) const;
+    std::int64_t number(int column) const { return sqlite3_column_int64(handle_.get(), column); }
+    bool isNull(int column) const {
+        return sqlite3_column_type(handle_.get(), column) == SQLITE_NULL;
+    }
+
+  private:
+    void check(int code) const;
+
+    struct Finalize {
+        void operator()(sqlite3_stmt* handle) const noexcept { sqlite3_finalize(handle); }
+    };
+    std::unique_ptr<sqlite3_stmt, Finalize> handle_;
+};
+
+/// A transaction that rolls back unless it was committed.
+class Transaction {
+  public:
+    enum class Kind { read, write };
+
+    Transaction(Database& database, Kind kind);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    void commit();
+
+  private:
+    Database& database_;
+    bool open_ = true;
+};
+
+}  // namespace tavik
