@@ -1,0 +1,90 @@
+#pragma once
+
+#include <string>
+
+#include "platform/support/Error.h"
+
+namespace tavik {
+
+/// The core's statuses: one for each cause, -1 to -90, never given a second meaning.
+enum class Status : int {
+    success = 0,
+
+    // How the interface is used.
+    invalidArgument = -1,
+    noSession = -2,
+    unknownHandle = -3,
+    bufferTooSmall = -4,
+    outOfMemory = -5,
+    internalError = -6,
+
+    // What is asked for.
+    extensionNotFound = -7,
+    ambiguousName = -8,
+    productNotFound = -9,
+    installedForAllUsers = -10,
+
+    // Packages.
+    packageUnreadable = -11,
+    packageDamaged = -12,
+    packageUnsafe = -13,
+    packageTooLarge = -14,
+    manifestInvalid = -15,
+    packageUnsupported = -16,
+    noFittingProduct = -17,
+    olderVersion = -18,
+
+    // The store.
+    noHome = -20,
+    storeUnsafe = -21,
+    storeNewer = -22,
+    storeDamaged = -23,
+    storeBusy = -24,
+    noPermission = -25,
+    diskFull = -26,
+    readOnlyDisk = -27,
+    inputOutput = -28,
+    productInvalid = -29,
+    policyInvalid = -30,
+
+    // Updates.
+    updatesUnavailable = -31,
+    noUpdate = -32,
+    feedUnreachable = -33,
+    feedInvalid = -34,
+    feedExpired = -35,
+    feedRolledBack = -36,
+    addressRefused = -37,
+    downloadFailed = -38,
+    downloadDiffers = -39,
+    wrongExtension = -40,
+    versionRepublished = -41,
+
+    // The identity service.
+    endPointInvalid = -45,
+    endPointMissing = -46,
+    credentialsMissing = -47,
+    accountRefused = -48,
+    identityUnreachable = -49,
+
+    // Trust.
+    signatureMissing = -55,
+    signerUnknown = -56,
+    signatureWrong = -57,
+    contentDiffers = -58,
+    signerChanged = -59,
+    keyInvalid = -60,
+};
+
+/// Throws the Error with that status: `subject` is the thing (a path, a name), `detail` the facts
+/// that the status's own text cannot know, in a few words.
+[[noreturn]] inline void fail(Status status, const std::string& subject,
+                              const std::string& detail = {}) {
+    throw Error(static_cast<int>(status), subject, detail);
+}
+
+/// The same for a failed system call: the errno value chooses between a full disk, a read-only
+/// disk, a missing right and any other failure; `action` says what failed ("make the folder").
+[[noreturn]] void failErrno(int error, const std::string& subject, const std::string& action);
+
+}  // namespace tavik
