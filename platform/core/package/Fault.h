@@ -1,0 +1,35 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "platform/core/texts/Status.h"
+
+namespace tavik {
+
+/// One thing that is wrong with a package.
+struct Fault {
+    Status status;
+    std::string place;  ///< `entry "a/b.txt"`, `extension.json: $.id`, or empty for the whole
+    std::string text;   ///< the rule that is broken, in a few words
+};
+
+/// Takes the faults that the rules find. An install throws on the first; a check for authors
+/// collects, and the rules go on as far as they can.
+using FaultSink = std::function<void(const Fault&)>;
+
+/// The sink that throws an Error about `subject` on the first fault.
+FaultSink throwOnFault(std::string subject);
+
+/// Thrown after a fault behind which nothing can be judged, where the sink did not throw itself.
+struct CheckStopped {};
+
+/// Reports a fault behind which nothing can be judged.
+[[noreturn]] void stopAt(const FaultSink& report, const Fault& fault);
+
+/// `name` between quotes, fit for one line of output: a foreign name is cut where it is long, and
+/// its bytes are escaped where it is no printable text.
+std::string quoteName(std::string_view name);
+
+}  // namespace tavik

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/core/package/Fault.h"
+#include "platform/core/package/Version.h"
+#include "platform/support/Json.h"
+
+namespace tavik {
+
+/// The name that the manifest has in every package.
+inline constexpr std::string_view kManifestPath = "extension.json";
+
+/// A host product that an extension works in, and the versions of it, both ends included.
+struct ProductRequirement {
+    std::string name;
+    std::optional<Version> minVersion;
+    std::optional<Version> maxVersion;
+
+    bool accepts(const Version& version) const noexcept {
+        return (!minVersion || *minVersion <= version) && (!maxVersion || version <= *maxVersion);
+    }
+};
+
+/// What `extension.json` says. All texts are valid UTF-8; all but the description are without
+/// control characters, and that has line breaks and tabs at the most.
+struct Manifest {
+    std::string id;     ///< as written
+    std::string idKey;  ///< in lower case: ids that differ only in case are the same id
+    std::string name;
+    Version version;
+    std::vector<ProductRequirement> products;  ///< at least one
+    std::string storeName;
+    std::string description;
+    std::string author;
+    std::string license;
+    std::string homepage;
+    std::string updateUrl;
+    bool requiresAccount = false;
+};
+
+inline constexpr std::size_t kMaxIdBytes = 255;
+inline constexpr std::size_t kMaxNameBytes = 255;
+inline constexpr std::size_t kMaxStoreNameBytes = 255;
+inline constexpr std::size_t kMaxProductNameBytes = 63;
+
+/// 1 to 255 letters, digits, `.`, `_`, `-`, a letter or digit at both ends, no `..`.
+bool isExtensionId(std::string_view text) noexcept;
+
+/// The id as it is compared: ASCII letters in lower case.
+std::string toIdKey(std::string_view id);
+
+/// Reads a manifest and reports what breaks a rule: manifestInvalid, or packageUnsupported for a
+/// form or a need that this core does not know. Members that it does not know are ignored.
+/// With a sink that returns, the result has defaults in the place of what was refused.
+Manifest parseManifest(std::string_view bytes, const JsonLimits& limits, const FaultSink& report);
+
+}  // namespace tavik

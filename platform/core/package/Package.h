@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/core/package/Archive.h"
+#include "platform/core/package/Manifest.h"
+#include "platform/core/package/PackageLimits.h"
+#include "platform/support/FileDescriptor.h"
+
+namespace tavik {
+
+/// Takes an entry's bytes, piece by piece, from first to last.
+using ByteSink = std::function<void(std::string_view bytes)>;
+
+/// An open .qpk whose container and manifest have been checked. What is read later is read through
+/// the one descriptor and checked against what was found at first, so that a file that changes
+/// meanwhile gives a failure and never other content of another size.
+class Package {
+  public:
+    /// Throws Error about `path`: packageUnreadable where it cannot be opened or is no regular
+    /// file, and what Archive and Manifest refuse.
+    static Package open(const std::string& path, const PackageLimits& limits = {});
+
+    /// The same for a file that is open for reading; `name` stands for it in failures.
+    static Package open(FileDescriptor file, const std::string& name,
+                        const PackageLimits& limits = {});
+
+    /// As the caller named it.
+    const std::string& path() const noexcept { return path_; }
+    const Manifest& manifest() const noexcept { return manifest_; }
+    const Archive& archive() const noexcept { return archive_; }
+    int descriptor() const noexcept { return file_.get(); }
+
+    /// The entry's content, whole. Throws Error: packageTooLarge over `limit` bytes, packageDamaged
+    /// where it does not inflate to exactly what its headers say.
+    std::string read(const ArchiveEntry& entry, std::uint64_t limit) const;
+
+    /// Hands the entry's content to `sink` in pieces, with bounded memory whatever its size. The
+    /// content is right only if this returns: a fault may show after the last piece. Throws as
+    /// read.
+    void stream(const ArchiveEntry& entry, const ByteSink& sink) const;
+
+  private:
+    Package() = default;
+
+    std::string path_;
+    FileDescriptor file_;
+    Archive archive_;
+    Manifest manifest_;
+};
+
+/// All faults of a package that can be told from the file alone, by place: container, manifest and
+/// every entry's content. Empty exactly where Package::open and an extraction would succeed.
+/// Throws Error (packageUnreadable) where the file cannot be read.
+std::vector<Fault> findFaults(const std::string& path, const PackageLimits& limits = {});
+
+}  // namespace tavik
