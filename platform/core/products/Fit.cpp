@@ -1,0 +1,52 @@
+#include "platform/core/products/Fit.h"
+
+#include "platform/core/texts/Status.h"
+
+namespace tavik {
+namespace {
+
+/// A text that was checked when it was stored.
+Version versionOf(const std::string& text) {
+    return Version::parse(text).value_or(Version());
+}
+
+bool accepts(const ProductRequirement& wanted, const Product& product) {
+    return wanted.name == product.name && wanted.accepts(versionOf(product.version));
+}
+
+std::string describe(const ProductRequirement& wanted) {
+    std::string text = wanted.name;
+    if (wanted.minVersion)
+        text += " from " + wanted.minVersion->text();
+    if (wanted.maxVersion)
+        text += " up to " + wanted.maxVersion->text();
+    return text;
+}
+
+}  // namespace
+
+bool fits(const ProductRange& range, const Product& product) {
+    if (range.product != product.name)
+        return false;
+    const Version version = versionOf(product.version);
+    return (range.minVersion.empty() || versionOf(range.minVersion) <= version) &&
+           (range.maxVersion.empty() || version <= versionOf(range.maxVersion));
+}
+
+void requireFittingProduct(const Manifest& manifest, const ProductCatalog& products,
+                           const std::string& subject) {
+    std::string wanted;
+    std::string found;
+    for (const auto& requirement : manifest.products) {
+        const Product* product = products.byName(requirement.name);
+        if (product != nullptr && accepts(requirement, *product))
+            return;
+        wanted += (wanted.empty() ? "" : ", ") + describe(requirement);
+        if (product != nullptr)
+            found += (found.empty() ? "" : ", ") + product->name + " " + product->version;
+    }
+    fail(Status::noFittingProduct, subject,
+         "wanted: " + wanted + "; found: " + (found.empty() ? "none of them" : found));
+}
+
+}  // namespace tavik

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "platform/core/package/Manifest.h"
+#include "platform/core/products/ProductCatalog.h"
+#include "platform/core/store/ExtensionTable.h"
+
+namespace tavik {
+
+/// Whether an extension that was made for `range` works in this product.
+bool fits(const ProductRange& range, const Product& product);
+
+/// Throws Status::noFittingProduct, naming what is wanted and what was found, where the manifest
+/// fits none of the products; `subject` stands for the package.
+void requireFittingProduct(const Manifest& manifest, const ProductCatalog& products,
+                           const std::string& subject);
+
+}  // namespace tavik

@@ -1,0 +1,125 @@
+#include "platform/core/session/Session.h"
+
+#include <unistd.h>
+
+#include "platform/core/texts/Status.h"
+#include "platform/support/FileDescriptor.h"
+#include "platform/support/Json.h"
+
+namespace tavik {
+namespace {
+
+std::string checkedFamily(const std::string& family) {
+    if (family.empty() || family.size() > 255 || family.front() == '.' ||
+        family.find('/') != std::string::npos || !isPrintableText(family))
+        fail(Status::invalidArgument, "product family", "\"" + family + "\" is no folder name");
+    return family;
+}
+
+}  // namespace
+
+Session::Session(const std::string& locale, const std::string& family)
+    : language_(languageOf(locale)),
+      user_(userStore(checkedFamily(family))),
+      shared_(sharedStore(family)) {}
+
+const ProductCatalog& Session::products() {
+    if (!products_)
+        products_ = ProductCatalog::load(locations());
+    return *products_;
+}
+
+const std::vector<const InstalledExtension*>& Session::extensionsOf(
+    const std::string& displayName) {
+    const Product* product = products().byDisplayName(displayName);
+    if (product == nullptr)
+        fail(Status::productNotFound, displayName);
+    return catalog().ofProduct(product->name);
+}
+
+const InstalledExtension& Session::extension(const std::string& nameOrId) {
+    return catalog().byNameOrId(nameOrId);
+}
+
+const InstalledExtension& Session::extension(ExtensionHandle handle) {
+    catalog();
+    const auto index = static_cast<std::size_t>(handle);
+    if (handle < 0 || index >= byHandle_.size() || byHandle_[index] == nullptr)
+        fail(Status::unknownHandle, std::to_string(handle));
+    return *byHandle_[index];
+}
+
+const Catalog& Session::catalog() {
+    if (catalogIsCurrent_)
+        return *catalog_;
+    location(Scope::user);
+    Catalog fresh = Catalog::load(locations());
+    fresh.assignHandles(byHandle_);
+    catalog_ = std::move(fresh);
+    catalogIsCurrent_ = true;
+    return *catalog_;
+}
+
+std::vector<StoreLocation> Session::locations() const {
+    if (user_)
+        return {*user_, shared_};
+    return {shared_};
+}
+
+const StoreLocation& Session::location(Scope scope) const {
+    if (scope == Scope::shared)
+        return shared_;
+    if (!user_)
+        fail(Status::noHome, "HOME", "not set");
+    return *user_;
+}
+
+Store Session::store(Scope scope) {
+    return {StoreFolder::create(location(scope)), products(), [this](const Error& warning) {
+                writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
+            }};
+}
+
+ExtensionHandle Session::install(const std::string& path) {
+    const ExtensionRow row = installInto(Scope::user, path);
+    const InstalledExtension* installed = catalog().byKey(row.idKey);
+    if (installed == nullptr)
+        fail(Status::extensionNotFound, row.id, "removed at once by another process");
+    return installed->handle;
+}
+
+void Session::installForAll(const std::string& path) {
+    installInto(Scope::shared, path);
+}
+
+ExtensionRow Session::installInto(Scope scope, const std::string& path) {
+    const Package package = Package::open(path);
+    Store target = store(scope);
+    catalogIsCurrent_ = false;
+    return target.install(package, {});
+}
+
+void Session::remove(ExtensionHandle handle) {
+    const InstalledExtension& installed = extension(handle);
+    if (installed.scope == Scope::shared)
+        fail(Status::installedForAllUsers, installed.row.name);
+    const ExtensionRow row = installed.row;
+    catalogIsCurrent_ = false;
+    store(Scope::user).remove(row.idKey, row.name);
+}
+
+void Session::removeForAll(const std::string& nameOrId) {
+    // Only what is in the shared store counts, whatever the user's store holds.
+    const Catalog shared = Catalog::load({shared_});
+    const ExtensionRow row = shared.byNameOrId(nameOrId).row;
+    catalogIsCurrent_ = false;
+    store(Scope::shared).remove(row.idKey, row.name);
+}
+
+void Session::setState(ExtensionHandle handle, ExtensionState state) {
+    const InstalledExtension installed = extension(handle);
+    catalogIsCurrent_ = false;
+    store(installed.scope).setState(installed.row.idKey, installed.row.name, state);
+}
+
+}  // namespace tavik

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <LibTavikCoreLib.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/core/products/ProductCatalog.h"
+#include "platform/core/session/Catalog.h"
+#include "platform/core/store/Store.h"
+#include "platform/core/texts/Texts.h"
+
+namespace tavik {
+
+/// What lies between TavikInit and TavikTerminate: where the stores are, what has been read of
+/// them, and which handle names which extension. Everything is read when it is first asked for and
+/// kept until this session changes a store. Failures are Errors with a Status.
+class Session {
+  public:
+    /// `family`: the stores' folder, one path component.
+    Session(const std::string& locale, const std::string& family);
+
+    Language language() const noexcept { return language_; }
+
+    const ProductCatalog& products();
+
+    /// The extensions made for the product; Status::productNotFound where there is none.
+    const std::vector<const InstalledExtension*>& extensionsOf(const std::string& displayName);
+
+    /// By name or id; see Catalog.
+    const InstalledExtension& extension(const std::string& nameOrId);
+
+    /// Throws Status::unknownHandle. Valid until the next change.
+    const InstalledExtension& extension(ExtensionHandle handle);
+
+    ExtensionHandle install(const std::string& path);
+    void installForAll(const std::string& path);
+    void remove(ExtensionHandle handle);
+    void removeForAll(const std::string& nameOrId);
+    void setState(ExtensionHandle handle, ExtensionState state);
+
+  private:
+    const Catalog& catalog();
+    std::vector<StoreLocation> locations() const;
+    const StoreLocation& location(Scope scope) const;
+    ExtensionRow installInto(Scope scope, const std::string& path);
+    Store store(Scope scope);
+
+    Language language_;
+    std::optional<StoreLocation> user_;
+    StoreLocation shared_;
+    std::optional<ProductCatalog> products_;
+    std::optional<Catalog> catalog_;
+    bool catalogIsCurrent_ = false;
+    std::vector<const InstalledExtension*> byHandle_;
+};
+
+}  // namespace tavik

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/core/store/StoreFolder.h"
+#include "platform/core/store/StoreLock.h"
+#include "platform/support/Sqlite.h"
+
+namespace tavik {
+
+/// The numbers are the interface's and the database's.
+enum class ExtensionState { disabled = 0, enabled = 1 };
+
+/// A product that an extension was made for; the versions are inclusive, empty where none is set.
+struct ProductRange {
+    std::string product;
+    std::string minVersion;
+    std::string maxVersion;
+};
+
+/// What the store knows of one installed extension.
+struct ExtensionRow {
+    std::string id;
+    std::string idKey;  ///< the id in lower case: two ids that differ in case only are one
+    std::string name;
+    std::string version;
+    std::string storeName;
+    std::string updateUrl;
+    std::string folder;         ///< below ext/, e.g. "com.example.a@5f0c..."
+    std::string signer;         ///< fingerprint of the key that signed the package; empty: unsigned
+    std::string packageDigest;  ///< SHA-256 of the package, in hex, where it is known
+    ExtensionState state = ExtensionState::enabled;
+    bool requiresAccount = false;
+    std::vector<ProductRange> products;  ///< in the manifest's order
+};
+
+/// The store's database, `store.db` in its family folder: one row for each installed extension.
+/// Failures of SQLite come out as Error with a status of the core.
+class ExtensionTable {
+  public:
+    /// For lists: reads only, creates nothing. Nothing where there is no database yet.
+    static std::optional<ExtensionTable> openForReading(const StoreFolder& folder);
+
+    /// For changes: creates the database where it is missing.
+    static ExtensionTable openForWriting(const StoreFolder& folder, const StoreLock&);
+
+    /// All rows of one moment, in no order that is promised.
+    std::vector<ExtensionRow> readAll();
+
+    /// The names below ext/ that belong to a row.
+    std::vector<std::string> readFolders();
+
+    std::optional<ExtensionRow> find(const std::string& idKey);
+
+    /// Each of these is one transaction; on return it is durable.
+    void put(const ExtensionRow& row);
+    void remove(const std::string& idKey);
+    void setState(const std::string& idKey, ExtensionState state);
+
+  private:
+    ExtensionTable(std::string path, int flags);
+
+    void checkIdentity();
+    std::vector<ExtensionRow> read(const std::string& idKey);
+
+    template <class Work>
+    auto guarded(Work work);
+
+    std::string path_;
+    Database database_;
+};
+
+}  // namespace tavik

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace tavik {
+
+/// Makes the folder and those above it, as far as they are missing; what is made has exactly that
+/// mode whatever the umask. Throws errno failures naming the folder.
+void makeFolders(const std::string& path, mode_t mode);
+
+/// The names in an open folder, in no order, without "." and ".."; empty where it cannot be read.
+std::vector<std::string> namesIn(int folder);
+
+}  // namespace tavik

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/core/package/Extraction.h"
+#include "platform/core/package/Package.h"
+#include "platform/core/products/ProductCatalog.h"
+#include "platform/core/store/ExtensionTable.h"
+#include "platform/core/store/Links.h"
+#include "platform/core/store/StoreFolder.h"
+
+namespace tavik {
+
+/// What an install is told besides the package.
+struct InstallDetails {
+    std::string signer;         ///< fingerprint of the package's key; empty: unsigned
+    std::string packageDigest;  ///< SHA-256 of the package in hex; empty: not known
+    Progress progress;          ///< may be empty
+};
+
+/// Told of trouble that does not undo a change: the next change repairs it.
+using WarningSink = std::function<void(const Error&)>;
+
+class StoreChange;
+
+/// The changes of one store. Each takes the store's lock, finishes or undoes what an interrupted
+/// change left behind, and is done or has changed nothing when it comes back. The database's commit
+/// decides: a row always has its folder below `ext/`, a folder without a row is garbage, and the
+/// links in the products' folders are made from the rows.
+class Store {
+  public:
+    /// `products`: the host products whose folders get the links; must outlive the store.
+    Store(StoreFolder folder, const ProductCatalog& products, WarningSink warn);
+
+    /// Installs the package, or replaces the installed version with it; a replaced extension keeps
+    /// its state. Refuses a package that fits no product, an older version than the installed one,
+    /// and another signer than the installed one's.
+    ExtensionRow install(const Package& package, const InstallDetails& details);
+
+    /// Throws Status::extensionNotFound where there is none; `name` stands for it in failures.
+    void remove(const std::string& idKey, const std::string& name);
+    void setState(const std::string& idKey, const std::string& name, ExtensionState state);
+
+  private:
+    void repairAfterInterruption(StoreChange& change);
+    void repairLinks(StoreChange& change, const Product& product,
+                     const std::vector<ExtensionRow>& rows);
+    void prepareLinks(const StoreChange& change, const ExtensionRow& row);
+    void updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
+                     const std::optional<ExtensionRow>& after);
+    /// Where the extension's links belong now.
+    std::vector<LinkPlace> placesOf(const ExtensionRow& row) const;
+    /// Where links of it may stand: its state and the products' versions may have been others.
+    std::vector<LinkPlace> possiblePlacesOf(const ExtensionRow& row) const;
+    template <class Condition>
+    std::vector<LinkPlace> placesWhere(const ExtensionRow& row, Condition condition) const;
+    std::string contentOf(const ExtensionRow& row) const;
+
+    StoreFolder folder_;
+    const ProductCatalog& products_;
+    WarningSink warn_;
+};
+
+}  // namespace tavik
