@@ -1,5 +1,6 @@
 // Put in front of the C library with LD_PRELOAD. FAULT_AT=N is the number of the call that changes
-// the disk at which the process is killed (FAULT=kill) or the call fails (FAULT=<errno value>).
+// the disk at which the process is killed (FAULT=kill) or the call fails (FAULT=<errno value>), and
+// with FAULT_ONWARD all later ones too.
 // FAULT_LOG names a file that is written when the N-th call was reached.
 
 #include <dlfcn.h>
@@ -23,7 +24,11 @@ std::atomic<long> calls{0};
 /// True where this call is to fail; errno is set then.
 bool strikes() {
     static const char* const at = std::getenv("FAULT_AT");
-    if (at == nullptr || ++calls != std::atol(at))
+    static const bool onward = std::getenv("FAULT_ONWARD") != nullptr;
+    if (at == nullptr)
+        return false;
+    const long call = ++calls;
+    if (onward ? call < std::atol(at) : call != std::atol(at))
         return false;
     if (const char* log = std::getenv("FAULT_LOG"))
         close(creat(log, 0600));

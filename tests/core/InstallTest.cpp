@@ -51,7 +51,7 @@ TEST(Install, InstalledFolderHoldsExactlyTheArchive) {
     Machine machine;
     const auto path = machine.package(PackageBuilder("com.example.a", "1.0")
                                           .file("bin/run.sh", "#!/bin/sh\n", 0100755)
-                                          .folder("empty/")
+                                          .folder("empty")
                                           .file("data/deep/x.bin", std::string(100'000, 'x')));
     ASSERT_EQ(machine.install(path).exitCode, 0);
     const fs::path folder = machine.user("products/sketch/extensions/com.example.a");

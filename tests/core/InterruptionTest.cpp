@@ -67,9 +67,12 @@ void expectSoundAfterNextChange(Machine& machine, const std::string& where) {
         << where;
 }
 
+enum class Duration { once, onward };
+
 /// Runs the change with the fault at its first, second, ... call that changes the disk, until the
 /// change has fewer calls than that.
-void runWithFaults(const Change& change, const std::string& fault) {
+void runWithFaults(const Change& change, const std::string& fault,
+                   Duration duration = Duration::once) {
     for (int call = 1;; ++call) {
         const std::string where =
             std::string(change.name) + ", " + fault + " at call " + std::to_string(call);
@@ -82,6 +85,8 @@ void runWithFaults(const Change& change, const std::string& fault) {
         environment["ASAN_OPTIONS"] = "verify_asan_link_order=0:detect_leaks=0";
         environment["FAULT"] = fault;
         environment["FAULT_AT"] = std::to_string(call);
+        if (duration == Duration::onward)
+            environment["FAULT_ONWARD"] = "1";
         environment["FAULT_LOG"] = machine.path("struck");
         const Result result = machine.tavik(arguments);
         environment = clean;
@@ -112,6 +117,11 @@ TEST(Interruption, KilledAtAnyCallLeavesTheOldOrTheNewState) {
 TEST(Interruption, FullDiskAtAnyCallLeavesTheOldOrTheNewState) {
     for (const auto& change : kChanges)
         runWithFaults(change, std::to_string(ENOSPC));
+}
+
+TEST(Interruption, DiskFullFromAnyCallOnLeavesTheOldOrTheNewState) {
+    for (const auto& change : kChanges)
+        runWithFaults(change, std::to_string(ENOSPC), Duration::onward);
 }
 
 TEST(Interruption, FailingDiskAtAnyCallLeavesTheOldOrTheNewState) {

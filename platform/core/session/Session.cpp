@@ -24,6 +24,11 @@ Session::Session(const std::string& locale, const std::string& family)
       shared_(sharedStore(family)) {}
 
 const ProductCatalog& Session::products() {
+    location(Scope::user);
+    return reachableProducts();
+}
+
+const ProductCatalog& Session::reachableProducts() {
     if (!products_)
         products_ = ProductCatalog::load(locations());
     return *products_;
@@ -75,7 +80,8 @@ const StoreLocation& Session::location(Scope scope) const {
 }
 
 Store Session::store(Scope scope) {
-    return {StoreFolder::create(location(scope)), products(), [this](const Error& warning) {
+    return {StoreFolder::create(location(scope)), reachableProducts(),
+            [this](const Error& warning) {
                 writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
             }};
 }

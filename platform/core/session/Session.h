@@ -23,6 +23,7 @@ class Session {
 
     Language language() const noexcept { return language_; }
 
+    /// The host products, for lists: Status::noHome where the user's part of them is out of reach.
     const ProductCatalog& products();
 
     /// The extensions made for the product; Status::productNotFound where there is none.
@@ -42,6 +43,7 @@ class Session {
 
   private:
     const Catalog& catalog();
+    const ProductCatalog& reachableProducts();
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
     ExtensionRow installInto(Scope scope, const std::string& path);

@@ -116,6 +116,7 @@ void Store::setState(const std::string& idKey, const std::string& name, Extensio
 void Store::repairAfterInterruption(StoreChange& change) {
     if (!change.wasInterrupted())
         return;
+    change.table().settle();
     const auto rows = change.table().readAll();
     bool repaired = true;
     for (const auto& product : products_.products()) {
