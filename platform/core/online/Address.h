@@ -43,6 +43,7 @@ class Address {
 
   private:
     void setAuthority(std::string_view authority);
+    void setPath(std::string_view rest);
 
     Scheme scheme_ = Scheme::https;
     std::string authority_;  ///< host and port; empty for a file

@@ -36,6 +36,7 @@ struct FetchResult {
         fetched,    ///< `body` has it all
         unchanged,  ///< the conditional request's document is still as it was
         absent,     ///< there is certainly nothing: 404, 410, no such file
+        tooLarge,   ///< more bytes than the limit
         failed
     };
 

@@ -12,8 +12,8 @@ namespace tavik {
 
 /// The last good copy of one feed.
 struct CachedFeed {
-    std::string address;   ///< as extensions and products name it
-    std::string source;    ///< where redirects ended: relative addresses belong to it
+    std::string address;  ///< as extensions and products name it
+    std::string source;   ///< where redirects ended: relative addresses belong to it
     std::string etag;
     std::string lastModified;
     std::int64_t serial = 0;
