@@ -179,8 +179,9 @@ TEST_F(UpdateCheckTest, ACheckThatNobodyWaitsForIsGivenUp) {
     server_.serve("/sketch", stall);
     input_.bounds.stall = std::chrono::hours(1);
     input_.bounds.document = std::chrono::hours(1);
-    check();
-    EXPECT_LE(server_.requests("/sketch").size(), 1U);
+    const auto begun = check();
+    server_.waitForRequest("/sketch");
+    // Its end must not wait for the server: the time limit of the test is the check.
 }
 
 }  // namespace
