@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "platform/core/online/Online.h"
+#include "platform/core/package/Version.h"
+#include "platform/core/updates/Update.h"
+#include "platform/support/FileDescriptor.h"
+
+namespace tavik {
+
+/// Told the bytes that have arrived and their total. It must not throw.
+using DownloadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
+
+/// Downloads the offered package into a file without a name on the disk of the folder
+/// `folderDescriptor`, open for reading at its beginning; it is gone when it is closed, however the
+/// program ends. Mirrors are tried in their order; what comes back has exactly the feed's size and
+/// digest. Throws Error about the extension: downloadFailed where no mirror gave the whole file,
+/// downloadDiffers where the last one gave another, or by the system's error.
+FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
+                              const DownloadProgress& progress = {},
+                              const FetchBounds& bounds = {});
+
+/// Throws Error (wrongExtension) unless the package is the one that the feed offered.
+void requireOffered(const Offer& offer, std::string_view idKey, const Version& version);
+
+}  // namespace tavik
