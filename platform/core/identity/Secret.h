@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string.h>
+
+#include <string>
+#include <utility>
+
+namespace tavik {
+
+/// A text that is overwritten before its memory is given back, and that no message takes.
+class Secret {
+  public:
+    Secret() = default;
+    explicit Secret(std::string text) : text_(std::move(text)) {}
+    Secret(const Secret&) = delete;
+    Secret& operator=(const Secret&) = delete;
+    ~Secret() { wipe(); }
+
+    const std::string& reveal() const noexcept { return text_; }
+    bool empty() const noexcept { return text_.empty(); }
+
+    void set(std::string text) {
+        wipe();
+        text_ = std::move(text);
+    }
+
+    void wipe() noexcept {
+        explicit_bzero(text_.data(), text_.capacity());
+        text_.clear();
+    }
+
+  private:
+    std::string text_;
+};
+
+}  // namespace tavik

@@ -1,0 +1,39 @@
+#include <curl/curl.h>
+
+#include "platform/core/online/CurlFetcher.h"
+#include "platform/core/online/Online.h"
+#include "platform/core/online/Sha256.h"
+
+namespace tavik {
+namespace {
+
+class ModuleCrypto final : public Crypto {
+  public:
+    std::unique_ptr<Digest> sha256() override { return std::make_unique<Sha256>(); }
+};
+
+class OnlineModule final : public Online {
+  public:
+    std::unique_ptr<Fetcher> newFetcher(const FetchBounds& bounds) override {
+        return std::make_unique<CurlFetcher>(bounds);
+    }
+    Crypto& crypto() override { return crypto_; }
+
+  private:
+    ModuleCrypto crypto_;
+};
+
+bool isCurlUsable() {
+    // An older libcurl would not know options that bounds and rules rest on.
+    return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK &&
+           curl_version_info(CURLVERSION_NOW)->version_num >= LIBCURL_VERSION_NUM;
+}
+
+}  // namespace
+}  // namespace tavik
+
+extern "C" __attribute__((visibility("default"))) tavik::Online* tavikOnline(int interface) {
+    static tavik::OnlineModule module;
+    static const bool usable = tavik::isCurlUsable();
+    return usable && interface == tavik::kOnlineInterface ? &module : nullptr;
+}

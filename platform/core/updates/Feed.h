@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/core/online/Address.h"
+#include "platform/core/package/Manifest.h"
+#include "platform/core/package/Version.h"
+
+namespace tavik {
+
+/// One version of one extension in a feed.
+struct FeedItem {
+    std::string id;  ///< as the feed writes it
+    std::string idKey;
+    Version version;
+    std::vector<ProductRequirement> products;
+    std::vector<Address> mirrors;  ///< in the order in which they are tried
+    std::uint64_t size = 0;
+    std::string sha256;                  ///< 64 lower-case hexadecimal digits
+    std::optional<std::string> blocked;  ///< why this version must not be installed
+};
+
+/// An item that was skipped for its faults.
+struct FeedWarning {
+    std::string idKey;  ///< empty where not even the id could be read
+    std::string text;   ///< place and fault: "$.extensions[3].size is missing"
+};
+
+/// A feed's content, checked. Items with faults are left out of it; each is a warning.
+struct Feed {
+    std::int64_t serial = 0;
+    std::int64_t expires = 0;  ///< seconds since 1970
+    std::vector<FeedItem> items;
+    std::vector<FeedWarning> warnings;
+};
+
+inline constexpr std::size_t kMaxFeedItems = 10'000;
+
+/// Reads a feed that came from `base`, to which its relative addresses belong. Throws Error about
+/// `base` (feedInvalid) for faults of the whole. What is past its date is read all the same.
+Feed parseFeed(std::string_view text, const Address& base);
+
+}  // namespace tavik

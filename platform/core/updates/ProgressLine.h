@@ -1,0 +1,31 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace tavik {
+
+/// One line on a terminal that shows how far a long work has come: it appears after a second, and
+/// is gone with the object. Where the descriptor is no terminal, nothing is ever written.
+class ProgressLine {
+  public:
+    explicit ProgressLine(int descriptor = 2,
+                          std::chrono::milliseconds after = std::chrono::milliseconds(1000));
+    ~ProgressLine();
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    /// Bytes done, of a total that may be 0 while it is not known.
+    void show(std::uint64_t done, std::uint64_t total) noexcept;
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    int descriptor_;
+    bool terminal_;
+    Clock::time_point next_;  ///< when the line may be drawn again
+    bool drawn_ = false;
+};
+
+}  // namespace tavik

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/core/package/Version.h"
+#include "platform/core/updates/Feed.h"
+
+namespace tavik {
+
+/// An installed extension as far as updates are concerned. Addresses are as the package and the
+/// descriptor have them, unchecked; empty where there is none.
+struct UpdatableExtension {
+    std::string id;
+    std::string idKey;
+    std::string name;
+    Version version;
+    std::string updateUrl;
+    std::vector<std::string> products;  ///< internal names; those that are not installed included
+};
+
+struct UpdatableProduct {
+    std::string name;
+    Version version;
+    std::string updateFeed;
+};
+
+/// An update on offer for one installed extension.
+struct Offer {
+    FeedItem item;
+    std::string feed;  ///< the address that the extension or its product names
+    std::string name;  ///< the installed extension's
+};
+
+/// Decides whether a feed may be believed. `wanted` says whether signatures are fetched at all.
+/// `verify` gets the feed's address, its bytes and those of the signature beside it (nothing where
+/// there is none), and throws Error where the feed is refused; it is called from the thread of the
+/// check.
+struct FeedTrust {
+    bool wanted = false;
+    std::function<void(const std::string& address, std::string_view feed,
+                       const std::optional<std::string>& signature)>
+        verify;
+};
+
+}  // namespace tavik

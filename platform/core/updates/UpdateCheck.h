@@ -1,0 +1,60 @@
+#pragma once
+
+#include <exception>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/core/online/Online.h"
+#include "platform/core/updates/Update.h"
+
+namespace tavik {
+
+/// What a check works on: a snapshot of the store, so that the check needs none of its locks.
+struct UpdateCheckInput {
+    std::vector<UpdatableExtension> extensions;
+    std::vector<UpdatableProduct> products;  ///< the installed ones
+    std::string cacheFile;                   ///< see FeedCache; its folder must be there
+    FeedTrust trust;
+    FetchBounds bounds;
+};
+
+/// One check for updates of all installed extensions. Each feed is fetched once, however many name
+/// it; the `updateUrl` of an extension goes before the `updateFeed` of its products.
+class UpdateCheck {
+  public:
+    /// Starts the check on a thread of its own. Failures show in the answers below.
+    explicit UpdateCheck(UpdateCheckInput input);
+
+    /// Ends a check that is still under way, without waiting for servers.
+    ~UpdateCheck();
+    UpdateCheck(const UpdateCheck&) = delete;
+    UpdateCheck& operator=(const UpdateCheck&) = delete;
+
+    /// Returns when the check has ended, within its bounds. Throws Error where the check as a whole
+    /// could not be made (updatesUnavailable). The calls below wait as well.
+    void wait();
+
+    /// The extension's update. Throws Error: noUpdate where there is none, the failure of its feed
+    /// where that kept it from being found, versionRepublished.
+    const Offer& updateOf(const std::string& idKey);
+
+    /// The updates of the product's extensions, in the order of the extensions in the input. Throws
+    /// Error, the first failure, where a feed of the product or of one of its extensions failed.
+    std::vector<const Offer*> updatesOf(const std::string& productName);
+
+    /// What did not keep the check from its results, a line each: broken items of feeds, a copy
+    /// that could not be kept.
+    const std::vector<std::string>& warnings();
+
+  private:
+    struct Work;
+
+    std::unique_ptr<Work> work_;
+    std::thread thread_;
+};
+
+}  // namespace tavik

@@ -1,0 +1,265 @@
+#include "tests/support/FeedServer.h"
+
+#include <arpa/inet.h>
+#include <openssl/ssl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+#include "tests/support/Process.h"
+
+namespace tavik::testing {
+namespace {
+
+using Fault = ServerAnswer::Fault;
+
+/// Blocks until the other side, or stop(), hangs up.
+void waitForHangUp(int descriptor) {
+    pollfd peer{descriptor, POLLRDHUP, 0};
+    ::poll(&peer, 1, -1);
+}
+
+std::string headOf(const ServerAnswer& answer, bool unchanged) {
+    std::string head = "HTTP/1.1 " + std::to_string(unchanged ? 304 : answer.status) + " x\r\n";
+    if (!answer.etag.empty())
+        head += "ETag: " + answer.etag + "\r\n";
+    for (const auto& line : answer.headers)
+        head += line + "\r\n";
+    if (answer.fault == Fault::endlessChunks)
+        head += "Transfer-Encoding: chunked\r\n";
+    else if (!unchanged)
+        head += "Content-Length: " + std::to_string(answer.body.size()) + "\r\n";
+    return head;
+}
+
+}  // namespace
+
+Certificate::Certificate(const std::string& folder)
+    : certificateFile(folder + "/server.pem"), keyFile(folder + "/server.key") {
+    const Result made =
+        run({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
+             "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1", "-addext",
+             "subjectAltName=IP:127.0.0.1", "-keyout", keyFile, "-out", certificateFile});
+    if (made.exitCode != 0)
+        throw std::runtime_error("no certificate: " + made.err);
+}
+
+struct FeedServer::TlsContext {
+    explicit TlsContext(const Certificate& certificate)
+        : context(SSL_CTX_new(TLS_server_method())) {
+        if (SSL_CTX_use_certificate_chain_file(context, certificate.certificateFile.c_str()) != 1 ||
+            SSL_CTX_use_PrivateKey_file(context, certificate.keyFile.c_str(), SSL_FILETYPE_PEM) !=
+                1)
+            throw std::runtime_error("cannot use the certificate");
+    }
+    ~TlsContext() { SSL_CTX_free(context); }
+    TlsContext(const TlsContext&) = delete;
+    TlsContext& operator=(const TlsContext&) = delete;
+
+    SSL_CTX* context;
+};
+
+class FeedServer::Connection {
+  public:
+    Connection(int descriptor, const TlsContext* tls) : descriptor_(descriptor) {
+        if (tls == nullptr)
+            return;
+        ssl_ = SSL_new(tls->context);
+        SSL_set_fd(ssl_, descriptor);
+        SSL_accept(ssl_);
+    }
+    ~Connection() { SSL_free(ssl_); }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    int descriptor() const { return descriptor_; }
+
+    /// The next request up to its empty line; empty at the end.
+    std::string readHead() {
+        for (;;) {
+            if (const auto end = received_.find("\r\n\r\n"); end != std::string::npos) {
+                std::string head = received_.substr(0, end);
+                received_.erase(0, end + 4);
+                return head;
+            }
+            std::array<char, 4096> buffer{};
+            const int got =
+                ssl_ == nullptr
+                    ? static_cast<int>(::read(descriptor_, buffer.data(), buffer.size()))
+                    : SSL_read(ssl_, buffer.data(), static_cast<int>(buffer.size()));
+            if (got <= 0)
+                return {};
+            received_.append(buffer.data(), static_cast<std::size_t>(got));
+        }
+    }
+
+    bool write(const std::string& bytes) {
+        for (std::size_t at = 0; at < bytes.size();) {
+            const int sent =
+                ssl_ == nullptr
+                    ? static_cast<int>(::write(descriptor_, &bytes[at], bytes.size() - at))
+                    : SSL_write(ssl_, &bytes[at], static_cast<int>(bytes.size() - at));
+            if (sent <= 0)
+                return false;
+            at += static_cast<std::size_t>(sent);
+        }
+        return true;
+    }
+
+  private:
+    int descriptor_;
+    SSL* ssl_ = nullptr;
+    std::string received_;
+};
+
+FeedServer::FeedServer() {
+    listen();
+}
+
+FeedServer::FeedServer(const Certificate& certificate)
+    : tls_(std::make_shared<TlsContext>(certificate)) {
+    listen();
+}
+
+void FeedServer::listen() {
+    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in here{};
+    here.sin_family = AF_INET;
+    here.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof here;
+    auto* generic = reinterpret_cast<sockaddr*>(&here);
+    if (::bind(listener_, generic, size) != 0 || ::listen(listener_, SOMAXCONN) != 0 ||
+        ::getsockname(listener_, generic, &size) != 0)
+        throw std::runtime_error("no server on loopback");
+    port_ = ntohs(here.sin_port);
+    acceptor_ = std::thread([this] { acceptAll(); });
+}
+
+FeedServer::~FeedServer() {
+    stop();
+    ::close(listener_);
+}
+
+void FeedServer::stop() {
+    stopped_ = true;
+    ::shutdown(listener_, SHUT_RDWR);
+    if (acceptor_.joinable())
+        acceptor_.join();
+    {
+        const std::lock_guard lock(mutex_);
+        for (const int descriptor : open_)
+            ::shutdown(descriptor, SHUT_RDWR);
+    }
+    for (auto& thread : threads_)
+        thread.join();
+    threads_.clear();
+}
+
+void FeedServer::serve(const std::string& path, ServerAnswer answer) {
+    const std::lock_guard lock(mutex_);
+    answers_[path] = std::move(answer);
+}
+
+std::string FeedServer::address(const std::string& path) const {
+    return (tls_ ? "https" : "http") + ("://127.0.0.1:" + std::to_string(port_)) + path;
+}
+
+std::vector<std::string> FeedServer::requests(const std::string& target) const {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::string> found;
+    std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(found),
+                 [&](const std::string& head) {
+                     return head.find(" " + target + "\n") != std::string::npos;
+                 });
+    return found;
+}
+
+void FeedServer::acceptAll() {
+    for (;;) {
+        const int descriptor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (descriptor < 0 || stopped_) {
+            ::close(descriptor);
+            return;
+        }
+        const std::lock_guard lock(mutex_);
+        open_.push_back(descriptor);
+        threads_.emplace_back([this, descriptor] { talk(descriptor); });
+    }
+}
+
+void FeedServer::talk(int descriptor) {
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+    {
+        Connection connection(descriptor, tls_.get());
+        for (std::string head = connection.readHead(); !head.empty(); head = connection.readHead())
+            if (!answer(connection, head))
+                break;
+    }
+    const std::lock_guard lock(mutex_);
+    open_.remove(descriptor);
+    ::close(descriptor);
+}
+
+/// False where the connection is to be closed.
+bool FeedServer::answer(Connection& connection, const std::string& head) {
+    const std::string line = head.substr(0, head.find("\r\n"));
+    const std::string request = line.substr(0, line.rfind(' '));
+    ServerAnswer answer;
+    answer.status = 404;
+    {
+        const std::lock_guard lock(mutex_);
+        std::string kept = request + head.substr(line.size()) + "\n";
+        kept.erase(std::remove(kept.begin(), kept.end(), '\r'), kept.end());
+        requests_.push_back(kept);
+        const auto found = answers_.find(request.substr(request.find(' ') + 1));
+        if (found != answers_.end())
+            answer = found->second;
+    }
+    if (!answer.etag.empty() && head.find("If-None-Match: " + answer.etag) != std::string::npos)
+        return connection.write(headOf(answer, true) + "\r\n");
+    return send(connection, answer);
+}
+
+bool FeedServer::send(Connection& connection, const ServerAnswer& answer) {
+    if (answer.fault == Fault::stall) {
+        waitForHangUp(connection.descriptor());
+        return false;
+    }
+    if (!connection.write(headOf(answer, false)))
+        return false;
+    if (answer.fault == Fault::endlessHeaders)
+        while (connection.write("X-More: " + std::string(100, 'x') + "\r\n")) {
+        }
+    if (!answer.body.empty())
+        ++bodies_;
+    const std::string half = "\r\n" + answer.body.substr(0, answer.body.size() / 2);
+    std::array<char, 16> size{};
+    std::snprintf(size.data(), size.size(), "%zx\r\n", answer.body.size());
+    switch (answer.fault) {
+        case Fault::stallInBody:
+            connection.write(half);
+            waitForHangUp(connection.descriptor());
+            return false;
+        case Fault::cutInBody:
+            connection.write(half);
+            return false;
+        case Fault::endlessChunks:
+            connection.write("\r\n");
+            while (connection.write(size.data() + answer.body + "\r\n")) {
+            }
+            return false;
+        default:
+            // A status without a body ends with its head.
+            return connection.write("\r\n" + (answer.status == 304 ? "" : answer.body));
+    }
+}
+
+}  // namespace tavik::testing

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <atomic>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tavik::testing {
+
+/// What the server answers at one path, right or wrong.
+struct ServerAnswer {
+    enum class Fault {
+        none,
+        stall,           ///< never answers
+        stallInBody,     ///< sends the head and half of the body, then nothing
+        cutInBody,       ///< the same, and hangs up
+        endlessChunks,   ///< sends the body again and again
+        endlessHeaders,  ///< never comes to the body
+    };
+
+    std::string body{};
+    int status = 200;
+    std::vector<std::string> headers{};  ///< further lines, e.g. "Location: /next"
+    std::string etag{};                  ///< with quotes; a request that names it gets 304
+    Fault fault = Fault::none;
+};
+
+/// The key and certificate of a TLS server for 127.0.0.1, made by openssl in a folder.
+struct Certificate {
+    explicit Certificate(const std::string& folder);
+    std::string certificateFile;  ///< PEM; what a client has to trust
+    std::string keyFile;
+};
+
+/// An HTTP/1.1 server on a free port of 127.0.0.1 that keeps connections open, and misbehaves on
+/// command. Any path not served answers 404.
+class FeedServer {
+  public:
+    FeedServer();
+    explicit FeedServer(const Certificate& certificate);
+    ~FeedServer();
+    FeedServer(const FeedServer&) = delete;
+    FeedServer& operator=(const FeedServer&) = delete;
+
+    void serve(const std::string& path, ServerAnswer answer);
+    /// Hangs up and refuses connections from now on.
+    void stop();
+
+    std::string address(const std::string& path) const;
+
+    /// What was asked for: "METHOD TARGET" and the header lines, joined with "\n".
+    std::vector<std::string> requests(const std::string& target) const;
+    /// How many answers had a body.
+    unsigned bodies() const { return bodies_; }
+
+  private:
+    class Connection;
+    struct TlsContext;
+
+    void listen();
+    void acceptAll();
+    void talk(int descriptor);
+    bool answer(Connection& connection, const std::string& head);
+    bool send(Connection& connection, const ServerAnswer& answer);
+
+    std::shared_ptr<TlsContext> tls_;
+    int listener_ = -1;
+    int port_ = 0;
+    std::atomic<bool> stopped_{false};
+    std::atomic<unsigned> bodies_{0};
+    mutable std::mutex mutex_;
+    std::map<std::string, ServerAnswer> answers_;
+    std::vector<std::string> requests_;
+    std::list<int> open_;
+    std::list<std::thread> threads_;
+    std::thread acceptor_;
+};
+
+}  // namespace tavik::testing
