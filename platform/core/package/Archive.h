@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/core/package/Fault.h"
+#include "platform/core/package/PackageFile.h"
 #include "platform/core/package/PackageLimits.h"
 
 namespace tavik {
@@ -28,15 +29,17 @@ struct ArchiveEntry {
     bool isExecutable() const noexcept { return kind == Kind::executable; }
 };
 
-/// The entries of a ZIP file whose container has been checked from its raw headers: every reader
-/// sees the same entries in it, every path stays beneath the folder that it is extracted into on
+/// What a fault of this entry is reported under: `entry "a/b.txt"`.
+std::string entryPlace(std::string_view path);
+
+/// The entries of a ZIP file whose container has been checked from its raw headers: all readers
+/// find the same entries in it, every path stays beneath the folder that it is extracted into on
 /// any file system, and the sizes that it claims are within the limits. Contents are not read.
 class Archive {
   public:
-    /// `descriptor`: a regular file, read with pread. Faults: packageDamaged (the container),
-    /// packageUnsafe (names, types, modes), packageTooLarge (limits), packageUnsupported (methods
-    /// and flags). An Error with packageUnreadable about `subject` where reading fails.
-    static Archive read(int descriptor, const std::string& subject, const PackageLimits& limits,
+    /// Faults: packageDamaged (the container), packageUnsafe (names, types, modes), packageTooLarge
+    /// (limits), packageUnsupported (methods, flags). Throws Error where reading fails.
+    static Archive read(const PackageFile& file, const PackageLimits& limits,
                         const FaultSink& report);
 
     Archive() = default;

@@ -11,8 +11,8 @@ namespace tavik {
 /// One thing that is wrong with a package.
 struct Fault {
     Status status;
-    std::string place;  ///< `entry "a/b.txt"`, `extension.json: $.id`, or empty for the whole
-    std::string text;   ///< the rule that is broken, in a few words
+    std::string place;  ///< `entry "a/b.txt"`, `extension.json`, or empty for the container
+    std::string text;   ///< the rule that is broken, in a few words: one line, printable
 };
 
 /// Takes the faults that the rules find. An install throws on the first; a check for authors
@@ -28,8 +28,11 @@ struct CheckStopped {};
 /// Reports a fault behind which nothing can be judged.
 [[noreturn]] void stopAt(const FaultSink& report, const Fault& fault);
 
-/// `name` between quotes, fit for one line of output: a foreign name is cut where it is long, and
-/// its bytes are escaped where it is no printable text.
+/// A foreign text made fit for one line of output: cut where it is long, and its bytes escaped
+/// where it is no printable text.
+std::string oneLine(std::string_view text);
+
+/// The same between quotes.
 std::string quoteName(std::string_view name);
 
 }  // namespace tavik

@@ -1,20 +1,16 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "platform/core/package/Archive.h"
+#include "platform/core/package/EntryReader.h"
 #include "platform/core/package/Manifest.h"
+#include "platform/core/package/PackageFile.h"
 #include "platform/core/package/PackageLimits.h"
-#include "platform/support/FileDescriptor.h"
 
 namespace tavik {
-
-/// Takes an entry's bytes, piece by piece, from first to last.
-using ByteSink = std::function<void(std::string_view bytes)>;
 
 /// An open .qpk whose container and manifest have been checked. What is read later is read through
 /// the one descriptor and checked against what was found at first, so that a file that changes
@@ -25,15 +21,14 @@ class Package {
     /// file, and what Archive and Manifest refuse.
     static Package open(const std::string& path, const PackageLimits& limits = {});
 
-    /// The same for a file that is open for reading; `name` stands for it in failures.
-    static Package open(FileDescriptor file, const std::string& name,
-                        const PackageLimits& limits = {});
+    /// The same for a file that is open already.
+    static Package open(PackageFile file, const PackageLimits& limits = {});
 
     /// As the caller named it.
-    const std::string& path() const noexcept { return path_; }
+    const std::string& path() const noexcept { return file_.name(); }
+    const PackageFile& file() const noexcept { return file_; }
     const Manifest& manifest() const noexcept { return manifest_; }
     const Archive& archive() const noexcept { return archive_; }
-    int descriptor() const noexcept { return file_.get(); }
 
     /// The entry's content, whole. Throws Error: packageTooLarge over `limit` bytes, packageDamaged
     /// where it does not inflate to exactly what its headers say.
@@ -47,8 +42,7 @@ class Package {
   private:
     Package() = default;
 
-    std::string path_;
-    FileDescriptor file_;
+    PackageFile file_;
     Archive archive_;
     Manifest manifest_;
 };
