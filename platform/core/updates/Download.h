@@ -12,15 +12,17 @@
 
 namespace tavik {
 
-/// Told the bytes that have arrived and their total.
+/// Told the bytes that have arrived and their total. It must not throw.
 using DownloadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
-/// Downloads the offered package into the new file `path`, which is removed again on a failure, and
-/// returns it open, at its beginning. Mirrors are tried in their order; what comes back has
-/// exactly the feed's size and digest. Throws Error about the extension's name: downloadFailed
-/// where no mirror gave a whole file, downloadDiffers where the last one gave another.
-FileDescriptor downloadUpdate(Online& online, const Offer& offer, const std::string& path,
-                              const FetchBounds& bounds, const DownloadProgress& progress);
+/// Downloads the offered package into a file without a name on the disk of the folder
+/// `folderDescriptor`, open for reading at its beginning; it is gone when it is closed, however the
+/// program ends. Mirrors are tried in their order; what comes back has exactly the feed's size and
+/// digest. Throws Error about the extension: downloadFailed where no mirror gave the whole file,
+/// downloadDiffers where the last one gave another, or by the system's error.
+FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
+                              const DownloadProgress& progress = {},
+                              const FetchBounds& bounds = {});
 
 /// Throws Error (wrongExtension) unless the package is the one that the feed offered.
 void requireOffered(const Offer& offer, std::string_view idKey, const Version& version);

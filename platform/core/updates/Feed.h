@@ -34,11 +34,9 @@ struct FeedWarning {
 struct Feed {
     std::int64_t serial = 0;
     std::int64_t expires = 0;  ///< seconds since 1970
-    std::vector<FeedItem> items;
+    std::vector<FeedItem> items;  ///< ordered by their keys
     std::vector<FeedWarning> warnings;
 };
-
-inline constexpr std::size_t kMaxFeedItems = 10'000;
 
 /// Reads a feed that came from `base`, to which its relative addresses belong. Throws Error about
 /// `base` (feedInvalid) for faults of the whole. What is past its date is read all the same.

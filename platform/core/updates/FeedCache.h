@@ -13,12 +13,11 @@ namespace tavik {
 /// The last good copy of one feed.
 struct CachedFeed {
     std::string address;  ///< as extensions and products name it
-    std::string source;   ///< where redirects ended: relative addresses belong to it
     std::string etag;
     std::string lastModified;
     std::int64_t serial = 0;
+    std::string signature;  ///< empty where there was none
     std::string body;
-    std::optional<std::string> signature;
 };
 
 /// A version of an extension, and the digest under which a feed offered it.
@@ -35,25 +34,30 @@ struct GoodFeed {
 };
 
 /// What is remembered of feeds between runs: a SQLite file of its own in the user's family folder,
-/// so that processes at work on it at once need no other lock. It is made on the first save. A
-/// damaged one is forgotten and made anew.
+/// so that processes at work on it at once need no other lock. It is made on the first save; one
+/// that is damaged is forgotten and made anew. Throws Error: storeNewer for a file of a later form,
+/// else by SQLite's failure.
 class FeedCache {
   public:
-    /// Throws Error: storeNewer for a file of a later form, storeBusy, or by the system's error.
     explicit FeedCache(std::string file);
 
     std::optional<CachedFeed> find(const std::string& address);
 
-    /// The digests under which the feed has ever offered versions of that extension.
-    std::vector<SeenVersion> seen(const std::string& address, const std::string& idKey);
+    /// All versions that the feed has offered, with the digests that they had at first.
+    std::vector<SeenVersion> seen(const std::string& address);
 
-    /// Keeps all of them, in one durable step. A copy with a lower serial than the one kept
-    /// meanwhile by another process does not replace it. Throws Error.
+    /// Keeps all of them in one durable step. Where another process has kept a copy with a higher
+    /// serial meanwhile, that one stays; a version that is remembered stays as it is.
     void save(const std::vector<GoodFeed>& feeds);
 
   private:
+    template <class Work>
+    auto guarded(Work work);
+    void open(int flags);
+    void put(const GoodFeed& feed);
+
     std::string file_;
-    std::optional<Database> database_;
+    std::optional<Database> database_;  ///< none where there is no file yet
 };
 
 }  // namespace tavik

@@ -16,16 +16,16 @@ class ProgressLine {
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
 
-    /// Bytes done, of a total that may be 0 while it is not known.
+    /// Bytes done, of a total that may be 0 while it is not known. From one thread at a time.
     void show(std::uint64_t done, std::uint64_t total) noexcept;
 
   private:
     using Clock = std::chrono::steady_clock;
 
     int descriptor_;
-    bool terminal_;
+    bool isTerminal_;
     Clock::time_point next_;  ///< when the line may be drawn again
-    bool drawn_ = false;
+    std::size_t width_ = 0;   ///< of what stands on the terminal
 };
 
 }  // namespace tavik

@@ -35,6 +35,20 @@ struct Offer {
     std::string name;  ///< the installed extension's
 };
 
+/// The items of one extension in a feed.
+struct ItemRange {
+    std::vector<FeedItem>::const_iterator first, last;
+    auto begin() const { return first; }
+    auto end() const { return last; }
+};
+
+ItemRange itemsOf(const Feed& feed, const std::string& idKey);
+
+/// The newest item of the feed that is an update for the extension: not blocked, no pre-release,
+/// newer than the installed version, and made for an installed product. Null where there is none.
+const FeedItem* chooseUpdate(const Feed& feed, const UpdatableExtension& extension,
+                             const std::vector<UpdatableProduct>& products);
+
 /// Decides whether a feed may be believed. `wanted` says whether signatures are fetched at all.
 /// `verify` gets the feed's address, its bytes and those of the signature beside it (nothing where
 /// there is none), and throws Error where the feed is refused; it is called from the thread of the

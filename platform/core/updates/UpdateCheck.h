@@ -1,7 +1,6 @@
 #pragma once
 
 #include <exception>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,6 +9,7 @@
 
 #include "platform/core/online/Online.h"
 #include "platform/core/updates/Update.h"
+#include "platform/support/Error.h"
 
 namespace tavik {
 
@@ -21,6 +21,8 @@ struct UpdateCheckInput {
     FeedTrust trust;
     FetchBounds bounds;
 };
+
+class UpdateSearch;
 
 /// One check for updates of all installed extensions. Each feed is fetched once, however many name
 /// it; the `updateUrl` of an extension goes before the `updateFeed` of its products.
@@ -46,14 +48,13 @@ class UpdateCheck {
     /// Error, the first failure, where a feed of the product or of one of its extensions failed.
     std::vector<const Offer*> updatesOf(const std::string& productName);
 
-    /// What did not keep the check from its results, a line each: broken items of feeds, a copy
-    /// that could not be kept.
-    const std::vector<std::string>& warnings();
+    /// Why what was found could not be kept for the next check, where that is so; this check's
+    /// results hold all the same.
+    const std::optional<Error>& warning();
 
   private:
-    struct Work;
-
-    std::unique_ptr<Work> work_;
+    std::unique_ptr<UpdateSearch> search_;
+    std::exception_ptr failure_;
     std::thread thread_;
 };
 

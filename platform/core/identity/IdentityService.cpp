@@ -1,0 +1,116 @@
+#include "platform/core/identity/IdentityService.h"
+
+#include <algorithm>
+
+#include "platform/core/online/Online.h"
+#include "platform/core/texts/Status.h"
+#include "platform/support/Json.h"
+
+namespace tavik {
+namespace {
+
+constexpr const char* kEndPoint = "identity service";
+constexpr std::size_t kMaxTokenBytes = 16384;
+constexpr std::size_t kMaxTypeBytes = 64;
+constexpr std::size_t kMaxAccountBytes = 255;
+
+bool isAlphanumeric(char c) noexcept {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+/// RFC 3986's unreserved characters stay as they are.
+std::string percentEncoded(std::string_view text) {
+    constexpr std::string_view kHex = "0123456789ABCDEF";
+    std::string result;
+    // Room for the longest form, so that no part of it is left behind in memory given back.
+    result.reserve(3 * text.size());
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (isAlphanumeric(c) || std::string_view("-._~").find(c) != std::string_view::npos)
+            result += c;
+        else
+            result.append("%").append(1, kHex[byte >> 4]).append(1, kHex[byte & 15]);
+    }
+    return result;
+}
+
+[[noreturn]] void refuse(const std::string& what, const std::string& cause) {
+    fail(Status::credentialsInvalid, what, cause);
+}
+
+void checkLength(const std::string& what, std::string_view text, std::size_t maxBytes) {
+    if (text.empty() || text.size() > maxBytes)
+        refuse(what, "not 1 to " + std::to_string(maxBytes) + " bytes long");
+}
+
+/// What might end the header line, or begin another, must not get into it.
+void checkToken(std::string_view token) {
+    checkLength("access token", token, kMaxTokenBytes);
+    if (std::any_of(token.begin(), token.end(), [](char c) { return c < '!' || c > '~'; }))
+        refuse("access token", "has other characters than visible ASCII");
+}
+
+void checkType(std::string_view type) {
+    checkLength("token type", type, kMaxTypeBytes);
+    if (!std::all_of(type.begin(), type.end(), [](char c) {
+            return isAlphanumeric(c) || std::string_view("!#$%&'*+-.^_`|~").find(c) !=
+                                            std::string_view::npos;
+        }))
+        refuse("token type", "is not one word such as Bearer");
+}
+
+void checkAccount(std::string_view account) {
+    checkLength("account", account, kMaxAccountBytes);
+    // Dots alone would be a step up in the address.
+    if (!isPrintableText(account) || account == "." || account == "..")
+        refuse("account", "is no name of one");
+}
+
+}  // namespace
+
+void IdentityService::setEndPoint(std::string_view address) try {
+    Address endPoint = Address::parse(address);
+    if (endPoint.scheme() == Address::Scheme::file)
+        throw AddressError("is a file");
+    if (!endPoint.query().empty())
+        throw AddressError("has a query");
+    endPoint_ = std::move(endPoint);
+} catch (const AddressError& error) {
+    fail(Status::endPointInvalid, kEndPoint, std::string("the address ") + error.what());
+}
+
+void IdentityService::setCredentials(std::string_view token, std::string_view tokenType,
+                                     std::string_view account) {
+    checkToken(token);
+    checkType(tokenType);
+    checkAccount(account);
+    std::string authorization;
+    authorization.reserve(tokenType.size() + 1 + token.size());
+    authorization.append(tokenType).append(" ").append(token);
+    authorization_.set(std::move(authorization));
+    account_.set(percentEncoded(account));
+}
+
+void IdentityService::requireAccount(const std::string& extensionId, const std::string& name) {
+    if (!endPoint_)
+        fail(Status::endPointMissing, name);
+    if (authorization_.empty())
+        fail(Status::credentialsMissing, name);
+    std::string path = "accounts/";
+    path.append(account_.reveal()).append("/extensions/").append(percentEncoded(extensionId));
+    const FetchResult result = loadOnline().newFetcher(bounds_)->ask(
+        endPoint_->withPathSuffix(endsWithSlash(*endPoint_) ? path : "/" + path),
+        authorization_.reveal());
+    if (result.outcome == FetchResult::Outcome::fetched)
+        return;
+    const bool refused = result.httpStatus >= 400 && result.httpStatus < 500;
+    fail(refused ? Status::accountRefused : Status::identityUnreachable, name, result.failure);
+}
+
+void IdentityService::forget() noexcept {
+    endPoint_.reset();
+    authorization_.wipe();
+    account_.wipe();
+}
+
+}  // namespace tavik

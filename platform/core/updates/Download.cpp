@@ -1,0 +1,124 @@
+#include "platform/core/updates/Download.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/core/texts/Status.h"
+
+namespace tavik {
+namespace {
+
+using Outcome = FetchResult::Outcome;
+
+/// Not every file system knows files without a name.
+FileDescriptor makeNamelessFile(int folder) {
+    FileDescriptor file(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    if (file || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL))
+        return file;
+    const std::string name = "download." + std::to_string(::getpid());
+    file = FileDescriptor(
+        ::openat(folder, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (file)
+        ::unlinkat(folder, name.c_str(), 0);
+    return file;
+}
+
+/// What arrives from one mirror: written and hashed on the way.
+class Arrival {
+  public:
+    Arrival(int file, std::uint64_t total, const DownloadProgress& progress)
+        : file_(file),
+          total_(total),
+          progress_(progress),
+          digest_(loadOnline().crypto().sha256()) {}
+
+    bool take(std::string_view bytes) noexcept {
+        digest_->update(bytes);
+        if (!writeAll(file_, bytes)) {
+            writeError_ = errno;
+            return false;
+        }
+        done_ += bytes.size();
+        if (progress_)
+            progress_(done_, total_);
+        return true;
+    }
+
+    int writeError() const noexcept { return writeError_; }
+    std::uint64_t bytes() const noexcept { return done_; }
+    std::string sha256() { return digest_->finish(); }
+
+  private:
+    int file_;
+    std::uint64_t total_;
+    const DownloadProgress& progress_;
+    std::unique_ptr<Digest> digest_;
+    std::uint64_t done_ = 0;
+    int writeError_ = 0;
+};
+
+/// Why a mirror's file cannot be used; success where it is the one that the feed describes.
+struct Verdict {
+    Status status = Status::success;
+    std::string detail;
+};
+
+Verdict judge(const FetchResult& result, const FeedItem& item, Arrival& arrival) {
+    if (result.outcome == Outcome::tooLarge)
+        return {Status::downloadDiffers,
+                result.failure + ", the size that the feed names"};
+    if (result.outcome != Outcome::fetched)
+        return {Status::downloadFailed, result.failure};
+    if (arrival.bytes() != item.size)
+        return {Status::downloadDiffers, "has " + std::to_string(arrival.bytes()) +
+                                             " bytes, the feed says " + std::to_string(item.size)};
+    if (const std::string digest = arrival.sha256(); digest != item.sha256)
+        return {Status::downloadDiffers,
+                "has the SHA-256 " + digest + ", the feed says " + item.sha256};
+    return {};
+}
+
+void restart(int file, const std::string& name) {
+    if (::ftruncate(file, 0) != 0 || ::lseek(file, 0, SEEK_SET) != 0)
+        failErrno(errno, name, "write the download");
+}
+
+}  // namespace
+
+FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
+                              const DownloadProgress& progress, const FetchBounds& bounds) {
+    const FeedItem& item = offer.item;
+    FileDescriptor file = makeNamelessFile(folderDescriptor);
+    if (!file)
+        failErrno(errno, offer.name, "make a file for the download");
+    const auto fetcher = loadOnline().newFetcher(bounds);
+    Verdict verdict;
+    std::string causes;
+    for (const auto& mirror : item.mirrors) {
+        restart(file.get(), offer.name);
+        Arrival arrival(file.get(), item.size, progress);
+        const FetchResult result = fetcher->download(
+            mirror, item.size, [&](std::string_view bytes) { return arrival.take(bytes); });
+        if (arrival.writeError() != 0)
+            failErrno(arrival.writeError(), offer.name, "write the download");
+        verdict = judge(result, item, arrival);
+        if (verdict.status == Status::success) {
+            if (::lseek(file.get(), 0, SEEK_SET) != 0)
+                failErrno(errno, offer.name, "read the download");
+            return file;
+        }
+        causes += (causes.empty() ? "" : "; ") + mirror.text() + " " + verdict.detail;
+    }
+    fail(verdict.status, offer.name, causes);
+}
+
+void requireOffered(const Offer& offer, std::string_view idKey, const Version& version) {
+    if (idKey != offer.item.idKey || version != offer.item.version)
+        fail(Status::wrongExtension, offer.name,
+             "the package is " + std::string(idKey) + " " + version.text() + ", the feed says " +
+                 offer.item.id + " " + offer.item.version.text());
+}
+
+}  // namespace tavik

@@ -1,0 +1,178 @@
+#include "platform/core/updates/FeedCache.h"
+
+#include <unistd.h>
+
+#include "platform/core/texts/Status.h"
+
+namespace tavik {
+namespace {
+
+constexpr std::chrono::seconds kBusyTimeout{10};
+
+// "Tavf": tells our file from any other that SQLite could open.
+constexpr std::int64_t kApplicationId = 0x54617666;
+constexpr std::int64_t kSchemaVersion = 1;
+
+// A rollback journal is gone after each commit, so that the file can be thrown away alone.
+constexpr const char* kSettings = "PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA";
+constexpr const char* kCreateSchema = R"sql(
+CREATE TABLE feed (
+    address      TEXT    NOT NULL PRIMARY KEY,
+    etag         TEXT    NOT NULL,
+    lastModified TEXT    NOT NULL,
+    serial       INTEGER NOT NULL,
+    signature    TEXT    NOT NULL,
+    body         TEXT    NOT NULL
+) STRICT;
+CREATE TABLE seenVersion (
+    address TEXT NOT NULL,
+    idKey   TEXT NOT NULL,
+    version TEXT NOT NULL,
+    sha256  TEXT NOT NULL,
+    PRIMARY KEY (address, idKey, version)
+) STRICT, WITHOUT ROWID;
+PRAGMA application_id = 0x54617666;
+PRAGMA user_version = 1;
+)sql";
+
+constexpr std::string_view kFind =
+    "SELECT etag, lastModified, serial, signature, body FROM feed WHERE address = ?1";
+constexpr std::string_view kSeen =
+    "SELECT idKey, version, sha256 FROM seenVersion WHERE address = ?1";
+constexpr std::string_view kPutFeed =
+    "INSERT INTO feed VALUES (?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT (address) DO UPDATE SET"
+    " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6 WHERE ?4 >= serial";
+constexpr std::string_view kPutSeen =
+    "INSERT INTO seenVersion VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING";
+
+bool isDamage(const SqliteError& error) {
+    return error.code() == SQLITE_CORRUPT || error.code() == SQLITE_NOTADB ||
+           error.code() == SQLITE_ERROR;  // a statement that the schema does not fit
+}
+
+Status statusOf(const SqliteError& error) {
+    switch (error.code()) {
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return Status::storeBusy;
+        case SQLITE_FULL:
+            return Status::diskFull;
+        case SQLITE_READONLY:
+        case SQLITE_CANTOPEN:
+        case SQLITE_PERM:
+            return Status::noPermission;
+        case SQLITE_NOMEM:
+            return Status::outOfMemory;
+        default:
+            return Status::inputOutput;
+    }
+}
+
+}  // namespace
+
+FeedCache::FeedCache(std::string file) : file_(std::move(file)) {
+    if (::access(file_.c_str(), F_OK) == 0)
+        guarded([this] { open(SQLITE_OPEN_READWRITE); });
+}
+
+/// Runs `work`. A file that turns out to be damaged is thrown away, and `work` runs once more
+/// without one.
+template <class Work>
+auto FeedCache::guarded(Work work) {
+    try {
+        try {
+            return work();
+        } catch (const SqliteError& error) {
+            if (!isDamage(error))
+                throw;
+            database_.reset();
+            ::unlink(file_.c_str());
+            return work();
+        }
+    } catch (const SqliteError& error) {
+        fail(statusOf(error), file_, error.what());
+    }
+}
+
+void FeedCache::open(int flags) {
+    if (database_ || ((flags & SQLITE_OPEN_CREATE) == 0 && ::access(file_.c_str(), F_OK) != 0))
+        return;
+    Database database(file_, flags, kBusyTimeout);
+    const std::int64_t form = database.pragmaNumber("user_version");
+    const std::int64_t application = database.pragmaNumber("application_id");
+    if (application == kApplicationId && form > kSchemaVersion)
+        fail(Status::storeNewer, file_,
+             "form " + std::to_string(form) + ", known up to " + std::to_string(kSchemaVersion));
+    if ((application != 0 || form != 0) &&
+        (application != kApplicationId || form != kSchemaVersion))
+        throw SqliteError(SQLITE_NOTADB, "another program's file");
+    // One that another process is about to fill has nothing for readers yet.
+    if (form == kSchemaVersion || (flags & SQLITE_OPEN_CREATE) != 0)
+        database_.emplace(std::move(database));
+}
+
+std::optional<CachedFeed> FeedCache::find(const std::string& address) {
+    return guarded([&]() -> std::optional<CachedFeed> {
+        if (!database_)
+            return std::nullopt;
+        Statement select(*database_, kFind);
+        select.bind(1, address);
+        if (!select.step())
+            return std::nullopt;
+        return CachedFeed{address,
+                          std::string(select.text(0)),
+                          std::string(select.text(1)),
+                          select.number(2),
+                          std::string(select.text(3)),
+                          std::string(select.text(4))};
+    });
+}
+
+std::vector<SeenVersion> FeedCache::seen(const std::string& address) {
+    return guarded([&] {
+        std::vector<SeenVersion> versions;
+        if (!database_)
+            return versions;
+        Statement select(*database_, kSeen);
+        select.bind(1, address);
+        while (select.step())
+            if (auto version = Version::parse(select.text(1)))
+                versions.push_back({std::string(select.text(0)), *std::move(version),
+                                    std::string(select.text(2))});
+        return versions;
+    });
+}
+
+void FeedCache::save(const std::vector<GoodFeed>& feeds) {
+    guarded([&] {
+        open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+        database_->execute(kSettings);
+        Transaction transaction(*database_, Transaction::Kind::write);
+        if (database_->pragmaNumber("user_version") == 0)
+            database_->execute(kCreateSchema);
+        for (const auto& feed : feeds)
+            put(feed);
+        transaction.commit();
+    });
+}
+
+void FeedCache::put(const GoodFeed& feed) {
+    const CachedFeed& copy = feed.copy;
+    Statement(*database_, kPutFeed)
+        .bind(1, copy.address)
+        .bind(2, copy.etag)
+        .bind(3, copy.lastModified)
+        .bind(4, copy.serial)
+        .bind(5, copy.signature)
+        .bind(6, copy.body)
+        .run();
+    Statement insert(*database_, kPutSeen);
+    for (const auto& version : feed.versions)
+        insert.bind(1, copy.address)
+            .bind(2, version.idKey)
+            .bind(3, version.version.text())
+            .bind(4, version.sha256)
+            .run();
+}
+
+}  // namespace tavik

@@ -1,0 +1,149 @@
+#include "platform/core/updates/FeedSource.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+
+#include "platform/core/texts/Status.h"
+
+namespace tavik {
+namespace {
+
+using Outcome = FetchResult::Outcome;
+
+constexpr const char* kSignatureSuffix = ".sig";
+
+std::string timeText(std::int64_t seconds) {
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm parts{};
+    ::gmtime_r(&time, &parts);
+    std::array<char, 64> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text.data();
+}
+
+bool isSame(const CachedFeed& a, const CachedFeed& b) {
+    return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
+           a.lastModified == b.lastModified;
+}
+
+}  // namespace
+
+void FeedSource::remember(std::optional<CachedFeed> copy, std::vector<SeenVersion> seen) {
+    remembered_ = std::move(copy);
+    seen_ = std::move(seen);
+}
+
+DocumentRequest FeedSource::request() const {
+    if (!remembered_)
+        return {address_, {}, {}};
+    return {address_, remembered_->etag, remembered_->lastModified};
+}
+
+void FeedSource::take(FetchResult result) {
+    source_ = result.address;
+    switch (result.outcome) {
+        case Outcome::fetched:
+            copy_ = {address(), std::move(result.etag), std::move(result.lastModified), 0, {},
+                     std::move(result.body)};
+            break;
+        case Outcome::unchanged:
+            copy_ = *remembered_;
+            break;
+        case Outcome::tooLarge:
+            refuse(Status::feedInvalid, result.failure);
+            break;
+        case Outcome::absent:
+        case Outcome::failed:
+            refuse(Status::feedUnreachable, result.failure);
+            break;
+    }
+}
+
+bool FeedSource::lacksSignature(const FeedTrust& trust) const {
+    if (failure_ || !trust.wanted)
+        return false;
+    // One that was right once may be from a key that has been replaced since.
+    try {
+        verify(trust);
+        return copy_.signature.empty();
+    } catch (const Error&) {
+        return true;
+    }
+}
+
+DocumentRequest FeedSource::signatureRequest() const {
+    return {address_.withPathSuffix(kSignatureSuffix), {}, {}};
+}
+
+void FeedSource::takeSignature(FetchResult result) {
+    if (result.outcome == Outcome::fetched || result.outcome == Outcome::absent)
+        copy_.signature = std::move(result.body);
+    else
+        refuse(Status::feedUnreachable, "its signature " + result.failure);
+}
+
+void FeedSource::judge(const FeedTrust& trust, std::int64_t now) {
+    if (failure_)
+        return;
+    try {
+        verify(trust);
+        feed_ = parseFeed(copy_.body, source_);
+    } catch (const Error& error) {
+        failure_ = error;
+        return;
+    }
+    copy_.serial = feed_.serial;
+    if (feed_.expires <= now)
+        refuse(Status::feedExpired, "on " + timeText(feed_.expires));
+    else if (remembered_ && feed_.serial < remembered_->serial)
+        refuse(Status::feedRolledBack, "serial " + std::to_string(feed_.serial) +
+                                           ", seen before: " + std::to_string(remembered_->serial));
+}
+
+bool FeedSource::isRepublished(const FeedItem& item) const {
+    const ItemRange items = itemsOf(feed_, item.idKey);
+    return std::any_of(seen_.begin(), seen_.end(),
+                       [&](const SeenVersion& once) {
+                           return once.idKey == item.idKey && once.version == item.version &&
+                                  once.sha256 != item.sha256;
+                       }) ||
+           std::any_of(items.begin(), items.end(), [&](const FeedItem& other) {
+               return !other.blocked && other.version == item.version &&
+                      other.sha256 != item.sha256;
+           });
+}
+
+std::optional<GoodFeed> FeedSource::news(const std::set<std::string>& installed) const {
+    if (failure_)
+        return std::nullopt;
+    GoodFeed good;
+    const auto isKnown = [this](const FeedItem& item) {
+        return std::any_of(seen_.begin(), seen_.end(), [&](const SeenVersion& once) {
+            return once.idKey == item.idKey && once.version == item.version;
+        });
+    };
+    for (const auto& key : installed)
+        for (const auto& item : itemsOf(feed_, key))
+            if (!item.blocked && !isKnown(item) && !isRepublished(item))
+                good.versions.push_back({item.idKey, item.version, item.sha256});
+    if (good.versions.empty() && remembered_ && isSame(*remembered_, copy_))
+        return std::nullopt;
+    good.copy = copy_;
+    return good;
+}
+
+void FeedSource::verify(const FeedTrust& trust) const {
+    if (!trust.verify)
+        return;
+    std::optional<std::string> signature;
+    if (!copy_.signature.empty())
+        signature = copy_.signature;
+    trust.verify(copy_.address, copy_.body, signature);
+}
+
+void FeedSource::refuse(Status status, const std::string& detail) {
+    failure_.emplace(static_cast<int>(status), address(), detail);
+}
+
+}  // namespace tavik

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/core/online/Fetcher.h"
+#include "platform/core/updates/Feed.h"
+#include "platform/core/updates/FeedCache.h"
+#include "platform/core/updates/Update.h"
+#include "platform/support/Error.h"
+
+namespace tavik {
+
+/// One feed on its way from an address to a content that may be believed. The first failure stays;
+/// no later step is taken then.
+class FeedSource {
+  public:
+    explicit FeedSource(Address address) : address_(std::move(address)) {}
+
+    /// What earlier runs know of the feed.
+    void remember(std::optional<CachedFeed> copy, std::vector<SeenVersion> seen);
+
+    DocumentRequest request() const;
+    void take(FetchResult result);
+
+    /// Whether a signature has to be fetched: where none is at hand, or the kept one is not enough.
+    bool lacksSignature(const FeedTrust& trust) const;
+    DocumentRequest signatureRequest() const;
+    void takeSignature(FetchResult result);
+
+    /// Reads the feed; refuses one that is not trusted, not valid, past its date at `now` (seconds
+    /// since 1970), or older than the one that is remembered.
+    void judge(const FeedTrust& trust, std::int64_t now);
+
+    const std::optional<Error>& failure() const noexcept { return failure_; }
+    std::string address() const { return address_.text(); }
+    const Feed& feed() const noexcept { return feed_; }
+
+    /// Whether the feed, now or once, has that version under another digest.
+    bool isRepublished(const FeedItem& item) const;
+
+    /// What is to be kept, where that is not kept already; `installed`: the keys of extensions
+    /// whose versions are to be remembered.
+    std::optional<GoodFeed> news(const std::set<std::string>& installed) const;
+
+  private:
+    void verify(const FeedTrust& trust) const;
+    void refuse(Status status, const std::string& detail);
+
+    Address address_;
+    Address source_;  ///< where redirects ended: relative addresses belong to it
+    std::optional<CachedFeed> remembered_;
+    std::vector<SeenVersion> seen_;
+    CachedFeed copy_;
+    Feed feed_;
+    std::optional<Error> failure_;
+};
+
+}  // namespace tavik

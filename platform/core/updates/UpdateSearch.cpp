@@ -1,0 +1,188 @@
+#include "platform/core/updates/UpdateSearch.h"
+
+#include <algorithm>
+#include <ctime>
+#include <set>
+
+#include "platform/core/texts/Status.h"
+
+namespace tavik {
+namespace {
+
+/// Why the feed has no update for an extension that its publisher may think it has one for.
+std::string noteAbout(const FeedSource& source, const UpdatableExtension& extension) {
+    for (const auto& item : itemsOf(source.feed(), extension.idKey))
+        if (item.blocked && item.version > extension.version)
+            return "version " + item.version.text() + " is blocked: " + *item.blocked;
+    for (const auto& warning : source.feed().warnings)
+        if (warning.idKey == extension.idKey)
+            return "an entry in " + source.address() + " is not valid: " + warning.text;
+    return {};
+}
+
+}  // namespace
+
+UpdateSearch::UpdateSearch(UpdateCheckInput input)
+    : input_(std::move(input)), fetcher_(loadOnline().newFetcher(input_.bounds)) {}
+
+void UpdateSearch::run() {
+    nameFeeds();
+    const auto feeds = sources();
+    if (!feeds.empty()) {
+        FeedCache cache(input_.cacheFile);
+        for (FeedSource* feed : feeds)
+            feed->remember(cache.find(feed->address()), cache.seen(feed->address()));
+        fetch();
+        for (FeedSource* feed : feeds)
+            feed->judge(input_.trust, std::time(nullptr));
+        keep(cache);
+    }
+    for (std::size_t i = 0; i < findings_.size(); ++i)
+        find(input_.extensions[i], findings_[i]);
+}
+
+void UpdateSearch::nameFeeds() {
+    for (const auto& extension : input_.extensions) {
+        Finding& finding = findings_.emplace_back();
+        if (!extension.updateUrl.empty()) {
+            finding.feeds.push_back(&feedAt(extension.updateUrl, extension.name));
+            continue;
+        }
+        for (const auto& name : extension.products) {
+            const UpdatableProduct* named = product(name);
+            if (named != nullptr && !named->updateFeed.empty())
+                finding.feeds.push_back(&feedAt(named->updateFeed, named->name));
+        }
+    }
+}
+
+/// The feed under that address, which is one however it is written and whoever names it.
+const UpdateSearch::NamedFeed& UpdateSearch::feedAt(const std::string& address,
+                                                    const std::string& namedBy) {
+    if (const auto known = byAddress_.find(address); known != byAddress_.end())
+        return *known->second;
+    NamedFeed feed;
+    std::string key = address;
+    try {
+        Address parsed = Address::parse(address);
+        key = parsed.text();
+        feed.source = std::make_unique<FeedSource>(std::move(parsed));
+    } catch (const AddressError& error) {
+        feed.refusal.emplace(static_cast<int>(Status::addressRefused), namedBy,
+                             std::string("the address of its feed ") + error.what());
+    }
+    NamedFeed& kept = feeds_.try_emplace(key, std::move(feed)).first->second;
+    byAddress_[address] = &kept;
+    return kept;
+}
+
+std::vector<FeedSource*> UpdateSearch::sources() const {
+    std::vector<FeedSource*> sources;
+    for (const auto& [address, feed] : feeds_)
+        if (feed.source)
+            sources.push_back(feed.source.get());
+    return sources;
+}
+
+void UpdateSearch::fetch() {
+    const auto feeds = sources();
+    std::vector<DocumentRequest> requests;
+    requests.reserve(feeds.size());
+    for (const FeedSource* feed : feeds)
+        requests.push_back(feed->request());
+    auto results = fetcher_->fetchAll(requests);
+    for (std::size_t i = 0; i < feeds.size(); ++i)
+        feeds[i]->take(std::move(results[i]));
+
+    std::vector<FeedSource*> lacking;
+    std::vector<DocumentRequest> signatures;
+    for (FeedSource* feed : feeds) {
+        if (!feed->lacksSignature(input_.trust))
+            continue;
+        lacking.push_back(feed);
+        signatures.push_back(feed->signatureRequest());
+    }
+    results = fetcher_->fetchAll(signatures);
+    for (std::size_t i = 0; i < lacking.size(); ++i)
+        lacking[i]->takeSignature(std::move(results[i]));
+}
+
+void UpdateSearch::keep(FeedCache& cache) {
+    std::set<std::string> installed;
+    for (const auto& extension : input_.extensions)
+        installed.insert(extension.idKey);
+    std::vector<GoodFeed> news;
+    for (const FeedSource* feed : sources())
+        if (auto good = feed->news(installed))
+            news.push_back(*std::move(good));
+    if (news.empty())
+        return;
+    try {
+        cache.save(news);
+    } catch (const Error& error) {
+        warning_ = error;
+    }
+}
+
+void UpdateSearch::find(const UpdatableExtension& extension, Finding& finding) const {
+    for (const NamedFeed* feed : finding.feeds) {
+        if (feed->failure()) {
+            finding.failure = finding.failure ? finding.failure : feed->failure();
+            continue;
+        }
+        const FeedSource& source = *feed->source;
+        const FeedItem* item = chooseUpdate(source.feed(), extension, input_.products);
+        if (item == nullptr)
+            finding.note = finding.note.empty() ? noteAbout(source, extension) : finding.note;
+        else if (source.isRepublished(*item))
+            finding.failure.emplace(static_cast<int>(Status::versionRepublished), extension.name,
+                                    "version " + item->version.text() + " in " + source.address());
+        else if (!finding.offer || item->version > finding.offer->item.version)
+            finding.offer = Offer{*item, source.address(), extension.name};
+    }
+}
+
+const UpdatableProduct* UpdateSearch::product(const std::string& name) const {
+    const auto found = std::find_if(input_.products.begin(), input_.products.end(),
+                                    [&](const UpdatableProduct& each) { return each.name == name; });
+    return found == input_.products.end() ? nullptr : &*found;
+}
+
+const Offer& UpdateSearch::updateOf(const std::string& idKey) const {
+    for (std::size_t i = 0; i < findings_.size(); ++i) {
+        if (input_.extensions[i].idKey != idKey)
+            continue;
+        const Finding& finding = findings_[i];
+        if (finding.offer)
+            return *finding.offer;
+        if (finding.failure)
+            throw Error(*finding.failure);
+        fail(Status::noUpdate, input_.extensions[i].name, finding.note);
+    }
+    fail(Status::noUpdate, idKey, "not installed when the check began");
+}
+
+std::vector<const Offer*> UpdateSearch::updatesOf(const std::string& productName) const {
+    const UpdatableProduct* wanted = product(productName);
+    if (wanted == nullptr)
+        fail(Status::productNotFound, productName);
+    std::vector<const Offer*> offers;
+    for (std::size_t i = 0; i < findings_.size(); ++i) {
+        const auto& products = input_.extensions[i].products;
+        const Finding& finding = findings_[i];
+        if (std::find(products.begin(), products.end(), productName) == products.end())
+            continue;
+        // A list with a gap must not pass for a whole one, even where this extension's update was
+        // found through another product.
+        for (const NamedFeed* feed : finding.feeds)
+            if (feed->failure())
+                throw Error(*feed->failure());
+        if (finding.failure)
+            throw Error(*finding.failure);
+        if (finding.offer)
+            offers.push_back(&*finding.offer);
+    }
+    return offers;
+}
+
+}  // namespace tavik
