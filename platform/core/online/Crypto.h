@@ -15,11 +15,23 @@ class Digest {
     virtual std::string finish() = 0;
 };
 
+/// What a key, or the key that made a signature, was found to be.
+struct KeyFinding {
+    std::string fingerprint;  ///< SHA-256 of the public key's DER form in lower-case hex digits
+    std::string fault;        ///< why there is none, in a few words; empty where there is one
+};
+
 /// The cryptography that the core needs, behind the module that brings its library.
 class Crypto {
   public:
     virtual ~Crypto() = default;
     virtual std::unique_ptr<Digest> sha256() = 0;
+
+    /// Reads an Ed25519 public key from its PEM text.
+    virtual KeyFinding readPublicKey(std::string_view pem) = 0;
+
+    /// Checks the content of a signature file, which names its key, against what it signs.
+    virtual KeyFinding findSigner(std::string_view message, std::string_view signature) = 0;
 };
 
 }  // namespace tavik

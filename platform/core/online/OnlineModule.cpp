@@ -2,15 +2,10 @@
 
 #include "platform/core/online/CurlFetcher.h"
 #include "platform/core/online/Online.h"
-#include "platform/core/online/Sha256.h"
+#include "platform/core/online/OpenSslCrypto.h"
 
 namespace tavik {
 namespace {
-
-class ModuleCrypto final : public Crypto {
-  public:
-    std::unique_ptr<Digest> sha256() override { return std::make_unique<Sha256>(); }
-};
 
 class OnlineModule final : public Online {
   public:
@@ -20,7 +15,7 @@ class OnlineModule final : public Online {
     Crypto& crypto() override { return crypto_; }
 
   private:
-    ModuleCrypto crypto_;
+    OpenSslCrypto crypto_;
 };
 
 bool isCurlUsable() {

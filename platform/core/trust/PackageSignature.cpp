@@ -1,0 +1,147 @@
+#include "platform/core/trust/PackageSignature.h"
+
+#include <algorithm>
+#include <map>
+
+#include "platform/core/package/EntryReader.h"
+#include "platform/core/texts/Status.h"
+
+namespace tavik {
+namespace {
+
+constexpr std::string_view kReservedFolder = "META-INF";
+
+// A line of an honest list, and its share of what stands around the lines: a path of the longest
+// kind whose every character is escaped, the digest, the names of the members.
+constexpr std::size_t kMaxListBytesPerEntry = 2400;
+
+/// The reserved entries; both or none is there.
+struct SignatureEntries {
+    const ArchiveEntry* list = nullptr;
+    const ArchiveEntry* signature = nullptr;
+};
+
+[[noreturn]] void failDiffers(const Package& package, const std::string& path, const char* text) {
+    fail(Status::contentDiffers, package.path(), entryPlace(path) + ": " + text);
+}
+
+SignatureEntries findSignature(const Package& package) {
+    SignatureEntries found;
+    for (const ArchiveEntry& entry : package.archive().entries()) {
+        if (!isReservedPath(entry.path))
+            continue;
+        if (entry.path == kContentListPath && !entry.isFolder())
+            found.list = &entry;
+        else if (entry.path == kContentSignaturePath && !entry.isFolder())
+            found.signature = &entry;
+        else
+            fail(Status::packageUnsafe, package.path(),
+                 entryPlace(entry.path) + ": " + std::string(kReservedFolder) +
+                     " is reserved for the signature");
+    }
+    if ((found.list == nullptr) != (found.signature == nullptr))
+        fail(Status::signatureWrong, package.path(),
+             std::string(found.list == nullptr ? kContentListPath : kContentSignaturePath) +
+                 " is missing");
+    return found;
+}
+
+std::map<std::string, ListedEntry> parseList(const Package& package, const std::string& json) {
+    std::vector<ListedEntry> entries;
+    try {
+        entries = parseContentList(json, json.size());
+    } catch (const JsonError& error) {
+        fail(Status::contentDiffers, package.path(),
+             std::string(kContentListPath) + ": " + error.what());
+    }
+    std::map<std::string, ListedEntry> byPath;
+    for (ListedEntry& entry : entries) {
+        std::string path = entry.path;
+        if (!byPath.emplace(path, std::move(entry)).second)
+            failDiffers(package, path, "is listed twice");
+    }
+    return byPath;
+}
+
+std::string digestOf(EntryReader& reader, const ArchiveEntry& entry, Crypto& crypto) {
+    const auto digest = crypto.sha256();
+    reader.read(entry, [&](std::string_view bytes) { digest->update(bytes); });
+    return digest->finish();
+}
+
+bool isInArchive(const Archive& archive, std::string_view listed) {
+    const bool isFolder = !listed.empty() && listed.back() == '/';
+    const ArchiveEntry* entry = archive.find(listed.substr(0, listed.size() - (isFolder ? 1 : 0)));
+    return entry != nullptr && entry->isFolder() == isFolder && !isReservedPath(entry->path);
+}
+
+/// Compares what the headers tell: which entries there are, their kinds and sizes.
+void compareHeaders(const Package& package, const std::map<std::string, ListedEntry>& list) {
+    for (const ArchiveEntry& entry : package.archive().entries()) {
+        if (isReservedPath(entry.path))
+            continue;
+        const auto listed = list.find(listedPath(entry.path, entry.isFolder()));
+        if (listed == list.end())
+            failDiffers(package, entry.path, "is not in the signed list");
+        if (listed->second.size != entry.size)
+            failDiffers(package, entry.path, "has another size than in the signed list");
+        if (listed->second.isExecutable != entry.isExecutable())
+            failDiffers(package, entry.path,
+                        entry.isExecutable() ? "is executable, and not so in the signed list"
+                                             : "is not executable, but so in the signed list");
+    }
+    for (const auto& [path, listed] : list)
+        if (!isInArchive(package.archive(), path))
+            failDiffers(package, path, "is in the signed list, but missing");
+}
+
+void compareContents(const Package& package, const std::map<std::string, ListedEntry>& list,
+                     Crypto& crypto) {
+    EntryReader reader(package.file());
+    for (const ArchiveEntry& entry : package.archive().entries()) {
+        if (isReservedPath(entry.path))
+            continue;
+        if (digestOf(reader, entry, crypto) !=
+            list.at(listedPath(entry.path, entry.isFolder())).sha256)
+            failDiffers(package, entry.path, "has another digest than in the signed list");
+    }
+}
+
+}  // namespace
+
+bool isReservedPath(std::string_view path) {
+    const std::string_view first = path.substr(0, path.find('/'));
+    return std::equal(first.begin(), first.end(), kReservedFolder.begin(), kReservedFolder.end(),
+                      [](char a, char b) {
+                          return (a >= 'a' && a <= 'z' ? static_cast<char>(a - 'a' + 'A') : a) == b;
+                      });
+}
+
+std::vector<ListedEntry> listContent(const Package& package, Crypto& crypto) {
+    EntryReader reader(package.file());
+    std::vector<ListedEntry> entries;
+    for (const ArchiveEntry& entry : package.archive().entries())
+        if (!isReservedPath(entry.path))
+            entries.push_back({listedPath(entry.path, entry.isFolder()), entry.size,
+                               digestOf(reader, entry, crypto), entry.isExecutable()});
+    std::sort(entries.begin(), entries.end(),
+              [](const ListedEntry& a, const ListedEntry& b) { return a.path < b.path; });
+    return entries;
+}
+
+SignerReport verifyPackage(const Package& package, const TrustRules& rules) {
+    const SignatureEntries entries = findSignature(package);
+    if (entries.list == nullptr)
+        return judgeUnsigned(package.path(), rules);
+    const std::uint64_t limit = kMaxListBytesPerEntry * package.archive().entries().size();
+    const std::string list = package.read(*entries.list, limit);
+    const std::string signature = package.read(*entries.signature, limit);
+    SignerReport signer =
+        judgeSigned(package.path(), std::string(kContentSignaturePath), list, signature, rules);
+    const auto listed = parseList(package, list);
+    compareHeaders(package, listed);
+    compareContents(package, listed, rules.crypto());
+    return signer;
+}
+
+}  // namespace tavik
