@@ -12,8 +12,8 @@
  *  4. Memory. The session owns every string, list and record that it hands out, until it is closed.
  *     On a failure an output holds null (or 0).
  *  5. Nothing is locked between calls, and a wait on another program's lock ends after two seconds
- *     with VELL_STATUS_BUSY. A session sees a pcd domain as it was when its subdomains were last
- *     listed in that session, and its own writes.
+ *     with VELL_STATUS_BUSY. A session sees a pcd domain as it was when it last listed the domain's
+ *     subdomains; listing them again, or writing, shows what others have written since.
  *  6. Null pointers are refused with VELL_STATUS_INVALID. Nothing throws across this interface.
  *  7. Threads. A session is used by one thread at a time.
  *  8. Standard error gets one line, once, for a database that cannot be used: damaged, of a newer

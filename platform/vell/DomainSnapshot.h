@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/support/Sqlite.h"
+#include "platform/vell/Kept.h"
+
+namespace tavik::vell {
+
+/// All subdomains of one pcd domain with their keys and values, read at one moment by one query: a
+/// reader that walks them sees no half of another program's writing, and pays for one query.
+class DomainSnapshot {
+  public:
+    struct Subdomain {
+        const char** keys;
+        const char** values;  ///< one for each key
+    };
+
+    DomainSnapshot(const Database& database, int domain, Kept& kept);
+
+    bool isEmpty() const { return subdomains_.empty(); }
+    const char** names() const { return names_; }
+    /// Null where there is no such subdomain.
+    const Subdomain* find(std::string_view name) const;
+
+  private:
+    const char** names_;
+    std::unordered_map<std::string_view, Subdomain> subdomains_;
+};
+
+}  // namespace tavik::vell
