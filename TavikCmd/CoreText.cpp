@@ -1,0 +1,46 @@
+#include "CoreText.h"
+
+#include <memory>
+#include <new>
+
+namespace {
+
+/// The allocation failure is thrown here for a size that wraps around: a short buffer would be
+/// overrun.
+std::unique_ptr<char[]> zeroedBuffer(unsigned long size, unsigned long spare) {
+    if (size + spare < size)
+        throw std::bad_alloc();
+    return std::make_unique<char[]>(size + spare);
+}
+
+}  // namespace
+
+int copyText(TextQuery query, ExtensionHandle handle, unsigned long size, unsigned long spare,
+             std::string& text) {
+    const auto buffer = zeroedBuffer(size, spare);
+    unsigned long sizeNow = size;
+    const int status = query(handle, size, buffer.get(), &sizeNow);
+    text.assign(buffer.get(), strnlen(buffer.get(), size + spare));
+    return status;
+}
+
+std::string textOf(TextQuery query, ExtensionHandle handle) {
+    unsigned long size = 0;
+    std::string text;
+    query(handle, 0, nullptr, &size);
+    copyText(query, handle, size, 0, text);
+    return text;
+}
+
+ProductNames::ProductNames(unsigned long count) : buffers(count) {
+    pointers.reserve(count);
+    for (Buffer& buffer : buffers) {
+        buffer.fill('\0');
+        pointers.push_back(buffer.data());
+    }
+}
+
+std::string ProductNames::operator[](std::size_t index) const {
+    const Buffer& buffer = buffers[index];
+    return {buffer.data(), strnlen(buffer.data(), buffer.size())};
+}

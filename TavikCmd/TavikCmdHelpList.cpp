@@ -1,0 +1,114 @@
+#include <Poco/String.h>
+
+#include "CoreText.h"
+#include "Output.h"
+#include "TavikCmdHelp.h"
+#include "TextTable.h"
+
+namespace {
+
+constexpr unsigned long kNameQuerySize = 128;
+constexpr unsigned long kSpareNameBytes = 10;
+constexpr std::size_t kLongestName = 50;
+constexpr int kEnabled = 1;
+
+void appendHead(RowBuffer& rows, unsigned long count, const char* productDisplayName) {
+    rows << extensionCount(count) << "installed for " << productDisplayName << "\n"
+         << rightAligned("Status", 7) << rightAligned("Extension Name", 38)
+         << rightAligned("Version", 32) << "\n"
+         << "=========  =======================================================  ==========\n";
+}
+
+/// Appends the row of one extension; returns the status of the call that failed, or of the last.
+int appendRow(RowBuffer& rows, ExtensionHandle handle, unsigned long nameQuerySize,
+              unsigned long nameLength) {
+    int state = 0;
+    int status = TavikGetExtensionStatus(handle, &state);
+    if (status < 0)
+        return rows.failure("Failed to get extension status, status = ", status);
+
+    std::string version;
+    unsigned long versionSize = 0;
+    status = TavikGetExtensionVersion(handle, 0, nullptr, &versionSize);
+    if (status >= 0)
+        status = copyText(&TavikGetExtensionVersion, handle, versionSize, 0, version);
+    if (status < 0)
+        return rows.failure("Failed to get extension version, status = ", status);
+
+    std::string name;
+    status = TavikGetExtensionName(handle, nameQuerySize, nullptr, &nameLength);
+    if (status >= 0)
+        status = copyText(&TavikGetExtensionName, handle, nameLength, kSpareNameBytes, name);
+    if (status < 0)
+        return rows.failure("Failed to get extension name status = ", status);
+
+    rows << rightAligned(state == kEnabled ? "Enabled" : "Disabled", 8)
+         << rightAligned(nameColumn(name, kLongestName), 55) << rightAligned(version, 15) << "\n";
+    return status;
+}
+
+}  // namespace
+
+int TavikCmdHelper::invokeTavikGetExtListOfProduct(const std::string& which) {
+    if (Poco::toLower(which) == "all")
+        return listAllProducts();
+    // Scripts know this line with the constant 0, and that a failing product is no failure of the
+    // command.
+    if (TavikGetExtListOfProduct(which.c_str(), kNameQuerySize, 0, 0) < 0)
+        printFailure("Failde to get extension of product, status = ", 0);
+    return 0;
+}
+
+int TavikCmdHelper::listAllProducts() {
+    unsigned long count = 0;
+    int status = TavikGetCountOfProduct(&count);
+    if (status < 0)
+        return printFailure("Failed to get product count, status = ", status);
+    ProductNames products(count);
+    status = TavikGetProductsList(count, products.list());
+    if (status < 0)
+        return printFailure("Failed to get product list, status = ", status);
+    for (std::size_t i = 0; i < products.count(); ++i)
+        // The status in this line is the product list's, not the failing product's.
+        if (TavikGetExtListOfProduct(products[i].c_str(), kNameQuerySize, 0, 0) < 0)
+            printFailure("Failde to get extension of product, status = ", status);
+    return status;
+}
+
+int TavikCmdHelper::TavikGetExtListOfProduct(const char* productDisplayName,
+                                             unsigned long nameQuerySize,
+                                             unsigned long extensionCount,
+                                             unsigned long nameLength) {
+    int status = TavikGetExtensionCountOfProductByDisplayName(productDisplayName, &extensionCount);
+    if (status < 0)
+        return printFailure("Failed to get extension count of product status = ", status);
+    RowBuffer rows;
+    appendHead(rows, extensionCount, productDisplayName);
+    std::vector<ExtensionHandle> handles(extensionCount);
+    status = TavikGetExtensionsListOfProductByDisplayName(productDisplayName, extensionCount,
+                                                          handles.data());
+    if (status < 0)
+        return rows.failure("Failed to get extensions list of product status = ", status);
+    for (const ExtensionHandle handle : handles) {
+        status = appendRow(rows, handle, nameQuerySize, nameLength);
+        if (status < 0)
+            return status;
+    }
+    rows << "\n";
+    return status;
+}
+
+int TavikCmdHelper::TavikGetExtHandlesByProductDisplayName(const std::string& productDisplayName,
+                                                           std::vector<long>& handles) {
+    unsigned long count = 0;
+    int status = TavikGetExtensionCountOfProductByDisplayName(productDisplayName.c_str(), &count);
+    if (status < 0)
+        return printFailure("Failed to get extension count of product status = ", status);
+    std::vector<ExtensionHandle> found(count);
+    status = TavikGetExtensionsListOfProductByDisplayName(productDisplayName.c_str(), count,
+                                                          found.data());
+    if (status < 0)
+        return printFailure("Failed to get extension list of product status = ", status);
+    handles.insert(handles.end(), found.begin(), found.end());
+    return status;
+}
