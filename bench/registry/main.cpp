@@ -1,5 +1,5 @@
 // Measures the walk over a large application registry beside one plain SELECT of the same rows over
-// the same file, and prints a table of medians. Usage: registry [RUNS]
+// the same file, and prints a table of medians. Usage: registry_walk [RUNS]
 
 #include <algorithm>
 #include <chrono>
@@ -111,6 +111,6 @@ int main(int argc, char** argv) try {
     std::filesystem::remove_all(folder);
     return 0;
 } catch (const std::exception& error) {
-    std::fprintf(stderr, "registry: %s\n", error.what());
+    std::fprintf(stderr, "registry_walk: %s\n", error.what());
     return 1;
 }

@@ -38,11 +38,13 @@ DomainSnapshot::DomainSnapshot(const Database& database, int domain, Kept& kept)
     }
     finishSubdomain();
     names_ = kept.list(names);
+    last_ = subdomains_.end();
 }
 
-const DomainSnapshot::Subdomain* DomainSnapshot::find(std::string_view name) const {
-    const auto found = subdomains_.find(name);
-    return found == subdomains_.end() ? nullptr : &found->second;
+const DomainSnapshot::Subdomain* DomainSnapshot::find(std::string_view name) {
+    if (last_ == subdomains_.end() || last_->first != name)
+        last_ = subdomains_.find(name);
+    return last_ == subdomains_.end() ? nullptr : &last_->second;
 }
 
 }  // namespace tavik::vell

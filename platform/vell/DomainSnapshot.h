@@ -20,15 +20,20 @@ class DomainSnapshot {
     };
 
     DomainSnapshot(const Database& database, int domain, Kept& kept);
+    DomainSnapshot(const DomainSnapshot&) = delete;
+    DomainSnapshot& operator=(const DomainSnapshot&) = delete;
 
     bool isEmpty() const { return subdomains_.empty(); }
     const char** names() const { return names_; }
     /// Null where there is no such subdomain.
-    const Subdomain* find(std::string_view name) const;
+    const Subdomain* find(std::string_view name);
 
   private:
+    using Map = std::unordered_map<std::string_view, Subdomain>;
+
     const char** names_;
-    std::unordered_map<std::string_view, Subdomain> subdomains_;
+    Map subdomains_;
+    Map::const_iterator last_;  ///< found last: readers ask for one key of it after the other
 };
 
 }  // namespace tavik::vell

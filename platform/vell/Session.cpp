@@ -98,8 +98,7 @@ const char** Session::subdomains(int domain) {
     return snapshot.isEmpty() ? nullptr : snapshot.names();
 }
 
-const DomainSnapshot::Subdomain* Session::snapshotOf(DataKind kind, int domain,
-                                                     const char* name) const {
+const DomainSnapshot::Subdomain* Session::snapshotOf(DataKind kind, int domain, const char* name) {
     const auto snapshot = kind == DataKind::pcd ? snapshots_.find(domain) : snapshots_.end();
     if (snapshot == snapshots_.end())
         return nullptr;

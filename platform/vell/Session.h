@@ -45,7 +45,7 @@ class Session {
   private:
     /// The statement, prepared at its first use. `sql` is one of the constants.
     Statement& prepared(const char* sql);
-    const DomainSnapshot::Subdomain* snapshotOf(DataKind kind, int domain, const char* name) const;
+    const DomainSnapshot::Subdomain* snapshotOf(DataKind kind, int domain, const char* name);
     template <typename Change>
     void write(Change change);
 
