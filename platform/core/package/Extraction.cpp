@@ -127,7 +127,7 @@ class Extraction {
 
   private:
     std::vector<std::thread> startHelpers() {
-        std::size_t workers = std::min<std::size_t>(
+        auto workers = std::min<std::size_t>(
             {kMaxWorkers, std::thread::hardware_concurrency(), batches_.size()});
         if (package_.archive().totalBytes() < kFewBytes)
             workers = 0;
