@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <sstream>
 #include <stdexcept>
 
 #include "tests/support/Process.h"
@@ -253,8 +254,8 @@ bool FeedServer::send(Connection& connection, const ServerAnswer& answer) {
     if (!answer.body.empty())
         ++bodies_;
     const std::string half = "\r\n" + answer.body.substr(0, answer.body.size() / 2);
-    std::array<char, 16> size{};
-    std::snprintf(size.data(), size.size(), "%zx\r\n", answer.body.size());
+    std::ostringstream size;
+    size << std::hex << answer.body.size() << "\r\n";
     switch (answer.fault) {
         case Fault::stallInBody:
             connection.write(half);
@@ -265,7 +266,7 @@ bool FeedServer::send(Connection& connection, const ServerAnswer& answer) {
             return false;
         case Fault::endlessChunks:
             connection.write("\r\n");
-            while (connection.write(size.data() + answer.body + "\r\n")) {
+            while (connection.write(size.str() + answer.body + "\r\n")) {
             }
             return false;
         default:

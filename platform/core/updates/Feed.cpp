@@ -1,7 +1,6 @@
 #include "platform/core/updates/Feed.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <ctime>
 
@@ -212,7 +211,8 @@ Feed readFeed(const rapidjson::Value& document, const Address& base) {
         refuse("$.formatVersion", "is not " + std::to_string(kFormatVersion));
     Feed feed;
     feed.serial = requiredNumber(document, "serial", "$");
-    feed.expires = parseTime(requiredText(document, "expires", "$"), "$.expires");
+    feed.expiresText = requiredText(document, "expires", "$");
+    feed.expires = parseTime(feed.expiresText, "$.expires");
     readItems(feed, document, base);
     return feed;
 }
