@@ -33,6 +33,7 @@ void FeedSource::take(FetchResult result) {
     source_ = result.address;
     switch (result.outcome) {
         case Outcome::fetched:
+            isFresh_ = true;
             copy_ = {address(), std::move(result.etag), std::move(result.lastModified), 0,
                      {},        std::move(result.body)};
             break;
@@ -52,10 +53,12 @@ void FeedSource::take(FetchResult result) {
 bool FeedSource::lacksSignature(const FeedTrust& trust) const {
     if (failure_ || !trust.wanted)
         return false;
-    // One that was right once may be from a key that has been replaced since.
+    if (isFresh_)
+        return true;
+    // What was believed once need not be asked for again, unless keys or rules have changed since.
     try {
         verify(trust);
-        return copy_.signature.empty();
+        return false;
     } catch (const Error&) {
         return true;
     }
