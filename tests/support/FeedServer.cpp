@@ -1,6 +1,7 @@
 #include "tests/support/FeedServer.h"
 
 #include <arpa/inet.h>
+#include <netinet/tcp.h>
 #include <openssl/ssl.h>
 #include <poll.h>
 #include <signal.h>
@@ -198,6 +199,9 @@ void FeedServer::acceptAll() {
             ::close(descriptor);
             return;
         }
+        // Head and body are written apart: without this the second would wait for an answer.
+        const int on = 1;
+        ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         const std::lock_guard lock(mutex_);
         open_.push_back(descriptor);
         threads_.emplace_back([this, descriptor] { talk(descriptor); });
