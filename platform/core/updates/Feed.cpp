@@ -188,6 +188,7 @@ void readItems(Feed& feed, const rapidjson::Value& document, const Address& base
     const rapidjson::Value& items = requiredArray(document, "extensions", "$");
     if (items.Size() > kMaxFeedItems)
         refuse("$.extensions", "has more than " + std::to_string(kMaxFeedItems) + " entries");
+    feed.items.reserve(items.Size());
     std::size_t number = 0;
     for (const auto& value : items.GetArray()) {
         const std::string place = "$.extensions[" + std::to_string(number++) + "]";
