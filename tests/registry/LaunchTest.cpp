@@ -271,6 +271,36 @@ TEST_F(Launch, ReadsInTheOrderOfTheDatabaseAndClosesBothSessions) {
               "vellCloseSession|vell\n");
 }
 
+// The sample registry and the sample application, through the local framework.
+TEST_F(Launch, StartsTheSampleApplicationFromARealDatabase) {
+    const TemporaryFolder folder;
+    const std::string log = folder / "log";
+    // A sanitizer's own dlopen does not know where the program looks for its libraries.
+    const std::string libraries = fs::path(program("TavikCmd")).parent_path() / "../lib";
+    const Environment environment{{"NORVA_VELL_DB", folder / "vell.db"},
+                                  {"QUENDEL_SAMPLE_LOG", log},
+                                  {"LD_LIBRARY_PATH", libraries}};
+    const auto vellctl = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), program("vellctl"));
+        EXPECT_EQ(run(arguments, environment).exitCode, 0);
+    };
+    vellctl({"import", source("samples/registry.json")});
+    vellctl({"set", "1", kTavik, "Path", source("samples/Quendel.app")});
+    const Result found = run({program("TavikCmd"), "--launch", "de_DE"}, environment);
+    EXPECT_EQ(found.exitCode, 0);
+    EXPECT_EQ(found.out + found.err, "");
+    EXPECT_EQ(readFile(log), "Quendel started with locale 'de_DE'\n");
+
+    vellctl({"set", "1", kTavik, "Specifier", "tavik-7.1"});
+    for (const char* database : {"vell.db", "missing.db"}) {
+        Environment other = environment;
+        other["NORVA_VELL_DB"] = folder / database;
+        const Result missing = run({program("TavikCmd"), "--launch", "de_DE"}, other);
+        EXPECT_EQ(missing.exitCode, kNotFound) << database;
+        EXPECT_EQ(missing.out + missing.err, "") << database;
+    }
+}
+
 // A moved installation without the framework, and one with a file that is no library.
 TEST_F(Launch, EndsWithoutAFramework) {
     TemporaryFolder installation;
