@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace tavik::qpk {
+
+enum class Links { follow, refuse };
+
+/// The bytes of a regular file; nothing where there is none of that name. Of one that is longer,
+/// `limit + 1` bytes come back, so that the caller can tell. Throws Error about the path.
+std::optional<std::string> readWhole(const std::string& path, std::size_t limit, Links links);
+
+}  // namespace tavik::qpk
