@@ -90,6 +90,15 @@ void requireReplaceable(const std::string& folder, bool isSigned) {
         throw Failure(page, "it was not made by qpk feed", "move it away");
 }
 
+/// What lies in the folder gets published.
+void requireElsewhere(const std::string& key, const std::string& folder) {
+    const std::string inside =
+        fs::weakly_canonical(key).lexically_relative(fs::weakly_canonical(folder)).string();
+    if (inside.rfind("..", 0) != 0)
+        throw Failure(key, "the private key lies in the folder that is to be published",
+                      "move it elsewhere");
+}
+
 FeedDocument makeFeed(const CommandLine& line, std::vector<Fault>& faults) {
     const std::string& folder = line.operand();
     const auto report = [&](const Fault& fault) { faults.push_back(fault); };
@@ -125,8 +134,10 @@ void publish(const std::string& folder, const FeedDocument& feed, const std::str
 int makeFeedFiles(const CommandLine& line) {
     const std::string& folder = line.operand();
     std::optional<PrivateKey> key;
-    if (const auto path = line.option("key"))
+    if (const auto path = line.option("key")) {
+        requireElsewhere(*path, folder);
         key = readPrivateKey(*path);
+    }
     std::vector<Fault> faults;
     FeedDocument feed = makeFeed(line, faults);
     if (!faults.empty())

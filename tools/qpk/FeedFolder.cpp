@@ -25,7 +25,7 @@ std::vector<std::string> packageNames(const std::string& folder) try {
     std::sort(names.begin(), names.end());
     return names;
 } catch (const fs::filesystem_error& error) {
-    failErrno(error.code().value(), folder, "read the folder");
+    failSystem(error.code().value(), folder, "read the folder");
 }
 
 FeedPackage describePackage(const std::string& folder, const std::string& name) {

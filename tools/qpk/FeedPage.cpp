@@ -17,16 +17,17 @@ constexpr const char* kStyle = R"(
 <title>Extensions</title>
 <style>
 :root { color-scheme: light dark; --line: #8884; --soft: #777; }
-body { font: 16px/1.5 system-ui, sans-serif; max-width: 62rem; margin: 2rem auto; padding: 0 1rem; }
+body { font: 16px/1.5 system-ui, sans-serif; overflow-wrap: anywhere; max-width: 62rem; margin: 2rem auto; padding: 0 1rem; }
 h1 { font-size: 1.8rem; margin: 0 0 1.5rem; }
 h2 { font-size: 1.25rem; margin: 0; }
 section { border: 1px solid var(--line); border-radius: .5rem; padding: 1rem 1.25rem; margin: 1rem 0; }
-p { margin: .25rem 0; white-space: pre-line; overflow-wrap: anywhere; }
-table { border-collapse: collapse; width: 100%; margin-top: .75rem; }
+p { margin: .25rem 0; white-space: pre-line; }
+table { border-collapse: collapse; table-layout: fixed; width: 100%; margin-top: .75rem; }
 th, td { text-align: left; vertical-align: top; padding: .4rem .75rem .4rem 0; border-top: 1px solid var(--line); }
 th { font-size: .8rem; font-weight: 600; color: var(--soft); }
-td { overflow-wrap: anywhere; }
-td.short { white-space: nowrap; }
+th:nth-child(1) { width: 13%; }
+th:nth-child(2) { width: 20%; }
+th:nth-child(3) { width: 11%; }
 code { font-size: .75rem; }
 small, footer, .soft { color: var(--soft); font-size: .85rem; }
 @media (max-width: 40rem) {
@@ -99,11 +100,10 @@ std::string downloadCell(const FeedPackage& package) {
 }
 
 std::string versionRow(const FeedPackage& package) {
-    return "<tr><td class=\"short\">" + escapeHtml(package.manifest.version.text()) + "</td><td>" +
-           productsCell(package.manifest) + "</td><td class=\"short\" title=\"" +
-           counted(package.size, "byte") + "\">" + readableSize(package.size) + "</td><td>" +
-           downloadCell(package) + "<br><code title=\"SHA-256\">" + package.sha256 +
-           "</code></td></tr>\n";
+    return "<tr><td>" + escapeHtml(package.manifest.version.text()) + "</td><td>" +
+           productsCell(package.manifest) + "</td><td title=\"" + counted(package.size, "byte") +
+           "\">" + readableSize(package.size) + "</td><td>" + downloadCell(package) +
+           "<br><code title=\"SHA-256\">" + package.sha256 + "</code></td></tr>\n";
 }
 
 /// What stands above an extension's versions, as the newest of them has it.

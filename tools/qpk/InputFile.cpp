@@ -8,6 +8,7 @@
 
 #include "platform/core/texts/Status.h"
 #include "platform/support/FileDescriptor.h"
+#include "tools/qpk/Failure.h"
 
 namespace tavik::qpk {
 
@@ -20,7 +21,7 @@ std::optional<std::string> readWhole(const std::string& path, std::size_t limit,
         return std::nullopt;
     struct stat info {};
     if (!file || ::fstat(file.get(), &info) != 0)
-        failErrno(errno, path, "open the file");
+        failSystem(errno, path, "open the file");
     if (!S_ISREG(info.st_mode))
         fail(Status::inputOutput, path, "it is no regular file");
     try {
@@ -28,6 +29,12 @@ std::optional<std::string> readWhole(const std::string& path, std::size_t limit,
     } catch (const std::system_error& error) {
         failErrno(error.code().value(), path, "read the file");
     }
+}
+
+void failSystem(int error, const std::string& path, const std::string& action) {
+    if (error == ENOENT || error == ENOTDIR)
+        throw Failure(path, errnoText(error), "check the path");
+    failErrno(error, path, action);
 }
 
 }  // namespace tavik::qpk

@@ -10,6 +10,7 @@
 #include "platform/support/FileDescriptor.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
+#include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
 namespace {
@@ -26,7 +27,7 @@ void writeNewFile(const std::string& path, const std::string& text, mode_t mode)
     if (!file && errno == EEXIST)
         throw Failure(path, "it exists already", "choose another name, or move it away");
     if (!file)
-        failErrno(errno, path, "make the file");
+        failSystem(errno, path, "make the file");
     if (writeAll(file.get(), text) && ::fchmod(file.get(), mode) == 0 && ::fsync(file.get()) == 0)
         return;
     const int error = errno;

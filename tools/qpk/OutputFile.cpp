@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "platform/core/texts/Status.h"
+#include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
 namespace {
@@ -26,7 +27,7 @@ OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
     std::string name = target.parent_path() / ("." + target.filename().string() + ".XXXXXX");
     file_ = FileDescriptor(::mkostemp(name.data(), O_CLOEXEC));
     if (!file_)
-        failErrno(errno, path_, "make the file");
+        failSystem(errno, path_, "make the file");
     temporaryPath_ = std::move(name);
 }
 

@@ -21,7 +21,7 @@ TrustRules authorRules() {
 PrivateKey readPrivateKey(const std::string& path) {
     const auto pem = readWhole(path, kMaxKeyBytes, Links::follow);
     if (!pem)
-        failErrno(ENOENT, path, "open the file");
+        failSystem(ENOENT, path, "open the file");
     try {
         return PrivateKey::parse(*pem);
     } catch (const Ed25519Error& error) {

@@ -64,7 +64,7 @@ std::vector<SourceEntry> readSourceFolder(const std::string& folder, const Packa
               [](const SourceEntry& a, const SourceEntry& b) { return a.path < b.path; });
     return entries;
 } catch (const fs::filesystem_error& error) {
-    failErrno(error.code().value(), error.path1().string(), "read the folder");
+    failSystem(error.code().value(), error.path1().string(), "read the folder");
 }
 
 std::string readSourceFile(const std::string& folder, const std::string& path,
@@ -72,7 +72,7 @@ std::string readSourceFile(const std::string& folder, const std::string& path,
     const std::string whole = folder + "/" + path;
     auto content = readWhole(whole, static_cast<std::size_t>(limit), Links::refuse);
     if (!content)
-        failErrno(ENOENT, whole, "open the file");
+        failSystem(ENOENT, whole, "open the file");
     if (content->size() > limit)
         fail(Status::packageTooLarge, whole, "more than " + std::to_string(limit) + " bytes");
     return *std::move(content);
