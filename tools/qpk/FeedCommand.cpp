@@ -31,7 +31,7 @@ constexpr const char* kHelp =
     "  --key KEY       sign the feed with this private key, into FOLDER/feed.json.sig\n";
 
 constexpr std::int64_t kMaxSerial = std::int64_t{1} << 53;  // beyond it readers may round
-constexpr std::time_t kYear = std::time_t{365} * 24 * 60 * 60;
+constexpr std::time_t kDay = std::time_t{24} * 60 * 60;
 
 std::int64_t parseSerial(const std::string& text) {
     std::int64_t serial = 0;
@@ -42,20 +42,32 @@ std::int64_t parseSerial(const std::string& text) {
     return serial;
 }
 
-std::string inAYear() {
-    const std::time_t then = std::time(nullptr) + kYear;
-    std::tm day{};
-    ::gmtime_r(&then, &day);
+constexpr const char* kTimeForm = "%Y-%m-%dT%H:%M:%SZ";
+
+std::string writeTime(std::time_t time) {
+    std::tm fields{};
+    ::gmtime_r(&time, &fields);
     char text[] = "0000-00-00T00:00:00Z";
-    std::strftime(text, sizeof text, "%Y-%m-%dT00:00:00Z", &day);
+    std::strftime(text, sizeof text, kTimeForm, &fields);
     return text;
+}
+
+std::time_t parseTime(const std::string& date) {
+    const std::string text = date.find('T') == std::string::npos ? date + "T00:00:00Z" : date;
+    std::tm fields{};
+    const bool hasForm = ::strptime(text.c_str(), kTimeForm, &fields) != nullptr;
+    const std::time_t time = hasForm ? ::timegm(&fields) : 0;
+    // Spaces, missing digits and a 31st of June come back as another text.
+    if (!hasForm || writeTime(time) != text)
+        throw UsageError("--expires " + date + " is no date such as 2027-06-01");
+    if (time <= std::time(nullptr))
+        throw UsageError("--expires " + date + " is over");
+    return time;
 }
 
 std::string expiryOf(const CommandLine& line) {
     const auto date = line.option("expires");
-    if (!date)
-        return inAYear();
-    return date->find('T') == std::string::npos ? *date + "T00:00:00Z" : *date;
+    return writeTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
 }
 
 std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
@@ -68,14 +80,6 @@ std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
                       "the feed has reached number " + std::to_string(old->serial),
                       "give a greater number: who has seen that one refuses lower ones");
     return serial;
-}
-
-/// The core's own reader judges what is about to be published.
-void requireReadable(const std::string& folder, const std::string& text,
-                     const std::string& expires) {
-    const Feed feed = readFeedText(folder, text);
-    if (feed.expires <= std::time(nullptr))
-        throw Failure("--expires " + expires, "that is over", "give a date in the future");
 }
 
 /// Neither a feed that was signed nor a page of somebody's own is replaced by accident.
@@ -145,7 +149,7 @@ int makeFeedFiles(const CommandLine& line) {
     requireReplaceable(folder, key.has_value());
 
     const std::string text = writeFeed(feed);
-    requireReadable(folder, text, feed.expires);
+    readFeedText(folder, text);  // The core's own reader judges what is about to be published.
     if (key)
         feed.signer = key->publicKey().fingerprint();
     publish(folder, feed, text, key ? signDetached(text, *key) : std::string());

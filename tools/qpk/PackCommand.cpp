@@ -5,6 +5,7 @@
 #include "tools/qpk/ArchiveWriter.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
+#include "tools/qpk/InputFile.h"
 #include "tools/qpk/Output.h"
 #include "tools/qpk/PackageCheck.h"
 #include "tools/qpk/SourceFolder.h"
@@ -24,18 +25,13 @@ constexpr const char* kHelp =
     "                     folder\n";
 
 /// From the manifest; where that has faults, the check will say so before the name matters.
-std::string defaultName(const std::string& folder, const PackageLimits& limits) {
-    bool isSound = true;
-    const auto note = [&](const Fault&) { isSound = false; };
-    try {
-        const std::string path(kManifestPath);
-        const Manifest manifest = parseManifest(readSourceFile(folder, path, limits.manifest.bytes),
-                                                limits.manifest, note);
-        if (isSound)
-            return manifest.id + "-" + manifest.version.text() + ".qpk";
-    } catch (const CheckStopped&) {
-    } catch (const Error&) {
-    }
+std::string defaultName(const std::string& folder, const PackageLimits& limits) try {
+    const auto bytes =
+        readWhole(folder + "/" + std::string(kManifestPath), limits.manifest.bytes, Links::refuse);
+    const Manifest manifest = parseManifest(bytes.value_or(""), limits.manifest,
+                                            [](const Fault&) { throw CheckStopped(); });
+    return manifest.id + "-" + manifest.version.text() + ".qpk";
+} catch (const CheckStopped&) {
     return "extension.qpk";
 }
 
@@ -75,8 +71,10 @@ int pack(const CommandLine& line) {
     if (!faults.empty())
         return refuseFor(folder, faults);
 
-    OutputFile file(line.option("output").value_or(defaultName(folder, limits)));
-    requireOutside(folder, file.path());
+    const auto output = line.option("output");
+    const std::string path = output ? *output : defaultName(folder, limits);
+    requireOutside(folder, path);
+    OutputFile file(path);
     writeEntries(folder, entries, limits, file);
     faults = findAuthorFaults(file.temporaryPath());
     if (!faults.empty())

@@ -36,13 +36,14 @@ const Command* findCommand(const std::string& name) {
     return nullptr;
 }
 
-/// Of a package, an author can do more than ask its author.
+/// Of packages and feeds, their author can do more than ask the author.
 std::string remedyFor(const Error& error) {
     const auto status = static_cast<Status>(error.status());
-    const bool isPackageFault =
-        status <= Status::packageDamaged && status >= Status::packageUnsupported;
-    return isPackageFault ? "see all faults with qpk check"
-                          : wordingOf(error.status(), Language::english).remedy;
+    if (status <= Status::packageDamaged && status >= Status::packageUnsupported)
+        return "see all faults with qpk check";
+    if (status == Status::feedInvalid)
+        return "repair or remove that file";
+    return wordingOf(error.status(), Language::english).remedy;
 }
 
 std::string explainForAuthors(const Error& error) {
