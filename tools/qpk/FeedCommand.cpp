@@ -1,3 +1,4 @@
+#include <array>
 #include <charconv>
 #include <ctime>
 #include <filesystem>
@@ -47,9 +48,9 @@ constexpr const char* kTimeForm = "%Y-%m-%dT%H:%M:%SZ";
 std::string writeTime(std::time_t time) {
     std::tm fields{};
     ::gmtime_r(&time, &fields);
-    char text[] = "0000-00-00T00:00:00Z";
-    std::strftime(text, sizeof text, kTimeForm, &fields);
-    return text;
+    std::array<char, sizeof "0000-00-00T00:00:00Z"> text{};
+    const std::size_t size = std::strftime(text.data(), text.size(), kTimeForm, &fields);
+    return {text.data(), size};
 }
 
 std::time_t parseTime(const std::string& date) {

@@ -1,7 +1,7 @@
 #include "tools/qpk/Output.h"
 
 #include <array>
-#include <cstdio>
+#include <charconv>
 #include <iostream>
 
 #include "tools/qpk/PackageCheck.h"
@@ -30,8 +30,9 @@ std::string readableSize(std::uint64_t bytes) {
         ++unit;
     }
     std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%.1f ", size);
-    return std::string(text.data()) + kUnits[unit];
+    const auto end =
+        std::to_chars(text.data(), text.data() + text.size(), size, std::chars_format::fixed, 1);
+    return std::string(text.data(), end.ptr) + " " + kUnits[unit];
 }
 
 }  // namespace tavik::qpk
