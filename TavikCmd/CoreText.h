@@ -30,6 +30,8 @@ std::string_view fieldText(const char (&field)[kSize]) {
 class ProductNames {
   public:
     explicit ProductNames(unsigned long count);
+    ProductNames(const ProductNames&) = delete;
+    ProductNames& operator=(const ProductNames&) = delete;
 
     /// The list of buffers, as the core takes it.
     char** list() { return pointers.data(); }

@@ -60,7 +60,7 @@ constexpr OptionRow kOptionsWithArgument[] = {
 
 }  // namespace
 
-CTavikCmd::CTavikCmd() : m_locale("en_US"), m_status(0), m_productFamily("QZ") {}
+CTavikCmd::CTavikCmd() = default;
 
 CTavikCmd::~CTavikCmd() {
     m_cmdHelper.tearDownTavik();

@@ -70,9 +70,9 @@ class CTavikCmd : public Poco::Util::Application {
     void runInstall(Operation operation, const std::string& value);
 
     TavikCmdHelper m_cmdHelper;
-    std::string m_locale;
-    int m_status;
-    std::string m_productFamily;
+    std::string m_locale = "en_US";
+    int m_status = 0;
+    std::string m_productFamily = "QZ";
     std::string m_productDisplayName;  // accepted on the command line, read by nothing
     std::string m_accessToken;
     std::string m_tokenType;

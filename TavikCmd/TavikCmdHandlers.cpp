@@ -82,8 +82,7 @@ void CTavikCmd::handleTavikGetMessage(const std::string& /*name*/, const std::st
 }
 
 void CTavikCmd::handleLocaleOfProduct(const std::string& /*name*/, const std::string& value) {
-    const std::string locale(value);
-    m_cmdHelper.setProductLocale(locale);
+    m_cmdHelper.setProductLocale(std::string(value));
     // What the bridge keeps counts, not the raw value: it ignores an empty one.
     m_locale = m_cmdHelper.getProductLocale();
 }

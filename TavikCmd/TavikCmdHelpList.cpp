@@ -43,7 +43,7 @@ int appendRow(RowBuffer& rows, ExtensionHandle handle, unsigned long nameQuerySi
         return rows.failure("Failed to get extension name status = ", status);
 
     rows << rightAligned(state == kEnabled ? "Enabled" : "Disabled", 8)
-         << rightAligned(nameColumn(name, kLongestName), 55) << rightAligned(version, 15) << "\n";
+         << nameColumn(name, kLongestName, 55) << rightAligned(version, 15) << "\n";
     return status;
 }
 

@@ -21,7 +21,7 @@ void appendHead(RowBuffer& rows) {
 }
 
 void appendRow(RowBuffer& rows, const TavikUpdateInfo& update) {
-    rows << rightAligned(nameColumn(fieldText(update.name), kLongestName), 62)
+    rows << nameColumn(fieldText(update.name), kLongestName, 62)
          << rightAligned(fieldText(update.version), 16) << "\n";
 }
 

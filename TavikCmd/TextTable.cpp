@@ -62,12 +62,14 @@ std::string rightAligned(std::string_view text, std::size_t field) {
     return std::string(width < field ? field - width : 0, ' ').append(text);
 }
 
-std::string nameColumn(std::string_view name, std::size_t longest) {
+std::string nameColumn(std::string_view name, std::size_t longest, std::size_t field) {
+    std::string column(field - (longest + 1), ' ');
     const std::size_t width = columnWidth(name);
     if (width <= longest)
-        return std::string(name).append(longest + 1 - width, ' ');
+        return column.append(name).append(longest + 1 - width, ' ');
     const std::size_t kept = longest - 2;
-    return std::string(name.substr(0, countsByBytes(name) ? kept : bytesOf(name, kept))) + "...";
+    return column.append(name.substr(0, countsByBytes(name) ? kept : bytesOf(name, kept)))
+        .append("...");
 }
 
 std::string extensionCount(unsigned long count) {

@@ -1,14 +1,17 @@
 #pragma once
 
-#include <string>
+#include <ZephalMessage4.h>
 
-namespace norva::zephal::api {
-class IZephalMessageDispatcher;
-}
+#include <memory>
+#include <string>
 
 namespace NORVA_TAVIK {
 
-class CTavikZephalMessageListener;
+/// Accepts and ignores what others send to this tool.
+class CTavikZephalMessageListener final : public norva::zephal::api::IZephalMessageListener {
+  public:
+    void Receive(norva::zephal::api::ZephalMessage& message) override;
+};
 
 /// The process's one connection to the messaging system; tells the hub how an operation went.
 class CTavikZephal {
@@ -28,8 +31,8 @@ class CTavikZephal {
     CTavikZephal(const CTavikZephal&) = delete;
     CTavikZephal& operator=(const CTavikZephal&) = delete;
 
-    norva::zephal::api::IZephalMessageDispatcher* dispatcher;
-    CTavikZephalMessageListener* listener;
+    std::unique_ptr<norva::zephal::api::IZephalMessageDispatcher> dispatcher;
+    std::unique_ptr<CTavikZephalMessageListener> listener;
 };
 
 }  // namespace NORVA_TAVIK

@@ -95,6 +95,12 @@ void copyField(const std::string& text, char (&field)[Size]) {
     std::memset(field + length, 0, Size - length);
 }
 
+void fillRecord(const Offer& offer, TavikUpdateInfo& record) {
+    record = TavikUpdateInfo{};
+    copyField(offer.name, record.name);
+    copyField(offer.item.version.text(), record.version);
+}
+
 void requireCount(unsigned long wanted, std::size_t available) {
     if (wanted > available)
         fail(Status::invalidArgument, "count",
@@ -264,53 +270,61 @@ int TavikGetProductNameByProductDisplayName(const char* displayName, char* name)
 }
 
 int TavikStartCheckUpdate(void) {
-    return inSession([](Session&) { fail(Status::updatesUnavailable, ""); });
+    return inSession([](Session& current) { current.startUpdateCheck(); });
 }
 
 int TavikWaitUpdateComplete(void) {
-    return inSession([](Session&) { fail(Status::updatesUnavailable, ""); });
+    return inSession([](Session& current) { current.updateCheck().wait(); });
 }
 
 int TavikGetCountOfUpdateExtByProduct(const char* productName, unsigned long* out) {
-    return inSession([&](Session&) {
+    return inSession([&](Session& current) {
         require(productName, "productName");
         require(out, "out");
-        fail(Status::updatesUnavailable, productName);
+        *out = current.updateCheck().updatesOf(productName).size();
     });
 }
 
-int TavikGetUpdateInfoByProduct(const char* productName, unsigned long, TavikUpdateInfo*) {
-    return inSession([&](Session&) {
+int TavikGetUpdateInfoByProduct(const char* productName, unsigned long count,
+                                TavikUpdateInfo* records) {
+    return inSession([&](Session& current) {
         require(productName, "productName");
-        fail(Status::updatesUnavailable, productName);
+        const auto offers = current.updateCheck().updatesOf(productName);
+        requireCount(count, offers.size());
+        if (count > 0)
+            require(records, "records");
+        for (unsigned long i = 0; i < count; ++i)
+            fillRecord(*offers[i], records[i]);
     });
 }
 
 int TavikGetUpdateInfoByExtId(ExtensionHandle handle, TavikUpdateInfo* out) {
     return inSession([&](Session& current) {
         require(out, "out");
-        fail(Status::updatesUnavailable, current.extension(handle).row.name);
+        fillRecord(current.updateOf(handle), *out);
     });
 }
 
-int TavikUpdateExtension(ExtensionHandle handle, void* /*reserved*/) {
+int TavikUpdateExtension(ExtensionHandle handle, void* reserved) {
     return inSession([&](Session& current) {
-        fail(Status::updatesUnavailable, current.extension(handle).row.name);
+        if (reserved != nullptr)
+            fail(Status::invalidArgument, "reserved", "not null");
+        current.update(handle);
     });
 }
 
 int TavikSetKPSEndPoint(const char* endPoint) {
-    return inSession([&](Session&) {
+    return inSession([&](Session& current) {
         require(endPoint, "endPoint");
-        fail(Status::updatesUnavailable, "");
+        current.identity().setEndPoint(endPoint);
     });
 }
 
 int TavikSetKPSCredentials(const char* accessToken, const char* tokenType, const char* accountID) {
-    return inSession([&](Session&) {
+    return inSession([&](Session& current) {
         require(accessToken, "accessToken");
         require(tokenType, "tokenType");
         require(accountID, "accountID");
-        fail(Status::updatesUnavailable, "");
+        current.identity().setCredentials(accessToken, tokenType, accountID);
     });
 }

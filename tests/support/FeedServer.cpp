@@ -179,6 +179,17 @@ std::vector<std::string> FeedServer::requests(const std::string& target) const {
     return found;
 }
 
+void FeedServer::waitForRequest(const std::string& target) {
+    std::unique_lock lock(mutex_);
+    const auto isAsked = [&] {
+        return std::any_of(requests_.begin(), requests_.end(), [&](const std::string& head) {
+            return head.find(" " + target + "\n") != std::string::npos;
+        });
+    };
+    if (!asked_.wait_for(lock, std::chrono::seconds(10), isAsked))
+        throw std::runtime_error("nobody asked for " + target);
+}
+
 void FeedServer::acceptAll() {
     for (;;) {
         const int descriptor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
@@ -219,6 +230,7 @@ bool FeedServer::answer(Connection& connection, const std::string& head) {
         std::string kept = request + head.substr(line.size()) + "\n";
         kept.erase(std::remove(kept.begin(), kept.end(), '\r'), kept.end());
         requests_.push_back(kept);
+        asked_.notify_all();
         const auto found = answers_.find(request.substr(request.find(' ') + 1));
         if (found != answers_.end())
             answer = found->second;

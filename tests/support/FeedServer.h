@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <list>
 #include <map>
 #include <memory>
@@ -54,6 +55,8 @@ class FeedServer {
 
     /// What was asked for: "METHOD TARGET" and the header lines, joined with "\n".
     std::vector<std::string> requests(const std::string& target) const;
+    /// Returns when that target has been asked for; throws after ten seconds.
+    void waitForRequest(const std::string& target);
     /// How many answers had a body.
     unsigned bodies() const { return bodies_; }
 
@@ -73,6 +76,7 @@ class FeedServer {
     std::atomic<bool> stopped_{false};
     std::atomic<unsigned> bodies_{0};
     mutable std::mutex mutex_;
+    std::condition_variable asked_;
     std::map<std::string, ServerAnswer> answers_;
     std::vector<std::string> requests_;
     std::list<int> open_;

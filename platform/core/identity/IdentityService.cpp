@@ -35,7 +35,7 @@ std::string percentEncoded(std::string_view text) {
 }
 
 [[noreturn]] void refuse(const std::string& what, const std::string& cause) {
-    fail(Status::credentialsInvalid, what, cause);
+    fail(Status::invalidArgument, what, cause);
 }
 
 void checkLength(const std::string& what, std::string_view text, std::size_t maxBytes) {
@@ -53,8 +53,8 @@ void checkToken(std::string_view token) {
 void checkType(std::string_view type) {
     checkLength("token type", type, kMaxTypeBytes);
     if (!std::all_of(type.begin(), type.end(), [](char c) {
-            return isAlphanumeric(c) || std::string_view("!#$%&'*+-.^_`|~").find(c) !=
-                                            std::string_view::npos;
+            return isAlphanumeric(c) ||
+                   std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
         }))
         refuse("token type", "is not one word such as Bearer");
 }
@@ -99,7 +99,7 @@ void IdentityService::requireAccount(const std::string& extensionId, const std::
     std::string path = "accounts/";
     path.append(account_.reveal()).append("/extensions/").append(percentEncoded(extensionId));
     const FetchResult result = loadOnline().newFetcher(bounds_)->ask(
-        endPoint_->withPathSuffix(endsWithSlash(*endPoint_) ? path : "/" + path),
+        endPoint_->withPathSuffix(endPoint_->text().back() == '/' ? path : "/" + path),
         authorization_.reveal());
     if (result.outcome == FetchResult::Outcome::fetched)
         return;

@@ -21,7 +21,7 @@ class IdentityService {
     /// and keeps the old one where it is refused.
     void setEndPoint(std::string_view address);
 
-    /// Throws Error (credentialsInvalid) and keeps the old ones where a text could not stand in an
+    /// Throws Error (invalidArgument) and keeps the old ones where a text could not stand in an
     /// HTTP request as it is.
     void setCredentials(std::string_view token, std::string_view tokenType,
                         std::string_view account);

@@ -3,7 +3,6 @@
 #include <string.h>
 
 #include <string>
-#include <utility>
 
 namespace tavik {
 
@@ -11,7 +10,6 @@ namespace tavik {
 class Secret {
   public:
     Secret() = default;
-    explicit Secret(std::string text) : text_(std::move(text)) {}
     Secret(const Secret&) = delete;
     Secret& operator=(const Secret&) = delete;
     ~Secret() { wipe(); }
@@ -19,9 +17,11 @@ class Secret {
     const std::string& reveal() const noexcept { return text_; }
     bool empty() const noexcept { return text_.empty(); }
 
-    void set(std::string text) {
+    /// Takes `text` over; its old place is overwritten too.
+    void set(std::string&& text) {
         wipe();
-        text_ = std::move(text);
+        text_.swap(text);
+        explicit_bzero(text.data(), text.capacity());
     }
 
     void wipe() noexcept {

@@ -62,7 +62,9 @@ End readEnd(const PackageFile& file) {
 }
 
 End checkedEnd(const PackageFile& file, const PackageLimits& limits, const FaultSink& report) {
-    // Names are short, and so are the extra fields and comments of every packer.
+    // Names are short, and so are the extra fields and comments of every packer: what is longer is
+    // not worth its memory.
+    constexpr std::uint64_t kFewBytes = 64U << 10;
     constexpr std::uint64_t kMaxRecordBytes = kDirectoryRecordBytes + 2 * kMaxPathBytes;
     End end{};
     try {
@@ -75,7 +77,7 @@ End checkedEnd(const PackageFile& file, const PackageLimits& limits, const Fault
         stopAt(report,
                {Status::packageTooLarge, "",
                 std::to_string(entries) + " entries, more than " + std::to_string(limits.entries)});
-    if (end.record.directorySize > entries * kMaxRecordBytes)
+    if (end.record.directorySize > kFewBytes + entries * kMaxRecordBytes)
         stopAt(report, {Status::packageTooLarge, "",
                         "a directory of " + std::to_string(end.record.directorySize) +
                             " bytes for " + std::to_string(entries) + " entries"});

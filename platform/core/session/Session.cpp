@@ -2,7 +2,11 @@
 
 #include <unistd.h>
 
+#include "platform/core/online/Online.h"
+#include "platform/core/products/Fit.h"
 #include "platform/core/texts/Status.h"
+#include "platform/core/trust/PackageSignature.h"
+#include "platform/core/updates/ProgressLine.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
 
@@ -24,6 +28,11 @@ Session::Session(const std::string& locale, const std::string& family)
       shared_(sharedStore(family)) {}
 
 const ProductCatalog& Session::products() {
+    location(Scope::user);
+    return reachableProducts();
+}
+
+const ProductCatalog& Session::reachableProducts() {
     if (!products_)
         products_ = ProductCatalog::load(locations());
     return *products_;
@@ -75,13 +84,18 @@ const StoreLocation& Session::location(Scope scope) const {
 }
 
 Store Session::store(Scope scope) {
-    return {StoreFolder::create(location(scope)), products(), [this](const Error& warning) {
-                writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
-            }};
+    return {StoreFolder::create(location(scope)), reachableProducts(),
+            [this](const Error& warning) { warn(warning); }};
+}
+
+void Session::warn(const Error& warning) const {
+    writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
 }
 
 ExtensionHandle Session::install(const std::string& path) {
-    const ExtensionRow row = installInto(Scope::user, path);
+    location(Scope::user);
+    const auto package = Package::open(path, policy().limits);
+    const ExtensionRow row = installInto(Scope::user, package, {});
     const InstalledExtension* installed = catalog().byKey(row.idKey);
     if (installed == nullptr)
         fail(Status::extensionNotFound, row.id, "removed at once by another process");
@@ -89,14 +103,22 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
-    installInto(Scope::shared, path);
+    installInto(Scope::shared, Package::open(path, policy().limits), {});
 }
 
-ExtensionRow Session::installInto(Scope scope, const std::string& path) {
-    const Package package = Package::open(path);
+ExtensionRow Session::installInto(Scope scope, const Package& package, const std::string& digest) {
+    const Manifest& manifest = package.manifest();
+    requireFittingProduct(manifest, reachableProducts(), package.path());
+    const SignerReport signer = verifyPackage(package, trustRules(policy()));
+    if (manifest.requiresAccount)
+        identity_.requireAccount(manifest.id, manifest.name);
+
     Store target = store(scope);
+    ProgressLine line;
     catalogIsCurrent_ = false;
-    return target.install(package, {});
+    return target.install(
+        package, {signer.fingerprint, digest,
+                  [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); }});
 }
 
 void Session::remove(ExtensionHandle handle) {

@@ -2,14 +2,18 @@
 
 #include <LibTavikCoreLib.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/core/identity/IdentityService.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/session/Catalog.h"
 #include "platform/core/store/Store.h"
 #include "platform/core/texts/Texts.h"
+#include "platform/core/trust/Signer.h"
+#include "platform/core/updates/UpdateCheck.h"
 
 namespace tavik {
 
@@ -23,6 +27,7 @@ class Session {
 
     Language language() const noexcept { return language_; }
 
+    /// The host products, for lists: Status::noHome where the user's part of them is out of reach.
     const ProductCatalog& products();
 
     /// The extensions made for the product; Status::productNotFound where there is none.
@@ -40,12 +45,32 @@ class Session {
     void removeForAll(const std::string& nameOrId);
     void setState(ExtensionHandle handle, ExtensionState state);
 
+    /// Starts a check of what is installed now; one that is under way is ended.
+    void startUpdateCheck();
+
+    /// The check that was started, or else one that is started now. Its calls wait for its end.
+    UpdateCheck& updateCheck();
+
+    /// Throws Status::noUpdate where there is none, and the failure that kept it from being found.
+    const Offer& updateOf(ExtensionHandle handle);
+
+    /// Downloads and installs the extension's update.
+    void update(ExtensionHandle handle);
+
+    IdentityService& identity() noexcept { return identity_; }
+
   private:
     const Catalog& catalog();
+    const ProductCatalog& reachableProducts();
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
-    ExtensionRow installInto(Scope scope, const std::string& path);
+    ExtensionRow installInto(Scope scope, const Package& package, const std::string& digest);
     Store store(Scope scope);
+    void warn(const Error& warning) const;
+    Policy policy() const;
+    TrustRules trustRules(const Policy& policy) const;
+    FeedTrust feedTrust() const;
+    UpdateCheckInput updateCheckInput();
 
     Language language_;
     std::optional<StoreLocation> user_;
@@ -54,6 +79,8 @@ class Session {
     std::optional<Catalog> catalog_;
     bool catalogIsCurrent_ = false;
     std::vector<const InstalledExtension*> byHandle_;
+    IdentityService identity_;
+    std::unique_ptr<UpdateCheck> updateCheck_;
 };
 
 }  // namespace tavik

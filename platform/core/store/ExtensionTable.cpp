@@ -44,6 +44,8 @@ CREATE TABLE extensionProduct (
     maxVersion TEXT    NOT NULL,
     PRIMARY KEY (idKey, position)
 ) STRICT, WITHOUT ROWID;
+CREATE TABLE settlement (count INTEGER NOT NULL) STRICT;
+INSERT INTO settlement VALUES (0);
 )sql";
 
 constexpr std::string_view kSelectExtensions =
@@ -64,6 +66,7 @@ constexpr std::string_view kDeleteProducts = "DELETE FROM extensionProduct WHERE
 constexpr std::string_view kInsertProduct =
     "INSERT INTO extensionProduct VALUES (?1, ?2, ?3, ?4, ?5)";
 constexpr std::string_view kDeleteExtension = "DELETE FROM extension WHERE idKey = ?1";
+constexpr std::string_view kSettle = "UPDATE settlement SET count = count + 1";
 constexpr std::string_view kSetState = "UPDATE extension SET state = ?2 WHERE idKey = ?1";
 
 Status statusOf(const SqliteError& error) {
@@ -278,6 +281,10 @@ std::vector<std::string> ExtensionTable::readFolders() {
             folders.emplace_back(select.text(0));
         return folders;
     });
+}
+
+void ExtensionTable::settle() {
+    guarded([&] { Statement(database_, kSettle).run(); });
 }
 
 void ExtensionTable::put(const ExtensionRow& row) {

@@ -54,6 +54,12 @@ class ExtensionTable {
 
     std::optional<ExtensionRow> find(const std::string& idKey);
 
+    /// Makes sure that the log holds nothing undecided. A commit that failed in its last step may
+    /// stand in the log whole; whoever opens the database next without company would find it there
+    /// and take it for committed. A new commit either follows it or takes its place, and so what
+    /// the rows say after this is what they will say later.
+    void settle();
+
     /// Each of these is one transaction; on return it is durable.
     void put(const ExtensionRow& row);
     void remove(const std::string& idKey);

@@ -6,6 +6,7 @@
 #include "platform/core/products/Fit.h"
 #include "platform/core/store/StoreChange.h"
 #include "platform/core/texts/Status.h"
+#include "platform/core/trust/Signer.h"
 
 namespace tavik {
 namespace {
@@ -16,9 +17,7 @@ void requireReplaceable(const ExtensionRow& installed, const Package& package,
     if (version < Version::parse(installed.version).value_or(Version()))
         fail(Status::olderVersion, package.path(),
              "installed: " + installed.version + "; package: " + version.text());
-    if (!installed.signer.empty() && installed.signer != details.signer)
-        fail(Status::signerChanged, package.path(),
-             details.signer.empty() ? "the package is not signed" : "another key");
+    requireSameSigner(installed.signer, details.signer, package.path());
 }
 
 ExtensionRow rowOf(const Manifest& manifest, const InstallDetails& details) {
@@ -116,6 +115,7 @@ void Store::setState(const std::string& idKey, const std::string& name, Extensio
 void Store::repairAfterInterruption(StoreChange& change) {
     if (!change.wasInterrupted())
         return;
+    change.table().settle();
     const auto rows = change.table().readAll();
     bool repaired = true;
     for (const auto& product : products_.products()) {

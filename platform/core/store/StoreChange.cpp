@@ -49,7 +49,7 @@ bool StoreChange::wasInterrupted() const {
 
 void StoreChange::sweep() {
     std::unordered_set<std::string> named;
-    for (auto& folder : table_.readFolders())
+    for (auto& folder : table().readFolders())
         named.insert(std::move(folder));
     for (const auto& name : namesIn(content_.get()))
         if (named.count(name) == 0)
@@ -111,13 +111,15 @@ void StoreChange::commit(const std::function<void(ExtensionTable&)>& work,
                          const std::function<bool(ExtensionTable&)>& isDone,
                          const std::function<void()>& undo) {
     try {
-        work(table_);
+        work(table());
         return;
     } catch (const Error&) {
         // Without an answer of the database nothing is undone: the next change will know.
         keepMark();
+        table_.reset();
         table_ = ExtensionTable::openForWriting(folder_, lock_);
-        if (isDone(table_))
+        table().settle();
+        if (isDone(table()))
             return;
         undo();
         throw;

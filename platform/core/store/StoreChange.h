@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,7 @@ class StoreChange {
     explicit StoreChange(const StoreFolder& folder);
 
     const StoreLock& lock() const noexcept { return lock_; }
-    ExtensionTable& table() noexcept { return table_; }
+    ExtensionTable& table() { return table_.value(); }
 
     /// Whether an earlier change was interrupted.
     bool wasInterrupted() const;
@@ -64,7 +65,7 @@ class StoreChange {
     StoreLock lock_;
     FileDescriptor staging_;
     FileDescriptor content_;
-    ExtensionTable table_;
+    std::optional<ExtensionTable> table_;
     std::vector<std::string> retired_;
     bool keepsMark_ = false;
 };

@@ -67,8 +67,7 @@ struct Verdict {
 
 Verdict judge(const FetchResult& result, const FeedItem& item, Arrival& arrival) {
     if (result.outcome == Outcome::tooLarge)
-        return {Status::downloadDiffers,
-                result.failure + ", the size that the feed names"};
+        return {Status::downloadDiffers, result.failure + ", the size that the feed names"};
     if (result.outcome != Outcome::fetched)
         return {Status::downloadFailed, result.failure};
     if (arrival.bytes() != item.size)

@@ -33,7 +33,7 @@ struct FeedWarning {
 /// A feed's content, checked. Items with faults are left out of it; each is a warning.
 struct Feed {
     std::int64_t serial = 0;
-    std::int64_t expires = 0;  ///< seconds since 1970
+    std::int64_t expires = 0;     ///< seconds since 1970
     std::vector<FeedItem> items;  ///< ordered by their keys
     std::vector<FeedWarning> warnings;
 };

@@ -70,11 +70,6 @@ Status statusOf(const SqliteError& error) {
 
 }  // namespace
 
-FeedCache::FeedCache(std::string file) : file_(std::move(file)) {
-    if (::access(file_.c_str(), F_OK) == 0)
-        guarded([this] { open(SQLITE_OPEN_READWRITE); });
-}
-
 /// Runs `work`. A file that turns out to be damaged is thrown away, and `work` runs once more
 /// without one.
 template <class Work>
@@ -92,6 +87,11 @@ auto FeedCache::guarded(Work work) {
     } catch (const SqliteError& error) {
         fail(statusOf(error), file_, error.what());
     }
+}
+
+FeedCache::FeedCache(std::string file) : file_(std::move(file)) {
+    if (::access(file_.c_str(), F_OK) == 0)
+        guarded([this] { open(SQLITE_OPEN_READWRITE); });
 }
 
 void FeedCache::open(int flags) {
@@ -119,12 +119,9 @@ std::optional<CachedFeed> FeedCache::find(const std::string& address) {
         select.bind(1, address);
         if (!select.step())
             return std::nullopt;
-        return CachedFeed{address,
-                          std::string(select.text(0)),
-                          std::string(select.text(1)),
-                          select.number(2),
-                          std::string(select.text(3)),
-                          std::string(select.text(4))};
+        return CachedFeed{
+            address,          std::string(select.text(0)), std::string(select.text(1)),
+            select.number(2), std::string(select.text(3)), std::string(select.text(4))};
     });
 }
 

@@ -44,8 +44,8 @@ void FeedSource::take(FetchResult result) {
     source_ = result.address;
     switch (result.outcome) {
         case Outcome::fetched:
-            copy_ = {address(), std::move(result.etag), std::move(result.lastModified), 0, {},
-                     std::move(result.body)};
+            copy_ = {address(), std::move(result.etag), std::move(result.lastModified), 0,
+                     {},        std::move(result.body)};
             break;
         case Outcome::unchanged:
             copy_ = *remembered_;

@@ -19,12 +19,11 @@ constexpr double kMegabyte = 1e6;
 /// Without words, so that it needs no language: "[#####-----]  50 %  9.2 MB".
 std::string draw(std::uint64_t done, std::uint64_t total) {
     const double share =
-        total == 0 ? 0
-                   : static_cast<double>(std::min(done, total)) / static_cast<double>(total);
+        total == 0 ? 0 : static_cast<double>(std::min(done, total)) / static_cast<double>(total);
     const auto filled = static_cast<std::size_t>(share * static_cast<double>(kBarWidth));
     std::array<char, 64> numbers{};
-    std::snprintf(numbers.data(), numbers.size(), " %3d %%  %.1f MB",
-                  static_cast<int>(share * 100), static_cast<double>(done) / kMegabyte);
+    std::snprintf(numbers.data(), numbers.size(), " %3d %%  %.1f MB", static_cast<int>(share * 100),
+                  static_cast<double>(done) / kMegabyte);
     return "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '-') + "]" +
            numbers.data();
 }

@@ -7,20 +7,19 @@ namespace {
 
 bool fitsAny(const FeedItem& item, const std::vector<UpdatableProduct>& products) {
     return std::any_of(products.begin(), products.end(), [&](const UpdatableProduct& product) {
-        return std::any_of(item.products.begin(), item.products.end(),
-                           [&](const ProductRequirement& wanted) {
-                               return wanted.name == product.name &&
-                                      wanted.accepts(product.version);
-                           });
+        return std::any_of(
+            item.products.begin(), item.products.end(), [&](const ProductRequirement& wanted) {
+                return wanted.name == product.name && wanted.accepts(product.version);
+            });
     });
 }
 
 }  // namespace
 
 ItemRange itemsOf(const Feed& feed, const std::string& idKey) {
-    const auto first =
-        std::lower_bound(feed.items.begin(), feed.items.end(), idKey,
-                         [](const FeedItem& item, const std::string& key) { return item.idKey < key; });
+    const auto first = std::lower_bound(
+        feed.items.begin(), feed.items.end(), idKey,
+        [](const FeedItem& item, const std::string& key) { return item.idKey < key; });
     const auto last = std::find_if(first, feed.items.end(),
                                    [&](const FeedItem& item) { return item.idKey != idKey; });
     return {first, last};

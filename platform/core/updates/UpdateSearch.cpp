@@ -143,8 +143,9 @@ void UpdateSearch::find(const UpdatableExtension& extension, Finding& finding) c
 }
 
 const UpdatableProduct* UpdateSearch::product(const std::string& name) const {
-    const auto found = std::find_if(input_.products.begin(), input_.products.end(),
-                                    [&](const UpdatableProduct& each) { return each.name == name; });
+    const auto found =
+        std::find_if(input_.products.begin(), input_.products.end(),
+                     [&](const UpdatableProduct& each) { return each.name == name; });
     return found == input_.products.end() ? nullptr : &*found;
 }
 

@@ -35,9 +35,7 @@ class UpdateSearch {
         std::unique_ptr<FeedSource> source;
         std::optional<Error> refusal;
 
-        const std::optional<Error>& failure() const {
-            return source ? source->failure() : refusal;
-        }
+        const std::optional<Error>& failure() const { return source ? source->failure() : refusal; }
     };
 
     /// What came of one installed extension.

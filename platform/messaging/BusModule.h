@@ -1,0 +1,18 @@
+#pragma once
+
+#include <ZephalMessage4.h>
+
+namespace norva::zephal {
+
+/// The bus module is a file of its own beside this library, loaded when a dispatcher is wanted and
+/// a bus is known: the D-Bus client and what that needs in turn would slow the start of every
+/// program that links this library.
+constexpr const char* kBusModuleFile = "libZephalMessage4Bus.so";
+
+/// The module's one entry: a dispatcher on the bus at this D-Bus address, or null. Throws nothing.
+constexpr const char* kBusModuleEntry = "zephalConnect";
+using BusModuleEntry = api::IZephalMessageDispatcher*(const char* address, const char* appId,
+                                                      api::IZephalMessageListener* toAll,
+                                                      api::IZephalMessageListener* toThis) noexcept;
+
+}  // namespace norva::zephal

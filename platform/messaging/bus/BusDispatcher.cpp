@@ -1,0 +1,246 @@
+#include "platform/messaging/bus/BusDispatcher.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <exception>
+#include <tuple>
+
+#include "platform/messaging/bus/ReceivedMessage.h"
+
+namespace norva::zephal {
+namespace {
+
+/// What this thread has counted last, for the fill that follows. Kept by thread, so that another
+/// thread's count does not make a fill write past its array.
+std::vector<api::EndPoint>& counted() {
+    thread_local std::vector<api::EndPoint> endPoints;
+    return endPoints;
+}
+
+std::string typeOf(const api::SuiteMessage& message) {
+    std::string type(message.GetTypeSize(), '\0');
+    message.GetType(type.data());
+    return type.c_str();
+}
+
+std::string payloadOf(const api::SuiteMessage& message) {
+    std::string payload(message.GetPayloadSize(), '\0');
+    message.GetPayload(payload.data());
+    if (!payload.empty())
+        payload.pop_back();
+    return payload;
+}
+
+std::vector<std::string> destinationsOf(const api::SuiteMessage& message) {
+    std::vector<api::EndPoint> endPoints(message.GetDestinationCount());
+    message.GetDestinations(endPoints.data());
+    std::vector<std::string> ids;
+    for (const auto& endPoint : endPoints) {
+        std::string id(endPoint.GetIdSize(), '\0');
+        endPoint.GetId(id.data());
+        ids.emplace_back(id.c_str());
+    }
+    return ids;
+}
+
+/// A thread that takes no signals: those are the application's, for threads of its own.
+std::thread quietThread(const std::function<void()>& run) {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    struct Restore {
+        sigset_t mask;
+        ~Restore() { pthread_sigmask(SIG_SETMASK, &mask, nullptr); }
+    } restore{before};
+    return std::thread(run);
+}
+
+}  // namespace
+
+BusDispatcher::BusDispatcher(const char* address, std::string appId,
+                             api::IZephalMessageListener* toAll,
+                             api::IZephalMessageListener* toThis)
+    : appId_(std::move(appId)),
+      toAll_(toAll),
+      toThis_(toThis),
+      connection_(address, created_ + kWaitLimit) {
+    connection_.takeName(endPointName({appId_, connection_.uniqueName()}), created_ + kWaitLimit);
+    patience_ = created_ + kWaitLimit - Clock::now();
+}
+
+BusDispatcher::~BusDispatcher() {
+    if (!thread_.joinable())
+        return;
+    {
+        const std::lock_guard lock(lock_);
+        stopping_ = true;
+    }
+    wakeThread();
+    thread_.join();
+}
+
+bool BusDispatcher::Send(api::ZephalMessage& message) {
+    const auto* suite = dynamic_cast<api::SuiteMessage*>(&message);
+    if (suite == nullptr)
+        return false;
+    const Envelope envelope{typeOf(*suite), appId_, payloadOf(*suite)};
+    const std::vector<std::string> destinations = destinationsOf(*suite);
+    return onBus([&](Clock::time_point deadline) {
+        std::vector<BusMessage> signals;
+        if (destinations.empty())
+            signals.push_back(connection_.signal(envelope, nullptr));
+        for (const auto& destination : destinations)
+            signals.push_back(connection_.signal(envelope, destination.c_str()));
+        if (std::find(signals.begin(), signals.end(), nullptr) != signals.end())
+            return false;
+        connection_.send(signals, deadline);
+        return true;
+    });
+}
+
+unsigned long BusDispatcher::GetEndPointCount() const {
+    return count([](const std::string&) { return true; });
+}
+
+void BusDispatcher::GetEndPoints(api::EndPoint* endPoints) const {
+    std::copy(counted().begin(), counted().end(), endPoints);
+}
+
+unsigned long BusDispatcher::GetEndPointCountByAppId(const char* appId) const {
+    const std::string wanted = appId == nullptr ? "" : appId;
+    return count([&wanted](const std::string& candidate) { return candidate == wanted; });
+}
+
+void BusDispatcher::GetEndPointsByAppId(const char* /*appId*/, api::EndPoint* endPoints) const {
+    GetEndPoints(endPoints);
+}
+
+unsigned long BusDispatcher::GetEndPointCountBySpecifier(const char* specifier) const {
+    const std::string wanted = specifier == nullptr ? "" : specifier;
+    return count(
+        [&wanted](const std::string& candidate) { return matchesSpecifier(candidate, wanted); });
+}
+
+void BusDispatcher::GetEndPointsBySpecifier(const char* /*specifier*/,
+                                            api::EndPoint* endPoints) const {
+    GetEndPoints(endPoints);
+}
+
+bool BusDispatcher::Listen() {
+    return onBus([this](Clock::time_point deadline) {
+        if (thread_.joinable())
+            return true;
+        wake_ = tavik::FileDescriptor(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)));
+        connection_.subscribe(
+            [this](Envelope envelope, Audience audience) {
+                arrived_.emplace_back(std::move(envelope), audience);
+            },
+            deadline);
+        thread_ = quietThread([this] { hear(); });
+        return true;
+    });
+}
+
+/// Lets `work` use the connection within the time that a call has. Its answer; false where the bus
+/// fails, now or before.
+bool BusDispatcher::onBus(const Work& work) const {
+    const std::lock_guard lock(lock_);
+    if (givenUp_)
+        return false;
+    bool answer = false;
+    try {
+        answer = work(Clock::now() + std::exchange(patience_, kWaitLimit));
+    } catch (const std::system_error&) {
+        giveUp();
+    }
+    // What came in while this thread was waiting is for the other one to deliver.
+    if (!arrived_.empty())
+        wakeThread();
+    return answer;
+}
+
+unsigned long BusDispatcher::count(
+    const std::function<bool(const std::string& appId)>& wanted) const {
+    std::vector<EndPointIdentity> found;
+    onBus([&](Clock::time_point deadline) {
+        for (const auto& name : connection_.names(deadline)) {
+            auto endPoint = endPointOf(name);
+            if (endPoint && wanted(endPoint->appId))
+                found.push_back(std::move(*endPoint));
+        }
+        return true;
+    });
+    std::sort(found.begin(), found.end(), [](const auto& a, const auto& b) {
+        return std::tie(a.appId, a.id) < std::tie(b.appId, b.id);
+    });
+    counted().clear();
+    for (const auto& endPoint : found)
+        counted().emplace_back(endPoint.appId.c_str(), endPoint.id.c_str());
+    return counted().size();
+}
+
+/// The connection is not closed, since the thread may be polling its descriptor, but ended: that
+/// wakes the thread, and the bus forgets the endpoint.
+void BusDispatcher::giveUp() const {
+    givenUp_ = true;
+    connection_.shutDown();
+}
+
+void BusDispatcher::wakeThread() const {
+    if (wake_)
+        eventfd_write(wake_.get(), 1);
+}
+
+void BusDispatcher::hear() {
+    while (hearOnce()) {
+    }
+}
+
+/// Delivers what there is, or waits until there may be something. False at the end.
+bool BusDispatcher::hearOnce() {
+    decltype(arrived_) arrived;
+    std::array<pollfd, 2> wakers{};
+    {
+        const std::lock_guard lock(lock_);
+        bool stepped = false;
+        try {
+            stepped = !givenUp_ && connection_.step();
+            wakers = {
+                {{connection_.descriptor(), connection_.events(), 0}, {wake_.get(), POLLIN, 0}}};
+        } catch (const std::system_error&) {
+            giveUp();
+        }
+        arrived.swap(arrived_);
+        if (stopping_ || (givenUp_ && arrived.empty()))
+            return false;
+        if (stepped && arrived.empty())
+            return true;
+    }
+    for (auto& [envelope, audience] : arrived)
+        deliver(std::move(envelope), audience);
+    if (arrived.empty())
+        poll(wakers.data(), wakers.size(), -1);
+    eventfd_t ignored = 0;
+    eventfd_read(wake_.get(), &ignored);
+    return true;
+}
+
+void BusDispatcher::deliver(Envelope envelope, Audience audience) noexcept {
+    api::IZephalMessageListener* listener = audience == Audience::kAll ? toAll_ : toThis_;
+    if (listener == nullptr)
+        return;
+    try {
+        ReceivedMessage message(std::move(envelope));
+        listener->Receive(message);
+    } catch (...) {
+        // The library's thread has nobody to tell.
+    }
+}
+
+}  // namespace norva::zephal

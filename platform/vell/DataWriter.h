@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/support/Sqlite.h"
+
+namespace tavik::vell {
+
+/// Whose keys and values a data set holds: a pcd subdomain's, or a payload's in one domain.
+enum class DataKind { pcd, payload };
+
+/// The kind's name in the database.
+std::string_view nameOf(DataKind kind);
+
+/// Writes keys and values within the caller's transaction; it does not touch modification times.
+class DataWriter {
+  public:
+    explicit DataWriter(const Database& database);
+
+    /// The data set's id; it is made where it is missing.
+    std::int64_t dataSet(DataKind kind, int domain, std::string_view name);
+    void set(std::int64_t dataSet, std::string_view key, std::string_view value);
+
+    /// Takes a pcd value out, and its subdomain with the last one. False where there is none.
+    bool remove(int domain, std::string_view subdomain, std::string_view key);
+
+  private:
+    Statement makeSet_;
+    Statement findSet_;
+    Statement setValue_;
+    Statement removeValue_;
+    Statement removeEmptySet_;
+};
+
+}  // namespace tavik::vell

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <norva_vell.h>
+
+#include <string>
+
+#include "platform/support/Error.h"
+#include "platform/support/Sqlite.h"
+
+namespace tavik::vell {
+
+/// A failure with one of the VELL_STATUS_... numbers.
+using Failure = Error;
+
+/// What a failed SQLite call on the database at `path` means, with what to do about it.
+Failure describe(const SqliteError& error, const std::string& path);
+
+/// Where there is no such file.
+Failure noDatabase(const std::string& path);
+
+/// A file that is there but cannot be used as an installer database.
+Failure damaged(const std::string& path, const std::string& cause);
+
+/// The database holds no such thing.
+Failure notFound(const std::string& what);
+
+/// Writes the failure to standard error as one line, once for each text in a process. Nothing for
+/// failures that the status alone answers.
+void explain(const Failure& failure) noexcept;
+
+}  // namespace tavik::vell

@@ -1,0 +1,170 @@
+#include "platform/vell/InstallerDatabase.h"
+
+#include <chrono>
+#include <filesystem>
+
+#include "platform/support/Environment.h"
+#include "platform/vell/Failure.h"
+
+namespace tavik::vell {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kSystemPath = "/var/lib/norva/vell.db";
+constexpr std::chrono::milliseconds kBusyTimeout{2000};
+constexpr std::int64_t kApplicationId = 0x4E56454C;  // "NVEL"
+constexpr std::int64_t kSchemaVersion = 1;
+
+// A data set is what one reader asks for at once: the keys and values of a pcd subdomain, or those
+// of a payload in one domain. Ids and places grow in the order of writing, which is the order of
+// all lists. STRICT keeps foreign types out of columns that are handed out as text.
+constexpr const char* kCreateTables = R"sql(
+CREATE TABLE data_set (
+    id INTEGER PRIMARY KEY,
+    kind TEXT NOT NULL CHECK (kind IN ('pcd', 'payload')),
+    domain INTEGER NOT NULL,
+    name TEXT NOT NULL,
+    UNIQUE (kind, domain, name)
+) STRICT;
+CREATE INDEX data_set_in_order ON data_set (kind, domain, id);
+CREATE TABLE data (
+    data_set INTEGER NOT NULL REFERENCES data_set ON DELETE CASCADE,
+    place INTEGER NOT NULL,
+    key TEXT NOT NULL,
+    value TEXT NOT NULL,
+    PRIMARY KEY (data_set, place),
+    UNIQUE (data_set, key)
+) STRICT, WITHOUT ROWID;
+CREATE TABLE payload (
+    id INTEGER PRIMARY KEY,
+    code TEXT NOT NULL UNIQUE,
+    kind TEXT NOT NULL,
+    state INTEGER NOT NULL
+) STRICT;
+CREATE TABLE payload_list (
+    id INTEGER PRIMARY KEY,
+    kind TEXT NOT NULL CHECK (kind IN ('collection', 'product')),
+    name TEXT NOT NULL,
+    UNIQUE (kind, name)
+) STRICT;
+CREATE TABLE payload_list_entry (
+    payload_list INTEGER NOT NULL REFERENCES payload_list ON DELETE CASCADE,
+    place INTEGER NOT NULL,
+    payload TEXT NOT NULL REFERENCES payload (code),
+    PRIMARY KEY (payload_list, place),
+    UNIQUE (payload_list, payload)
+) STRICT, WITHOUT ROWID;
+CREATE TABLE modification (
+    part TEXT PRIMARY KEY CHECK (part IN ('pcd', 'vell')),
+    seconds INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+)sql";
+
+constexpr const char* kModificationTime = "SELECT seconds FROM modification WHERE part = ?";
+constexpr const char* kTouch =
+    "INSERT INTO modification VALUES (?1, unixepoch()) "
+    "ON CONFLICT (part) DO UPDATE SET seconds = max(seconds + 1, unixepoch())";
+
+std::string nameOf(Part part) {
+    return part == Part::pcd ? "pcd" : "vell";
+}
+
+bool isEmpty(Database& database) {
+    return database.pragmaNumber("application_id") == 0 &&
+           database.pragmaNumber("schema_version") == 0;
+}
+
+void checkForm(Database& database, const std::string& path) {
+    if (database.pragmaNumber("application_id") != kApplicationId)
+        throw damaged(path, "it is no installer database");
+    const std::int64_t version = database.pragmaNumber("user_version");
+    if (version > kSchemaVersion)
+        throw Failure(VELL_STATUS_NEWER, "installer database " + path,
+                      "it has version " + std::to_string(version) + " and this program knows " +
+                          std::to_string(kSchemaVersion) + "; install a newer release");
+    if (version < kSchemaVersion)
+        throw damaged(path, "it has the unknown version " + std::to_string(version));
+}
+
+int flagsFor(Access access) {
+    switch (access) {
+        case Access::read:
+            return SQLITE_OPEN_READONLY;
+        case Access::write:
+            return SQLITE_OPEN_READWRITE;
+        case Access::create:
+            break;
+    }
+    return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+}
+
+/// The path without links: an administrator may well keep the file, or a folder above it,
+/// elsewhere.
+std::string resolved(const std::string& path, Access access) {
+    std::error_code error;
+    const fs::path real = fs::canonical(path, error);
+    if (!error)
+        return real;
+    if (error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory)
+        throw Failure(VELL_STATUS_NO_PERMISSION, "installer database " + path,
+                      error.message() +
+                          "; ask its owner for access, or name another one in "
+                          "NORVA_VELL_DB");
+    if (access != Access::create)
+        throw noDatabase(path);
+    const fs::path folder = fs::absolute(path).parent_path();
+    fs::create_directories(folder, error);
+    const fs::path realFolder = error ? fs::path() : fs::canonical(folder, error);
+    if (error)
+        throw Failure(VELL_STATUS_NO_PERMISSION, "folder " + folder.string(),
+                      "cannot be made: " + error.message() +
+                          "; run as a user who may, or name another file in NORVA_VELL_DB");
+    return realFolder / fs::path(path).filename();
+}
+
+}  // namespace
+
+std::string databasePath() {
+    if (auto named = environmentVariable("NORVA_VELL_DB"))
+        return *std::move(named);
+    if (const auto home = userDataHome()) {
+        std::string path = *home + "/norva/vell.db";
+        std::error_code ignored;
+        if (fs::exists(path, ignored))
+            return path;
+    }
+    return kSystemPath;
+}
+
+Database open(const std::string& path, Access access) try {
+    Database database(resolved(path, access), flagsFor(access), kBusyTimeout);
+    if (access != Access::create || !isEmpty(database))
+        checkForm(database, path);
+    return database;
+} catch (const SqliteError& error) {
+    throw describe(error, path);
+}
+
+void createTables(Database& database) {
+    if (!isEmpty(database))
+        return;
+    database.execute(kCreateTables);
+    database.execute(("PRAGMA application_id=" + std::to_string(kApplicationId) +
+                      "; PRAGMA user_version=" + std::to_string(kSchemaVersion))
+                         .c_str());
+}
+
+std::int64_t modificationTime(const Database& database, Part part) {
+    const std::string name = nameOf(part);
+    Statement statement(database, kModificationTime);
+    statement.bind(1, name);
+    return statement.step() ? statement.number(0) : 0;
+}
+
+void touch(const Database& database, Part part) {
+    const std::string name = nameOf(part);
+    Statement(database, kTouch).bind(1, name).run();
+}
+
+}  // namespace tavik::vell

@@ -1,0 +1,79 @@
+// Put in front of the C library with LD_PRELOAD. FAULT_AT=N is the number of the call that changes
+// the disk at which the process is killed (FAULT=kill) or the call fails (FAULT=<errno value>), and
+// with FAULT_ONWARD all later ones too.
+// FAULT_LOG names a file that is written when the N-th call was reached.
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#define EXPORTED extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+std::atomic<long> calls{0};
+
+/// True where this call is to fail; errno is set then.
+bool strikes() {
+    static const char* const at = std::getenv("FAULT_AT");
+    static const bool onward = std::getenv("FAULT_ONWARD") != nullptr;
+    if (at == nullptr)
+        return false;
+    const long call = ++calls;
+    if (onward ? call < std::atol(at) : call != std::atol(at))
+        return false;
+    if (const char* log = std::getenv("FAULT_LOG"))
+        close(creat(log, 0600));
+    const char* fault = std::getenv("FAULT");
+    if (std::strcmp(fault, "kill") == 0)
+        kill(getpid(), SIGKILL);
+    errno = std::atoi(fault);
+    return true;
+}
+
+template <class Function>
+Function* next(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+#define COUNTED(result, name, parameters, arguments)                 \
+    EXPORTED result name parameters {                                \
+        static auto* const real = next<result parameters>(#name);    \
+        return strikes() ? static_cast<result>(-1) : real arguments; \
+    }
+
+COUNTED(ssize_t, write, (int fd, const void* data, size_t size), (fd, data, size))
+COUNTED(ssize_t, pwrite64, (int fd, const void* data, size_t size, off64_t at),
+        (fd, data, size, at))
+COUNTED(int, fsync, (int fd), (fd))
+COUNTED(int, fdatasync, (int fd), (fd))
+COUNTED(int, syncfs, (int fd), (fd))
+COUNTED(int, mkdir, (const char* path, mode_t mode), (path, mode))
+COUNTED(int, mkdirat, (int fd, const char* path, mode_t mode), (fd, path, mode))
+COUNTED(int, renameat, (int a, const char* from, int b, const char* to), (a, from, b, to))
+COUNTED(int, symlinkat, (const char* target, int fd, const char* path), (target, fd, path))
+COUNTED(int, unlink, (const char* path), (path))
+COUNTED(int, unlinkat, (int fd, const char* path, int flags), (fd, path, flags))
+COUNTED(int, ftruncate64, (int fd, off64_t size), (fd, size))
+COUNTED(int, fchmod, (int fd, mode_t mode), (fd, mode))
+
+EXPORTED int openat(int folder, const char* path, int flags, ...) {
+    static auto* const real = next<int(int, const char*, int, ...)>("openat");
+    va_list more;
+    va_start(more, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
+    va_end(more);
+    if ((flags & O_CREAT) != 0 && strikes())
+        return -1;
+    return real(folder, path, flags, mode);
+}

@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+
+#include "tests/support/Machine.h"
+
+namespace tavik::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using List = std::vector<std::string>;
+
+constexpr int kOlderVersion = 256 - 18;
+constexpr int kNoFittingProduct = 256 - 17;
+constexpr int kAmbiguousName = 256 - 8;
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(Install, MainJobLeavesNothingBehind) {
+    Machine machine;
+    const auto path = machine.package(
+        PackageBuilder("com.example.a", "1.0").named("A").file("content.txt", "hello"));
+
+    Result result = machine.install(path);
+    EXPECT_EQ(result.out + result.err, "");
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{"Enabled A 1.0"});
+    EXPECT_EQ(machine.seenByHost("com.example.a"), "hello");
+
+    EXPECT_EQ(machine.tavik({"--disable", "A"}).exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{"Disabled A 1.0"});
+    EXPECT_EQ(machine.seenByHost("com.example.a"), "");
+
+    EXPECT_EQ(machine.tavik({"--enable", "com.example.A", "--enable", "A"}).exitCode, 0);
+    EXPECT_EQ(machine.seenByHost("com.example.a"), "hello");
+
+    result = machine.tavik({"--remove", "A"});
+    EXPECT_EQ(result.out + result.err, "");
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{});
+    EXPECT_EQ(namesIn(machine.user("ext")), List{});
+    EXPECT_EQ(namesIn(machine.user("products/sketch/extensions")), List{});
+    EXPECT_EQ(machine.garbage(), List{});
+}
+
+TEST(Install, InstalledFolderHoldsExactlyTheArchive) {
+    Machine machine;
+    const auto path = machine.package(PackageBuilder("com.example.a", "1.0")
+                                          .file("bin/run.sh", "#!/bin/sh\n", 0100755)
+                                          .folder("empty")
+                                          .file("data/deep/x.bin", std::string(100'000, 'x')));
+    ASSERT_EQ(machine.install(path).exitCode, 0);
+    const fs::path folder = machine.user("products/sketch/extensions/com.example.a");
+    List found;
+    for (const auto& entry : fs::recursive_directory_iterator(folder / ""))
+        found.push_back(fs::relative(entry.path(), folder));
+    std::sort(found.begin(), found.end());
+    EXPECT_EQ(found, (List{"bin", "bin/run.sh", "data", "data/deep", "data/deep/x.bin", "empty",
+                           "extension.json"}));
+    EXPECT_EQ(fs::status(folder / "bin/run.sh").permissions(), fs::perms(0755));
+    EXPECT_EQ(fs::status(folder / "data/deep/x.bin").permissions(), fs::perms(0644));
+}
+
+TEST(Install, SameVersionRepairsTheFiles) {
+    Machine machine;
+    const auto path = machine.package("com.example.a", "1.0");
+    ASSERT_EQ(machine.install(path).exitCode, 0);
+    fs::remove(machine.user("products/sketch/extensions/com.example.a/content.txt"));
+    ASSERT_EQ(machine.seenByHost("com.example.a"), "");
+
+    EXPECT_EQ(machine.install(path).exitCode, 0);
+    EXPECT_EQ(machine.seenByHost("com.example.a"), "1.0");
+    EXPECT_EQ(machine.garbage(), List{});
+}
+
+TEST(Install, OlderVersionIsRefusedNamingBoth) {
+    Machine machine;
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
+    const Result result = machine.install(machine.package("COM.example.A", "1.9.9"));
+    EXPECT_EQ(result.exitCode, kOlderVersion);
+    EXPECT_EQ(result.out, "Failed to install, status = -18!\n");
+    EXPECT_TRUE(contains(result.err, "installed: 2.0; package: 1.9.9")) << result.err;
+    EXPECT_EQ(machine.seenByHost("com.example.a"), "2.0");
+    EXPECT_EQ(machine.garbage(), List{});
+}
+
+TEST(Install, NewerVersionKeepsTheState) {
+    for (const bool disabled : {false, true}) {
+        Machine machine;
+        ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+        if (disabled) {
+            ASSERT_EQ(machine.tavik({"--disable", "com.example.a"}).exitCode, 0);
+        }
+        // An id in other letters is the same extension; the host sees it under its new spelling.
+        ASSERT_EQ(machine.install(machine.package("com.Example.a", "1.1")).exitCode, 0);
+        EXPECT_EQ(machine.listed(),
+                  List{disabled ? "Disabled com.Example.a 1.1" : "Enabled com.Example.a 1.1"});
+        EXPECT_EQ(namesIn(machine.user("products/sketch/extensions")),
+                  disabled ? List{} : List{"com.Example.a"});
+        EXPECT_EQ(machine.garbage(), List{});
+    }
+}
+
+TEST(Install, PackageForNoInstalledProductIsRefused) {
+    const struct {
+        const char* products;
+        const char* named;
+    } rows[] = {
+        {R"([{"name": "sketch", "minVersion": "18.0"}])",
+         "wanted: sketch from 18.0; found: sketch 17.2"},
+        {R"([{"name": "sketch", "minVersion": "16", "maxVersion": "17.1.9"}])",
+         "wanted: sketch from 16 up to 17.1.9; found: sketch 17.2"},
+        {R"([{"name": "other"}])", "wanted: other; found: none of them"},
+    };
+    for (const auto& row : rows) {
+        Machine machine;
+        const Result result = machine.install(
+            machine.package(PackageBuilder("com.example.a", "1.0").with("products", row.products)));
+        EXPECT_EQ(result.exitCode, kNoFittingProduct) << row.named;
+        EXPECT_TRUE(contains(result.err, row.named)) << result.err;
+        EXPECT_FALSE(fs::exists(machine.user("store.db"))) << "a refused package made a store";
+    }
+}
+
+TEST(Install, LinksGoWhereEachFittingProductLooks) {
+    Machine machine;
+    const std::string folder = machine.path("host/plug-ins");
+    machine.addProduct("layout", "Layout", "5.0", R"(, "extensionsFolder": ")" + folder + "\"");
+    machine.addProduct("old", "Old", "1.0");
+    const auto path = machine.package(
+        PackageBuilder("com.example.a", "1.0")
+            .with("products",
+                  R"([{"name": "layout"}, {"name": "sketch"}, {"name": "old", "minVersion": "2"}])")
+            .file("content.txt", "1"));
+    ASSERT_EQ(machine.install(path).exitCode, 0);
+    EXPECT_EQ(namesIn(folder), List{"com.example.a"});
+    EXPECT_EQ(machine.seenByHost("com.example.a"), "1");
+    EXPECT_EQ(namesIn(machine.user("products/old/extensions")), List{});
+
+    ASSERT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(namesIn(folder), List{});
+}
+
+TEST(Install, NothingOfTheHostIsOverwritten) {
+    Machine machine;
+    const std::string place = machine.user("products/sketch/extensions/com.example.a");
+    writeFile(place + "/mine.txt", "mine");
+    const Result result = machine.install(machine.package("com.example.a", "1.0"));
+    EXPECT_EQ(result.exitCode, 256 - 21) << result.err;
+    EXPECT_TRUE(contains(result.err, place)) << result.err;
+    EXPECT_EQ(readFile(place + "/mine.txt"), "mine");
+    EXPECT_EQ(machine.listed(), List{});
+}
+
+TEST(Install, SharedNameIsRefusedListingTheIds) {
+    Machine machine;
+    for (const char* id : {"com.example.b", "com.example.a"})
+        ASSERT_EQ(
+            machine.install(machine.package(PackageBuilder(id, "1.0").named("Twin"))).exitCode, 0);
+    const Result result = machine.tavik({"--remove", "Twin"});
+    EXPECT_EQ(result.exitCode, kAmbiguousName);
+    EXPECT_TRUE(contains(result.err, "com.example.a, com.example.b")) << result.err;
+    EXPECT_EQ(machine.tavik({"--remove", "com.example.b"}).exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{"Enabled Twin 1.0"});
+}
+
+TEST(Install, SixteenAtOnceAllSucceedWhileListsRun) {
+    Machine machine;
+    std::vector<std::unique_ptr<Process>> installs;
+    List expected;
+    for (int i = 10; i < 26; ++i) {
+        const std::string id = "com.example." + std::to_string(i);
+        const auto path = machine.package(id, "1.0");
+        expected.push_back("Enabled " + id + " 1.0");
+        installs.push_back(std::make_unique<Process>(
+            std::vector<std::string>{program("TavikCmd"), "--install", path},
+            machine.environment()));
+    }
+    for (int i = 0; i < 10; ++i) {
+        const Result list = machine.tavik({"--list", "all"});
+        EXPECT_EQ(list.exitCode, 0);
+        EXPECT_EQ(list.err, "");
+    }
+    for (auto& install : installs) {
+        const Result result = install->wait();
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+    }
+    EXPECT_EQ(machine.listed(), expected);
+    EXPECT_EQ(machine.garbage(), List{});
+}
+
+}  // namespace
+}  // namespace tavik::testing

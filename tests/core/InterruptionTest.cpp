@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "tests/support/Machine.h"
+
+namespace tavik::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using List = std::vector<std::string>;
+
+/// A change, the lists before and after it, and how the store comes to the state before it.
+struct Change {
+    const char* name;
+    std::function<void(Machine&)> prepare;
+    std::function<List(Machine&)> arguments;
+    List before;
+    List after;
+};
+
+void installed(Machine& machine, const std::string& version) {
+    ASSERT_EQ(machine.install(machine.package("com.example.a", version)).exitCode, 0);
+}
+
+List installing(Machine& machine, const std::string& version) {
+    return {"--install", machine.package("com.example.a", version)};
+}
+
+const Change kChanges[] = {
+    {"first install",
+     [](Machine&) {},
+     [](Machine& machine) { return installing(machine, "1.0"); },
+     {},
+     {"Enabled com.example.a 1.0"}},
+    {"update",
+     [](Machine& machine) { installed(machine, "1.0"); },
+     [](Machine& machine) { return installing(machine, "2.0"); },
+     {"Enabled com.example.a 1.0"},
+     {"Enabled com.example.a 2.0"}},
+    {"removal",
+     [](Machine& machine) { installed(machine, "1.0"); },
+     [](Machine&) {
+         return List{"--remove", "com.example.a"};
+     },
+     {"Enabled com.example.a 1.0"},
+     {}},
+    {"disabling",
+     [](Machine& machine) { installed(machine, "1.0"); },
+     [](Machine&) {
+         return List{"--disable", "com.example.a"};
+     },
+     {"Enabled com.example.a 1.0"},
+     {"Disabled com.example.a 1.0"}},
+};
+
+/// The host sees what the list says once another change has gone through.
+void expectSoundAfterNextChange(Machine& machine, const std::string& where) {
+    const List now = machine.listed();
+    ASSERT_EQ(machine.install(machine.package("com.example.other", "1.0")).exitCode, 0) << where;
+    ASSERT_EQ(machine.tavik({"--remove", "com.example.other"}).exitCode, 0) << where;
+    EXPECT_EQ(machine.listed(), now) << where;
+    EXPECT_EQ(machine.garbage(), List{}) << where;
+    const bool enabled = !now.empty() && now[0].substr(0, 8) == "Enabled ";
+    EXPECT_EQ(machine.seenByHost("com.example.a"), enabled ? now[0].substr(now[0].size() - 3) : "")
+        << where;
+}
+
+enum class Duration { once, onward };
+
+/// Runs the change with the fault at its first, second, ... call that changes the disk, until the
+/// change has fewer calls than that.
+void runWithFaults(const Change& change, const std::string& fault,
+                   Duration duration = Duration::once) {
+    for (int call = 1;; ++call) {
+        const std::string where =
+            std::string(change.name) + ", " + fault + " at call " + std::to_string(call);
+        Machine machine;
+        change.prepare(machine);
+        const List arguments = change.arguments(machine);
+        Environment& environment = machine.environment();
+        const Environment clean = environment;
+        environment["LD_PRELOAD"] = TAVIK_FAULTS_LIBRARY;
+        environment["ASAN_OPTIONS"] = "verify_asan_link_order=0:detect_leaks=0";
+        environment["FAULT"] = fault;
+        environment["FAULT_AT"] = std::to_string(call);
+        if (duration == Duration::onward)
+            environment["FAULT_ONWARD"] = "1";
+        environment["FAULT_LOG"] = machine.path("struck");
+        const Result result = machine.tavik(arguments);
+        environment = clean;
+
+        const bool struck = fs::exists(machine.path("struck"));
+        const List now = machine.listed();
+        EXPECT_TRUE(now == change.before || now == change.after)
+            << where << ": " << ::testing::PrintToString(now);
+        if (result.exitCode == 0) {
+            EXPECT_EQ(now, change.after) << where << ": reported as done";
+        }
+        expectSoundAfterNextChange(machine, where);
+        if (!struck) {
+            EXPECT_EQ(result.exitCode, 0) << where << ": " << result.err;
+            EXPECT_GT(call, 5) << "the faults are not in effect";
+            return;
+        }
+        if (::testing::Test::HasFailure())
+            return;
+    }
+}
+
+TEST(Interruption, KilledAtAnyCallLeavesTheOldOrTheNewState) {
+    for (const auto& change : kChanges)
+        runWithFaults(change, "kill");
+}
+
+TEST(Interruption, FullDiskAtAnyCallLeavesTheOldOrTheNewState) {
+    for (const auto& change : kChanges)
+        runWithFaults(change, std::to_string(ENOSPC));
+}
+
+TEST(Interruption, DiskFullFromAnyCallOnLeavesTheOldOrTheNewState) {
+    for (const auto& change : kChanges)
+        runWithFaults(change, std::to_string(ENOSPC), Duration::onward);
+}
+
+TEST(Interruption, FailingDiskAtAnyCallLeavesTheOldOrTheNewState) {
+    for (const auto& change : kChanges)
+        runWithFaults(change, std::to_string(EIO));
+}
+
+// What a power cut may leave: the row without its link, links of no row, folders of no row.
+TEST(Interruption, NextChangeRepairsLinksAndDeletesLeftovers) {
+    Machine machine;
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+    const std::string links = machine.user("products/sketch/extensions/");
+    fs::remove(links + "com.example.a");
+    writeFile(machine.user("ext/com.example.gone@00/x.txt"), "x");
+    fs::create_directory_symlink(machine.user("ext/com.example.gone@00"),
+                                 links + "com.example.gone");
+    fs::create_directory_symlink(machine.path("elsewhere"), links + "foreign");
+    writeFile(machine.user("staging/half/done.txt"), "x");
+
+    ASSERT_EQ(machine.install(machine.package("com.example.b", "1.0")).exitCode, 0);
+    EXPECT_EQ(machine.seenByHost("com.example.a"), "1.0");
+    EXPECT_EQ(namesIn(links), (List{"com.example.a", "com.example.b", "foreign"}));
+    EXPECT_EQ(namesIn(machine.user("staging")), List{});
+    EXPECT_EQ(namesIn(machine.user("ext")).size(), 2U);
+}
+
+}  // namespace
+}  // namespace tavik::testing

@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/support/Machine.h"
+
+namespace tavik::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using List = std::vector<std::string>;
+
+/// The command as a user without special rights: itself for one, root steps down.
+std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command;
+    if (::geteuid() == 0)
+        command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    command.push_back(program("TavikCmd"));
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
+}
+
+/// Lets others reach the machine's folder, which a temporary folder does not by itself.
+void openToAll(const Machine& machine) {
+    fs::permissions(machine.path(""), fs::perms(0755));
+}
+
+TEST(SharedStore, UsersCopyWinsAndEachIsRemovedByItsOwnCommand) {
+    Machine machine;
+    ASSERT_EQ(
+        machine.tavik({"--install_for_all", machine.package("com.example.a", "1.0")}).exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 2.0"});
+
+    ASSERT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+    const Result result = machine.tavik({"--remove", "com.example.a"});
+    EXPECT_EQ(result.exitCode, 256 - 10) << result.err;
+    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+
+    EXPECT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{});
+    EXPECT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 256 - 7);
+}
+
+TEST(SharedStore, EverythingIsReadableByAllWhateverTheUmask) {
+    Machine machine;
+    openToAll(machine);
+    const mode_t old = ::umask(0077);
+    const Result result = machine.tavik(
+        {"--install_for_all", machine.package(PackageBuilder("com.example.a", "1.0")
+                                                  .file("folder/content.txt", "1")
+                                                  .file("run.sh", "#!/bin/sh", 0100700))});
+    ::umask(old);
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    for (const auto& entry : fs::recursive_directory_iterator(machine.shared())) {
+        const auto name = entry.path().filename();
+        if (entry.is_symlink() || name == ".lock")
+            continue;
+        const bool executable = entry.is_directory() || name == "run.sh";
+        EXPECT_EQ(entry.status().permissions(), fs::perms(executable ? 0755 : 0644))
+            << entry.path();
+    }
+}
+
+TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
+    Machine machine;
+    openToAll(machine);
+    const auto path = machine.package("com.example.a", "1.0");
+    fs::create_directories(machine.shared("products.d"));
+    fs::copy(machine.user("products.d/sketch.json"), machine.shared("products.d"));
+    ASSERT_EQ(machine.tavik({"--install_for_all", path}).exitCode, 0);
+
+    // A user without a store of his own, and without the right to write to that of all.
+    machine.environment()["TAVIK_HOME"] = machine.path("nobody");
+    for (const char* folder : {"", "ext", "staging", "products/sketch/extensions"})
+        fs::permissions(machine.shared(folder), fs::perms(0555));
+    Result result = run(asOrdinaryUser({"--list", "all"}), machine.environment());
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_NE(result.out.find("com.example.a"), std::string::npos) << result.out;
+
+    const List commands[] = {{"--install_for_all", machine.package("com.example.a", "2.0")},
+                             {"--remove_for_all", "com.example.a"},
+                             {"--disable", "com.example.a"}};
+    for (const auto& command : commands) {
+        result = run(asOrdinaryUser(command), machine.environment());
+        EXPECT_EQ(result.exitCode, 256 - 25) << command[0] << ": " << result.err;
+        EXPECT_NE(result.err.find("the right to do this is missing"), std::string::npos);
+    }
+    fs::permissions(machine.shared(), fs::perms(0755));
+}
+
+}  // namespace
+}  // namespace tavik::testing

@@ -1,0 +1,128 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/core/package/Package.h"
+#include "tests/support/PackageBuilder.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace tavik {
+namespace {
+
+using testing::PackageBuilder;
+
+/// The manifest of the usual package with one member set to this JSON; "" leaves it out.
+std::string manifestWith(const std::string& member, const std::string& json) {
+    std::string text = R"({"unknown":[{}])";
+    const std::vector<std::pair<std::string, std::string>> usual = {
+        {"formatVersion", "1"},
+        {"id", R"("a.b")"},
+        {"name", R"("A")"},
+        {"version", R"("1.0")"},
+        {"products", R"([{"name":"sketch","minVersion":"17.0","maxVersion":"18.9"}])"}};
+    bool isUsual = false;
+    for (const auto& [key, value] : usual) {
+        isUsual = isUsual || key == member;
+        const std::string& written = key == member ? json : value;
+        if (!written.empty())
+            text += ",\"" + key + "\":" + written;
+    }
+    return text + (isUsual || json.empty() ? "}" : ",\"" + member + "\":" + json + "}");
+}
+
+std::vector<Fault> faultsOf(const std::string& text) {
+    std::vector<Fault> faults;
+    try {
+        parseManifest(text, {}, [&](const Fault& fault) { faults.push_back(fault); });
+    } catch (const CheckStopped&) {
+    }
+    return faults;
+}
+
+TEST(Manifest, RefusesWhatBreaksARule) {
+    const auto text = [](std::size_t size) { return '"' + std::string(size, 'a') + '"'; };
+    const auto name = [&](const std::string& json) { return R"([{"name":)" + json + "}]"; };
+    const auto range = [](const std::string& json) { return R"([{"name":"a",)" + json + "}]"; };
+    const Status invalid = Status::manifestInvalid;
+    const Status unsupported = Status::packageUnsupported;
+    struct {
+        const char* member;
+        Status status;
+        std::vector<std::string> values;
+    } const rows[] = {
+        {"formatVersion", invalid, {"", "\"1\"", "null"}},
+        {"formatVersion", unsupported, {"2", "1.5", "-1", "0", "99999999999"}},
+        {"requires", unsupported, {R"(["gpu"])"}},
+        {"requires", invalid, {"[1]", "{}", "\"\""}},
+        {"id", invalid, {"", "\"\"", "7", "null", R"("../x")", R"("a..b")", R"("a/b")"}},
+        {"id", invalid, {R"(".a")", R"("a-")", R"("a b")", "\"\xC3\xA9\"", text(256)}},
+        {"name", invalid, {"", "\"\"", R"("a\nb")", R"("\u001b[31m")", R"("\u0085")", text(256)}},
+        {"version", invalid, {"", "\"\"", "\"one\"", "1.0"}},
+        {"products", invalid, {"", "[]", "{}", "[1]", "[{}]", name("\"\""), name(text(64))}},
+        {"products", invalid, {range(R"("minVersion":"x")"), range(R"("maxVersion":"")")}},
+        {"products", invalid, {range(R"("minVersion":"2","maxVersion":"1")")}},
+        {"storeName", invalid, {text(256), "1"}},
+        {"description", invalid, {R"("\u0007")"}},
+        {"author", invalid, {R"("a\tb")"}},
+        {"updateUrl", invalid, {"[]"}},
+        {"requiresAccount", invalid, {"\"true\"", "1"}},
+    };
+    for (const auto& row : rows) {
+        for (const auto& json : row.values) {
+            const auto faults = faultsOf(manifestWith(row.member, json));
+            ASSERT_EQ(faults.size(), 1U) << row.member << ' ' << json;
+            EXPECT_EQ(faults[0].status, row.status) << row.member << ' ' << json;
+            EXPECT_NE(faults[0].text.find(row.member), std::string::npos) << faults[0].text;
+            EXPECT_TRUE(isPrintableText(faults[0].text)) << row.member << ' ' << json;
+        }
+    }
+}
+
+TEST(Manifest, TakesWhatIsAtTheLimits) {
+    const std::pair<const char*, std::string> rows[] = {
+        {"id", '"' + std::string(255, 'a') + '"'},
+        {"id", "\"7\""},
+        {"id", "\"A_b-c.D\""},
+        {"name", '"' + std::string(255, 'a') + '"'},
+        {"name", "\"Pinceaux d'\xC3\xA9t\xC3\xA9 \xF0\x9F\x8E\xA8\""},
+        {"products", R"([{"name":"a","minVersion":"1.0","maxVersion":"1"},{"name":"a"}])"},
+        {"storeName", "\"\""},
+        {"description", R"("one\ntwo\ttabs")"},
+        {"requires", "[]"},
+        {"formatVersion", "1"},
+    };
+    for (const auto& [member, json] : rows)
+        EXPECT_TRUE(faultsOf(manifestWith(member, json)).empty()) << member << ' ' << json;
+}
+
+TEST(Manifest, ReportsAllFaultsOfAPackageAtOnce) {
+    const testing::TemporaryFolder folder;
+    PackageBuilder("..", "x").with("products", "[{},3]").write(folder / "a.qpk");
+    const auto faults = findFaults(folder / "a.qpk");
+    std::string all;
+    for (const auto& fault : faults)
+        all += fault.place + ": " + fault.text.substr(0, fault.text.find(' ')) + "\n";
+    EXPECT_EQ(all,
+              "extension.json: id\n"
+              "extension.json: version\n"
+              "extension.json: products[0].name\n"
+              "extension.json: products[1]\n");
+}
+
+TEST(Manifest, ProductVersionsAreInclusive) {
+    const Manifest manifest =
+        parseManifest(manifestWith("id", "\"Com.Example\""), {}, throwOnFault("a.qpk"));
+    EXPECT_EQ(manifest.idKey, "com.example");
+    struct {
+        const char* version;
+        bool accepted;
+    } const rows[] = {
+        {"16.9", false}, {"17.0-beta", false}, {"17", true}, {"18.9.0", true}, {"18.9.1", false}};
+    for (const auto& row : rows)
+        EXPECT_EQ(manifest.products[0].accepts(*Version::parse(row.version)), row.accepted)
+            << row.version;
+}
+
+}  // namespace
+}  // namespace tavik

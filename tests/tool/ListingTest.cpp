@@ -1,0 +1,186 @@
+#include <gtest/gtest.h>
+
+#include "tests/tool/ScriptedTool.h"
+
+namespace tavik::testing {
+namespace {
+
+const std::string kHead =
+    " Status                        Extension Name                         Version\n"
+    "=========  =======================================================  ==========\n";
+const std::string kBrushes =
+    " Enabled    Brushes                                                      1.4.0\n";
+const std::string kEtude =
+    "Disabled    \xC3\x89tude                                                          2.0\n";
+const std::string kSketch = "2 extensions installed for Sketch\n" + kHead;
+const std::string kPaint = "0 extension installed for Paint\n" + kHead + "\n";
+const std::string kUpdateHead =
+    " Extension Name                                                     Version\n"
+    "=================================================================  ===========\n";
+const std::string kUpdate =
+    " Brushes                                                                   2.0\n";
+const std::string kUpdates = "update|sketch|Brushes|2.0\nupdate|sketch|Brushes|2.0\n";
+const std::string kXmlBrushes =
+    "<extension status=\"Enabled\" name=\"Brushes\" id=\"com.example.brushes\" version=\"1.4.0\" "
+    "StoreName=\"Example Store\" />\n";
+const std::string kXmlEtude =
+    "<extension status=\"Enabled\" name=\"\xC3\x89tude\" id=\"org.etude\" version=\"2.0\" "
+    "StoreName=\"\" />\n";
+
+const std::string kProducts = "GetCountOfProduct()\nGetProductsList(2)\n";
+const std::string kChecked = "StartCheckUpdate()\nWaitUpdateComplete()\n";
+const std::string kSketchName = "GetProductNameByProductDisplayName(Sketch)\n";
+const std::string kPaintName = "GetProductNameByProductDisplayName(Paint)\n";
+
+std::string handles(const std::string& product, const std::string& count) {
+    return "GetExtensionCountOfProductByDisplayName(" + product +
+           ")\nGetExtensionsListOfProductByDisplayName(" + product + ", " + count + ")\n";
+}
+
+std::string updates(const std::string& product, const std::string& count) {
+    return "GetCountOfUpdateExtByProduct(" + product + ")\nGetUpdateInfoByProduct(" + product +
+           ", " + count + ")\n";
+}
+
+TEST(Listing, PrintsTables) {
+    const std::string out = kSketch + kBrushes + kEtude + "\n";
+    const std::string calls = handles("Sketch", "2") +
+                              "GetExtensionStatus(1)\n"
+                              "GetExtensionVersion(1, 0, null)\nGetExtensionVersion(1, 6, buffer)\n"
+                              "GetExtensionName(1, 128, null)\nGetExtensionName(1, 8, buffer)\n"
+                              "GetExtensionStatus(2)\n"
+                              "GetExtensionVersion(2, 0, null)\nGetExtensionVersion(2, 4, buffer)\n"
+                              "GetExtensionName(2, 128, null)\nGetExtensionName(2, 7, buffer)\n";
+    const std::string failed = "Failde to get extension of product, status = 0!\n";
+    const std::string count = "Failed to get extension count of product status = -7!\n";
+    const std::string version = "Failed to get extension version, status = -7!\n";
+    const std::string name = "Failed to get extension name status = -7!\n";
+    const std::string full(64, 'x');
+    check({
+        {"--list Sketch", "", calls, out, 0},
+        {"--list Paint", "", handles("Paint", "0"), kPaint, 0},
+        {"--list aLL", "status|GetProductsList|5", kProducts + calls + handles("Paint", "0"),
+         out + kPaint, 5},
+        // A name without NUL in its buffer ends with the buffer.
+        {"--list all", "product|" + full + "y|p", kAnyCalls,
+         out + kPaint + "0 extension installed for " + full + "\n" + kHead + "\n", 0},
+        {"--list Sketch", "status|GetExtensionCountOfProductByDisplayName|-7", kAnyCalls,
+         count + failed, 0},
+        {"--list Sketch", "status|GetExtensionsListOfProductByDisplayName|-7", kAnyCalls,
+         kSketch + "Failed to get extensions list of product status = -7!\n" + failed, 0},
+        {"--list Sketch", "status|GetExtensionStatus|0|-7", kAnyCalls,
+         kSketch + kBrushes + "Failed to get extension status, status = -7!\n" + failed, 0},
+        {"--list Sketch", "status|GetExtensionVersion|-7", kAnyCalls, kSketch + version + failed,
+         0},
+        {"--list Sketch", "status|GetExtensionVersion|0|-7", kAnyCalls, kSketch + version + failed,
+         0},
+        {"--list Sketch", "status|GetExtensionName|-7", kAnyCalls, kSketch + name + failed, 0},
+        {"--list Sketch", "status|GetExtensionName|0|-7", kAnyCalls, kSketch + name + failed, 0},
+        {"--list all", "status|GetCountOfProduct|-7", kAnyCalls,
+         "Failed to get product count, status = -7!\n", -7},
+        {"--list all", "status|GetProductsList|-7", kAnyCalls,
+         "Failed to get product list, status = -7!\n", -7},
+        {"--list all",
+         "status|GetProductsList|5\nstatus|GetExtensionCountOfProductByDisplayName|-7|0", kAnyCalls,
+         count + "Failde to get extension of product, status = 5!\n" + kPaint, 5},
+    });
+}
+
+TEST(Listing, PrintsUpdates) {
+    const std::string two =
+        "2 extensions of Sketch need update\n" + kUpdateHead + kUpdate + kUpdate;
+    const std::string failed = "Get extension count failed, status = -7!\n";
+    check({
+        {"--list_update Sketch", kUpdates + "status|GetUpdateInfoByProduct|5",
+         kSketchName + kChecked + updates("sketch", "2"), two, 5},
+        {"--list_update Paint", "", kPaintName + kChecked + updates("paint", "0"), "", 0},
+        {"--list_update paint", "status|GetProductNameByProductDisplayName|5",
+         "GetProductNameByProductDisplayName(paint)\n", "There isn't a product named: paint\n", 5},
+        {"--list_update ALL", kUpdates,
+         kProducts + kSketchName + kPaintName + kChecked + updates("sketch", "2") +
+             "GetCountOfUpdateExtByProduct(paint)\n",
+         two, 0},
+        {"--list_update all", "update|paint|Brushes|2.0", kAnyCalls,
+         "1 extension of Paint need update\n" + kUpdateHead + kUpdate, 0},
+        {"--list_update_extension Brushes", kUpdates,
+         "GetExtensionHandleByName(Brushes, -1)\n" + kChecked + "GetUpdateInfoByExtId(1)\n",
+         kUpdateHead + kUpdate, 0},
+        {"--list_update_extension Brushes", kUpdates + "status|GetUpdateInfoByExtId|-7", kAnyCalls,
+         "", -7},
+        {"--list_update_extension Brushes", "status|GetExtensionHandleByName|-7", kAnyCalls,
+         "Failed to get extension, status = -7!\n", -7},
+        {"--list_update Sketch", "status|GetProductNameByProductDisplayName|-7", kAnyCalls,
+         "Get product name failed, status = -7!\n", -7},
+        {"--list_update Sketch", "status|GetCountOfUpdateExtByProduct|-7", kAnyCalls, failed, -7},
+        {"--list_update Sketch", "status|GetUpdateInfoByProduct|-7", kAnyCalls, failed, -7},
+        {"--list_update all", "status|GetCountOfProduct|-7", kAnyCalls,
+         "Get product count failed, status = -7!\n", -7},
+        {"--list_update all", "status|GetProductsList|-7", kAnyCalls,
+         "Get product displayname failed, status = -7!\n", -7},
+        {"--list_update all", "status|GetProductNameByProductDisplayName|0|-7", kAnyCalls,
+         "TavikGetProductNameByProductDisplayName failed, status = -7!\n", -7},
+        {"--list_update all", kUpdates + "status|GetCountOfUpdateExtByProduct|0|-7", kAnyCalls,
+         two + failed, -7},
+        {"--list_update all", kUpdates + "status|GetUpdateInfoByProduct|-7|0", kAnyCalls, failed,
+         -7},
+    });
+}
+
+TEST(Listing, PrintsXml) {
+    const std::string info = "Failed to get extension info, status = -7!\n";
+    const std::string full(256, 'x');
+    check({
+        {"--list_as_xml All", "extension|Paint|0|a \"<&>|1|" + full + "y|" + full + "y",
+         kProducts + handles("Sketch", "2") + handles("Paint", "1") +
+             "GetExtensionMetadataStruct(1)\nGetExtensionMetadataStruct(2)\n"
+             "GetExtensionMetadataStruct(3)\n",
+         "<extensions>\n" + kXmlBrushes + kXmlEtude +
+             "<extension status=\"Disabled\" name=\"a \"<&>\" id=\"" + full +
+             "\" version=\"1\" StoreName=\"" + full + "\" />\n</extensions>\n",
+         0},
+        {"--list_as_xml Paint", "", handles("Paint", "0"), "", 0},
+        {"--list_as_xml Sketch", "status|GetExtensionMetadataStruct|0|-7", kAnyCalls,
+         "<extensions>\n" + kXmlBrushes + "Failed to get extension meta-data, status = -7!\n", -7},
+        {"--list_as_xml all", "status|GetExtensionCountOfProductByDisplayName|0|-7", kAnyCalls,
+         "Failed to get extension count of product status = -7!\n" + info, -7},
+        {"--list_as_xml Paint", "status|GetExtensionsListOfProductByDisplayName|-7", kAnyCalls,
+         "Failed to get extension list of product status = -7!\n" + info, -7},
+        {"--list_as_xml all", "status|GetCountOfProduct|-7", kAnyCalls,
+         "Failed to get product count, status = -7!\n", -7},
+        {"--list_as_xml all", "status|GetProductsList|-7", kAnyCalls,
+         "Failed to get product display name, status = -7!\n", -7},
+    });
+}
+
+std::string repeated(const std::string& character, std::size_t times) {
+    std::string text;
+    while (times-- > 0)
+        text += character;
+    return text;
+}
+
+// Names at the limits of both tables: what is cut, and where the version begins. The last three are
+// no valid UTF-8, so that each byte counts.
+TEST(Listing, CountsCharactersOfNames) {
+    for (const char* character :
+         {"x", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x8E\xA8", "\xFF", "\xC3", "\x80"}) {
+        const auto expectRow = [&](std::size_t length, const std::string& table, std::size_t kept,
+                                   const std::string& end) {
+            const std::string name = repeated(character, length);
+            const std::string out = runScripted("product|P|p\nextension|P|1|" + name +
+                                                    "|1.0|i|s\nupdate|p|" + name + "|1.0\n",
+                                                table + " P")
+                                        .out;
+            EXPECT_NE(out.find(" " + repeated(character, kept) + end + "1.0\n"), std::string::npos)
+                << out;
+        };
+        const std::string gap(12, ' ');
+        expectRow(50, "--list", 50, " " + gap);
+        expectRow(51, "--list", 48, "..." + gap);
+        expectRow(60, "--list_update", 60, " " + gap + " ");
+        expectRow(61, "--list_update", 58, "..." + gap + " ");
+    }
+}
+
+}  // namespace
+}  // namespace tavik::testing

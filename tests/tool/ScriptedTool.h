@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/support/Process.h"
+
+namespace tavik::testing {
+
+/// One run of the tool on a scripted core, and all that it must show.
+struct Row {
+    std::string command;  ///< arguments, parted by blanks; '' for an empty one
+    std::string script;   ///< lines for the scripted core after those of kScript
+    std::string calls;  ///< the core's log; what Init and Terminate enclose, or all with Terminate
+    std::string out;
+    int status;  ///< of the last command
+};
+
+/// Two products; Sketch has two extensions, handles 1 and 2.
+extern const std::string kScript;
+
+/// Stands for calls that a row does not look at.
+extern const std::string kAnyCalls;
+
+struct ToolRun : Result {
+    std::string calls;
+};
+
+/// Runs a program of the build, by default the tool, on a core that follows the script.
+ToolRun runScripted(const std::string& script, const std::string& command,
+                    const std::string& binary = "bin/TavikCmd");
+
+/// Runs each row and holds calls, output and exit status against it; standard error stays empty.
+void check(const std::vector<Row>& rows);
+
+}  // namespace tavik::testing

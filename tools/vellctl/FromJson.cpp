@@ -1,0 +1,159 @@
+#include <charconv>
+#include <limits>
+#include <set>
+
+#include "platform/support/Json.h"
+#include "tools/vellctl/Content.h"
+
+namespace tavik::vellctl {
+namespace {
+
+using Value = rapidjson::Value;
+
+constexpr JsonLimits kLimits{std::size_t{64} << 20, 8};
+
+std::string_view viewOf(const Value& text) {
+    return {text.GetString(), text.GetStringLength()};
+}
+
+std::string within(const std::string& place, std::string_view name) {
+    return place + "[" + quoteJson(name) + "]";
+}
+
+const Value& objectAt(const Value& value, const std::string& place) {
+    if (!value.IsObject())
+        throw JsonError(place + " is not an object");
+    return value;
+}
+
+std::string textAt(const Value& value, const std::string& place) {
+    if (!value.IsString())
+        throw JsonError(place + " is not a string");
+    return std::string(viewOf(value));
+}
+
+std::string nameAt(const Value& value, const std::string& place) {
+    std::string name = textAt(value, place);
+    if (name.empty())
+        throw JsonError(place + " has an empty name");
+    return name;
+}
+
+/// A domain is written as a number without sign or leading zeros, so that no domain has two names.
+int domainAt(const Value& value, const std::string& place) {
+    const std::string_view name = viewOf(value);
+    int domain = 0;
+    const auto end = name.data() + name.size();
+    const auto result = std::from_chars(name.data(), end, domain);
+    if (result.ec != std::errc() || result.ptr != end || std::to_string(domain) != name ||
+        domain < 0)
+        throw JsonError(place + " is not a domain: a whole number from 0 on is needed");
+    return domain;
+}
+
+void refuseOthers(const Value& object, const std::string& place,
+                  const std::set<std::string_view>& known) {
+    for (const auto& member : object.GetObject())
+        if (known.count(viewOf(member.name)) == 0)
+            throw JsonError(within(place, viewOf(member.name)) + " is unknown");
+}
+
+Content::DataSet readDataSet(const Value& value, const std::string& place, vell::DataKind kind,
+                             int domain, const std::string& name) {
+    Content::DataSet set{kind, domain, name, {}};
+    for (const auto& member : objectAt(value, place).GetObject()) {
+        std::string key = nameAt(member.name, place);
+        std::string text = textAt(member.value, within(place, key));
+        set.values.emplace_back(std::move(key), std::move(text));
+    }
+    return set;
+}
+
+void readPcd(const Value& value, const std::string& place, Content& content) {
+    for (const auto& domain : objectAt(value, place).GetObject()) {
+        const std::string domainPlace = within(place, viewOf(domain.name));
+        const int number = domainAt(domain.name, domainPlace);
+        for (const auto& subdomain : objectAt(domain.value, domainPlace).GetObject()) {
+            const std::string name = nameAt(subdomain.name, domainPlace);
+            content.dataSets.push_back(readDataSet(subdomain.value, within(domainPlace, name),
+                                                   vell::DataKind::pcd, number, name));
+        }
+    }
+}
+
+int readState(const Value& payload, const std::string& place) {
+    const Value* state = findMember(payload, "state");
+    if (state == nullptr)
+        throw JsonError(place + ".state is missing");
+    if (!state->IsInt())
+        throw JsonError(place + ".state is not a 32-bit whole number");
+    return state->GetInt();
+}
+
+void readPayloads(const Value& value, const std::string& place, Content& content) {
+    for (const auto& payload : objectAt(value, place).GetObject()) {
+        const std::string code = nameAt(payload.name, place);
+        const std::string payloadPlace = within(place, code);
+        const Value& object = objectAt(payload.value, payloadPlace);
+        refuseOthers(object, payloadPlace, {"kind", "state", "data"});
+        content.payloads.push_back(
+            {code, requiredText(object, "kind", payloadPlace), readState(object, payloadPlace)});
+        const Value* data = findMember(object, "data");
+        if (data == nullptr)
+            continue;
+        const std::string dataPlace = payloadPlace + ".data";
+        for (const auto& domain : objectAt(*data, dataPlace).GetObject()) {
+            const std::string domainPlace = within(dataPlace, viewOf(domain.name));
+            content.dataSets.push_back(readDataSet(domain.value, domainPlace,
+                                                   vell::DataKind::payload,
+                                                   domainAt(domain.name, domainPlace), code));
+        }
+    }
+}
+
+void readLists(const Value& value, const std::string& place, Content::ListKind kind,
+               const std::set<std::string, std::less<>>& codes, Content& content) {
+    for (const auto& list : objectAt(value, place).GetObject()) {
+        Content::PayloadList payloads{kind, nameAt(list.name, place), {}};
+        const std::string listPlace = within(place, payloads.name);
+        if (!list.value.IsArray())
+            throw JsonError(listPlace + " is not an array");
+        std::set<std::string> seen;
+        for (const auto& entry : list.value.GetArray()) {
+            const std::string entryPlace =
+                listPlace + "[" + std::to_string(payloads.payloads.size()) + "]";
+            const std::string code = textAt(entry, entryPlace);
+            if (codes.count(code) == 0)
+                throw JsonError(entryPlace + " is " + quoteJson(code) +
+                                ", which is not among the payloads");
+            if (!seen.insert(code).second)
+                throw JsonError(entryPlace + " is " + quoteJson(code) + " a second time");
+            payloads.payloads.push_back(code);
+        }
+        content.lists.push_back(std::move(payloads));
+    }
+}
+
+}  // namespace
+
+Content fromJson(std::string_view text) {
+    const rapidjson::Document document = parseJson(text, kLimits);
+    const Value& root = objectAt(document, "$");
+    refuseOthers(root, "$", {"pcd", "payloads", "collections", "products"});
+
+    Content content;
+    if (const Value* pcd = findMember(root, "pcd"))
+        readPcd(*pcd, "$.pcd", content);
+    if (const Value* payloads = findMember(root, "payloads"))
+        readPayloads(*payloads, "$.payloads", content);
+    std::set<std::string, std::less<>> codes;
+    for (const auto& payload : content.payloads)
+        codes.insert(payload.code);
+    if (const Value* collections = findMember(root, "collections"))
+        readLists(*collections, "$.collections", Content::ListKind::collection, codes, content);
+    if (const Value* products = findMember(root, "products"))
+        readLists(*products, "$.products", Content::ListKind::product, codes, content);
+    return content;
+}
+
+}  // namespace tavik::vellctl

@@ -1,0 +1,163 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "platform/support/FileDescriptor.h"
+#include "platform/support/Json.h"
+#include "platform/vell/Failure.h"
+#include "platform/vell/InstallerDatabase.h"
+#include "platform/vell/Session.h"
+#include "tools/vellctl/Content.h"
+
+namespace tavik::vellctl {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
+
+constexpr const char* kUsage = R"(usage: vellctl COMMAND ARGUMENTS
+
+  import FILE.json                  put what the file holds in the place of the whole content,
+                                    in one transaction; makes the database where it is missing
+  export                            print the whole content in the same form
+  get DOMAIN SUBDOMAIN KEY          print one value of the product configuration
+  set DOMAIN SUBDOMAIN KEY VALUE    write one value of the product configuration
+  remove DOMAIN SUBDOMAIN KEY       take one value of the product configuration out
+  --help                            print this
+
+The installer database is the file that NORVA_VELL_DB names; else
+${XDG_DATA_HOME:-$HOME/.local/share}/norva/vell.db where that exists; else
+/var/lib/norva/vell.db.
+
+Exit status: 0 done, 1 failed, 2 wrong usage.
+)";
+
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+std::string readFile(const std::string& path) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file)
+        throw std::runtime_error(path + ": cannot be opened: " + errnoText(errno));
+    try {
+        return readUpTo(file.get(), kMaxFileBytes);
+    } catch (const std::system_error& error) {
+        throw std::runtime_error(path + ": cannot be read: " + errnoText(error.code().value()));
+    }
+}
+
+int domainFrom(const std::string& text) {
+    int domain = 0;
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, domain);
+    if (result.ec != std::errc() || result.ptr != end || domain < 0)
+        throw UsageError("DOMAIN is a whole number from 0 on, not \"" + text + "\"");
+    return domain;
+}
+
+void importFile(const Arguments& arguments) {
+    Content content;
+    try {
+        content = fromJson(readFile(arguments[0]));
+    } catch (const JsonError& error) {
+        throw std::runtime_error(arguments[0] + ": " + error.what() + "; nothing was imported");
+    }
+    const std::string path = vell::databasePath();
+    std::error_code ignored;
+    const bool isNew = !std::filesystem::exists(path, ignored);
+    Database database = vell::open(path, vell::Access::create);
+    try {
+        replace(database, content);
+    } catch (...) {
+        if (isNew)
+            std::filesystem::remove(path, ignored);  // it never held anything
+        throw;
+    }
+}
+
+void exportAll(const Arguments& /*arguments*/) {
+    Database database = vell::open(vell::databasePath(), vell::Access::read);
+    std::cout << toJson(load(database)) << '\n';
+}
+
+void getValue(const Arguments& arguments) {
+    vell::Session session;
+    std::cout << session.value(vell::DataKind::pcd, domainFrom(arguments[0]), arguments[1].c_str(),
+                               arguments[2].c_str())
+              << '\n';
+}
+
+void setValue(const Arguments& arguments) {
+    const int domain = domainFrom(arguments[0]);
+    vell::Session().set(domain, arguments[1].c_str(), arguments[2].c_str(), arguments[3].c_str());
+}
+
+void removeValue(const Arguments& arguments) {
+    const int domain = domainFrom(arguments[0]);
+    vell::Session().remove(domain, arguments[1].c_str(), arguments[2].c_str());
+}
+
+struct Command {
+    const char* name;
+    std::size_t arguments;
+    void (*run)(const Arguments&);
+};
+
+constexpr Command kCommands[] = {
+    {"import", 1, importFile}, {"export", 0, exportAll},   {"get", 3, getValue},
+    {"set", 4, setValue},      {"remove", 3, removeValue},
+};
+
+void run(Arguments arguments) {
+    if (arguments.empty())
+        throw UsageError("a command is missing");
+    const std::string name = arguments.front();
+    arguments.erase(arguments.begin());
+    for (const Command& command : kCommands) {
+        if (name != command.name)
+            continue;
+        if (arguments.size() != command.arguments)
+            throw UsageError(name + " takes " + std::to_string(command.arguments) +
+                             " arguments, not " + std::to_string(arguments.size()));
+        command.run(arguments);
+        if (!std::cout.flush())
+            throw std::runtime_error("standard output: cannot be written");
+        return;
+    }
+    throw UsageError("there is no command \"" + name + "\"");
+}
+
+}  // namespace
+}  // namespace tavik::vellctl
+
+int main(int argc, char** argv) try {
+    // Everyone on the machine reads the database, whoever fills it.
+    ::umask(022);
+    const tavik::vellctl::Arguments arguments(argv + 1, argv + argc);
+    if (arguments.size() == 1 && arguments[0] == "--help")
+        std::cout << tavik::vellctl::kUsage;
+    else
+        tavik::vellctl::run(arguments);
+    return 0;
+} catch (const tavik::vellctl::UsageError& error) {
+    std::cerr << "vellctl: " << error.what() << "; see vellctl --help\n";
+    return 2;
+} catch (const tavik::SqliteError& error) {
+    std::cerr << "vellctl: " << tavik::vell::describe(error, tavik::vell::databasePath()).what()
+              << '\n';
+    return 1;
+} catch (const std::exception& error) {
+    std::cerr << "vellctl: " << error.what() << '\n';
+    return 1;
+}
