@@ -117,6 +117,12 @@ bool isReservedPath(std::string_view path) {
                       });
 }
 
+bool hasSignature(const Package& package) {
+    const auto& entries = package.archive().entries();
+    return std::any_of(entries.begin(), entries.end(),
+                       [](const ArchiveEntry& entry) { return isReservedPath(entry.path); });
+}
+
 std::vector<ListedEntry> listContent(const Package& package, Crypto& crypto) {
     EntryReader reader(package.file());
     std::vector<ListedEntry> entries;

@@ -15,6 +15,9 @@ inline constexpr std::string_view kContentSignaturePath = "META-INF/content.json
 /// Whether the path is in the folder that is reserved for the two, in any letter case.
 bool isReservedPath(std::string_view path);
 
+/// Whether the package has anything of a signature, right or wrong.
+bool hasSignature(const Package& package);
+
 /// The list that the package's author would have to sign: all entries but the reserved ones, in the
 /// order of their paths. Reads the whole content with bounded memory.
 std::vector<ListedEntry> listContent(const Package& package, Crypto& crypto);

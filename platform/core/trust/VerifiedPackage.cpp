@@ -1,0 +1,59 @@
+#include "platform/core/trust/VerifiedPackage.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform/core/texts/Status.h"
+#include "platform/core/trust/PackageSignature.h"
+
+namespace tavik {
+namespace {
+
+/// Whether only root and the current user can write to the file.
+bool isOurs(const PackageFile& file) {
+    struct stat info {};
+    return ::fstat(file.descriptor(), &info) == 0 &&
+           (info.st_uid == ::geteuid() || info.st_uid == 0) &&
+           (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+PackageFile copyPrivately(const PackageFile& file, const PackageLimits& limits) {
+    constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
+    // A package is hardly ever larger than its content; an unbounded one shall not fill the memory.
+    if (file.size() > 2 * limits.totalBytes)
+        fail(Status::packageTooLarge, file.name(), std::to_string(file.size()) + " bytes");
+    FileDescriptor copy(::memfd_create("package", MFD_CLOEXEC));
+    if (!copy)
+        failErrno(errno, file.name(), "copy the package");
+    std::string piece;
+    for (std::uint64_t done = 0; done < file.size(); done += piece.size()) {
+        piece.resize(
+            static_cast<std::size_t>(std::min<std::uint64_t>(kPieceBytes, file.size() - done)));
+        file.readAt(done, piece.data(), piece.size());
+        if (!writeAll(copy.get(), piece))
+            failErrno(errno, file.name(), "copy the package");
+    }
+    return PackageFile::adopt(std::move(copy), file.name());
+}
+
+}  // namespace
+
+VerifiedPackage openVerified(PackageFile file, const TrustRules& rules) {
+    const bool mayChange = !isOurs(file);
+    Package package = Package::open(std::move(file), rules.policy.limits);
+    if (mayChange && (rules.policy.requireSignature || hasSignature(package)))
+        package =
+            Package::open(copyPrivately(package.file(), rules.policy.limits), rules.policy.limits);
+    SignerReport signer = verifyPackage(package, rules);
+    return {std::move(package), std::move(signer)};
+}
+
+VerifiedPackage openVerified(const std::string& path, const TrustRules& rules) {
+    return openVerified(PackageFile::open(path), rules);
+}
+
+}  // namespace tavik

@@ -1,0 +1,152 @@
+#include <filesystem>
+
+#include "platform/core/online/DetachedSignature.h"
+#include "platform/core/updates/Feed.h"
+#include "platform/support/Json.h"
+#include "tests/qpk/Qpk.h"
+
+namespace tavik {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::expectIn;
+using testing::readFile;
+using testing::writeFile;
+
+class PublishedFeed : public testing::Qpk {
+  protected:
+    PublishedFeed() { fs::create_directory(web_); }
+
+    /// Packs the folder into the published one.
+    void publish(const std::string& source, const std::string& name) const {
+        good({"pack", source, "-o", web_ + "/" + name});
+    }
+
+    /// The feed as the core reads it.
+    Feed feed() const { return parseFeed(readFile(web_ + "/feed.json"), address()); }
+    Address address() const { return Address::parse("file://" + web_ + "/feed.json"); }
+
+    const std::string web_ = at("web");
+};
+
+TEST_F(PublishedFeed, OffersEveryPackageAsItIs) {
+    publish(source("b", "1.2"), "b.qpk");
+    publish(source("a", "1.9"), "a-1.9.qpk");
+    publish(source("a", "1.10"), "a & 1.10 %.qpk");
+    writeFile(web_ + "/notes.txt", "not a package");
+    good({"feed", web_, "--expires", "2099-02-28"});
+    const Feed feed = this->feed();
+    EXPECT_EQ(feed.serial, 1);
+    EXPECT_EQ(feed.expires, 4075920000);
+    ASSERT_EQ(feed.items.size(), 3U);
+    EXPECT_TRUE(feed.warnings.empty());
+    for (const FeedItem& item : feed.items) {
+        const std::string file = item.mirrors.front().filePath();
+        EXPECT_EQ(item.size, fs::file_size(file)) << file;
+        EXPECT_EQ(testing::run({"sha256sum", file}).out.substr(0, 64), item.sha256);
+    }
+    const std::string text = readFile(web_ + "/feed.json");
+    EXPECT_LT(text.find("\"1.10\""), text.find("\"1.9\"")) << "the newest first";
+    EXPECT_EQ(fs::status(web_ + "/feed.json").permissions() & fs::perms::others_read,
+              fs::status(web_ + "/notes.txt").permissions() & fs::perms::others_read)
+        << "a web server could not read it";
+}
+
+TEST_F(PublishedFeed, GoesOnFromTheLastOne) {
+    publish(source("a", "1.0"), "a.qpk");
+    good({"feed", web_, "--serial", "41"});
+    std::string text = readFile(web_ + "/feed.json");
+    text.insert(text.find("\"sha256\""), "\"blocked\": \"loses work\", ");
+    writeFile(web_ + "/feed.json", text);
+    publish(source("a", "1.1"), "a-1.1.qpk");
+    good({"feed", web_});
+    EXPECT_EQ(feed().serial, 42);
+    ASSERT_EQ(feed().items.size(), 2U);
+    for (const FeedItem& item : feed().items)
+        EXPECT_EQ(item.blocked.value_or(""), item.version.text() == "1.0" ? "loses work" : "");
+    expectIn("withdrawn: <bdi>loses work</bdi>", readFile(web_ + "/index.html"));
+}
+
+// Each row would be refused by those who read the feed, or publish what should not be.
+TEST_F(PublishedFeed, IsNotWrittenWhereNobodyWouldTakeIt) {
+    publish(source("a", "1.0"), "a.qpk");
+    const std::string k = key("k");
+    good({"feed", web_, "--serial", "5", "--key", k});
+    const std::string before = readFile(web_ + "/feed.json");
+    const auto refused = [&](const std::string& text, std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"feed", web_});
+        expectIn(text, bad(arguments));
+        EXPECT_EQ(readFile(web_ + "/feed.json"), before) << text;
+    };
+    refused("reached number 5", {"--serial", "4", "--key", k});
+    refused("the feed was signed", {});
+    fs::copy(k, web_ + "/k.key");
+    refused("private key lies in the folder", {"--key", web_ + "/k.key"});
+
+    publish(source("a", "1.0.0"), "same.qpk");
+    refused("same id and version", {"--key", k});
+    fs::remove(web_ + "/a.qpk");
+    refused("published with other content", {"--key", k});
+    fs::remove(web_ + "/same.qpk");
+    writeFile(web_ + "/broken.qpk", "PK");
+    refused("broken.qpk: it is too short", {"--key", k});
+    fs::remove(web_ + "/broken.qpk");
+    writeFile(web_ + "/index.html", "<h1>My own page</h1>");
+    refused("was not made by qpk feed", {"--key", k});
+    EXPECT_EQ(readFile(web_ + "/index.html"), "<h1>My own page</h1>");
+    writeFile(web_ + "/feed.json", "{");
+    expectIn("feed is not valid", bad({"feed", web_, "--key", k}));
+}
+
+TEST_F(PublishedFeed, IsSignedAsItStandsThere) {
+    publish(source("a", "1.0"), "a.qpk");
+    const std::string k = key("k");
+    for (int i = 0; i < 2; ++i) {
+        good({"feed", web_, "--key", k});
+        EXPECT_EQ(signerOf(readFile(web_ + "/feed.json"), readFile(web_ + "/feed.json.sig")).pem(),
+                  readFile(at("k.pem")));
+    }
+}
+
+/// What the real browser made of the page.
+class Page : public PublishedFeed {
+  protected:
+    std::string dom() const {
+        const testing::Result result = testing::run(
+            {"chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+             "--no-first-run", "--disable-background-networking", "--disable-component-update",
+             "--disable-sync", "--user-data-dir=" + at("browser"), "--dump-dom",
+             "file://" + web_ + "/index.html"},
+            {{"HOME", at("home")}});
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        return result.out;
+    }
+};
+
+TEST_F(Page, ShowsPeopleWhatIsThereAndRunsNothing) {
+    publish(source("a", "2.0-beta.1",
+                   R"html(, "author": "<script>document.title = 'run'</script>",
+                        "description": "</p><img src=x onerror=\"document.title = 'run'\">")html"),
+            "'\"><script>document.title = 'run'<script>.qpk");
+    publish(source("b", "3.1"), "b.qpk");
+    good({"feed", web_, "--key", key("k")});
+    const std::string page = dom();
+    expectIn("<title>Extensions</title>", page);
+    EXPECT_EQ(page.find("<script"), std::string::npos) << page;
+    EXPECT_EQ(page.find("<img"), std::string::npos) << page;
+    for (const FeedItem& item : feed().items) {
+        expectIn(item.sha256, page);
+        expectIn(">" + item.version.text() + "</td>", page);
+        expectIn("<code>" + item.id + "</code>", page);
+    }
+    expectIn("<bdi>sketch</bdi>", page);
+    expectIn(">" + std::to_string(feed().items[1].size) + " bytes</td>", page);
+    expectIn("<a href=\"b.qpk\" download=\"\"><bdi>b.qpk</bdi></a>", page);
+    // The link leads to the file, whatever its name holds.
+    const std::size_t link = page.find("href=\"") + 6;
+    const std::string url = page.substr(link, page.find('"', link) - link);
+    EXPECT_TRUE(fs::exists(address().follow(url).filePath())) << url;
+}
+
+}  // namespace
+}  // namespace tavik

@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "platform/core/policy/Policy.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/trust/Expect.h"
+
+namespace tavik {
+namespace {
+
+using testing::expectStatus;
+using testing::TemporaryFolder;
+using testing::writeFile;
+
+TEST(Policy, FillsWhatItNamesAndKeepsTheRest) {
+    const Policy policy = parsePolicy(R"({"requireSignature": true, "futureRule": [1],
+        "limits": {"entries": 7, "totalBytes": 1099511627776, "graceBytes": 0,
+                   "manifestBytes": 2000, "manifestDepth": 5, "futureLimit": "x"}})");
+    EXPECT_TRUE(policy.requireSignature);
+    EXPECT_EQ(policy.limits.entries, 7U);
+    EXPECT_EQ(policy.limits.totalBytes, std::uint64_t{1} << 40);
+    EXPECT_EQ(policy.limits.graceBytes, 0U);
+    EXPECT_EQ(policy.limits.manifest.bytes, 2000U);
+    EXPECT_EQ(policy.limits.manifest.depth, 5U);
+    EXPECT_EQ(policy.limits.fileBytes, PackageLimits().fileBytes);
+    EXPECT_EQ(policy.limits.ratio, PackageLimits().ratio);
+    EXPECT_FALSE(parsePolicy("{}").requireSignature);
+}
+
+// Each row is a rule that an administrator meant and that must not be dropped in silence.
+TEST(Policy, RefusesWhatItCannotTakeAtItsWord) {
+    const struct {
+        const char* json;
+        const char* place;
+    } rows[] = {
+        {"", "empty"},
+        {"[]", "$ is not"},
+        {R"({"requireSignature": "true"})", "$.requireSignature"},
+        {R"({"requireSignature": 1})", "$.requireSignature"},
+        {R"({"requireSignature": null})", "$.requireSignature"},
+        {R"({"requireSignature": true, "requireSignature": false})", "duplicate"},
+        {R"({"limits": 5})", "$.limits"},
+        {R"({"limits": {"entries": 0}})", "$.limits.entries"},
+        {R"({"limits": {"entries": -1}})", "$.limits.entries"},
+        {R"({"limits": {"entries": 1000001}})", "$.limits.entries"},
+        {R"({"limits": {"fileBytes": 1.5}})", "$.limits.fileBytes"},
+        {R"({"limits": {"totalBytes": "512"}})", "$.limits.totalBytes"},
+        {R"({"limits": {"totalBytes": 18446744073709551616}})", "$.limits.totalBytes"},
+        {R"({"limits": {"manifestDepth": 1000}})", "$.limits.manifestDepth"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.json);
+        const TemporaryFolder family;
+        writeFile(family / "policy.json", row.json);
+        expectStatus(Status::policyInvalid, row.place, [&] { loadPolicy(family.path().string()); });
+        expectStatus(Status::policyInvalid, family / "policy.json",
+                     [&] { loadPolicy(family.path().string()); });
+    }
+}
+
+TEST(Policy, IsTheDefaultWhereThereIsNone) {
+    const TemporaryFolder family;
+    EXPECT_FALSE(loadPolicy(family.path().string()).requireSignature);
+    EXPECT_FALSE(loadPolicy(family / "missing").requireSignature);
+}
+
+// A policy that others can write, or put another in the place of, decides nothing.
+TEST(Policy, IsRefusedWhereOthersCouldHaveMadeIt) {
+    const TemporaryFolder family;
+    const std::string folder = family.path().string();
+    const std::string file = family / "policy.json";
+    writeFile(file, "{}");
+    std::filesystem::permissions(file, std::filesystem::perms(0664));
+    expectStatus(Status::storeUnsafe, file, [&] { loadPolicy(folder); });
+    std::filesystem::permissions(file, std::filesystem::perms(0644));
+    std::filesystem::permissions(folder, std::filesystem::perms(0777));
+    expectStatus(Status::storeUnsafe, folder, [&] { loadPolicy(folder); });
+    std::filesystem::permissions(folder, std::filesystem::perms(0755));
+
+    std::filesystem::rename(file, family / "elsewhere");
+    std::filesystem::create_symlink(family / "elsewhere", file);
+    expectStatus(Status::policyInvalid, "link", [&] { loadPolicy(folder); });
+    std::filesystem::remove(file);
+    std::filesystem::create_directory(file);
+    expectStatus(Status::policyInvalid, "no regular file", [&] { loadPolicy(folder); });
+    const TemporaryFolder other;
+    std::filesystem::create_symlink(folder, other / "QZ");
+    expectStatus(Status::storeUnsafe, "link", [&] { loadPolicy(other / "QZ"); });
+}
+
+}  // namespace
+}  // namespace tavik

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <libdeflate.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/core/package/Package.h"
+#include "tools/qpk/OutputFile.h"
+
+namespace tavik::qpk {
+
+/// Writes a package: entries back to back, then the directory. The same entries in the same order
+/// give the same bytes: no times, no owners, of the modes the executable bit alone.
+class ArchiveWriter {
+  public:
+    /// `file` is empty and outlives the writer.
+    explicit ArchiveWriter(OutputFile& file);
+
+    /// Deflated where that makes it smaller. A folder has no content.
+    void add(const std::string& path, ArchiveEntry::Kind kind, std::string_view content);
+
+    /// An entry of another package, its data as it stands there.
+    void copy(const Package& package, const ArchiveEntry& entry);
+
+    /// Writes the directory. Nothing can be added behind it.
+    void finish();
+
+  private:
+    void writeHeader(const ArchiveEntry& entry);
+
+    struct Free {
+        void operator()(libdeflate_compressor* c) const noexcept { libdeflate_free_compressor(c); }
+    };
+
+    OutputFile& file_;
+    std::unique_ptr<libdeflate_compressor, Free> compressor_;
+    std::string directory_;
+    std::size_t entries_ = 0;
+};
+
+}  // namespace tavik::qpk

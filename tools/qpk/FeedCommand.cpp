@@ -1,0 +1,175 @@
+#include <array>
+#include <charconv>
+#include <ctime>
+#include <filesystem>
+#include <iostream>
+
+#include "platform/core/online/DetachedSignature.h"
+#include "platform/core/trust/FeedSignature.h"
+#include "tools/qpk/Command.h"
+#include "tools/qpk/Failure.h"
+#include "tools/qpk/FeedFolder.h"
+#include "tools/qpk/InputFile.h"
+#include "tools/qpk/Output.h"
+#include "tools/qpk/OutputFile.h"
+#include "tools/qpk/Signing.h"
+
+namespace tavik::qpk {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kHelp =
+    "usage: qpk feed FOLDER [--serial N] [--expires DATE] [--key KEY]\n\n"
+    "Writes FOLDER/feed.json, which offers every package (*.qpk) in FOLDER for updates, and\n"
+    "FOLDER/index.html, which shows people what is there. Put the folder on a web server as it\n"
+    "is. All versions are offered; who reads the feed takes the newest that fits. A version\n"
+    "that the last feed.json has as \"blocked\" stays blocked.\n\n"
+    "  --serial N      the feed's number, which must grow from feed to feed; without it one\n"
+    "                  more than that of the feed.json that is there, or 1\n"
+    "  --expires DATE  until when the feed is valid, 2027-06-01 or 2027-06-01T12:00:00Z;\n"
+    "                  without it a year from today\n"
+    "  --key KEY       sign the feed with this private key, into FOLDER/feed.json.sig\n";
+
+constexpr std::int64_t kMaxSerial = std::int64_t{1} << 53;  // beyond it readers may round
+constexpr std::time_t kDay = std::time_t{24} * 60 * 60;
+
+std::int64_t parseSerial(const std::string& text) {
+    std::int64_t serial = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, serial);
+    if (error != std::errc() || stop != end || serial < 0 || serial > kMaxSerial)
+        throw UsageError("--serial " + text + " is not a whole number from 0 to 2^53");
+    return serial;
+}
+
+constexpr const char* kTimeForm = "%Y-%m-%dT%H:%M:%SZ";
+
+std::string writeTime(std::time_t time) {
+    std::tm fields{};
+    ::gmtime_r(&time, &fields);
+    std::array<char, sizeof "0000-00-00T00:00:00Z"> text{};
+    const std::size_t size = std::strftime(text.data(), text.size(), kTimeForm, &fields);
+    return {text.data(), size};
+}
+
+std::time_t parseTime(const std::string& date) {
+    const std::string text = date.find('T') == std::string::npos ? date + "T00:00:00Z" : date;
+    std::tm fields{};
+    const bool hasForm = ::strptime(text.c_str(), kTimeForm, &fields) != nullptr;
+    const std::time_t time = hasForm ? ::timegm(&fields) : 0;
+    // Spaces, missing digits and a 31st of June come back as another text.
+    if (!hasForm || writeTime(time) != text)
+        throw UsageError("--expires " + date + " is no date such as 2027-06-01");
+    if (time <= std::time(nullptr))
+        throw UsageError("--expires " + date + " is over");
+    return time;
+}
+
+std::string expiryOf(const CommandLine& line) {
+    const auto date = line.option("expires");
+    return writeTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
+}
+
+std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
+    const auto given = line.option("serial");
+    if (!given)
+        return old ? old->serial + 1 : 1;
+    const std::int64_t serial = parseSerial(*given);
+    if (old && serial < old->serial)
+        throw Failure("--serial " + *given,
+                      "the feed has reached number " + std::to_string(old->serial),
+                      "give a greater number: who has seen that one refuses lower ones");
+    return serial;
+}
+
+/// Neither a feed that was signed nor a page of somebody's own is replaced by accident.
+void requireReplaceable(const std::string& folder, bool isSigned) {
+    const std::string signature = folder + "/" + kFeedName + std::string(kSignatureSuffix);
+    if (!isSigned && fs::exists(signature))
+        throw Failure(signature, "the feed was signed",
+                      "give --key, or remove that file to publish the feed unsigned");
+    const std::string page = folder + "/" + kPageName;
+    const auto text = readWhole(page, kMaxFileBytes, Links::follow);
+    if (text && text->find(kPageMark) == std::string::npos)
+        throw Failure(page, "it was not made by qpk feed", "move it away");
+}
+
+/// What lies in the folder gets published.
+void requireElsewhere(const std::string& key, const std::string& folder) {
+    const std::string inside =
+        fs::weakly_canonical(key).lexically_relative(fs::weakly_canonical(folder)).string();
+    if (inside.rfind("..", 0) != 0)
+        throw Failure(key, "the private key lies in the folder that is to be published",
+                      "move it elsewhere");
+}
+
+FeedDocument makeFeed(const CommandLine& line, std::vector<Fault>& faults) {
+    const std::string& folder = line.operand();
+    const auto report = [&](const Fault& fault) { faults.push_back(fault); };
+    FeedDocument feed;
+    feed.packages = readPackages(folder, report);
+    const std::optional<Feed> old = readOldFeed(folder);
+    feed.serial = serialOf(line, old);
+    feed.expires = expiryOf(line);
+    if (old)
+        compareWithOld(*old, feed.packages, report);
+    return feed;
+}
+
+void publish(const std::string& folder, const FeedDocument& feed, const std::string& text,
+             const std::string& signature) {
+    const std::string path = folder + "/" + kFeedName;
+    OutputFile page(folder + "/" + kPageName);
+    page.write(writeFeedPage(feed));
+    OutputFile json(path);
+    json.write(text);
+    std::optional<OutputFile> signatureFile;
+    if (!signature.empty()) {
+        signatureFile.emplace(path + std::string(kSignatureSuffix));
+        signatureFile->write(signature);
+    }
+    // Everything is written: what follows are renames, as close together as can be.
+    if (signatureFile)
+        signatureFile->finish();
+    json.finish();
+    page.finish();
+}
+
+int makeFeedFiles(const CommandLine& line) {
+    const std::string& folder = line.operand();
+    std::optional<PrivateKey> key;
+    if (const auto path = line.option("key")) {
+        requireElsewhere(*path, folder);
+        key = readPrivateKey(*path);
+    }
+    std::vector<Fault> faults;
+    FeedDocument feed = makeFeed(line, faults);
+    if (!faults.empty())
+        return refuseFor(folder, faults);
+    requireReplaceable(folder, key.has_value());
+
+    const std::string text = writeFeed(feed);
+    readFeedText(folder, text);  // The core's own reader judges what is about to be published.
+    if (key)
+        feed.signer = key->publicKey().fingerprint();
+    publish(folder, feed, text, key ? signDetached(text, *key) : std::string());
+    std::cout << folder << "/" << kFeedName << ": number " << feed.serial << ", "
+              << counted(feed.packages.size(), "package") << ", valid until " << feed.expires
+              << (key ? ", signed" : "") << '\n';
+    return 0;
+}
+
+}  // namespace
+
+const Command kFeedCommand = {"feed",
+                              "makes an update feed of a folder of packages",
+                              kHelp,
+                              {"FOLDER",
+                               Syntax::Operand::needed,
+                               {{"serial", '\0', OptionRule::Times::once},
+                                {"expires", '\0', OptionRule::Times::once},
+                                {"key", '\0', OptionRule::Times::once}}},
+                              makeFeedFiles};
+
+}  // namespace tavik::qpk

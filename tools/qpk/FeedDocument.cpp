@@ -1,0 +1,68 @@
+#include "tools/qpk/FeedDocument.h"
+
+#include "platform/support/Json.h"
+
+namespace tavik::qpk {
+namespace {
+
+constexpr int kFormatVersion = 1;
+
+std::string textMember(const char* name, const std::string& value) {
+    return quoteJson(name) + ": " + quoteJson(value);
+}
+
+std::string productJson(const ProductRequirement& product) {
+    std::string json = "{ " + textMember("name", product.name);
+    if (product.minVersion)
+        json += ", " + textMember("minVersion", product.minVersion->text());
+    if (product.maxVersion)
+        json += ", " + textMember("maxVersion", product.maxVersion->text());
+    return json + " }";
+}
+
+std::string packageJson(const FeedPackage& package) {
+    const Manifest& manifest = package.manifest;
+    std::string products;
+    for (const ProductRequirement& product : manifest.products)
+        products += (products.empty() ? "" : ", ") + productJson(product);
+    const std::string margin = ",\n      ";
+    return "    {\n      " + textMember("id", manifest.id) + margin +
+           textMember("name", manifest.name) + margin +
+           textMember("version", manifest.version.text()) + margin + "\"products\": [" + products +
+           "]" + margin + textMember("url", toRelativeUrl(package.fileName)) + margin +
+           "\"size\": " + std::to_string(package.size) + margin +
+           textMember("sha256", package.sha256) +
+           (package.blocked ? margin + textMember("blocked", *package.blocked) : std::string()) +
+           "\n    }";
+}
+
+}  // namespace
+
+std::string writeFeed(const FeedDocument& feed) {
+    std::string json = "{\n  \"formatVersion\": " + std::to_string(kFormatVersion) +
+                       ",\n  \"serial\": " + std::to_string(feed.serial) + ",\n  " +
+                       textMember("expires", feed.expires) + ",\n  \"extensions\": [";
+    const char* separator = "\n";
+    for (const FeedPackage& package : feed.packages) {
+        json += separator + packageJson(package);
+        separator = ",\n";
+    }
+    return json + "\n  ]\n}\n";
+}
+
+std::string toRelativeUrl(const std::string& fileName) {
+    constexpr std::string_view kUnreserved =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+    constexpr std::string_view kHex = "0123456789ABCDEF";
+    std::string url;
+    for (const char c : fileName) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (kUnreserved.find(c) != std::string_view::npos)
+            url += c;
+        else
+            url.append("%").append(1, kHex[byte >> 4]).append(1, kHex[byte & 15]);
+    }
+    return url;
+}
+
+}  // namespace tavik::qpk

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/core/package/Manifest.h"
+
+namespace tavik::qpk {
+
+/// A package that a feed offers.
+struct FeedPackage {
+    Manifest manifest;
+    std::string fileName;  ///< beside the feed
+    std::uint64_t size = 0;
+    std::string sha256;
+    std::string signer;                  ///< fingerprint of its key; empty: unsigned
+    std::optional<std::string> blocked;  ///< why this version must not be installed
+};
+
+/// What `qpk feed` publishes.
+struct FeedDocument {
+    std::int64_t serial = 0;
+    std::string expires;                ///< "2027-06-01T00:00:00Z"
+    std::vector<FeedPackage> packages;  ///< by id, the newest version of each first
+    std::string signer;                 ///< fingerprint of the feed's key; empty: unsigned
+};
+
+/// The text of feed.json.
+std::string writeFeed(const FeedDocument& feed);
+
+/// A page for people that works without scripts and loads nothing.
+std::string writeFeedPage(const FeedDocument& feed);
+
+/// Stands in every page that writeFeedPage has made.
+inline constexpr std::string_view kPageMark = R"(<meta name="generator" content="qpk feed">)";
+
+/// A file name as the relative address that leads to it.
+std::string toRelativeUrl(const std::string& fileName);
+
+}  // namespace tavik::qpk

@@ -1,0 +1,117 @@
+#include "tools/qpk/FeedFolder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+
+#include "platform/core/package/Package.h"
+#include "platform/core/trust/PackageSignature.h"
+#include "tools/qpk/InputFile.h"
+#include "tools/qpk/PackageCheck.h"
+#include "tools/qpk/Signing.h"
+
+namespace tavik::qpk {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> packageNames(const std::string& folder) try {
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const fs::path name = entry.path().filename();
+        if (name.extension() == ".qpk" && name.string().front() != '.')
+            names.push_back(name.string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+} catch (const fs::filesystem_error& error) {
+    failSystem(error.code().value(), folder, "read the folder");
+}
+
+FeedPackage describePackage(const std::string& folder, const std::string& name) {
+    const Package package = Package::open(folder + "/" + name);
+    FeedPackage described;
+    described.manifest = package.manifest();
+    described.fileName = name;
+    described.size = package.file().size();
+    described.sha256 = digestOf(package.file());
+    described.signer = verifyPackage(package, authorRules()).fingerprint;
+    return described;
+}
+
+/// Newest first.
+bool comesBefore(const FeedPackage& a, const FeedPackage& b) {
+    if (a.manifest.idKey != b.manifest.idKey)
+        return a.manifest.idKey < b.manifest.idKey;
+    return b.manifest.version < a.manifest.version;
+}
+
+void reportSameVersions(const std::vector<FeedPackage>& packages, const FaultSink& report) {
+    const auto same = [](const FeedPackage& a, const FeedPackage& b) {
+        return a.manifest.idKey == b.manifest.idKey && a.manifest.version == b.manifest.version;
+    };
+    for (auto at = packages.begin(); at != packages.end(); ++at) {
+        const auto next = std::next(at);
+        if (next != packages.end() && same(*at, *next))
+            report({Status::versionRepublished, next->fileName,
+                    "has the same id and version as " + at->fileName});
+    }
+}
+
+/// The address of the folder's feed, were it read as a file.
+Address feedAddress(const std::string& folder) {
+    std::string url = "file://";
+    for (const fs::path& part : fs::weakly_canonical(folder) / kFeedName)
+        if (part != "/")
+            url += "/" + toRelativeUrl(part.string());
+    return Address::parse(url);
+}
+
+}  // namespace
+
+std::vector<FeedPackage> readPackages(const std::string& folder, const FaultSink& report) {
+    std::vector<FeedPackage> packages;
+    for (const std::string& name : packageNames(folder)) {
+        const std::vector<Fault> faults = findCoreFaults(folder + "/" + name);
+        for (const Fault& fault : faults)
+            report(
+                {fault.status, fault.place.empty() ? name : name + ": " + fault.place, fault.text});
+        if (faults.empty())
+            packages.push_back(describePackage(folder, name));
+    }
+    std::stable_sort(packages.begin(), packages.end(), comesBefore);
+    reportSameVersions(packages, report);
+    return packages;
+}
+
+std::optional<Feed> readOldFeed(const std::string& folder) {
+    const auto text = readWhole(folder + "/" + kFeedName, kMaxFileBytes, Links::follow);
+    if (!text)
+        return std::nullopt;
+    return readFeedText(folder, *text);
+}
+
+Feed readFeedText(const std::string& folder, const std::string& text) {
+    Feed feed = parseFeed(text, feedAddress(folder));
+    if (!feed.warnings.empty())
+        fail(Status::feedInvalid, folder + "/" + kFeedName, feed.warnings.front().text);
+    return feed;
+}
+
+void compareWithOld(const Feed& old, std::vector<FeedPackage>& packages, const FaultSink& report) {
+    for (FeedPackage& package : packages) {
+        for (const FeedItem& item : old.items) {
+            if (item.idKey != package.manifest.idKey || item.version != package.manifest.version)
+                continue;
+            if (item.blocked)
+                package.blocked = item.blocked;
+            else if (item.sha256 != package.sha256)
+                report({Status::versionRepublished, package.fileName,
+                        "version " + package.manifest.version.text() +
+                            " was published with other content; give it a new version, or remove "
+                            "feed.json if nobody has seen it"});
+        }
+    }
+}
+
+}  // namespace tavik::qpk

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/core/package/Fault.h"
+#include "platform/support/Json.h"
+
+namespace tavik::qpk {
+
+/// Reports what the core lets pass in a manifest although its author would not want it. A text that
+/// the core refuses as a whole is left to the core.
+void checkManifestRules(std::string_view bytes, const JsonLimits& limits, const FaultSink& report);
+
+}  // namespace tavik::qpk

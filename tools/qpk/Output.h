@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/core/package/Fault.h"
+
+namespace tavik::qpk {
+
+/// Says on standard error why nothing was made of `subject`, a line for each fault. Returns 1.
+int refuseFor(const std::string& subject, const std::vector<Fault>& faults);
+
+/// "1 fault", "2 faults".
+std::string counted(std::uint64_t number, const std::string& thing);
+
+/// "512 bytes", "20.0 KiB".
+std::string readableSize(std::uint64_t bytes);
+
+}  // namespace tavik::qpk

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/support/FileDescriptor.h"
+
+namespace tavik::qpk {
+
+/// A file that appears under its name whole or not at all: it is written under a hidden name beside
+/// it, which is gone with this object unless the file was finished. Failures are Errors about the
+/// file.
+class OutputFile {
+  public:
+    explicit OutputFile(std::string path);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    const std::string& path() const noexcept { return path_; }
+    /// Where its bytes are until it is finished.
+    const std::string& temporaryPath() const noexcept { return temporaryPath_; }
+    std::uint64_t size() const noexcept { return size_; }
+
+    void write(std::string_view bytes);
+
+    /// Replaces what has the name; durable. The first form gives the rights of a new file.
+    void finish();
+    void finish(mode_t mode);
+
+  private:
+    std::string path_;
+    std::string temporaryPath_;
+    FileDescriptor file_;
+    std::uint64_t size_ = 0;
+};
+
+}  // namespace tavik::qpk

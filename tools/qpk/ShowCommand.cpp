@@ -1,0 +1,81 @@
+#include <iostream>
+#include <sstream>
+
+#include "platform/core/package/Package.h"
+#include "platform/core/texts/Texts.h"
+#include "platform/core/trust/PackageSignature.h"
+#include "tools/qpk/Command.h"
+#include "tools/qpk/Output.h"
+#include "tools/qpk/PackageCheck.h"
+#include "tools/qpk/Signing.h"
+
+namespace tavik::qpk {
+namespace {
+
+constexpr const char* kHelp =
+    "usage: qpk show FILE\n\n"
+    "Shows what a package says of itself, who signed it, and the files in it.\n";
+
+/// A line of the summary; a text of several lines is indented. Nothing for an empty one.
+void printField(const std::string& label, const std::string& text) {
+    constexpr std::size_t kWidth = 14;
+    std::string margin = label;
+    margin.resize(kWidth, ' ');
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line); margin.assign(kWidth, ' '))
+        std::cout << margin << line << '\n';
+}
+
+/// The signature in words; the faulty one's Error in `failure`.
+std::string describeSignature(const Package& package, bool& isWrong) try {
+    const SignerReport signer = verifyPackage(package, authorRules());
+    return signer.isSigned() ? "key " + signer.fingerprint : "none";
+} catch (const Error& error) {
+    isWrong = true;
+    return std::string(wordingOf(error.status(), Language::english).cause) + " (" + error.detail() +
+           ")";
+}
+
+void printManifest(const Manifest& manifest) {
+    printField("id", manifest.id);
+    printField("name", manifest.name);
+    printField("version", manifest.version.text());
+    for (const ProductRequirement& product : manifest.products)
+        printField("product", describeProduct(product));
+    printField("store", manifest.storeName);
+    printField("description", manifest.description);
+    printField("author", manifest.author);
+    printField("license", manifest.license);
+    printField("homepage", manifest.homepage);
+    printField("updates", manifest.updateUrl);
+    printField("account", manifest.requiresAccount ? "needed" : "");
+}
+
+void printFiles(const Archive& archive) {
+    std::uint64_t files = 0;
+    for (const ArchiveEntry& entry : archive.entries())
+        files += entry.isFolder() ? 0U : 1U;
+    printField("content", counted(files, "file") + ", " + readableSize(archive.totalBytes()));
+    for (const ArchiveEntry& entry : archive.entries())
+        if (!entry.isFolder())
+            printField(
+                "", entry.path + (entry.isExecutable() ? "*  " : "  ") + readableSize(entry.size));
+}
+
+int show(const CommandLine& line) {
+    const Package package = Package::open(line.operand());
+    printManifest(package.manifest());
+    printField("package", readableSize(package.file().size()));
+    printField("sha256", digestOf(package.file()));
+    bool isWrong = false;
+    printField("signature", describeSignature(package, isWrong));
+    printFiles(package.archive());
+    return isWrong ? 1 : 0;
+}
+
+}  // namespace
+
+const Command kShowCommand = {
+    "show", "shows what is in a package", kHelp, {"FILE", Syntax::Operand::needed, {}}, show};
+
+}  // namespace tavik::qpk

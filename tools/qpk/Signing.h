@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include "platform/core/online/Ed25519.h"
+#include "platform/core/package/PackageFile.h"
+#include "platform/core/trust/Signer.h"
+
+namespace tavik::qpk {
+
+/// What authors' packages are judged by: any key may have signed them, or none.
+TrustRules authorRules();
+
+/// The cryptography of the rules; lives as long as the process.
+Crypto& authorCrypto();
+
+/// Throws Error (keyInvalid) about the file.
+PrivateKey readPrivateKey(const std::string& path);
+
+/// SHA-256 of the file's bytes in lower-case hexadecimal digits.
+std::string digestOf(const PackageFile& file);
+
+}  // namespace tavik::qpk

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/core/package/Archive.h"
+#include "platform/core/package/Fault.h"
+#include "platform/core/package/PackageLimits.h"
+
+namespace tavik::qpk {
+
+/// A file or an empty folder beneath the folder that a package is made from.
+struct SourceEntry {
+    std::string path;  ///< relative to that folder
+    ArchiveEntry::Kind kind;
+};
+
+/// What a package made from the folder has in it, in the order of the paths' bytes. Faults: links
+/// and special files, a reserved folder, more entries than a package may have. Throws Error where
+/// something cannot be read.
+std::vector<SourceEntry> readSourceFolder(const std::string& folder, const PackageLimits& limits,
+                                          const FaultSink& report);
+
+/// The content of one of its files. Throws Error (packageTooLarge over `limit` bytes).
+std::string readSourceFile(const std::string& folder, const std::string& path, std::uint64_t limit);
+
+}  // namespace tavik::qpk
