@@ -240,6 +240,7 @@ bool FeedServer::answer(Connection& connection, const std::string& head) {
         if (found != answers_.end())
             answer = found->second;
     }
+    std::this_thread::sleep_for(answer.delay);
     if (!answer.etag.empty() && head.find("If-None-Match: " + answer.etag) != std::string::npos)
         return connection.write(headOf(answer, true) + "\r\n");
     return send(connection, answer);
