@@ -6,7 +6,7 @@
 #include "platform/core/online/DetachedSignature.h"
 #include "platform/core/online/OpenSslCrypto.h"
 #include "platform/core/trust/PackageSignature.h"
-#include "platform/core/trust/VerifiedPackage.h"
+#include "platform/core/trust/StablePackage.h"
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/trust/Expect.h"
@@ -46,7 +46,7 @@ class PackageSignature : public ::testing::Test {
 
     SignerReport verify(const PackageBuilder& builder, bool required = false) {
         builder.write(path_);
-        return openVerified(path_, rules(required)).signer;
+        return verifyPackage(Package::open(path_), rules(required));
     }
 
     TrustRules rules(bool required) {
@@ -196,13 +196,12 @@ TEST_F(PackageSignature, HoldsWhileOthersCanWriteToTheFile) {
     for (const unsigned mode : {0666U, 0644U}) {
         good.write(path_);
         std::filesystem::permissions(path_, std::filesystem::perms(mode));
-        const VerifiedPackage verified = openVerified(path_, rules(false));
+        const Package package = openStable(path_, {});
+        EXPECT_TRUE(verifyPackage(package, rules(false)).isSigned());
         std::string bytes = testing::readFile(path_);
         bytes.assign(bytes.size(), 'x');
         testing::writeFile(path_, bytes);  // in place
-        const auto read = [&] {
-            return verified.package.read(*verified.package.archive().find("a.txt"), 100);
-        };
+        const auto read = [&] { return package.read(*package.archive().find("a.txt"), 100); };
         if (mode == 0666)
             EXPECT_EQ(read(), "hello");
         else  // Nobody but us could have done that; no copy is made, and the damage shows.

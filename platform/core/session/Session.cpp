@@ -6,6 +6,7 @@
 #include "platform/core/products/Fit.h"
 #include "platform/core/texts/Status.h"
 #include "platform/core/trust/PackageSignature.h"
+#include "platform/core/trust/StablePackage.h"
 #include "platform/core/updates/ProgressLine.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
@@ -94,8 +95,7 @@ void Session::warn(const Error& warning) const {
 
 ExtensionHandle Session::install(const std::string& path) {
     location(Scope::user);
-    const auto package = Package::open(path, policy().limits);
-    const ExtensionRow row = installInto(Scope::user, package, {});
+    const ExtensionRow row = installInto(Scope::user, openStable(path, policy()), {});
     const InstalledExtension* installed = catalog().byKey(row.idKey);
     if (installed == nullptr)
         fail(Status::extensionNotFound, row.id, "removed at once by another process");
@@ -103,7 +103,7 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
-    installInto(Scope::shared, Package::open(path, policy().limits), {});
+    installInto(Scope::shared, openStable(path, policy()), {});
 }
 
 ExtensionRow Session::installInto(Scope scope, const Package& package, const std::string& digest) {

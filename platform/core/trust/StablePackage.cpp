@@ -1,4 +1,4 @@
-#include "platform/core/trust/VerifiedPackage.h"
+#include "platform/core/trust/StablePackage.h"
 
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -42,18 +42,13 @@ PackageFile copyPrivately(const PackageFile& file, const PackageLimits& limits) 
 
 }  // namespace
 
-VerifiedPackage openVerified(PackageFile file, const TrustRules& rules) {
+Package openStable(const std::string& path, const Policy& policy) {
+    PackageFile file = PackageFile::open(path);
     const bool mayChange = !isOurs(file);
-    Package package = Package::open(std::move(file), rules.policy.limits);
-    if (mayChange && (rules.policy.requireSignature || hasSignature(package)))
-        package =
-            Package::open(copyPrivately(package.file(), rules.policy.limits), rules.policy.limits);
-    SignerReport signer = verifyPackage(package, rules);
-    return {std::move(package), std::move(signer)};
-}
-
-VerifiedPackage openVerified(const std::string& path, const TrustRules& rules) {
-    return openVerified(PackageFile::open(path), rules);
+    Package package = Package::open(std::move(file), policy.limits);
+    if (mayChange && (policy.requireSignature || hasSignature(package)))
+        return Package::open(copyPrivately(package.file(), policy.limits), policy.limits);
+    return package;
 }
 
 }  // namespace tavik

@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include "platform/core/package/Package.h"
+#include "tests/support/Machine.h"
+
+namespace tavik::testing {
+namespace {
+
+constexpr int kSignatureMissing = 256 - 55;
+constexpr int kSignerUnknown = 256 - 56;
+constexpr int kSignatureWrong = 256 - 57;
+constexpr int kContentDiffers = 256 - 58;
+constexpr int kSignerChanged = 256 - 59;
+constexpr int kKeyInvalid = 256 - 60;
+
+using List = std::vector<std::string>;
+
+/// Real packages, signed by the real tool, on their way into a machine.
+class SignedInstall : public ::testing::Test {
+  protected:
+    SignedInstall() {
+        for (const char* name : {"one", "two"})
+            EXPECT_EQ(run({program("qpk"), "keygen", machine_.path(name)}).exitCode, 0);
+    }
+
+    /// `key`: "one", "two", or empty for an unsigned package.
+    std::string package(const std::string& version, const std::string& key) {
+        std::string path = machine_.package("com.example.a", version);
+        if (key.empty())
+            return path;
+        const Result result =
+            run({program("qpk"), "sign", path, "--key", machine_.path(key + ".key")});
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        return path;
+    }
+
+    void requireSignatures() const {
+        writeFile(machine_.shared("policy.json"), R"({"requireSignature": true})");
+    }
+
+    void trust(const std::string& key) const {
+        writeFile(machine_.shared("trusted-keys/" + key + ".pem"),
+                  readFile(machine_.path(key + ".pem")));
+    }
+
+    void expectInstall(int status, const std::string& path, const List& listed) const {
+        const Result result = machine_.install(path);
+        EXPECT_EQ(result.exitCode, status) << result.err;
+        EXPECT_EQ(result.err.empty(), status == 0) << result.err;
+        EXPECT_EQ(machine_.listed(), listed);
+    }
+
+    Machine machine_;
+};
+
+TEST_F(SignedInstall, IsUpdatedByItsOwnSignerOnly) {
+    expectInstall(0, package("1.0", ""), {"Enabled com.example.a 1.0"});
+    expectInstall(0, package("1.1", "one"), {"Enabled com.example.a 1.1"});
+    expectInstall(kSignerChanged, package("1.2", ""), {"Enabled com.example.a 1.1"});
+    expectInstall(kSignerChanged, package("1.2", "two"), {"Enabled com.example.a 1.1"});
+    expectInstall(0, package("1.2", "one"), {"Enabled com.example.a 1.2"});
+    EXPECT_EQ(machine_.tavik({"--remove", "com.example.a"}).exitCode, 0);
+    expectInstall(0, package("1.2", "two"), {"Enabled com.example.a 1.2"});
+}
+
+TEST_F(SignedInstall, KeepsToWhatAnAdministratorRequires) {
+    requireSignatures();
+    expectInstall(kSignatureMissing, package("1.0", ""), {});
+    expectInstall(kSignerUnknown, package("1.0", "one"), {});
+    trust("one");
+    expectInstall(0, package("1.0", "one"), {"Enabled com.example.a 1.0"});
+    writeFile(machine_.user("trusted-keys/broken.pem"), "x");
+    expectInstall(kKeyInvalid, package("1.1", "one"), {"Enabled com.example.a 1.0"});
+}
+
+TEST_F(SignedInstall, RefusesWhatIsWrongWhateverThePolicy) {
+    const Package original = Package::open(package("1.0", "one"));
+    const auto entry = [&](const std::string& path) {
+        return original.read(*original.archive().find(path), 10'000);
+    };
+    const auto repacked = [&](const std::string& content, const std::string& signature) {
+        return machine_.package(PackageBuilder("com.example.a", "1.0")
+                                    .file("content.txt", content)
+                                    .file("META-INF/content.json", entry("META-INF/content.json"))
+                                    .file("META-INF/content.json.sig", signature));
+    };
+    const std::string signature = entry("META-INF/content.json.sig");
+    expectInstall(0, repacked("1.0", signature), {"Enabled com.example.a 1.0"});
+    EXPECT_EQ(machine_.tavik({"--remove", "com.example.a"}).exitCode, 0);
+    expectInstall(kContentDiffers, repacked("1.1", signature), {});
+    expectInstall(kSignatureWrong, repacked("1.0", readFile(machine_.path("one.pem"))), {});
+    EXPECT_EQ(machine_.garbage(), List{});
+}
+
+// Start-up time counts: a run that meets no signature has no use for the cryptography.
+TEST_F(SignedInstall, LoadsTheCryptographyOnlyForASignature) {
+    machine_.environment()["LD_DEBUG"] = "files";
+    const auto loads = [&](const std::string& path) {
+        const Result result = machine_.install(path);
+        EXPECT_EQ(result.exitCode, 0);
+        return result.err.find("libcrypto") != std::string::npos;
+    };
+    EXPECT_FALSE(loads(package("1.0", "")));
+    EXPECT_TRUE(loads(package("1.1", "one")));
+}
+
+}  // namespace
+}  // namespace tavik::testing
