@@ -175,9 +175,6 @@ std::vector<const Offer*> UpdateSearch::updatesOf(const std::string& productName
             continue;
         // A list with a gap must not pass for a whole one, even where this extension's update was
         // found through another product.
-        for (const NamedFeed* feed : finding.feeds)
-            if (feed->failure())
-                throw Error(*feed->failure());
         if (finding.failure)
             throw Error(*finding.failure);
         if (finding.offer)
