@@ -12,11 +12,11 @@ vellDomain domainOf(DomainKey key) {
 
 }  // namespace
 
-SoString* PCDConnector::vellFolder = nullptr;
+std::unique_ptr<SoString> PCDConnector::vellFolder;
 std::uint16_t PCDConnector::liveConnectors = 0;
 
 PCDConnector::PCDConnector(bool withPCD, DomainKey key)
-    : wrapper(new PCDWrapper(withPCD, domainOf(key))),
+    : wrapper(std::make_unique<PCDWrapper>(withPCD, domainOf(key))),
       vellLastModTime(0),
       pcdLastModTime(0),
       domainKey(key),
@@ -25,14 +25,11 @@ PCDConnector::PCDConnector(bool withPCD, DomainKey key)
 }
 
 PCDConnector::~PCDConnector() {
-    delete wrapper;
     if (liveConnectors == 0)
         return;
     --liveConnectors;
-    if (liveConnectors == 0) {
-        delete vellFolder;
-        vellFolder = nullptr;
-    }
+    if (liveConnectors == 0)
+        vellFolder.reset();
 }
 
 SoString PCDConnector::getName() const {
@@ -75,7 +72,7 @@ bool PCDConnector::unregisterApplication(const PXConnectorAppInfo& /*info*/) {
 
 void PCDConnector::setVellFolder(const SoString& folder) {
     if (vellFolder == nullptr)
-        vellFolder = new SoString();
+        vellFolder = std::make_unique<SoString>();
     *vellFolder = folder;
 }
 

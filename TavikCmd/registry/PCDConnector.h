@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "objects/SoString.h"
 #include "objects/SoVector.h"
@@ -46,13 +47,13 @@ class PCDConnector {
     static SoString getVellFolder();
 
   private:
-    PCDWrapper* wrapper;
+    std::unique_ptr<PCDWrapper> wrapper;
     std::uint32_t vellLastModTime;
     std::uint32_t pcdLastModTime;
     DomainKey domainKey;
     bool usePCD;
 
-    static SoString* vellFolder;
+    static std::unique_ptr<SoString> vellFolder;
     static std::uint16_t liveConnectors;
 };
 

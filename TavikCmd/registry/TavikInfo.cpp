@@ -11,16 +11,15 @@ constexpr const char* kExecutable = "/Contents/MacOS/Norva Quendel QZ";
 
 }  // namespace
 
-CTavikInfo::CTavikInfo() : connector(nullptr) {}
+CTavikInfo::CTavikInfo() = default;
 
 CTavikInfo::~CTavikInfo() {
     CDornProductInfoFromVellLib::finish();
-    delete connector;
 }
 
 void CTavikInfo::init() {
     if (connector == nullptr)
-        connector = new Vexil::PCDConnector(true, Vexil::kDomainKeyOrvo);
+        connector = std::make_unique<Vexil::PCDConnector>(true, Vexil::kDomainKeyOrvo);
 }
 
 int CTavikInfo::getTavikInfo(std::string& path) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,5 +32,5 @@ class CTavikInfo {
 
   private:
     std::vector<MyStruct> records;  ///< always empty: one application is looked for, not several
-    Vexil::PCDConnector* connector;
+    std::unique_ptr<Vexil::PCDConnector> connector;
 };

@@ -6,6 +6,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <string_view>
 
 #include "platform/core/session/Session.h"
 #include "platform/core/texts/Texts.h"
@@ -76,7 +77,7 @@ void require(const void* pointer, const char* name) {
 }
 
 /// The second half of the two-call pattern and, without a buffer, the first.
-void copyText(const std::string& text, unsigned long size, char* buffer, unsigned long* sizeOut) {
+void copyText(std::string_view text, unsigned long size, char* buffer, unsigned long* sizeOut) {
     const unsigned long needed = text.size() + 1;
     *sizeOut = needed;
     if (buffer == nullptr)
@@ -84,12 +85,13 @@ void copyText(const std::string& text, unsigned long size, char* buffer, unsigne
     if (size < needed)
         fail(Status::bufferTooSmall, "buffer",
              std::to_string(size) + " bytes; needed: " + std::to_string(needed));
-    std::memcpy(buffer, text.c_str(), needed);
+    std::memcpy(buffer, text.data(), text.size());
+    buffer[text.size()] = '\0';
 }
 
 /// Copies into a field of a record; the stored texts' limits are below the fields' sizes.
 template <std::size_t Size>
-void copyField(const std::string& text, char (&field)[Size]) {
+void copyField(std::string_view text, char (&field)[Size]) {
     const std::size_t length = std::min(text.size(), Size - 1);
     std::memcpy(field, text.data(), length);
     std::memset(field + length, 0, Size - length);
@@ -185,7 +187,7 @@ int TavikGetExtensionName(ExtensionHandle handle, unsigned long size, char* buff
                           unsigned long* sizeOut) {
     return inSession([&](Session& current) {
         require(sizeOut, "sizeOut");
-        copyText(current.extension(handle).row.name, size, buffer, sizeOut);
+        copyText(current.extension(handle).name, size, buffer, sizeOut);
     });
 }
 
@@ -193,27 +195,27 @@ int TavikGetExtensionVersion(ExtensionHandle handle, unsigned long size, char* b
                              unsigned long* sizeOut) {
     return inSession([&](Session& current) {
         require(sizeOut, "sizeOut");
-        copyText(current.extension(handle).row.version, size, buffer, sizeOut);
+        copyText(current.extension(handle).version, size, buffer, sizeOut);
     });
 }
 
 int TavikGetExtensionStatus(ExtensionHandle handle, int* stateOut) {
     return inSession([&](Session& current) {
         require(stateOut, "stateOut");
-        *stateOut = static_cast<int>(current.extension(handle).row.state);
+        *stateOut = static_cast<int>(current.extension(handle).state);
     });
 }
 
 int TavikGetExtensionMetadataStruct(ExtensionHandle handle, TavikExtensionMetadata* out) {
     return inSession([&](Session& current) {
         require(out, "out");
-        const ExtensionRow& row = current.extension(handle).row;
+        const InstalledExtension& installed = current.extension(handle);
         *out = TavikExtensionMetadata{};
-        copyField(row.name, out->name);
-        copyField(row.version, out->version);
-        out->enabled = static_cast<int32_t>(row.state);
-        copyField(row.id, out->id);
-        copyField(row.storeName, out->storeName);
+        copyField(installed.name, out->name);
+        copyField(installed.version, out->version);
+        out->enabled = static_cast<int32_t>(installed.state);
+        copyField(installed.id, out->id);
+        copyField(installed.storeName, out->storeName);
     });
 }
 

@@ -15,8 +15,9 @@ constexpr int kMaxTextBytes = 16 << 20;
 
 Database::Database(const std::string& path, int flags, std::chrono::milliseconds busyTimeout) {
     sqlite3* handle = nullptr;
-    const int code = sqlite3_open_v2(path.c_str(), &handle,
-                                     flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE, nullptr);
+    const int code = sqlite3_open_v2(
+        path.c_str(), &handle,
+        flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, nullptr);
     handle_.reset(handle);
     if (code != SQLITE_OK)
         fail(handle, code);

@@ -24,8 +24,9 @@ Failure damaged(const std::string& path, const std::string& cause);
 /// The database holds no such thing.
 Failure notFound(const std::string& what);
 
-/// Writes the failure to standard error as one line, once for each text in a process. Nothing for
-/// failures that the status alone answers.
+/// Writes the failure to standard error as one line, in a process once for each database and
+/// status: a walk over a damaged one would fail the same way at every step. Nothing for failures
+/// that the status alone answers.
 void explain(const Failure& failure) noexcept;
 
 }  // namespace tavik::vell

@@ -6,7 +6,6 @@
 
 using tavik::testing::littleEndian;
 using tavik::testing::PackageBuilder;
-using tavik::testing::PlannedEnd;
 using tavik::testing::PlannedEntry;
 using tavik::testing::PlannedHeader;
 using tavik::testing::zip64Extra;

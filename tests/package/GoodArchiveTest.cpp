@@ -68,7 +68,7 @@ TEST(GoodArchive, ReadsEveryFormThatPackersWrite) {
                                  .changeEnd([](PlannedEnd& e) {
                                      const auto at = e.directoryOffset + e.directorySize;
                                      e.before = "PK\6\6" + littleEndian(44, 8) +
-                                                littleEndian(0, 12) + littleEndian(2, 8) +
+                                                std::string(12, '\0') + littleEndian(2, 8) +
                                                 littleEndian(2, 8) +
                                                 littleEndian(e.directorySize, 8) +
                                                 littleEndian(e.directoryOffset, 8) + "PK\6\7" +

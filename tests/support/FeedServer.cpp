@@ -1,6 +1,7 @@
 #include "tests/support/FeedServer.h"
 
 #include <arpa/inet.h>
+#include <netinet/tcp.h>
 #include <openssl/ssl.h>
 #include <poll.h>
 #include <signal.h>
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <sstream>
 #include <stdexcept>
 
 #include "tests/support/Process.h"
@@ -197,6 +199,9 @@ void FeedServer::acceptAll() {
             ::close(descriptor);
             return;
         }
+        // Head and body are written apart: without this the second would wait for an answer.
+        const int on = 1;
+        ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         const std::lock_guard lock(mutex_);
         open_.push_back(descriptor);
         threads_.emplace_back([this, descriptor] { talk(descriptor); });
@@ -235,6 +240,7 @@ bool FeedServer::answer(Connection& connection, const std::string& head) {
         if (found != answers_.end())
             answer = found->second;
     }
+    std::this_thread::sleep_for(answer.delay);
     if (!answer.etag.empty() && head.find("If-None-Match: " + answer.etag) != std::string::npos)
         return connection.write(headOf(answer, true) + "\r\n");
     return send(connection, answer);
@@ -253,8 +259,8 @@ bool FeedServer::send(Connection& connection, const ServerAnswer& answer) {
     if (!answer.body.empty())
         ++bodies_;
     const std::string half = "\r\n" + answer.body.substr(0, answer.body.size() / 2);
-    std::array<char, 16> size{};
-    std::snprintf(size.data(), size.size(), "%zx\r\n", answer.body.size());
+    std::ostringstream size;
+    size << std::hex << answer.body.size() << "\r\n";
     switch (answer.fault) {
         case Fault::stallInBody:
             connection.write(half);
@@ -265,7 +271,7 @@ bool FeedServer::send(Connection& connection, const ServerAnswer& answer) {
             return false;
         case Fault::endlessChunks:
             connection.write("\r\n");
-            while (connection.write(size.data() + answer.body + "\r\n")) {
+            while (connection.write(size.str() + answer.body + "\r\n")) {
             }
             return false;
         default:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <list>
 #include <map>
@@ -28,6 +29,7 @@ struct ServerAnswer {
     std::vector<std::string> headers{};  ///< further lines, e.g. "Location: /next"
     std::string etag{};                  ///< with quotes; a request that names it gets 304
     Fault fault = Fault::none;
+    std::chrono::milliseconds delay{0};  ///< before the answer, for measurements
 };
 
 /// The key and certificate of a TLS server for 127.0.0.1, made by openssl in a folder.

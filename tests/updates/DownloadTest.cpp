@@ -102,7 +102,7 @@ TEST(ProgressLine, ShowsOnATerminalOnlyAndClears) {
     std::string shown(1000, '\0');
     shown.resize(static_cast<std::size_t>(::read(master, shown.data(), shown.size())));
     EXPECT_NE(shown.find("50 %  5.0 MB"), std::string::npos) << shown;
-    const auto cleared = shown.rfind("\r", shown.size() - 2);
+    const auto cleared = shown.rfind('\r', shown.size() - 2);
     EXPECT_EQ(shown.find_first_not_of(" \r", cleared), std::string::npos) << shown;
 
     const TemporaryFolder folder;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "platform/core/texts/Status.h"
 #include "platform/core/updates/FeedCache.h"
@@ -19,18 +20,16 @@ using testing::kDigestB;
 using testing::ServerAnswer;
 using testing::TemporaryFolder;
 
+/// The failure that the work ends with: its status and its text.
 template <class Work>
-std::string failureOf(Work work) {
+std::pair<Status, std::string> failureOf(Work work) {
     try {
         work();
-        return "none";
+        return {Status::success, ""};
     } catch (const Error& error) {
-        return std::to_string(error.status()) + " " + error.what();
+        return {static_cast<Status>(error.status()), error.what()};
     }
 }
-
-#define EXPECT_STATUS(status, text) \
-    EXPECT_EQ(std::atoi((text).c_str()), static_cast<int>(Status::status)) << (text)
 
 class UpdateCheckTest : public ::testing::Test {
   protected:
@@ -58,18 +57,23 @@ class UpdateCheckTest : public ::testing::Test {
 
     std::unique_ptr<UpdateCheck> check() { return std::make_unique<UpdateCheck>(input_); }
 
-    /// The version on offer for "a" after one more check, or the failure.
+    /// The version on offer for "a" after one more check; empty with a failure.
     std::string updateOfA() {
         const auto done = check();
         std::string version;
-        const std::string failure =
-            failureOf([&] { version = done->updateOf("a").item.version.text(); });
-        return version.empty() ? failure : version;
+        failure_ = failureOf([&] { version = done->updateOf("a").item.version.text(); });
+        return version;
+    }
+
+    Status failureOfA() {
+        updateOfA();
+        return failure_.first;
     }
 
     const TemporaryFolder folder_;
     FeedServer server_;
     UpdateCheckInput input_;
+    std::pair<Status, std::string> failure_;
 };
 
 TEST_F(UpdateCheckTest, OneFeedsFailureIsItsProductsAndNobodyElses) {
@@ -85,13 +89,13 @@ TEST_F(UpdateCheckTest, OneFeedsFailureIsItsProductsAndNobodyElses) {
     const auto offers = done->updatesOf("sketch");
     ASSERT_EQ(offers.size(), 2U);
     EXPECT_EQ(offers[0]->name + offers[1]->name, "Name of aName of c");
-    EXPECT_STATUS(noUpdate, failureOf([&] { done->updateOf("b"); }));
-    EXPECT_STATUS(feedUnreachable, failureOf([&] { done->updateOf("d"); }));
-    EXPECT_STATUS(addressRefused, failureOf([&] { done->updateOf("e"); }));
-    EXPECT_EQ(failureOf([&] { done->updateOf("e"); }).find("secret"), std::string::npos);
-    EXPECT_STATUS(noUpdate, failureOf([&] { done->updateOf("f"); }));
-    EXPECT_STATUS(feedUnreachable, failureOf([&] { done->updatesOf("paint"); }));
-    EXPECT_STATUS(productNotFound, failureOf([&] { done->updatesOf("other"); }));
+    EXPECT_EQ(failureOf([&] { done->updateOf("b"); }).first, Status::noUpdate);
+    EXPECT_EQ(failureOf([&] { done->updateOf("d"); }).first, Status::feedUnreachable);
+    EXPECT_EQ(failureOf([&] { done->updateOf("e"); }).first, Status::addressRefused);
+    EXPECT_EQ(failureOf([&] { done->updateOf("e"); }).second.find("secret"), std::string::npos);
+    EXPECT_EQ(failureOf([&] { done->updateOf("f"); }).first, Status::noUpdate);
+    EXPECT_EQ(failureOf([&] { done->updatesOf("paint"); }).first, Status::feedUnreachable);
+    EXPECT_EQ(failureOf([&] { done->updatesOf("other"); }).first, Status::productNotFound);
     EXPECT_EQ(server_.requests("/sketch").size(), 1U);
     EXPECT_FALSE(done->warning());
 }
@@ -99,8 +103,8 @@ TEST_F(UpdateCheckTest, OneFeedsFailureIsItsProductsAndNobodyElses) {
 TEST_F(UpdateCheckTest, AnUnchangedFeedIsNotTransferredAgain) {
     install("a", "sketch");
     publish("/sketch", feedText(1, feedItem("a", "1.5")), "\"1\"");
-    EXPECT_EQ(updateOfA(), "1.5");
-    EXPECT_EQ(updateOfA(), "1.5");
+    EXPECT_EQ(updateOfA(), "1.5") << failure_.second;
+    EXPECT_EQ(updateOfA(), "1.5") << failure_.second;
     EXPECT_EQ(server_.requests("/sketch").size(), 2U);
     EXPECT_EQ(server_.bodies(), 1U);
 }
@@ -108,34 +112,35 @@ TEST_F(UpdateCheckTest, AnUnchangedFeedIsNotTransferredAgain) {
 TEST_F(UpdateCheckTest, RemembersWhatItSaw) {
     install("a", "sketch");
     publish("/sketch", feedText(2, feedItem("a", "1.5")));
-    EXPECT_EQ(updateOfA(), "1.5");
+    EXPECT_EQ(updateOfA(), "1.5") << failure_.second;
     publish("/sketch", feedText(1, feedItem("a", "1.5")));
-    EXPECT_STATUS(feedRolledBack, updateOfA());
+    EXPECT_EQ(failureOfA(), Status::feedRolledBack) << failure_.second;
     publish("/sketch", feedText(9, feedItem("a", "1.5"), "2020-01-01T00:00:00Z"));
-    EXPECT_STATUS(feedExpired, updateOfA());
+    EXPECT_EQ(failureOfA(), Status::feedExpired) << failure_.second;
     publish("/sketch", feedText(3, ""));
-    EXPECT_STATUS(noUpdate, updateOfA());
+    EXPECT_EQ(failureOfA(), Status::noUpdate) << failure_.second;
     publish("/sketch", feedText(4, feedItem("a", "1.5.0", "", kDigestB)));
-    EXPECT_STATUS(versionRepublished, updateOfA());
+    EXPECT_EQ(failureOfA(), Status::versionRepublished) << failure_.second;
     publish("/sketch",
             feedText(5, feedItem("a", "1.6") + "," + feedItem("a", "1.6", "", kDigestB)));
-    EXPECT_STATUS(versionRepublished, updateOfA());
+    EXPECT_EQ(failureOfA(), Status::versionRepublished) << failure_.second;
     publish("/sketch", feedText(6, feedItem("a", "1.7", R"("blocked":"crashes",)")));
-    EXPECT_NE(updateOfA().find("crashes"), std::string::npos);
+    EXPECT_EQ(failureOfA(), Status::noUpdate);
+    EXPECT_NE(failure_.second.find("crashes"), std::string::npos) << failure_.second;
     server_.stop();
-    EXPECT_STATUS(feedUnreachable, updateOfA());
+    EXPECT_EQ(failureOfA(), Status::feedUnreachable) << failure_.second;
 }
 
 TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
     install("a", "sketch");
     publish("/sketch", feedText(2, feedItem("a", "1.5")), "\"1\"");
     testing::writeFile(input_.cacheFile, std::string(5000, 'x'));
-    EXPECT_EQ(updateOfA(), "1.5");
-    EXPECT_EQ(updateOfA(), "1.5");
+    EXPECT_EQ(updateOfA(), "1.5") << failure_.second;
+    EXPECT_EQ(updateOfA(), "1.5") << failure_.second;
     EXPECT_EQ(server_.bodies(), 1U);
     Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
         .execute("PRAGMA user_version = 2");
-    EXPECT_STATUS(storeNewer, updateOfA());
+    EXPECT_EQ(failureOfA(), Status::storeNewer) << failure_.second;
     input_.cacheFile = folder_ / "missing/feeds.db";
     const auto done = check();
     EXPECT_EQ(done->updateOf("a").item.version.text(), "1.5");
@@ -153,7 +158,7 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
     install("a", "sketch");
     publish("/sketch", feedText(1, feedItem("a", "1.5")), "\"1\"");
     server_.serve("/sketch.sig", {"signed with key 1"});
-    EXPECT_EQ(updateOfA(), "1.5");
+    EXPECT_EQ(updateOfA(), "1.5") << failure_.second;
     EXPECT_TRUE(server_.requests("/sketch.sig").empty());
 
     std::string key = "signed with key 1";
@@ -163,13 +168,13 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
         if (signature != key)
             fail(Status::signatureWrong, "feed");
     };
-    EXPECT_EQ(updateOfA(), "1.5");
-    EXPECT_EQ(updateOfA(), "1.5");
+    EXPECT_EQ(updateOfA(), "1.5") << failure_.second;
+    EXPECT_EQ(updateOfA(), "1.5") << failure_.second;
     EXPECT_EQ(server_.requests("/sketch.sig").size(), 1U);
     key = "signed with key 2";
-    EXPECT_STATUS(signatureWrong, updateOfA());
+    EXPECT_EQ(failureOfA(), Status::signatureWrong) << failure_.second;
     server_.serve("/sketch.sig", {key});
-    EXPECT_EQ(updateOfA(), "1.5");
+    EXPECT_EQ(updateOfA(), "1.5") << failure_.second;
 }
 
 TEST_F(UpdateCheckTest, ACheckThatNobodyWaitsForIsGivenUp) {

@@ -92,8 +92,9 @@ void exportAll(const Arguments& /*arguments*/) {
 }
 
 void getValue(const Arguments& arguments) {
+    const int domain = domainFrom(arguments[0]);
     vell::Session session;
-    std::cout << session.value(vell::DataKind::pcd, domainFrom(arguments[0]), arguments[1].c_str(),
+    std::cout << session.value(vell::DataKind::pcd, domain, arguments[1].c_str(),
                                arguments[2].c_str())
               << '\n';
 }

@@ -36,7 +36,7 @@ std::string takeScheme(std::string_view& text) {
     const std::size_t colon = text.find_first_of(":/?#");
     if (colon == std::string_view::npos || colon == 0 || text[colon] != ':')
         return {};
-    const std::string scheme = lowered(text.substr(0, colon));
+    std::string scheme = lowered(text.substr(0, colon));
     text.remove_prefix(colon + 1);
     return scheme;
 }

@@ -39,8 +39,9 @@ std::string findModule() {
 }
 
 Online& load() {
-    // It stays: a name look-up that was given up may still be under way on a thread of its own.
-    void* module = ::dlopen(findModule().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    // Lazily: of the libraries beneath it, most functions are never called. It stays: a name
+    // look-up that was given up may still be under way on a thread of its own.
+    void* module = ::dlopen(findModule().c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
     if (module == nullptr)
         fail(Status::updatesUnavailable, kModule, loaderText());
     auto* factory = reinterpret_cast<OnlineFactory*>(::dlsym(module, kOnlineFactoryName));

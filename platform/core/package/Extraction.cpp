@@ -16,8 +16,7 @@
 namespace tavik {
 namespace {
 
-// Below either, starting a thread costs more than it saves.
-constexpr std::size_t kFewFiles = 32;
+// Below this, starting a thread costs more than it saves.
 constexpr std::uint64_t kFewBytes = std::uint64_t{1} << 20;
 // Each worker may hold 8 MiB.
 constexpr std::size_t kMaxWorkers = 4;
@@ -128,11 +127,10 @@ class Extraction {
 
   private:
     std::vector<std::thread> startHelpers() {
-        const Archive& archive = package_.archive();
-        std::size_t workers = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1,
-                                                      std::min(kMaxWorkers, batches_.size() + 1));
-        if (archive.entries().size() < kFewFiles || archive.totalBytes() < kFewBytes)
-            workers = 1;
+        auto workers = std::min<std::size_t>(
+            {kMaxWorkers, std::thread::hardware_concurrency(), batches_.size()});
+        if (package_.archive().totalBytes() < kFewBytes)
+            workers = 0;
         std::vector<std::thread> helpers;
         helpers.reserve(workers);
         try {

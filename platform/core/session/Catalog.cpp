@@ -9,16 +9,20 @@
 namespace tavik {
 namespace {
 
-std::string idsOf(const std::vector<const InstalledExtension*>& extensions) {
+constexpr std::size_t kNotListed = static_cast<std::size_t>(-1);
+
+std::string idsOf(std::vector<const InstalledExtension*> extensions) {
+    std::sort(extensions.begin(), extensions.end(),
+              [](const auto* a, const auto* b) { return a->idKey < b->idKey; });
     std::string ids;
     for (const auto* extension : extensions)
-        ids += (ids.empty() ? "" : ", ") + extension->row.id;
+        ids.append(ids.empty() ? "" : ", ").append(extension->id);
     return ids;
 }
 
-bool orderedBefore(const InstalledExtension& a, const InstalledExtension& b) {
-    const int names = a.row.name.compare(b.row.name);
-    return names != 0 ? names < 0 : a.row.idKey < b.row.idKey;
+bool isListedBefore(const InstalledExtension* a, const InstalledExtension* b) {
+    const int names = a->name.compare(b->name);
+    return names != 0 ? names < 0 : a->idKey < b->idKey;
 }
 
 }  // namespace
@@ -31,38 +35,46 @@ Catalog Catalog::load(const std::vector<StoreLocation>& locations) {
             continue;
         auto table = ExtensionTable::openForReading(*folder);
         if (table)
-            catalog.add(table->readAll(), location.scope);
+            catalog.add(table->readList(catalog.texts_), location.scope);
     }
     catalog.arrange();
     return catalog;
 }
 
-void Catalog::add(std::vector<ExtensionRow> rows, Scope scope) {
+void Catalog::add(const ExtensionList& list, Scope scope) {
     // Within one store the ids differ: what was there before came from an earlier location.
-    std::unordered_set<std::string> known;
+    std::unordered_set<std::string_view> known;
     for (const auto& extension : extensions_)
-        known.insert(extension.row.idKey);
-    extensions_.reserve(extensions_.size() + rows.size());
-    for (auto& row : rows)
-        if (known.empty() || known.count(row.idKey) == 0)
-            extensions_.push_back({std::move(row), scope});
+        known.insert(extension.idKey);
+    std::vector<std::size_t> positions;
+    positions.reserve(list.extensions.size());
+    extensions_.reserve(extensions_.size() + list.extensions.size());
+    for (const auto& extension : list.extensions) {
+        const bool isHidden = !known.empty() && known.count(extension.idKey) != 0;
+        positions.push_back(isHidden ? kNotListed : extensions_.size());
+        if (!isHidden)
+            extensions_.push_back({extension, scope, -1});
+    }
+    for (const auto& [extension, product] : list.memberships)
+        if (positions[extension] != kNotListed)
+            memberships_.push_back({positions[extension], product});
 }
 
 void Catalog::arrange() {
-    std::sort(extensions_.begin(), extensions_.end(), orderedBefore);
-    for (const auto& extension : extensions_)
-        for (const auto& range : extension.row.products)
-            byProduct_[range.product].push_back(&extension);
+    for (const auto& [extension, product] : memberships_)
+        byProduct_[product].push_back(&extensions_[extension]);
+    for (auto& [product, members] : byProduct_)
+        std::sort(members.begin(), members.end(), isListedBefore);
 }
 
 void Catalog::assignHandles(std::vector<const InstalledExtension*>& byHandle) {
     std::unordered_map<std::string, ExtensionHandle> known;
     for (const auto* extension : byHandle)
         if (extension != nullptr)
-            known.emplace(extension->row.idKey, extension->handle);
+            known.emplace(extension->idKey, extension->handle);
     std::fill(byHandle.begin(), byHandle.end(), nullptr);
     for (auto& extension : extensions_) {
-        const auto found = known.empty() ? known.end() : known.find(extension.row.idKey);
+        const auto found = known.empty() ? known.end() : known.find(std::string(extension.idKey));
         extension.handle =
             found != known.end() ? found->second : static_cast<ExtensionHandle>(byHandle.size());
         if (found == known.end())
@@ -72,17 +84,17 @@ void Catalog::assignHandles(std::vector<const InstalledExtension*>& byHandle) {
     }
 }
 
-const InstalledExtension* Catalog::byKey(const std::string& idKey) const noexcept {
+const InstalledExtension* Catalog::byKey(std::string_view idKey) const noexcept {
     const auto found =
         std::find_if(extensions_.begin(), extensions_.end(),
-                     [&](const InstalledExtension& each) { return each.row.idKey == idKey; });
+                     [&](const InstalledExtension& each) { return each.idKey == idKey; });
     return found == extensions_.end() ? nullptr : &*found;
 }
 
 const InstalledExtension& Catalog::byNameOrId(const std::string& name) const {
     std::vector<const InstalledExtension*> named;
     for (const auto& extension : extensions_)
-        if (extension.row.name == name)
+        if (extension.name == name)
             named.push_back(&extension);
     if (named.size() > 1)
         fail(Status::ambiguousName, name, idsOf(named));

@@ -3,38 +3,41 @@
 #include <LibTavikCoreLib.h>
 
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "platform/core/store/ExtensionTable.h"
 #include "platform/core/store/StoreLocation.h"
+#include "platform/core/store/TextArena.h"
 
 namespace tavik {
 
 /// One extension as the user sees it, and the store that it comes from.
-struct InstalledExtension {
-    ExtensionRow row;
+struct InstalledExtension : ListedExtension {
     Scope scope = Scope::user;
     ExtensionHandle handle = -1;
 };
 
 /// All installed extensions of one moment: those of the user's store, and those of the shared store
-/// whose id the user's store does not hold. Ordered by the bytes of their names.
+/// whose id the user's store does not hold.
 class Catalog {
   public:
     /// Reads the stores; those that do not exist are empty. An earlier location wins.
     static Catalog load(const std::vector<StoreLocation>& locations);
 
+    /// In no order that is promised.
     const std::vector<InstalledExtension>& extensions() const noexcept { return extensions_; }
 
     /// A search through all of them. Null where none has that key.
-    const InstalledExtension* byKey(const std::string& idKey) const noexcept;
+    const InstalledExtension* byKey(std::string_view idKey) const noexcept;
 
     /// The extension of that name, or else of that id. Throws Status::extensionNotFound, and
     /// Status::ambiguousName with the ids where several share the name.
     const InstalledExtension& byNameOrId(const std::string& name) const;
 
-    /// The extensions that were made for the product (internal name), in order.
+    /// The extensions that were made for the product (internal name), in the order of the bytes of
+    /// their names.
     const std::vector<const InstalledExtension*>& ofProduct(const std::string& product) const;
 
     /// Gives each extension its handle: the one under which `byHandle` knows its id already, or
@@ -46,13 +49,21 @@ class Catalog {
     Catalog& operator=(Catalog&&) = default;
 
   private:
+    using Members = std::vector<const InstalledExtension*>;
+    struct Membership {
+        std::size_t extension;
+        std::string_view product;
+    };
+
     Catalog() = default;
 
-    void add(std::vector<ExtensionRow> rows, Scope scope);
+    void add(const ExtensionList& list, Scope scope);
     void arrange();
 
+    TextArena texts_;
     std::vector<InstalledExtension> extensions_;
-    std::unordered_map<std::string, std::vector<const InstalledExtension*>> byProduct_;
+    std::vector<Membership> memberships_;
+    std::unordered_map<std::string_view, Members> byProduct_;
 };
 
 }  // namespace tavik

@@ -124,24 +124,26 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const std
 void Session::remove(ExtensionHandle handle) {
     const InstalledExtension& installed = extension(handle);
     if (installed.scope == Scope::shared)
-        fail(Status::installedForAllUsers, installed.row.name);
-    const ExtensionRow row = installed.row;
+        fail(Status::installedForAllUsers, std::string(installed.name));
+    const std::string idKey(installed.idKey);
+    const std::string name(installed.name);
     catalogIsCurrent_ = false;
-    store(Scope::user).remove(row.idKey, row.name);
+    store(Scope::user).remove(idKey, name);
 }
 
 void Session::removeForAll(const std::string& nameOrId) {
     // Only what is in the shared store counts, whatever the user's store holds.
     const Catalog shared = Catalog::load({shared_});
-    const ExtensionRow row = shared.byNameOrId(nameOrId).row;
+    const InstalledExtension& installed = shared.byNameOrId(nameOrId);
     catalogIsCurrent_ = false;
-    store(Scope::shared).remove(row.idKey, row.name);
+    store(Scope::shared).remove(std::string(installed.idKey), std::string(installed.name));
 }
 
 void Session::setState(ExtensionHandle handle, ExtensionState state) {
-    const InstalledExtension installed = extension(handle);
+    const InstalledExtension& installed = extension(handle);
     catalogIsCurrent_ = false;
-    store(installed.scope).setState(installed.row.idKey, installed.row.name, state);
+    store(installed.scope)
+        .setState(std::string(installed.idKey), std::string(installed.name), state);
 }
 
 }  // namespace tavik

@@ -1,3 +1,5 @@
+#include <unordered_set>
+
 #include "platform/core/online/Online.h"
 #include "platform/core/session/Session.h"
 #include "platform/core/trust/FeedSignature.h"
@@ -17,6 +19,12 @@ UpdatableExtension updatable(const ExtensionRow& row) {
     for (const auto& range : row.products)
         extension.products.push_back(range.product);
     return extension;
+}
+
+std::vector<ExtensionRow> rowsOf(const StoreLocation& location) {
+    const auto folder = StoreFolder::open(location);
+    auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
+    return table ? table->readAll() : std::vector<ExtensionRow>();
 }
 
 }  // namespace
@@ -43,8 +51,11 @@ FeedTrust Session::feedTrust() const {
 
 UpdateCheckInput Session::updateCheckInput() {
     UpdateCheckInput input;
-    for (const auto& extension : catalog().extensions())
-        input.extensions.push_back(updatable(extension.row));
+    std::unordered_set<std::string> known;
+    for (const auto& each : locations())
+        for (const auto& row : rowsOf(each))
+            if (known.insert(row.idKey).second)
+                input.extensions.push_back(updatable(row));
     for (const auto& product : products().products())
         input.products.push_back({product.name, Version::parse(product.version).value_or(Version()),
                                   product.updateFeed});
@@ -67,21 +78,22 @@ UpdateCheck& Session::updateCheck() {
 }
 
 const Offer& Session::updateOf(ExtensionHandle handle) {
-    return updateCheck().updateOf(extension(handle).row.idKey);
+    return updateCheck().updateOf(std::string(extension(handle).idKey));
 }
 
 void Session::update(ExtensionHandle handle) {
-    const InstalledExtension installed = extension(handle);
-    const Offer offer = updateCheck().updateOf(installed.row.idKey);
-    const StoreFolder folder = StoreFolder::create(location(installed.scope));
+    const std::string name(extension(handle).name);
+    const Scope scope = extension(handle).scope;
+    const Offer offer = updateOf(handle);
+    const StoreFolder folder = StoreFolder::create(location(scope));
     ProgressLine line;
     FileDescriptor file = downloadUpdate(
         offer, folder.subfolder("staging").get(),
         [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); });
     const Package package =
-        Package::open(PackageFile::adopt(std::move(file), installed.row.name), policy().limits);
+        Package::open(PackageFile::adopt(std::move(file), name), policy().limits);
     requireOffered(offer, package.manifest().idKey, package.manifest().version);
-    installInto(installed.scope, package, offer.item.sha256);
+    installInto(scope, package, offer.item.sha256);
 }
 
 }  // namespace tavik

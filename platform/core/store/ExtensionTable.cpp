@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "platform/core/texts/Status.h"
@@ -56,6 +57,10 @@ constexpr std::string_view kSelectProducts =
 constexpr std::string_view kOfOneExtension = " WHERE idKey = ?1";
 constexpr std::string_view kByKey = " ORDER BY idKey";
 constexpr std::string_view kByKeyAndPosition = " ORDER BY idKey, position";
+constexpr std::string_view kSelectList =
+    "SELECT idKey, id, name, version, storeName, state FROM extension ORDER BY idKey";
+constexpr std::string_view kSelectMemberships =
+    "SELECT idKey, product FROM extensionProduct ORDER BY idKey, position";
 constexpr std::string_view kSelectFolders = "SELECT folder FROM extension";
 constexpr std::string_view kPutExtension =
     "INSERT INTO extension VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11)"
@@ -153,6 +158,29 @@ Statement select(const Database& database, std::string_view columns, const std::
     if (!idKey.empty())
         statement.bind(1, idKey);
     return statement;
+}
+
+ListedExtension listedOf(const Statement& select, TextArena& texts) {
+    ListedExtension extension;
+    extension.idKey = texts.keep(select.text(0));
+    // The two differ in letter case at the most, and hardly ever do.
+    const std::string_view id = select.text(1);
+    extension.id = id == extension.idKey ? extension.idKey : texts.keep(id);
+    extension.name = texts.keep(select.text(2));
+    extension.version = texts.keep(select.text(3));
+    extension.storeName = texts.keep(select.text(4));
+    extension.state = select.number(5) != 0 ? ExtensionState::enabled : ExtensionState::disabled;
+    return extension;
+}
+
+/// Keeps each product's name once: there are few, and the same ones follow each other.
+std::string_view keepProduct(std::string_view product, std::vector<std::string_view>& known,
+                             TextArena& texts) {
+    const auto found = std::find(known.begin(), known.end(), product);
+    if (found != known.end())
+        return *found;
+    known.push_back(texts.keep(product));
+    return known.back();
 }
 
 ExtensionRow rowOf(const Statement& select) {
@@ -270,6 +298,29 @@ std::vector<ExtensionRow> ExtensionTable::read(const std::string& idKey) {
                                      std::string(products.text(3))});
         }
         return rows;
+    });
+}
+
+ExtensionList ExtensionTable::readList(TextArena& texts) {
+    return guarded([&] {
+        Transaction moment(database_, Transaction::Kind::read);
+        ExtensionList list;
+        Statement extensions(database_, kSelectList);
+        while (extensions.step())
+            list.extensions.push_back(listedOf(extensions, texts));
+
+        Statement memberships(database_, kSelectMemberships);
+        std::vector<std::string_view> products;
+        std::size_t at = 0;
+        while (memberships.step()) {
+            const std::string_view idKey = memberships.text(0);
+            while (at < list.extensions.size() && list.extensions[at].idKey != idKey)
+                ++at;
+            if (at == list.extensions.size())
+                fail(Status::storeDamaged, path_, "a product without its extension");
+            list.memberships.push_back({at, keepProduct(memberships.text(1), products, texts)});
+        }
+        return list;
     });
 }
 

@@ -2,10 +2,12 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/core/store/StoreFolder.h"
 #include "platform/core/store/StoreLock.h"
+#include "platform/core/store/TextArena.h"
 #include "platform/support/Sqlite.h"
 
 namespace tavik {
@@ -36,6 +38,28 @@ struct ExtensionRow {
     std::vector<ProductRange> products;  ///< in the manifest's order
 };
 
+/// What lists show of an extension. The texts live in the arena that they were read into.
+struct ListedExtension {
+    std::string_view id;
+    std::string_view idKey;
+    std::string_view name;
+    std::string_view version;
+    std::string_view storeName;
+    ExtensionState state = ExtensionState::enabled;
+};
+
+/// That a listed extension was made for a product.
+struct ListedMembership {
+    std::size_t extension;     ///< position in the list
+    std::string_view product;  ///< internal name
+};
+
+/// The extensions of one store, and what each was made for.
+struct ExtensionList {
+    std::vector<ListedExtension> extensions;
+    std::vector<ListedMembership> memberships;
+};
+
 /// The store's database, `store.db` in its family folder: one row for each installed extension.
 /// Failures of SQLite come out as Error with a status of the core.
 class ExtensionTable {
@@ -46,8 +70,10 @@ class ExtensionTable {
     /// For changes: creates the database where it is missing.
     static ExtensionTable openForWriting(const StoreFolder& folder, const StoreLock&);
 
-    /// All rows of one moment, in no order that is promised.
+    /// All of one moment, in the order of their keys: whole, or as far as lists need it, which
+    /// takes a fraction of the time.
     std::vector<ExtensionRow> readAll();
+    ExtensionList readList(TextArena& texts);
 
     /// The names below ext/ that belong to a row.
     std::vector<std::string> readFolders();

@@ -1,7 +1,6 @@
 #include "platform/core/updates/Feed.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <ctime>
 
@@ -189,6 +188,7 @@ void readItems(Feed& feed, const rapidjson::Value& document, const Address& base
     const rapidjson::Value& items = requiredArray(document, "extensions", "$");
     if (items.Size() > kMaxFeedItems)
         refuse("$.extensions", "has more than " + std::to_string(kMaxFeedItems) + " entries");
+    feed.items.reserve(items.Size());
     std::size_t number = 0;
     for (const auto& value : items.GetArray()) {
         const std::string place = "$.extensions[" + std::to_string(number++) + "]";
@@ -212,7 +212,8 @@ Feed readFeed(const rapidjson::Value& document, const Address& base) {
         refuse("$.formatVersion", "is not " + std::to_string(kFormatVersion));
     Feed feed;
     feed.serial = requiredNumber(document, "serial", "$");
-    feed.expires = parseTime(requiredText(document, "expires", "$"), "$.expires");
+    feed.expiresText = requiredText(document, "expires", "$");
+    feed.expires = parseTime(feed.expiresText, "$.expires");
     readItems(feed, document, base);
     return feed;
 }

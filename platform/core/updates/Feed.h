@@ -34,6 +34,7 @@ struct FeedWarning {
 struct Feed {
     std::int64_t serial = 0;
     std::int64_t expires = 0;     ///< seconds since 1970
+    std::string expiresText;      ///< as the feed writes it
     std::vector<FeedItem> items;  ///< ordered by their keys
     std::vector<FeedWarning> warnings;
 };

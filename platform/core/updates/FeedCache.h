@@ -46,7 +46,7 @@ class FeedCache {
     /// All versions that the feed has offered, with the digests that they had at first.
     std::vector<SeenVersion> seen(const std::string& address);
 
-    /// Keeps all of them in one durable step. Where another process has kept a copy with a higher
+    /// Keeps all of them in one step. Where another process has kept a copy with a higher
     /// serial meanwhile, that one stays; a version that is remembered stays as it is.
     void save(const std::vector<GoodFeed>& feeds);
 

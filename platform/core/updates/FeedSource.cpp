@@ -1,8 +1,6 @@
 #include "platform/core/updates/FeedSource.h"
 
 #include <algorithm>
-#include <array>
-#include <ctime>
 
 #include "platform/core/texts/Status.h"
 
@@ -12,15 +10,6 @@ namespace {
 using Outcome = FetchResult::Outcome;
 
 constexpr const char* kSignatureSuffix = ".sig";
-
-std::string timeText(std::int64_t seconds) {
-    const auto time = static_cast<std::time_t>(seconds);
-    std::tm parts{};
-    ::gmtime_r(&time, &parts);
-    std::array<char, 64> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text.data();
-}
 
 bool isSame(const CachedFeed& a, const CachedFeed& b) {
     return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
@@ -44,6 +33,7 @@ void FeedSource::take(FetchResult result) {
     source_ = result.address;
     switch (result.outcome) {
         case Outcome::fetched:
+            isFresh_ = true;
             copy_ = {address(), std::move(result.etag), std::move(result.lastModified), 0,
                      {},        std::move(result.body)};
             break;
@@ -63,10 +53,12 @@ void FeedSource::take(FetchResult result) {
 bool FeedSource::lacksSignature(const FeedTrust& trust) const {
     if (failure_ || !trust.wanted)
         return false;
-    // One that was right once may be from a key that has been replaced since.
+    if (isFresh_)
+        return true;
+    // What was believed once need not be asked for again, unless keys or rules have changed since.
     try {
         verify(trust);
-        return copy_.signature.empty();
+        return false;
     } catch (const Error&) {
         return true;
     }
@@ -95,7 +87,7 @@ void FeedSource::judge(const FeedTrust& trust, std::int64_t now) {
     }
     copy_.serial = feed_.serial;
     if (feed_.expires <= now)
-        refuse(Status::feedExpired, "on " + timeText(feed_.expires));
+        refuse(Status::feedExpired, "on " + feed_.expiresText);
     else if (remembered_ && feed_.serial < remembered_->serial)
         refuse(Status::feedRolledBack, "serial " + std::to_string(feed_.serial) +
                                            ", seen before: " + std::to_string(remembered_->serial));

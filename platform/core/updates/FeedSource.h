@@ -26,7 +26,7 @@ class FeedSource {
     DocumentRequest request() const;
     void take(FetchResult result);
 
-    /// Whether a signature has to be fetched: where none is at hand, or the kept one is not enough.
+    /// Whether its signature has to be fetched: for new bytes, and where what is kept is not enough.
     bool lacksSignature(const FeedTrust& trust) const;
     DocumentRequest signatureRequest() const;
     void takeSignature(FetchResult result);
@@ -55,6 +55,7 @@ class FeedSource {
     std::optional<CachedFeed> remembered_;
     std::vector<SeenVersion> seen_;
     CachedFeed copy_;
+    bool isFresh_ = false;  ///< its bytes have come with this check
     Feed feed_;
     std::optional<Error> failure_;
 };

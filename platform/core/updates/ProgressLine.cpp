@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <string>
 
 #include "platform/support/FileDescriptor.h"
@@ -14,18 +13,18 @@ namespace {
 
 constexpr std::size_t kBarWidth = 30;
 constexpr std::chrono::milliseconds kInterval{100};
-constexpr double kMegabyte = 1e6;
+constexpr std::uint64_t kTenthOfMegabyte = 100'000;
 
 /// Without words, so that it needs no language: "[#####-----]  50 %  9.2 MB".
 std::string draw(std::uint64_t done, std::uint64_t total) {
     const double share =
         total == 0 ? 0 : static_cast<double>(std::min(done, total)) / static_cast<double>(total);
     const auto filled = static_cast<std::size_t>(share * static_cast<double>(kBarWidth));
-    std::array<char, 64> numbers{};
-    std::snprintf(numbers.data(), numbers.size(), " %3d %%  %.1f MB", static_cast<int>(share * 100),
-                  static_cast<double>(done) / kMegabyte);
-    return "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '-') + "]" +
-           numbers.data();
+    const auto percent = std::to_string(static_cast<int>(share * 100));
+    const auto tenths = done / kTenthOfMegabyte;
+    return "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '-') + "] " +
+           std::string(3 - percent.size(), ' ') + percent + " %  " + std::to_string(tenths / 10) +
+           "." + std::to_string(tenths % 10) + " MB";
 }
 
 }  // namespace

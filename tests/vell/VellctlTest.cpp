@@ -1,0 +1,104 @@
+#include "platform/support/Json.h"
+#include "tests/vell/VellFixture.h"
+
+namespace tavik::testing {
+namespace {
+
+using Vellctl = Vell;
+
+TEST_F(Vellctl, ExportsWhatItImported) {
+    ASSERT_EQ(import(kContent).exitCode, 0);
+    const Result first = vellctl({"export"});
+    EXPECT_EQ(parseJson(first.out), parseJson(kContent)) << first.out;
+    // RapidJSON compares members in any order; the order of writing shows in a second round.
+    ASSERT_EQ(import(R"({"pcd": {"1": {"x": {"y": "z"}}}})").exitCode, 0);
+    EXPECT_EQ(parseJson(vellctl({"export"}).out), parseJson(R"({"pcd":{"1":{"x":{"y":"z"}}}})"));
+    ASSERT_EQ(import(first.out).exitCode, 0);
+    EXPECT_EQ(vellctl({"export"}).out, first.out);
+    EXPECT_LT(first.out.find("Path"), first.out.find("Empty"));
+    ASSERT_EQ(import("{}").exitCode, 0);
+    EXPECT_EQ(parseJson(vellctl({"export"}).out), parseJson("{}"));
+}
+
+TEST_F(Vellctl, NamesThePlaceOfAFaultAndImportsNothing) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"[]", "$ is not an object"},
+        {R"({"pcd": {}, "pcds": {}})", R"($["pcds"] is unknown)"},
+        {R"({"pcd": 1})", "$.pcd is not an object"},
+        {R"({"pcd": {"01": {}}})", R"($.pcd["01"] is not a domain)"},
+        {R"({"pcd": {"-1": {}}})", R"($.pcd["-1"] is not a domain)"},
+        {R"({"pcd": {"1": {"": {}}}})", R"($.pcd["1"] has an empty name)"},
+        {R"({"pcd": {"1": {"/a": {"k": 1}}}})", R"($.pcd["1"]["/a"]["k"] is not a string)"},
+        {R"({"pcd": {"1": {"/a": {"k": "a\u0000"}}}})", "NUL"},
+        {R"({"pcd": {"1": {"/a": {}, "/a": {}}}})", "duplicate key"},
+        {R"({"payloads": {"{P}": {"state": 1}}})", R"($.payloads["{P}"].kind is missing)"},
+        {R"({"payloads": {"{P}": {"kind": "k"}}})", R"($.payloads["{P}"].state is missing)"},
+        {R"({"payloads": {"{P}": {"kind": "k", "state": 3000000000}}})", "state is not a 32-bit"},
+        {R"({"payloads": {"{P}": {"kind": "k", "state": 1, "data": {"x": {}}}}})",
+         R"($.payloads["{P}"].data["x"] is not a domain)"},
+        {R"({"payloads": {"{P}": {"kind": "k", "state": 1, "stat": 1}}})",
+         R"($.payloads["{P}"]["stat"] is unknown)"},
+        {R"({"products": {"p": ["{P}"]}})", R"($.products["p"][0] is "{P}", which is not among)"},
+        {R"({"payloads": {"{P}": {"kind": "k", "state": 1}}, "collections": {"c": ["{P}", "{P}"]}})",
+         R"($.collections["c"][1] is "{P}" a second time)"},
+        {R"({"products": {"p": {}}})", R"($.products["p"] is not an array)"},
+        {R"({"pcd": {"1": {}}}})", "byte 18"},
+    };
+    ASSERT_EQ(import(kContent).exitCode, 0);
+    const std::string before = vellctl({"export"}).out;
+    for (const auto& [json, fault] : rows) {
+        const Result result = import(json);
+        EXPECT_EQ(result.exitCode, 1) << json;
+        EXPECT_EQ(result.out, "") << json;
+        EXPECT_NE(result.err.find(fault), std::string::npos) << json << ": " << result.err;
+        EXPECT_NE(result.err.find("content.json"), std::string::npos) << result.err;
+    }
+    EXPECT_EQ(vellctl({"export"}).out, before);
+}
+
+TEST_F(Vellctl, TouchesOneValueAndTellsFailureFromWrongUsage) {
+    struct {
+        std::vector<std::string> arguments;
+        int exitCode;
+        const char* out;
+    } const rows[] = {
+        {{"get", "1", "a", "k"}, 1, ""},
+        {{"set", "1", "a", "k", "v w"}, 1, ""},  // only an import makes a database
+        {{"import", "/nowhere.json"}, 1, ""},
+        {{}, 2, ""},
+        {{"put"}, 2, ""},
+        {{"get", "1", "a"}, 2, ""},
+        {{"get", "x", "a", "k"}, 2, ""},
+        {{"export", "x"}, 2, ""},
+    };
+    for (const auto& row : rows) {
+        const Result result = vellctl(row.arguments);
+        EXPECT_EQ(result.exitCode, row.exitCode) << ::testing::PrintToString(row.arguments);
+        EXPECT_EQ(result.out, row.out);
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    }
+    ASSERT_EQ(import(R"({"pcd": {"1": {"a": {"j": "1"}}}})").exitCode, 0);
+    EXPECT_EQ(vellctl({"set", "1", "a", "k", "v w"}).exitCode, 0);
+    EXPECT_EQ(vellctl({"get", "1", "a", "k"}).out, "v w\n");
+    EXPECT_EQ(vellctl({"set", "1", "", "k", "v"}).exitCode, 1);
+    EXPECT_EQ(vellctl({"remove", "1", "a", "j"}).exitCode, 0);
+    EXPECT_EQ(vellctl({"remove", "1", "a", "j"}).exitCode, 1);
+    EXPECT_EQ(parseJson(vellctl({"export"}).out), parseJson(R"({"pcd":{"1":{"a":{"k":"v w"}}}})"));
+    const Result help = vellctl({"--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_NE(help.out.find("import FILE.json"), std::string::npos);
+}
+
+// The rule for the file: the variable, then the user's file where there is one, then the system's.
+TEST_F(Vellctl, FindsTheUsersDatabase) {
+    ASSERT_EQ(import(R"({"pcd": {"1": {"a": {"k": "named"}}}})").exitCode, 0);
+    const std::vector<std::string> get{program("vellctl"), "get", "1", "a", "k"};
+    const Environment user{{"XDG_DATA_HOME", folder / "data"}, {"NORVA_VELL_DB", ""}};
+    EXPECT_NE(run(get, user).out, "named\n");
+    std::filesystem::create_directories(folder / "data/norva");
+    std::filesystem::copy_file(database, folder / "data/norva/vell.db");
+    EXPECT_EQ(run(get, user).out, "named\n");
+}
+
+}  // namespace
+}  // namespace tavik::testing
