@@ -14,7 +14,8 @@ namespace {
 
 constexpr const char* kHelp =
     "usage: qpk show FILE\n\n"
-    "Shows what a package says of itself, who signed it, and the files in it.\n";
+    "Shows what a package says of itself, who signed it, and the files in it; executable ones\n"
+    "have a star. Exit status 1: the signature is wrong.\n";
 
 /// A line of the summary; a text of several lines is indented. Nothing for an empty one.
 void printField(const std::string& label, const std::string& text) {
@@ -26,14 +27,18 @@ void printField(const std::string& label, const std::string& text) {
         std::cout << margin << line << '\n';
 }
 
-/// The signature in words; the faulty one's Error in `failure`.
-std::string describeSignature(const Package& package, bool& isWrong) try {
+struct SignatureLine {
+    std::string text;
+    int exitStatus;
+};
+
+SignatureLine describeSignature(const Package& package) try {
     const SignerReport signer = verifyPackage(package, authorRules());
-    return signer.isSigned() ? "key " + signer.fingerprint : "none";
+    return {signer.isSigned() ? "key " + signer.fingerprint : "none", 0};
 } catch (const Error& error) {
-    isWrong = true;
-    return std::string(wordingOf(error.status(), Language::english).cause) + " (" + error.detail() +
-           ")";
+    return {std::string(wordingOf(error.status(), Language::english).cause) + " (" +
+                error.detail() + ")",
+            1};
 }
 
 void printManifest(const Manifest& manifest) {
@@ -67,10 +72,10 @@ int show(const CommandLine& line) {
     printManifest(package.manifest());
     printField("package", readableSize(package.file().size()));
     printField("sha256", digestOf(package.file()));
-    bool isWrong = false;
-    printField("signature", describeSignature(package, isWrong));
+    const SignatureLine signature = describeSignature(package);
+    printField("signature", signature.text);
     printFiles(package.archive());
-    return isWrong ? 1 : 0;
+    return signature.exitStatus;
 }
 
 }  // namespace
