@@ -34,6 +34,8 @@ extern "C" {
 
 #define TAVIK_API __attribute__((visibility("default")))
 
+/* NOLINTBEGIN(modernize-use-using): this header is C as well. */
+
 /** One installed extension; -1 for none. */
 typedef int32_t ExtensionHandle;
 
@@ -61,6 +63,8 @@ typedef struct TavikExtensionMetadata {
     char id[256];
     char storeName[256];
 } TavikExtensionMetadata;
+
+/* NOLINTEND(modernize-use-using) */
 
 TAVIK_STATIC_ASSERT(sizeof(ExtensionHandle) == 4, "a handle is 32 bits wide");
 TAVIK_STATIC_ASSERT(sizeof(TavikUpdateInfo) == 6472, "fixed by the interface");

@@ -17,7 +17,7 @@
 namespace tavik {
 namespace {
 
-constexpr std::size_t kMaxDescriptorBytes = 64 * 1024;
+constexpr std::size_t kMaxDescriptorBytes = std::size_t{64} << 10;
 constexpr std::size_t kMaxNameBytes = 63;
 constexpr std::string_view kEnding = ".json";
 
