@@ -242,6 +242,24 @@ TEST_F(VellFailure, EachHasItsStatusAndDamageItsLine) {
     expect("missing table", VELL_STATUS_DAMAGED, 1);
 }
 
+// A writer that dies after its first pages have reached the file.
+TEST_F(VellFailure, AnInterruptedWritingIsUndone) {
+    ASSERT_EQ(import(kContent).exitCode, 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        Database writer(database, SQLITE_OPEN_READWRITE, std::chrono::seconds(1));
+        writer.execute(
+            "PRAGMA cache_size=2; BEGIN EXCLUSIVE; UPDATE data SET value = 'half'; "
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) "
+            "INSERT INTO data_set (kind, domain, name) SELECT 'pcd', 1, 'name ' || i FROM n");
+        _exit(0);
+    }
+    int ended = 0;
+    waitpid(child, &ended, 0);
+    ASSERT_TRUE(std::filesystem::exists(database + "-journal"));
+    EXPECT_EQ(vellctl({"get", "0", "s", "k"}).out, "v\n");
+}
+
 TEST_F(VellFailure, ALockedDatabaseIsWaitedForAndThenBusy) {
     ASSERT_EQ(import(kContent).exitCode, 0);
     Database writer(database, SQLITE_OPEN_READWRITE, std::chrono::seconds(1));
