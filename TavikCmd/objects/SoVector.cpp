@@ -14,7 +14,7 @@ unsigned long bytesOf(std::int32_t slots) {
 }  // namespace
 
 SoVectorBase::SoVectorBase()
-    : items(static_cast<void**>(mallocHeap(bytesOf(kSlotStep)))), count(0), capacity(kSlotStep) {}
+    : items(static_cast<void**>(mallocHeap(bytesOf(kSlotStep)))), capacity(kSlotStep) {}
 
 SoVectorBase::~SoVectorBase() {
     freeHeap(items);

@@ -10,8 +10,8 @@ namespace Vexil {
 class SoVectorBase : public SoHeap {
   public:
     void** items;
-    std::int32_t count;     ///< slots in use
-    std::int32_t capacity;  ///< slots there are: 32 at first, 32 more at each growth
+    std::int32_t count = 0;  ///< slots in use
+    std::int32_t capacity;   ///< slots there are: 32 at first, 32 more at each growth
 
     SoVectorBase();
     SoVectorBase(const SoVectorBase&) = delete;

@@ -17,8 +17,6 @@ std::uint16_t PCDConnector::liveConnectors = 0;
 
 PCDConnector::PCDConnector(bool withPCD, DomainKey key)
     : wrapper(std::make_unique<PCDWrapper>(withPCD, domainOf(key))),
-      vellLastModTime(0),
-      pcdLastModTime(0),
       domainKey(key),
       usePCD(withPCD) {
     ++liveConnectors;

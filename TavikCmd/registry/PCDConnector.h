@@ -48,8 +48,8 @@ class PCDConnector {
 
   private:
     std::unique_ptr<PCDWrapper> wrapper;
-    std::uint32_t vellLastModTime;
-    std::uint32_t pcdLastModTime;
+    std::uint32_t vellLastModTime = 0;
+    std::uint32_t pcdLastModTime = 0;
     DomainKey domainKey;
     bool usePCD;
 

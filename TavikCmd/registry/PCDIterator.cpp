@@ -63,9 +63,7 @@ PCDIterator::PCDIterator()
       kExecutableExtensionKey("ExecutableExtensionMac", -1),
       kOMVDictionaryKey("OMVDictionary", -1),
       kDeveloperInstallPathKey("DeveloperInstallPath", -1),
-      kRedirectToKey("RedirectTo", -1),
-      vellLastModTime(0),
-      pcdLastModTime(0) {}
+      kRedirectToKey("RedirectTo", -1) {}
 
 PCDIterator::~PCDIterator() = default;
 

@@ -57,8 +57,8 @@ class PCDIterator {
     const SoString kOMVDictionaryKey;
     const SoString kDeveloperInstallPathKey;
     const SoString kRedirectToKey;
-    std::uint32_t vellLastModTime;
-    std::uint32_t pcdLastModTime;
+    std::uint32_t vellLastModTime = 0;
+    std::uint32_t pcdLastModTime = 0;
 
   private:
     struct TextKey;

@@ -39,8 +39,7 @@ PCDEntries::PCDEntries()
       vellGetLastModTime(VELL_ENTRY(vellGetLastModTime)),
       pcdGetLastModTime(VELL_ENTRY(pcdGetLastModTime)) {}
 
-PCDWrapper::PCDWrapper(bool withPCD, vellDomain ofDomain)
-    : pcdSession(nullptr), vellSession(nullptr), domain(ofDomain), usePCD(withPCD) {
+PCDWrapper::PCDWrapper(bool withPCD, vellDomain ofDomain) : domain(ofDomain), usePCD(withPCD) {
     if (usePCD)
         openSessions();
 }

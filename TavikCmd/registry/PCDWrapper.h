@@ -105,8 +105,8 @@ class PCDWrapper {
     bool servedByPCD(vellDomain d) const;
 
     PCDEntries entries;
-    velliSession* pcdSession;
-    velliSession* vellSession;
+    velliSession* pcdSession = nullptr;
+    velliSession* vellSession = nullptr;
     vellDomain domain;
     bool usePCD;
 };

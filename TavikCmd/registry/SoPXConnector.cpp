@@ -73,16 +73,6 @@ std::vector<long> chainEnds(const std::vector<long>& targets) {
 
 }  // namespace
 
-PXConnectorAppInfo::PXConnectorAppInfo()
-    : busVersion(0),
-      allowMultipleInstances(false),
-      isShellTool(false),
-      supportsScriptingToolkit(false),
-      messageAuthentication(true),
-      messageDigest(true),
-      executableExtension("app", -1),
-      processID(0) {}
-
 bool PXConnectorAppInfo::operator==(const PXConnectorAppInfo& other) const {
     return specifier == other.specifier && path == other.path &&
            windowClassName == other.windowClassName && bundleIdentifier == other.bundleIdentifier &&
@@ -95,8 +85,6 @@ bool PXConnectorAppInfo::operator==(const PXConnectorAppInfo& other) const {
            executableExtension == other.executableExtension && dictionary == other.dictionary &&
            developerInstallPath == other.developerInstallPath;
 }
-
-PXConnectorAppInfoList::PXConnectorAppInfoList() : lastUpdated(nullptr) {}
 
 PXConnectorAppInfoList::~PXConnectorAppInfoList() {
     items.deleteAll();

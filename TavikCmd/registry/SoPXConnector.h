@@ -11,25 +11,23 @@ namespace Vexil {
 /// One application that is registered for the scripting bus.
 class PXConnectorAppInfo {
   public:
-    PXConnectorAppInfo();
-
     SoString specifier;
     SoString path;
     SoString windowClassName;
     SoString bundleIdentifier;
     SoString displayName;
-    double busVersion;
-    bool allowMultipleInstances;
-    bool isShellTool;
-    bool supportsScriptingToolkit;
-    bool messageAuthentication;
-    bool messageDigest;
+    double busVersion = 0;
+    bool allowMultipleInstances = false;
+    bool isShellTool = false;
+    bool supportsScriptingToolkit = false;
+    bool messageAuthentication = true;
+    bool messageDigest = true;
     SoString executableBasename;
-    SoString executableExtension;
+    SoString executableExtension{"app", -1};
     SoString dictionary;
     SoString developerInstallPath;
     SoString redirectTarget;  ///< the specifier of another record
-    std::uint32_t processID;
+    std::uint32_t processID = 0;
 
     /// Everything but the redirect target and the process ID; a version that is no number equals
     /// none.
@@ -40,7 +38,7 @@ class PXConnectorAppInfo {
 /// hold until they are removed. Used from one thread at a time.
 class PXConnectorAppInfoList {
   public:
-    PXConnectorAppInfoList();
+    PXConnectorAppInfoList() = default;
     PXConnectorAppInfoList(const PXConnectorAppInfoList&) = delete;
     PXConnectorAppInfoList& operator=(const PXConnectorAppInfoList&) = delete;
     virtual ~PXConnectorAppInfoList();
@@ -84,7 +82,7 @@ class PXConnectorAppInfoList {
 
   private:
     SoVector<PXConnectorAppInfo> items;
-    PXConnectorAppInfo* lastUpdated;  ///< the record that update() touched last, or null
+    PXConnectorAppInfo* lastUpdated = nullptr;  ///< the record that update() touched last, or null
 };
 
 }  // namespace Vexil

@@ -1,5 +1,5 @@
 // Measures the walk over a large application registry beside one plain SELECT of the same rows over
-// the same file, and prints a table of medians. Usage: registry_walk [RUNS]
+// the same file, and prints a table of medians.
 
 #include <algorithm>
 #include <chrono>
@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -22,6 +23,7 @@ namespace vell = tavik::vell;
 
 constexpr int kSubdomains = 20'000;
 constexpr int kKeys = 8;
+constexpr int kRuns = 15;
 constexpr double kTarget = 5;
 
 std::string specifierOf(int number) {
@@ -83,11 +85,11 @@ double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-void measure(const std::string& path, int runs) {
+void measure(const std::string& path) {
     fill(path);
     std::vector<double> walks;
     std::vector<double> selects;
-    for (int i = 0; i < runs; ++i) {
+    for (int i = 0; i < kRuns; ++i) {
         selects.push_back(milliseconds([&] { plainSelect(path); }));
         walks.push_back(milliseconds(walk));
     }
@@ -101,16 +103,16 @@ void measure(const std::string& path, int runs) {
 
 }  // namespace
 
-int main(int argc, char** argv) try {
+int main() try {
     std::string folder = (std::filesystem::temp_directory_path() / "tavik-bench-XXXXXX").string();
     if (mkdtemp(folder.data()) == nullptr)
         throw std::runtime_error("cannot make a folder: " + folder);
     const std::string path = folder + "/vell.db";
     setenv("NORVA_VELL_DB", path.c_str(), 1);
-    measure(path, argc > 1 ? std::max(1, std::atoi(argv[1])) : 15);
+    measure(path);
     std::filesystem::remove_all(folder);
     return 0;
 } catch (const std::exception& error) {
-    std::fprintf(stderr, "registry_walk: %s\n", error.what());
+    std::cerr << "registry_walk: " << error.what() << '\n';
     return 1;
 }

@@ -52,6 +52,8 @@ enum {
 /** Entries that fit the array of pdbGetPayloadDataKeys, the closing null included. */
 #define VELL_PAYLOAD_KEYS_MAX 100
 
+/* NOLINTBEGIN(modernize-use-using): C programs include this, too. */
+
 typedef struct velliSession velliSession;
 
 /** A product, named by mdbGetProduct. */
@@ -63,6 +65,8 @@ typedef struct velliPayload {
     const char* reserved[3];
     const char* kind; /**< "normal" for what a user would call an application */
 } velliPayload;
+
+/* NOLINTEND(modernize-use-using) */
 
 /** Opens the product configuration database; `reserved` is 0. */
 NORVA_VELL_API int pcdOpenSessionNoCreate(velliSession** out, int reserved);

@@ -91,7 +91,7 @@ void explain(const Failure& failure) noexcept try {
         return;
     const std::lock_guard lock(mutex);
     if (explained.insert(std::to_string(failure.status()) + failure.subject()).second)
-        std::fputs((onOneLine(failure.what()) + "\n").c_str(), stderr);
+        static_cast<void>(std::fputs((onOneLine(failure.what()) + "\n").c_str(), stderr));
 } catch (...) {
     // Without memory for the explanation the status has to do.
 }

@@ -104,6 +104,8 @@ int flagsFor(Access access) {
 std::string resolved(const std::string& path, Access access) {
     std::error_code error;
     const fs::path real = fs::canonical(path, error);
+    if (!error && !fs::is_regular_file(real))
+        throw damaged(path, "it is not a file");
     if (!error)
         return real;
     if (error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory)
@@ -123,6 +125,13 @@ std::string resolved(const std::string& path, Access access) {
     return realFolder / fs::path(path).filename();
 }
 
+Database openChecked(const std::string& real, const std::string& path, Access access) {
+    Database database(real, flagsFor(access), kBusyTimeout);
+    if (access != Access::create || !isEmpty(database))
+        checkForm(database, path);
+    return database;
+}
+
 }  // namespace
 
 std::string databasePath() {
@@ -138,10 +147,16 @@ std::string databasePath() {
 }
 
 Database open(const std::string& path, Access access) try {
-    Database database(resolved(path, access), flagsFor(access), kBusyTimeout);
-    if (access != Access::create || !isEmpty(database))
-        checkForm(database, path);
-    return database;
+    const std::string real = resolved(path, access);
+    try {
+        return openChecked(real, path, access);
+    } catch (const SqliteError& error) {
+        if (error.extendedCode() != SQLITE_READONLY_ROLLBACK)
+            throw;
+    }
+    // A writer was killed in the middle; its half is undone by the next one who may write.
+    Database(real, SQLITE_OPEN_READWRITE, kBusyTimeout).pragmaNumber("schema_version");
+    return openChecked(real, path, access);
 } catch (const SqliteError& error) {
     throw describe(error, path);
 }

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
+#include <set>
 
 #include "tests/registry/ScriptedFramework.h"
 
@@ -10,187 +10,83 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kTavik = "/norva/parlex/tavik-7.0";
 constexpr int kNotFound = 255;  // status -1
 
 /// The real program on a scripted registry, with applications that tell how they were started.
 class Launch : public ::testing::Test {
   protected:
     /// Makes an application; it prints its own name and its arguments.
-    static std::string application(const ScriptedFramework& framework, const std::string& name) {
-        const std::string folder = framework.folder() / name;
-        const std::string executable = folder + "/Contents/MacOS/Norva Quendel QZ";
-        writeFile(executable, "#!/bin/sh\necho \"" + name + " $# '$1'\"\n");
-        fs::permissions(executable, fs::perms::owner_all);
-        return folder;
+    static void application(const ScriptedFramework& framework, const std::string& name) {
+        const fs::path file = framework.folder() / (name + "/Contents/MacOS/Norva Quendel QZ");
+        writeFile(file, "#!/bin/sh\necho \"" + name + " $# '$1'\"\n");
+        fs::permissions(file, fs::perms::owner_all);
     }
 };
 
 struct Row {
     const char* name;
-    std::function<void(ScriptedFramework&, const std::string& folder)> script;
+    const char* script;   ///< see ScriptedFramework::script
     const char* started;  ///< the application; empty for none
 };
 
-std::string configPath(const std::string& folder) {
-    return folder + "/P.app/Contents/Resources/Q/conf.xml";
-}
+// A payload {P} with the bus code of the application, which has no path of its own.
+#define PAYLOAD "{P}: ParlexCode=/Norva/Parlex/x; ParlexCode1=/Norva/Parlex/Tavik-7.0\n"
+#define CONFIG "|QRTConfigPath -> 0|@P.app/Contents/Resources/Q/conf.xml\n"
 
-/// A registered application without a path, and the payload with its bus code.
-void pathlessApplication(ScriptedFramework& f, const ScriptedFramework::Values& values) {
-    f.subdomain(
-        "{P}", {{"ParlexCode", "/Norva/Parlex/other"}, {"ParlexCode1", "/Norva/Parlex/Tavik-7.0"}});
-    f.subdomain(kTavik, values);
-}
-
-const std::vector<Row> kRows{
-    {"specifier in other letters",
-     [](auto& f, auto& at) {
-         f.subdomain("/norva/parlex/x", {{"Specifier", "Tavik-7.0"}, {"Path", at + "/A.app"}});
-     },
-     "A.app"},
-    {"product code",
-     [](auto& f, auto& at) {
-         f.subdomain("/norva/parlex/x", {{"ProductCode", "TAVIK-7.0"}, {"Path", at + "/A.app"}});
-     },
-     "A.app"},
-    {"subdomain",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}});
-     },
-     "A.app"},
-    {"subdomain in other letters",
-     [](auto& f, auto& at) {
-         f.subdomain("/norva/parlex/Tavik-7.0", {{"Path", at + "/A.app"}});
-     },
-     ""},
-    {"locale or version of another application",
-     [](auto& f, auto& at) {
-         f.subdomain("/norva/parlex/tavik-7.0-en_us", {{"Path", at + "/A.app"}});
-         f.subdomain("/norva/parlex/tavik-7.1", {{"Path", at + "/A.app"}});
-     },
-     ""},
-    {"other prefix",
-     [](auto& f, auto& at) {
-         f.subdomain("/norva/other/", {{"Specifier", "tavik-7.0"}, {"Path", at + "/A.app"}});
-     },
-     ""},
-    {"below the groups",
-     [](auto& f, auto& at) {
-         f.subdomain("/norva/parlex/groups/x",
-                     {{"Specifier", "tavik-7.0"}, {"Path", at + "/A.app"}});
-     },
-     ""},
-    {"first of two",
-     [](auto& f, auto& at) {
-         f.subdomain("/norva/parlex/x", {{"Specifier", "tavik-7.0"}, {"Path", at + "/B.app"}});
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}});
-     },
-     "B.app"},
-    {"neither path nor redirect",
-     [](auto& f, auto&) {
-         f.subdomain(kTavik, {{"X", "Y"}});
-     },
-     ""},
+const Row kRows[] = {
+    {"specifier in other letters", "x: Specifier=Tavik-7.0; Path=@A.app", "A.app"},
+    {"product code", "x: ProductCode=TAVIK-7.0; Path=@A.app", "A.app"},
+    {"subdomain", "tavik-7.0: Path=@A.app", "A.app"},
+    {"subdomain in other letters", "Tavik-7.0: Path=@A.app", ""},
+    {"other specifiers", "tavik-7.0-en_us: Path=@A.app\ntavik-7.1: Path=@A.app", ""},
+    {"other prefix", "/norva/other/: Specifier=tavik-7.0; Path=@A.app", ""},
+    {"below the groups", "groups/x: Specifier=tavik-7.0; Path=@A.app", ""},
+    {"first of two", "x: Specifier=tavik-7.0; Path=@B.app\ntavik-7.0: Path=@A.app", "B.app"},
+    {"neither path nor redirect", "tavik-7.0: X=Y", ""},
     {"path by payload, its own data",
-     [](auto& f, auto& at) {
-         pathlessApplication(f, {{"ExecutableBasename", "P"}});
-         f.answer("vellGetPayloadData|{P}|4|QRTConfigPath", "0|" + configPath(at));
-         f.answer("pcdGetDomainData|1|{P}|QRTConfigPath", "0|/wrong");
-     },
+     PAYLOAD "vellGetPayloadData|{P}|4" CONFIG "pcdGetDomainData|1|{P}|QRTConfigPath -> 0|/wrong\n"
+             "tavik-7.0: ExecutableBasename=P",
      "P.app"},
     {"path by payload, configuration database",
-     [](auto& f, auto& at) {
-         pathlessApplication(f, {{"ExecutableBasename", "P"}});
-         f.answer("vellGetPayloadData|{P}|4|QRTConfigPath", "0|");
-         f.answer("pcdGetDomainData|1|{P}|QRTConfigPath", "0|" + configPath(at));
-         f.answer("vellGetPayloadData|{P}|0|QRTConfigPath", "0|/wrong");
-     },
+     PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|\npcdGetDomainData|1|{P}" CONFIG
+             "vellGetPayloadData|{P}|0|QRTConfigPath -> 0|/wrong\ntavik-7.0: ExecutableBasename=P",
      "P.app"},
     {"path by payload, installer's data, other extension",
-     [](auto& f, auto& at) {
-         pathlessApplication(f, {{"ExecutableBasename", "A"}, {"ExecutableExtensionMac", "tool"}});
-         f.answer("vellGetPayloadData|{P}|0|QRTConfigPath", "0|" + configPath(at));
-     },
+     PAYLOAD "vellGetPayloadData|{P}|0" CONFIG
+             "tavik-7.0: ExecutableBasename=A; ExecutableExtensionMac=tool",
      "A.tool"},
     {"path by payload, shell tool, folder without a dot",
-     [](auto& f, auto& at) {
-         pathlessApplication(f, {{"IsShellTool", "true"},
-                                 {"ExecutableExtensionMac", ""},
-                                 {"ExecutableBasename", "A"}});
-         f.answer("vellGetPayloadData|{P}|4|QRTConfigPath", "0|" + at);
-     },
+     PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|@\n"
+             "tavik-7.0: IsShellTool=true; ExecutableExtensionMac=; ExecutableBasename=A",
      "A.term"},
     {"payload's file not deep enough",
-     [](auto& f, auto&) {
-         pathlessApplication(f, {{"ExecutableBasename", "P"}});
-         f.answer("vellGetPayloadData|{P}|4|QRTConfigPath", "0|/a/b/c/d/e.xml");
-     },
+     PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|/a/b/c/d/e.xml\n"
+             "tavik-7.0: ExecutableBasename=P",
      ""},
-    {"redirect, the target behind",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"RedirectTo", "other-1.0"}});
-         f.subdomain("/norva/parlex/other-1.0", {{"Path", at + "/B.app"}});
-     },
-     "B.app"},
+    {"redirect", "tavik-7.0: RedirectTo=other-1.0\nother-1.0: Path=@B.app", "B.app"},
     {"chain of redirects over an instance",
-     [](auto& f, auto& at) {
-         f.subdomain("/norva/parlex/end-1.0", {{"Path", at + "/B.app"}});
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}, {"RedirectTo", "between-1.0"}});
-         f.subdomain("/norva/parlex/between-1.0", {{"Path", "/x"}, {"RedirectTo", "End_2-1.0"}});
-     },
+     "end-1.0: Path=@B.app\ntavik-7.0: Path=@A.app; RedirectTo=between-1.0\n"
+     "between-1.0: Path=/x; RedirectTo=End_2-1.0",
      "B.app"},
-    {"redirect to nothing",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}, {"RedirectTo", "nobody"}});
-     },
-     "A.app"},
+    {"redirect to nothing", "tavik-7.0: Path=@A.app; RedirectTo=nobody", "A.app"},
     {"cycle of redirects",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}, {"RedirectTo", "other"}});
-         f.subdomain("/norva/parlex/other", {{"Path", "/x"}, {"RedirectTo", "tavik-7.0"}});
-     },
-     "A.app"},
+     "tavik-7.0: Path=@A.app; RedirectTo=other\nother: Path=/x; RedirectTo=tavik-7.0", "A.app"},
     {"a value that cannot be read empties the list",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}});
-         f.subdomain("/norva/parlex/x", {{"DisplayName", "x"}});
-         f.answer("pcdGetDomainData|1|/norva/parlex/x|DisplayName", "5");
-     },
+     "tavik-7.0: Path=@A.app\nx: DisplayName=x\n"
+     "pcdGetDomainData|1|/norva/parlex/x|DisplayName -> 5",
      ""},
-    {"and later records are listed still",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}, {"DisplayName", "x"}});
-         f.subdomain("/norva/parlex/x", {{"Specifier", "tavik-7.0"}, {"Path", at + "/B.app"}});
-         f.answer("pcdGetDomainData|1|" + std::string(kTavik) + "|DisplayName", "5");
-     },
-     "A.app"},
+    {"and what comes later is listed still",
+     "tavik-7.0: Path=@A.app\ny: Specifier=tavik-7.0; Path=@B.app; DisplayName=x\n"
+     "pcdGetDomainData|1|/norva/parlex/y|DisplayName -> 5",
+     "B.app"},
     {"keys that cannot be listed",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}});
-         f.subdomain("/other", {});
-         f.answer("pcdGetDomainDataKeys|1|/other", "5");
-     },
-     ""},
-    {"null value",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}, {"ProductCode", "null"}});
-     },
-     "A.app"},
-    {"no subdomains", [](auto& f, auto&) { f.answer("pcdGetDomainDataSubdomains|1", "8"); }, ""},
-    {"null list", [](auto& f, auto&) { f.answer("pcdGetDomainDataSubdomains|1", "0|null"); }, ""},
-    {"subdomains that cannot be listed", [](auto&, auto&) {}, ""},
-    {"PCD that does not open",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"Path", at + "/A.app"}});
-         f.answer("pcdOpenSessionNoCreate", "5");
-     },
-     ""},
-    {"application that is not there",
-     [](auto& f, auto& at) {
-         f.subdomain(kTavik, {{"Path", at + "/nothing.app"}});
-     },
-     "nothing"},
+     "tavik-7.0: Path=@A.app\n/other:\npcdGetDomainDataKeys|1|/other -> 5", ""},
+    {"null value", "tavik-7.0: Path=@A.app; ProductCode=null", "A.app"},
+    {"no subdomains", "pcdGetDomainDataSubdomains|1 -> 8", ""},
+    {"null list", "pcdGetDomainDataSubdomains|1 -> 0|null", ""},
+    {"subdomains that cannot be listed", "", ""},
+    {"PCD that does not open", "tavik-7.0: Path=@A.app\npcdOpenSessionNoCreate -> 5", ""},
+    {"application that is not there", "tavik-7.0: Path=@nothing.app", "nothing"},
 };
 
 TEST_F(Launch, StartsTheApplicationThatTheRegistryNames) {
@@ -198,7 +94,7 @@ TEST_F(Launch, StartsTheApplicationThatTheRegistryNames) {
         ScriptedFramework framework;
         for (const char* name : {"A.app", "B.app", "P.app", "A.tool", "A.term"})
             application(framework, name);
-        row.script(framework, framework.folder().path());
+        framework.script(row.script);
         const Result result = framework.run({"--launch", "fr_FR"});
         const std::string started = row.started;
         EXPECT_EQ(result.exitCode, started.empty() ? kNotFound : 0) << row.name;
@@ -211,35 +107,28 @@ TEST_F(Launch, StartsTheApplicationThatTheRegistryNames) {
 // One faulty binding must not take the launch down, nor make up an application.
 TEST_F(Launch, TakesEveryEntryAsOptional) {
     ScriptedFramework framework;
-    framework.subdomain(kTavik, {{"Path", application(framework, "A.app")}});
-    const std::pair<const char*, int> rows[] = {
-        {"pcdOpenSessionNoCreate", kNotFound},
-        {"pcdCloseSession", 0},
-        {"pcdGetDomainDataSubdomains", kNotFound},
-        {"pcdGetDomainDataKeys", kNotFound},
-        {"pcdGetDomainData", kNotFound},
-        {"pcdSetDomainData", 0},
-        {"pcdRemoveDomainData", 0},
-        {"vellOpenSession", 0},
-        {"vellCloseSession", 0},
-        {"vellGetCollectionPayloads", 0},
-        {"vellGetPayloadDataKeys", 0},
-        {"vellGetPayloadData", 0},
-        {"vellGetPayloads", 0},
-        {"vellGetLastModTime", 0},
-        {"pcdGetLastModTime", 0},
-    };
-    for (const auto& [entry, exitCode] : rows) {
+    application(framework, "A.app");
+    framework.script("tavik-7.0: Path=@A.app");
+    const std::set<std::string> needed{"pcdOpenSessionNoCreate", "pcdGetDomainDataSubdomains",
+                                       "pcdGetDomainDataKeys", "pcdGetDomainData"};
+    for (const std::string entry :
+         {"pcdOpenSessionNoCreate", "pcdCloseSession", "pcdGetDomainDataSubdomains",
+          "pcdGetDomainDataKeys", "pcdGetDomainData", "pcdSetDomainData", "pcdRemoveDomainData",
+          "vellOpenSession", "vellCloseSession", "vellGetCollectionPayloads",
+          "vellGetPayloadDataKeys", "vellGetPayloadData", "vellGetPayloads", "vellGetLastModTime",
+          "pcdGetLastModTime"}) {
+        const int exitCode = needed.count(entry) != 0 ? kNotFound : 0;
         const Result result = framework.run({"--launch", "ja_JP"}, {entry});
         EXPECT_EQ(result.exitCode, exitCode) << entry;
         EXPECT_EQ(result.out, exitCode == 0 ? "A.app 1 'ja_JP'\n" : "") << entry;
-        EXPECT_EQ(framework.calls().find(entry + std::string("|")), std::string::npos) << entry;
+        EXPECT_EQ(framework.calls().find(entry + "|"), std::string::npos) << entry;
     }
 }
 
 TEST_F(Launch, PassesAnEmptyLocaleOn) {
     ScriptedFramework framework;
-    framework.subdomain(kTavik, {{"Path", application(framework, "A.app")}});
+    application(framework, "A.app");
+    framework.script("tavik-7.0: Path=@A.app");
     for (const auto& arguments : {std::vector<std::string>{"--launch"}, {"--launch", ""}}) {
         const Result result = framework.run(arguments);
         EXPECT_EQ(result.exitCode, 0);
@@ -249,10 +138,9 @@ TEST_F(Launch, PassesAnEmptyLocaleOn) {
 
 TEST_F(Launch, ReadsInTheOrderOfTheDatabaseAndClosesBothSessions) {
     ScriptedFramework framework;
-    framework.subdomain("{P}", {});
-    framework.answer("vellGetPayloadData|{P}|4|QRTConfigPath", "0|/c");
-    framework.subdomain("/other", {});
-    framework.subdomain(kTavik, {{"Path", "/nowhere"}, {"Unknown", "x"}});
+    framework.script(
+        "{P}:\nvellGetPayloadData|{P}|4|QRTConfigPath -> 0|/c\n/other:\n"
+        "tavik-7.0: Path=/nowhere; Unknown=x");
     framework.run({"--launch", "x"});
     EXPECT_EQ(framework.calls(),
               "pcdOpenSessionNoCreate\n"
@@ -285,13 +173,13 @@ TEST_F(Launch, StartsTheSampleApplicationFromARealDatabase) {
         EXPECT_EQ(run(arguments, environment).exitCode, 0);
     };
     vellctl({"import", source("samples/registry.json")});
-    vellctl({"set", "1", kTavik, "Path", source("samples/Quendel.app")});
+    vellctl({"set", "1", "/norva/parlex/tavik-7.0", "Path", source("samples/Quendel.app")});
     const Result found = run({program("TavikCmd"), "--launch", "de_DE"}, environment);
     EXPECT_EQ(found.exitCode, 0);
     EXPECT_EQ(found.out + found.err, "");
     EXPECT_EQ(readFile(log), "Quendel started with locale 'de_DE'\n");
 
-    vellctl({"set", "1", kTavik, "Specifier", "tavik-7.1"});
+    vellctl({"set", "1", "/norva/parlex/tavik-7.0", "Specifier", "tavik-7.1"});
     for (const char* database : {"vell.db", "missing.db"}) {
         Environment other = environment;
         other["NORVA_VELL_DB"] = folder / database;

@@ -70,39 +70,24 @@ TEST_F(Registry, DomainOperationsGoToTheSessionThatServesThem) {
 
 TEST_F(Registry, AFailedOpeningLeavesNoSessionOfItsOwn) {
     const char** list = nullptr;
-    framework.answer("vellOpenSession", "5");
+    framework.script("vellOpenSession -> 5");
     framework.useHere();
-    {
-        const PCDWrapper w(true, kDomain1);
-        EXPECT_EQ(w.pcdGetDomainDataSubdomains(kDomain1, &list), 7);
-        EXPECT_EQ(w.vellGetPayloads(kVellStateInstalled, &list), kPCDNoSession);
-        EXPECT_EQ(PCDWrapper::vellSetPayloadData("p", kDomain0, "k", "v"), kPCDNotSupported);
-    }
-    framework.answer("pcdOpenSessionNoCreate", "5");
+    EXPECT_EQ(PCDWrapper(true, kDomain1).pcdGetDomainDataSubdomains(kDomain1, &list), 7);
+    EXPECT_EQ(PCDWrapper(true, kDomain1).vellGetPayloads(kVellStateInstalled, &list), 9);
+    framework.script("pcdOpenSessionNoCreate -> 5");
     framework.useHere();
     framework.calls();
-    EXPECT_EQ(PCDWrapper(true, kDomain1).pcdGetDomainDataSubdomains(kDomain1, &list),
-              kPCDNoSession);
+    EXPECT_EQ(PCDWrapper(true, kDomain1).pcdGetDomainDataSubdomains(kDomain1, &list), 9);
     EXPECT_EQ(framework.calls(), "pcdOpenSessionNoCreate\n");
 }
 
 TEST_F(Registry, EveryKeyFillsItsField) {
-    framework.subdomain("/norva/parlex/x", {{"ExecutableBasename", "https://a.norva.com/x"},
-                                            {"WindowClassName", "Window"},
-                                            {"DisplayName", "Name"},
-                                            {"BundleIdentifier", "bundle"},
-                                            {"ParlexVersion", "2.5x"},
-                                            {"AllowMultipleInstances", "true"},
-                                            {"IsShellTool", "TRUE"},
-                                            {"SupportsVRTK", "true"},
-                                            {"MessageAuthentication", "false"},
-                                            {"MessageDigest", "null"},
-                                            {"ExecutableExtensionMac", "ext"},
-                                            {"ExecutableExtensionUnix", "no"},
-                                            {"OMVDictionary", "dictionary"},
-                                            {"DeveloperInstallPath", "/dev"},
-                                            {"RedirectTo", "Nobody"},
-                                            {"Specifier", "X_1-2.0-En"}});
+    framework.script(
+        "x: ExecutableBasename=https://a.norva.com/x; WindowClassName=Window; DisplayName=Name; "
+        "BundleIdentifier=bundle; ParlexVersion=2.5x; AllowMultipleInstances=true; "
+        "IsShellTool=TRUE; SupportsVRTK=true; MessageAuthentication=false; MessageDigest=null; "
+        "ExecutableExtensionMac=ext; ExecutableExtensionUnix=no; OMVDictionary=dictionary; "
+        "DeveloperInstallPath=/dev; RedirectTo=Nobody; Specifier=X_1-2.0-En");
     ASSERT_TRUE(read());
     PXConnectorAppInfo x;
     ASSERT_TRUE(apps.find(text("x_1-2.0-en"), x));
@@ -133,23 +118,19 @@ TEST_F(Registry, OnlyTheMakersPagesAreAPath) {
         {"https://xnorva.com/", ""},
     };
     for (const auto& [basename, path] : rows) {
-        framework.subdomain("/norva/parlex/xx",
-                            {{"ExecutableBasename", basename}, {"RedirectTo", "nobody"}});
+        framework.script(std::string("xx: RedirectTo=nobody; ExecutableBasename=") + basename);
         ASSERT_TRUE(read());
         EXPECT_STREQ(apps.get(0)->path.data, path) << basename;
     }
 }
 
 TEST_F(Registry, ListsGroupsAndDropsWhatIsNotListed) {
-    framework.subdomain("/norva/parlex/groups", {{"Group1", "/norva/parlex/groups/Design"},
-                                                 {"Members", "/norva/parlex/groups/no"},
-                                                 {"Group2", "/norva/parlex/groups/"},
-                                                 {"Group", "null"},
-                                                 {"Path", "/x"}});
-    framework.subdomain("/norva/parlex/X", {{"Path", "/x"}});  // one byte is no specifier
-    framework.subdomain("/norva/parlex/Sketcher-17.0", {{"Path", "/x"}});
-    framework.subdomain("/norva/parlex/again", {{"Path", "/x"}, {"Specifier", "sketch"}});
-    framework.subdomain("/norva/parlex/once more", {{"Path", "/x"}, {"Specifier", "sketch"}});
+    framework.script(
+        "groups: Group1=/norva/parlex/groups/Design; Members=/norva/parlex/groups/no; "
+        "Group2=/norva/parlex/groups/; Group=null; Path=/x\n"
+        "X: Path=/x\n"  // one byte is no specifier
+        "Sketcher-17.0: Path=/x\nagain: Path=/x; Specifier=sketch\n"
+        "once more: Path=/x; Specifier=sketch");
     ASSERT_TRUE(read());
     ASSERT_EQ(groups.count, 1);
     EXPECT_STREQ(groups.at(0)->data, "design");
@@ -158,18 +139,17 @@ TEST_F(Registry, ListsGroupsAndDropsWhatIsNotListed) {
     EXPECT_STREQ(apps.get(1)->specifier.data, "sketch");
     EXPECT_EQ(apps.get(2), nullptr);
 
-    framework.answer("pcdGetDomainData|1|/norva/parlex/groups|Group1", "5");
+    framework.script("pcdGetDomainData|1|/norva/parlex/groups|Group1 -> 5");
     EXPECT_TRUE(read());
     EXPECT_EQ(groups.count, 0);  // the list starts from scratch
 }
 
 TEST_F(Registry, TheLastMatchingPayloadWins) {
-    framework.subdomain("{A}", {{"ParlexCode", "/norva/parlex/app"}, {"QRTConfigPath", "/a"}});
-    framework.subdomain("{B}", {{"ParlexCode", "/norva/parlex/APP"},
-                                {"ParlexCode1", ""},
-                                {"ParlexCode2", "/norva/parlex/unread"},
-                                {"QRTConfigPath", "/b"}});
-    framework.subdomain("/norva/parlex/App", {{"ExecutableBasename", "x"}});
+    framework.script(
+        "{A}: ParlexCode=/norva/parlex/app; QRTConfigPath=/a\n"
+        "{B}: ParlexCode=/norva/parlex/APP; ParlexCode1=; ParlexCode2=/norva/parlex/unread; "
+        "QRTConfigPath=/b\n"
+        "App-1: ExecutableBasename=x; Specifier=App");
     ASSERT_TRUE(read());
     EXPECT_STREQ(apps.get(0)->path.data, "/b/x.app");
     EXPECT_EQ(framework.calls().find("ParlexCode2"), std::string::npos);
@@ -180,8 +160,8 @@ TEST_F(Registry, ConnectorsHaveNamesTimesAndASharedFolder) {
                                 "PCD-cache-tiv", "PCD-cache-qrt", "PCD-cache"},
                                {"PCD-master-installer", "PCD", "PCD-master-qel", "PCD-master-tiv",
                                 "PCD-master-qrt", "PCD-master"}};
-    framework.answer("vellGetLastModTime", "0|5000000000");
-    framework.answer("pcdGetLastModTime", "5|6000000000");
+    framework.script("vellGetLastModTime -> 0|5000000000");
+    framework.script("pcdGetLastModTime -> 5|6000000000");
     framework.useHere();
     for (unsigned usePCD = 0; usePCD < 2; ++usePCD)
         for (unsigned key = 0; key < 6; ++key)
@@ -279,13 +259,19 @@ TEST(AppInfoList, ResolvesLongChainsAndEndsInCycles) {
     for (int i = 1; i < 50'000; ++i)
         list.appendNew(record(("link" + std::to_string(i)).c_str(), "/no",
                               ("link" + std::to_string(i - 1)).c_str()));
-    list.appendNew(record("to nothing", "", "entrance"));
+    list.appendNew(record("to the entrance", "", "entrance"));
     list.appendNew(record("emptied", "/x", "no path"));
     list.appendNew(record("no path", ""));
     EXPECT_TRUE(list.resolveRedirectTo());
     const std::pair<const char*, const char*> rows[] = {
-        {"entrance", "/1"}, {"1", "/1"},           {"2", "/2"},          {"3", "/3"},
-        {"itself", "/i"},   {"link49999", "/end"}, {"to nothing", "/1"}, {"emptied", ""},
+        {"entrance", "/1"},
+        {"1", "/1"},
+        {"2", "/2"},
+        {"3", "/3"},
+        {"itself", "/i"},
+        {"link49999", "/end"},
+        {"to the entrance", "/1"},
+        {"emptied", ""},
     };
     for (const auto& [specifier, path] : rows)
         EXPECT_STREQ(list.find(text(specifier))->path.data, path) << specifier;

@@ -2,8 +2,10 @@
 
 #include <dlfcn.h>
 
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 #include <stdexcept>
 
 namespace tavik::testing {
@@ -27,15 +29,32 @@ void ScriptedFramework::loadHere(const std::vector<std::string>& missingEntries)
         throw std::runtime_error(dlerror());
 }
 
-void ScriptedFramework::subdomain(const std::string& name, const Values& values) {
-    subdomains_ += "|" + name;
-    std::string keys;
-    for (const auto& [key, value] : values) {
-        keys += "|" + key;
-        answer("pcdGetDomainData|1|" + name + "|" + key, "0|" + value);
+void ScriptedFramework::script(const std::string& lines) {
+    std::istringstream stream(lines);
+    for (std::string line; std::getline(stream, line);) {
+        if (const auto at = line.find('@'); at != std::string::npos)
+            line.replace(at, 1, folder_.path().string() + "/");
+        if (line.find(" -> ") != std::string::npos)
+            script_ += line + "\n";
+        else
+            subdomain(line.substr(0, line.find(':')), line.substr(line.find(':') + 1));
     }
-    answer("pcdGetDomainDataKeys|1|" + name, "0" + keys);
-    answer("pcdGetDomainDataSubdomains|1", "0" + subdomains_);
+}
+
+void ScriptedFramework::subdomain(std::string name, const std::string& values) {
+    if (std::isalpha(name[0]) != 0)
+        name.insert(0, "/norva/parlex/");
+    std::string keys;
+    std::istringstream stream(values);
+    for (std::string value; std::getline(stream >> std::ws, value, ';');) {
+        const std::string key = value.substr(0, value.find('='));
+        keys += "|" + key;
+        script_ += "pcdGetDomainData|1|" + name + "|" + key + " -> 0|" +
+                   value.substr(value.find('=') + 1) + "\n";
+    }
+    subdomains_ += "|" + name;
+    script_ += "pcdGetDomainDataKeys|1|" + name + " -> 0" + keys + "\n";
+    script_ += "pcdGetDomainDataSubdomains|1 -> 0" + subdomains_ + "\n";
 }
 
 void ScriptedFramework::useHere() const {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/Process.h"
@@ -12,18 +11,15 @@ namespace tavik::testing {
 /// The scripted framework, its script and its log, for this process or for the real program.
 class ScriptedFramework {
   public:
-    using Values = std::vector<std::pair<std::string, std::string>>;
-
     /// Loads the library, or a copy of it without these entries, into this process: it then is what
     /// "libnorva_vell.so" means here.
     void loadHere(const std::vector<std::string>& missingEntries = {}) const;
 
-    /// Adds a line; a later line for the same call wins.
-    void answer(const std::string& call, const std::string& result) {
-        script_ += call + " -> " + result + "\n";
-    }
-    /// Adds a subdomain of domain 1 with keys and values, in this order.
-    void subdomain(const std::string& name, const Values& values);
+    /// Adds lines; a later one for the same call wins. A line is a call and its answer, as in
+    /// ScriptedVell.cpp, or a subdomain of domain 1 with its keys and values in their order:
+    /// "tavik-7.0: Path=/a; DisplayName=b". "/norva/parlex/" goes before a name that begins with a
+    /// letter, and "@" stands for the folder.
+    void script(const std::string& lines);
 
     /// Writes the script for this process.
     void useHere() const;
@@ -37,6 +33,7 @@ class ScriptedFramework {
     const TemporaryFolder& folder() const { return folder_; }
 
   private:
+    void subdomain(std::string name, const std::string& values);
     std::string library(const std::vector<std::string>& missingEntries) const;
 
     TemporaryFolder folder_;

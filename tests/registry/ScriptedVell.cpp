@@ -114,62 +114,46 @@ int close(const velliSession* session, const char* entry) {
 
 }  // namespace
 
-int pcdOpenSessionNoCreate(velliSession** out, int reserved) {
-    return reserved == 0 ? open(out, "pcdOpenSessionNoCreate", "pcd") : 6;
-}
-int vellOpenSession(velliSession** out) {
-    return open(out, "vellOpenSession", "vell");
-}
-int mdbOpenSessionNoCreate(velliSession** out) {
-    return open(out, "mdbOpenSessionNoCreate", "mdb");
-}
-int pdbOpenSessionNoCreate(velliSession** out) {
-    return open(out, "pdbOpenSessionNoCreate", "pdb");
-}
-int pcdCloseSession(velliSession* session) {
-    return close(session, "pcdCloseSession");
-}
-int vellCloseSession(velliSession* session) {
-    return close(session, "vellCloseSession");
-}
-int mdbCloseSession(velliSession* session) {
-    return close(session, "mdbCloseSession");
-}
-int pdbCloseSession(velliSession* session) {
-    return close(session, "pdbCloseSession");
-}
+#define DEFINE_OPEN_AND_CLOSE(prefix, suffix, ...)                    \
+    int prefix##OpenSession##suffix(velliSession** out __VA_ARGS__) { \
+        return open(out, #prefix "OpenSession" #suffix, #prefix);     \
+    }                                                                 \
+    int prefix##CloseSession(velliSession* session) {                 \
+        return close(session, #prefix "CloseSession");                \
+    }
+DEFINE_OPEN_AND_CLOSE(pcd, NoCreate, , int)
+DEFINE_OPEN_AND_CLOSE(vell, , )
+DEFINE_OPEN_AND_CLOSE(mdb, NoCreate, )
+DEFINE_OPEN_AND_CLOSE(pdb, NoCreate, )
 
-int pcdGetDomainDataSubdomains(velliSession* /*session*/, int domain, const char*** out) {
+int pcdGetDomainDataSubdomains(velliSession*, int domain, const char*** out) {
     return give(out, answerTo("pcdGetDomainDataSubdomains", domain));
 }
-int pcdGetDomainDataKeys(velliSession* /*session*/, int domain, const char* sub,
-                         const char*** out) {
+int pcdGetDomainDataKeys(velliSession*, int domain, const char* sub, const char*** out) {
     return give(out, answerTo("pcdGetDomainDataKeys", domain, sub));
 }
-int pcdGetDomainData(velliSession* /*session*/, int domain, const char* sub, const char* key,
+int pcdGetDomainData(velliSession*, int domain, const char* sub, const char* key,
                      const char** out) {
     return give(out, answerTo("pcdGetDomainData", domain, sub, key));
 }
-int pcdSetDomainData(velliSession* /*session*/, int domain, const char* sub, const char* key,
+int pcdSetDomainData(velliSession*, int domain, const char* sub, const char* key,
                      const char* value) {
     return answerTo("pcdSetDomainData", domain, sub, key, value).status;
 }
-int pcdRemoveDomainData(velliSession* /*session*/, int domain, const char* sub, const char* key) {
+int pcdRemoveDomainData(velliSession*, int domain, const char* sub, const char* key) {
     return answerTo("pcdRemoveDomainData", domain, sub, key).status;
 }
-int vellGetCollectionPayloads(velliSession* /*session*/, int state, const char* collection,
-                              const char*** out) {
+int vellGetCollectionPayloads(velliSession*, int state, const char* collection, const char*** out) {
     return give(out, answerTo("vellGetCollectionPayloads", state, collection));
 }
-int vellGetPayloadDataKeys(velliSession* /*session*/, const char* payload, int domain,
-                           const char*** out) {
+int vellGetPayloadDataKeys(velliSession*, const char* payload, int domain, const char*** out) {
     return give(out, answerTo("vellGetPayloadDataKeys", payload, domain));
 }
-int vellGetPayloadData(velliSession* /*session*/, const char* payload, int domain, const char* key,
+int vellGetPayloadData(velliSession*, const char* payload, int domain, const char* key,
                        const char** out) {
     return give(out, answerTo("vellGetPayloadData", payload, domain, key));
 }
-int vellGetPayloads(velliSession* /*session*/, int state, const char*** out) {
+int vellGetPayloads(velliSession*, int state, const char*** out) {
     return give(out, answerTo("vellGetPayloads", state));
 }
 int vellGetLastModTime(unsigned long* out) {
@@ -178,17 +162,17 @@ int vellGetLastModTime(unsigned long* out) {
 int pcdGetLastModTime(unsigned long* out) {
     return give(out, answerTo("pcdGetLastModTime"));
 }
-int mdbGetProductIDList(velliSession* /*session*/, const char*** out) {
+int mdbGetProductIDList(velliSession*, const char*** out) {
     return give(out, answerTo("mdbGetProductIDList"));
 }
-int mdbGetProduct(velliSession* /*session*/, const char* productId, velliProduct** out) {
+int mdbGetProduct(velliSession*, const char* productId, velliProduct** out) {
     *out = &products.emplace_back(velliProduct{productId});
     return answerTo("mdbGetProduct", productId).status;
 }
-int mdbGetProductPayloads(velliSession* /*session*/, velliProduct* product, const char*** out) {
+int mdbGetProductPayloads(velliSession*, velliProduct* product, const char*** out) {
     return give(out, answerTo("mdbGetProductPayloads", product->id.c_str()));
 }
-int mdbGetPayload(velliSession* /*session*/, const char* payloadId, velliPayload** out) {
+int mdbGetPayload(velliSession*, const char* payloadId, velliPayload** out) {
     const Answer answer = answerTo("mdbGetPayload", payloadId);
     velliPayload& payload = payloads.emplace_back();
     if (answer.texts.size() == 2)
@@ -196,12 +180,11 @@ int mdbGetPayload(velliSession* /*session*/, const char* payloadId, velliPayload
     *out = &payload;
     return answer.status;
 }
-int pdbGetPayloadData(velliSession* /*session*/, const char* code, int selector, const char* key,
+int pdbGetPayloadData(velliSession*, const char* code, int selector, const char* key,
                       const char** out) {
     return give(out, answerTo("pdbGetPayloadData", code, selector, key));
 }
-int pdbGetPayloadDataKeys(velliSession* /*session*/, const char* code, int selector,
-                          const char** keys) {
+int pdbGetPayloadDataKeys(velliSession*, const char* code, int selector, const char** keys) {
     const Answer answer = answerTo("pdbGetPayloadDataKeys", code, selector);
     for (const auto& key : answer.texts)
         *keys++ = keep(key);
