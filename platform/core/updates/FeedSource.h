@@ -26,7 +26,8 @@ class FeedSource {
     DocumentRequest request() const;
     void take(FetchResult result);
 
-    /// Whether its signature has to be fetched: for new bytes, and where what is kept is not enough.
+    /// Whether its signature has to be fetched: for new bytes, and where what is kept is not
+    /// enough.
     bool lacksSignature(const FeedTrust& trust) const;
     DocumentRequest signatureRequest() const;
     void takeSignature(FetchResult result);
