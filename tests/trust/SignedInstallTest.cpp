@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/core/package/Package.h"
+#include "platform/support/Json.h"
 #include "tests/support/Machine.h"
 
 namespace tavik::testing {
@@ -90,6 +91,35 @@ TEST_F(SignedInstall, RefusesWhatIsWrongWhateverThePolicy) {
     expectInstall(kContentDiffers, repacked("1.1", signature), {});
     expectInstall(kSignatureWrong, repacked("1.0", readFile(machine_.path("one.pem"))), {});
     EXPECT_EQ(machine_.garbage(), List{});
+}
+
+// An update comes from a feed that is signed as well, and leaves all as it was where it is not.
+TEST_F(SignedInstall, IsUpdatedFromASignedFeed) {
+    const std::string web = machine_.path("web");
+    const auto build = [&](const std::string& version, const std::string& path) {
+        PackageBuilder("com.example.a", version)
+            .with("updateUrl", quoteJson("file://" + web + "/feed.json"))
+            .write(path);
+        return run({program("qpk"), "sign", path, "--key", machine_.path("one.key")}).exitCode;
+    };
+    const auto update = [&] { return machine_.tavik({"--update", "com.example.a"}).exitCode; };
+    requireSignatures();
+    trust("one");
+    ASSERT_EQ(build("1.0", machine_.path("a.qpk")) + build("1.1", web + "/a.qpk"), 0);
+    expectInstall(0, machine_.path("a.qpk"), {"Enabled com.example.a 1.0"});
+
+    ASSERT_EQ(run({program("qpk"), "feed", web}).exitCode, 0);
+    EXPECT_EQ(update(), kSignatureMissing);
+    ASSERT_EQ(run({program("qpk"), "feed", web, "--key", machine_.path("two.key")}).exitCode, 0);
+    EXPECT_EQ(update(), kSignerUnknown);
+    ASSERT_EQ(run({program("qpk"), "feed", web, "--key", machine_.path("one.key")}).exitCode, 0);
+    const std::string feed = readFile(web + "/feed.json");
+    writeFile(web + "/feed.json", feed + "\n");
+    EXPECT_EQ(update(), kSignatureWrong);
+    EXPECT_EQ(machine_.listed(), List{"Enabled com.example.a 1.0"});
+    writeFile(web + "/feed.json", feed);
+    EXPECT_EQ(update(), 0);
+    EXPECT_EQ(machine_.listed(), List{"Enabled com.example.a 1.1"});
 }
 
 // Start-up time counts: a run that meets no signature has no use for the cryptography.
