@@ -16,6 +16,9 @@ class CTavikZephalMessageListener final : public norva::zephal::api::IZephalMess
 /// The process's one connection to the messaging system; tells the hub how an operation went.
 class CTavikZephal {
   public:
+    CTavikZephal(const CTavikZephal&) = delete;
+    CTavikZephal& operator=(const CTavikZephal&) = delete;
+
     /// The instance; the first call makes the connection. Without a messaging system the instance
     /// stays unconnected for the rest of the run.
     static CTavikZephal& getInstance();
@@ -28,8 +31,6 @@ class CTavikZephal {
   private:
     CTavikZephal();
     ~CTavikZephal();
-    CTavikZephal(const CTavikZephal&) = delete;
-    CTavikZephal& operator=(const CTavikZephal&) = delete;
 
     std::unique_ptr<norva::zephal::api::IZephalMessageDispatcher> dispatcher;
     std::unique_ptr<CTavikZephalMessageListener> listener;

@@ -164,9 +164,10 @@ class ZEPHAL_API IZephalMessageListener {
 class ZEPHAL_API IZephalMessageDispatcher {
   public:
     /// A new dispatcher, the caller's to delete; null without a session bus, and where the bus
-    /// refuses or does not answer. `listener` is for messages to all, `listener2` for those that
-    /// are addressed to this endpoint; they may be null or one and the same, and outlive the
-    /// dispatcher. They hear from Listen() on: a process that only sends starts no thread.
+    /// refuses or does not answer. `appId` may have 70 bytes. `listener` is for messages to all,
+    /// `listener2` for those that are addressed to this endpoint; they may be null or one and the
+    /// same, and outlive the dispatcher. They hear from Listen() on: a process that only sends
+    /// starts no thread.
     static IZephalMessageDispatcher* Create(const char* appId, IZephalMessageListener* listener,
                                             IZephalMessageListener* listener2);
 
@@ -176,8 +177,8 @@ class ZEPHAL_API IZephalMessageDispatcher {
     IZephalMessageDispatcher& operator=(const IZephalMessageDispatcher&) = delete;
 
     /// True once the bus has passed the message on; it needs nothing more of this process. Whether
-    /// anyone listens is not told. False for kinds of messages that the bus does not carry, and for
-    /// a type that is not UTF-8.
+    /// anyone listens is not told. False for kinds of messages that the bus does not carry, for a
+    /// type or an own application id that is not UTF-8, and for a payload beyond 64 MiB.
     virtual bool Send(ZephalMessage& message) = 0;
 
     /// All endpoints, this one among them, in the order of application id and id. A fill gives what

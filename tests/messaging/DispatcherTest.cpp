@@ -2,11 +2,8 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <condition_variable>
-#include <cstdlib>
 #include <deque>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 
@@ -16,24 +13,36 @@
 namespace tavik::testing {
 namespace {
 
-using norva::zephal::api::EndPoint;
-using norva::zephal::api::IZephalMessageDispatcher;
-using norva::zephal::api::IZephalMessageListener;
-using norva::zephal::api::SuiteMessage;
-using norva::zephal::api::ZephalMessage;
+using namespace norva::zephal::api;
 using sample::zephal::helper::MessageHelper;
-
 using Dispatcher = std::unique_ptr<IZephalMessageDispatcher>;
 
-/// Keeps what it hears as "SENDER TYPE PAYLOAD".
+Dispatcher dispatcher(const char* appId, IZephalMessageListener* toAll = nullptr,
+                      IZephalMessageListener* toThis = nullptr) {
+    return Dispatcher(IZephalMessageDispatcher::Create(appId, toAll, toThis));
+}
+
+bool send(const Dispatcher& from, const char* payload, const std::vector<EndPoint>& to = {}) {
+    SuiteMessage message("test.type");
+    message.SetPayload(payload);
+    for (const auto& endPoint : to)
+        message.AddDestination(endPoint);
+    return from->Send(message);
+}
+
+/// Keeps what it hears as "SENDER TYPE PAYLOAD"; with a dispatcher, it also answers.
 class Ear final : public IZephalMessageListener {
   public:
+    Dispatcher answering;
+
     void Receive(ZephalMessage& message) override {
         const auto& suite = dynamic_cast<SuiteMessage&>(message);
         const std::lock_guard lock(mutex_);
         heard_.push_back(MessageHelper::GetAppId(suite) + " " + MessageHelper::GetType(suite) +
                          " " + MessageHelper::GetPayload(suite));
         more_.notify_one();
+        if (answering)
+            send(answering, "answer");
     }
 
     /// The next one, waited for; "" where none comes.
@@ -52,19 +61,6 @@ class Ear final : public IZephalMessageListener {
     std::deque<std::string> heard_;
 };
 
-Dispatcher dispatcher(const char* appId, IZephalMessageListener* toAll = nullptr,
-                      IZephalMessageListener* toThis = nullptr) {
-    return Dispatcher(IZephalMessageDispatcher::Create(appId, toAll, toThis));
-}
-
-bool send(const Dispatcher& from, const char* payload, const std::vector<EndPoint>& to = {}) {
-    SuiteMessage message("test.type");
-    message.SetPayload(payload);
-    for (const auto& endPoint : to)
-        message.AddDestination(endPoint);
-    return from->Send(message);
-}
-
 std::string appIds(const std::vector<EndPoint>& endPoints) {
     std::string all;
     for (const auto& endPoint : endPoints)
@@ -72,127 +68,110 @@ std::string appIds(const std::vector<EndPoint>& endPoints) {
     return all;
 }
 
-std::ptrdiff_t threads() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
-}
-
-TEST(Dispatcher, FindsTheSessionBus) {
-    const PrivateBus bus;
-    const struct {
-        const char* address;
-        std::string runtimeFolder;
-        bool found;
-    } rows[] = {
-        {"", "", false},
-        {"", "/nowhere", false},
-        {"", bus.folder(), true},
-        {"autolaunch:", bus.folder(), false},
-        {"tcp:host=localhost,port=1", "", false},
-        {"unixexec:path=/bin/true", "", false},
-        {"unix:path=/nowhere/bus", bus.folder(), false},
-        {"nonsense", "", false},
+TEST(Dispatcher, FindsTheSessionBusOrLoadsNothing) {
+    const auto clientLoaded = [] {
+        return dlopen("libsystemd.so.0", RTLD_LAZY | RTLD_NOLOAD) != nullptr;
     };
-    for (const auto& row : rows) {
-        setenv("DBUS_SESSION_BUS_ADDRESS", row.address, 1);
-        setenv("XDG_RUNTIME_DIR", row.runtimeFolder.c_str(), 1);
-        EXPECT_EQ(dispatcher("A") != nullptr, row.found) << row.address << row.runtimeFolder;
-    }
-    const std::string several = "tcp:host=localhost,port=1;unix:path=/nowhere/bus;" + bus.address();
-    setenv("DBUS_SESSION_BUS_ADDRESS", several.c_str(), 1);
-    EXPECT_NE(dispatcher("A"), nullptr);
-}
-
-TEST(Dispatcher, LoadsNoBusClientWithoutABus) {
+    const bool before = clientLoaded();
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
     unsetenv("XDG_RUNTIME_DIR");
     EXPECT_EQ(dispatcher("A"), nullptr);
-    EXPECT_EQ(dlopen("libsystemd.so.0", RTLD_LAZY | RTLD_NOLOAD), nullptr);
+    EXPECT_EQ(clientLoaded(), before);
+
+    const PrivateBus bus;
+    const TemporaryFolder folder;
+    const std::string program = folder / "started";
+    const struct {
+        std::string address;
+        std::string runtimeFolder;
+        bool found;
+    } rows[] = {
+        {"", "/nowhere", false},
+        {"", bus.folder(), true},
+        {"autolaunch:", bus.folder(), false},
+        {"unixexec:path=/usr/bin/touch,argv1=" + program, "", false},
+        {"unix:path=/nowhere/bus", bus.folder(), false},
+        {"tcp:host=localhost,port=1;unix:path=/nowhere/bus;" + bus.address(), "", true},
+    };
+    for (const auto& row : rows) {
+        setenv("DBUS_SESSION_BUS_ADDRESS", row.address.c_str(), 1);
+        setenv("XDG_RUNTIME_DIR", row.runtimeFolder.c_str(), 1);
+        EXPECT_EQ(dispatcher("A") != nullptr, row.found) << row.address << row.runtimeFolder;
+    }
+    EXPECT_FALSE(std::filesystem::exists(program)) << "a program was started for an address";
 }
 
 TEST(Dispatcher, IsAnEndPointThatOthersFind) {
     const PrivateBus bus;
-    const Dispatcher one = dispatcher("Sketch_2-17.0");
-    const Dispatcher two = dispatcher("sketch");
-    const Dispatcher three = dispatcher("sketchbook");
-    const Dispatcher same = dispatcher("sketch");
-    const Dispatcher odd = dispatcher("7 \xc3\xa9.\"_2e");
-    const auto all = MessageHelper::GetEndPoints(one.get());
-    EXPECT_EQ(appIds(all), "7 \xc3\xa9.\"_2e;Sketch_2-17.0;sketch;sketch;sketchbook;");
-    EXPECT_NE(MessageHelper::GetId(all[2]), MessageHelper::GetId(all[3]));
-    EXPECT_EQ(appIds(MessageHelper::GetEndPointsByAppId(two.get(), "sketch")), "sketch;sketch;");
-    EXPECT_EQ(appIds(MessageHelper::GetEndPointsByAppId(two.get(), "Sketch")), "");
-
-    const auto find = [&](const char* specifier) {
-        return appIds(MessageHelper::GetEndPointsBySpecifier(three.get(), specifier));
-    };
-    EXPECT_EQ(find("SKETCH"), "Sketch_2-17.0;sketch;sketch;");
-    EXPECT_EQ(find("sketch_2"), "Sketch_2-17.0;");
-    EXPECT_EQ(find("sketch-17.0"), "");
-    EXPECT_EQ(find(""), "");
+    std::vector<Dispatcher> all;
+    for (const char* appId : {"Sketch_2-17.0", "sketch", "sketchbook", "sketch", "7 \xc3\xa9\"_2e"})
+        all.push_back(dispatcher(appId));
+    const auto found = MessageHelper::GetEndPoints(all[0].get());
+    EXPECT_EQ(appIds(found), "7 \xc3\xa9\"_2e;Sketch_2-17.0;sketch;sketch;sketchbook;");
+    EXPECT_NE(MessageHelper::GetId(found[2]), MessageHelper::GetId(found[3]));
+    EXPECT_NE(dispatcher(std::string(70, '.').c_str()), nullptr);
+    EXPECT_EQ(dispatcher(std::string(255, 'a').c_str()), nullptr);
+    const auto* any = all[2].get();
+    EXPECT_EQ(appIds(MessageHelper::GetEndPointsByAppId(any, "sketch")), "sketch;sketch;");
+    const std::pair<const char*, const char*> rows[] = {{"SKETCH", "Sketch_2-17.0;sketch;sketch;"},
+                                                        {"sketch_2", "Sketch_2-17.0;"},
+                                                        {"sketch-17.0", ""},
+                                                        {"", ""}};
+    for (const auto& [specifier, expected] : rows)
+        EXPECT_EQ(appIds(MessageHelper::GetEndPointsBySpecifier(any, specifier)), expected)
+            << specifier;
 }
 
 TEST(Dispatcher, SendsToAllOrToItsDestinationsAlone) {
     const PrivateBus bus;
     Ear toAll;
-    Ear toOne;
+    Ear toFirst;
     Ear other;
-    const Dispatcher first = dispatcher("First", &toAll, &toOne);
+    const Dispatcher first = dispatcher("First", &toAll, &toFirst);
     const Dispatcher second = dispatcher("Second", &other, &other);
     ASSERT_TRUE(first->Listen() && first->Listen() && second->Listen());
     const Dispatcher sender = dispatcher("Sender", &other, &other);
 
     EXPECT_TRUE(send(sender, "alone", MessageHelper::GetEndPointsByAppId(sender.get(), "First")));
-    EXPECT_FALSE(send(sender, "nobody", {EndPoint("First", "")}));
+    EXPECT_FALSE(send(sender, "nobody", {EndPoint()}));
     EXPECT_TRUE(send(sender, "all"));
     EXPECT_TRUE(send(first, "not to itself"));
     EXPECT_TRUE(send(sender, "last"));
-    EXPECT_EQ(toOne.next(), "Sender test.type alone");
+    EXPECT_EQ(toFirst.next(), "Sender test.type alone");
     EXPECT_EQ(toAll.next(), "Sender test.type all");
     EXPECT_EQ(toAll.next(), "Sender test.type last");
     EXPECT_EQ(other.next(), "Sender test.type all");
     EXPECT_EQ(other.next(), "First test.type not to itself");
 }
 
-TEST(Dispatcher, CarriesAnyBytesAndRefusesATypeThatIsNotUtf8) {
+TEST(Dispatcher, SendsAnyBytesFromAnyThreadAndNoTypeButUtf8) {
     struct WithNul final : SuiteMessage {
         using SuiteMessage::SuiteMessage;
         unsigned long GetPayloadSize() const override { return 4; }
         void GetPayload(char* buffer) const override { std::copy_n("\xff\0b", 4, buffer); }
     };
     const PrivateBus bus;
-    Ear ear;
-    const Dispatcher hearing = dispatcher("Hearing", &ear);
-    ASSERT_TRUE(hearing->Listen());
-    const Dispatcher sender = dispatcher("Sender");
+    Ear asked;
+    Ear answered;
+    asked.answering = dispatcher("Asked", &asked);
+    const Dispatcher asker = dispatcher("Asker", &answered);
+    ASSERT_TRUE(asked.answering->Listen() && asker->Listen());
     WithNul bad("\xff");
     WithNul good("t");
-    EXPECT_FALSE(sender->Send(bad));
-    EXPECT_TRUE(sender->Send(good));
-    EXPECT_EQ(ear.next(), std::string("Sender t \xff\0b", 12));
-}
-
-/// Answers each message to all with one of its own.
-struct Echo final : IZephalMessageListener {
-    Dispatcher own;
-    void Receive(ZephalMessage& /*message*/) override { send(own, "echo"); }
-};
-
-TEST(Dispatcher, SendsFromWithinReceiveAndFromOtherThreadsAtOnce) {
-    const PrivateBus bus;
-    Ear ear;
-    Echo echo;
-    echo.own = dispatcher("Echo", &echo);
-    const Dispatcher asker = dispatcher("Asker", &ear);
-    ASSERT_TRUE(echo.own->Listen() && asker->Listen());
+    EXPECT_FALSE(asker->Send(bad));
     for (int i = 0; i < 50; ++i) {
-        ASSERT_TRUE(send(asker, "call"));
-        ASSERT_NE(MessageHelper::GetEndPoints(echo.own.get()).size(), 0U);
-        ASSERT_EQ(ear.next(), "Echo test.type echo");
+        ASSERT_TRUE(asker->Send(good));
+        ASSERT_EQ(asked.answering->GetEndPointCount(), 2U);
+        ASSERT_EQ(asked.next(), std::string("Asker t \xff\0b", 11));
+        ASSERT_EQ(answered.next(), "Asked test.type answer");
     }
-    echo.own.reset();
+    asked.answering.reset();
 }
 
-TEST(Dispatcher, StartsNoThreadToSend) {
+TEST(Dispatcher, StartsAThreadOnlyToListen) {
+    const auto threads = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+    };
     const PrivateBus bus;
     const auto before = threads();
     Ear ear;
@@ -200,7 +179,7 @@ TEST(Dispatcher, StartsNoThreadToSend) {
     ASSERT_TRUE(send(sender, "x"));
     EXPECT_EQ(threads(), before);
     ASSERT_TRUE(sender->Listen());
-    EXPECT_EQ(threads(), before + 1);
+    EXPECT_GT(threads(), before);
 }
 
 TEST(Dispatcher, IsGivenUpWhenTheBusDies) {
@@ -217,7 +196,7 @@ TEST(Dispatcher, IsGivenUpWhenTheBusDies) {
     }
 }
 
-TEST(Dispatcher, WaitsNoLongerThanPromisedForABusThatStopsAnswering) {
+TEST(Dispatcher, IsGivenUpOnceTheBusHasNotAnsweredInTime) {
     const PrivateBus bus;
     const Dispatcher sender = dispatcher("Sender");
     ASSERT_TRUE(send(sender, "x"));
@@ -225,6 +204,7 @@ TEST(Dispatcher, WaitsNoLongerThanPromisedForABusThatStopsAnswering) {
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 10; ++i)
         EXPECT_FALSE(send(sender, "x"));
+    // The client library's own limit is 25 seconds.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 

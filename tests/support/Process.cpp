@@ -89,6 +89,13 @@ void Process::kill(int signal) const {
         ::kill(pid_, signal);
 }
 
+std::string Process::line() {
+    std::string line;
+    for (char c = 0; ::read(out_, &c, 1) == 1 && c != '\n';)
+        line += c;
+    return line;
+}
+
 Result Process::wait(std::chrono::seconds limit) {
     const auto deadline = Clock::now() + limit;
     Result result;

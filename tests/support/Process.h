@@ -30,6 +30,10 @@ class Process {
     pid_t pid() const { return pid_; }
     void kill(int signal) const;
 
+    /// The next line of the standard output, waited for, without its line end; "" at the end.
+    /// Result::out begins after the lines read.
+    std::string line();
+
     /// Waits for the end; a program that takes longer than the limit is killed and throws.
     Result wait(std::chrono::seconds limit = std::chrono::seconds(60));
 

@@ -22,10 +22,15 @@ std::vector<api::EndPoint>& counted() {
     return endPoints;
 }
 
+/// A text that was copied into a buffer: it ends at its first NUL.
+std::string upToNul(const std::string& buffer) {
+    return buffer.substr(0, buffer.find('\0'));
+}
+
 std::string typeOf(const api::SuiteMessage& message) {
     std::string type(message.GetTypeSize(), '\0');
     message.GetType(type.data());
-    return type.c_str();
+    return upToNul(type);
 }
 
 std::string payloadOf(const api::SuiteMessage& message) {
@@ -43,7 +48,7 @@ std::vector<std::string> destinationsOf(const api::SuiteMessage& message) {
     for (const auto& endPoint : endPoints) {
         std::string id(endPoint.GetIdSize(), '\0');
         endPoint.GetId(id.data());
-        ids.emplace_back(id.c_str());
+        ids.push_back(upToNul(id));
     }
     return ids;
 }
