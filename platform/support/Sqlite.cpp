@@ -1,9 +1,22 @@
 #include "platform/support/Sqlite.h"
 
+#include <cstdlib>
+
 namespace tavik {
 namespace {
 
 constexpr int kMaxTextBytes = 16 << 20;
+
+/// SQLite refuses a link anywhere in a path that it is not to follow; what is meant is the file
+/// itself. A folder above it may well be one: a home on another disk.
+std::string withRealFolder(const std::string& path) {
+    const auto slash = path.rfind('/');
+    if (slash == std::string::npos || slash == 0)
+        return path;
+    const std::unique_ptr<char, void (*)(void*)> folder(
+        ::realpath(path.substr(0, slash).c_str(), nullptr), &std::free);
+    return folder ? folder.get() + path.substr(slash) : path;
+}
 
 [[noreturn]] void fail(sqlite3* handle, int code) {
     if (handle == nullptr)
@@ -16,7 +29,7 @@ constexpr int kMaxTextBytes = 16 << 20;
 Database::Database(const std::string& path, int flags, std::chrono::milliseconds busyTimeout) {
     sqlite3* handle = nullptr;
     const int code = sqlite3_open_v2(
-        path.c_str(), &handle,
+        withRealFolder(path).c_str(), &handle,
         flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, nullptr);
     handle_.reset(handle);
     if (code != SQLITE_OK)

@@ -105,6 +105,16 @@ TEST(Install, NewerVersionKeepsTheState) {
     }
 }
 
+// A home on another disk, for which a link stands.
+TEST(Install, AFolderAboveTheStoreMayBeALink) {
+    Machine machine;
+    fs::create_directory_symlink(machine.path(""), machine.path("link"));
+    machine.environment()["TAVIK_HOME"] = machine.path("link/user");
+    const Result result = machine.install(machine.package("com.example.a", "1.0"));
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+}
+
 TEST(Install, PackageForNoInstalledProductIsRefused) {
     const struct {
         const char* products;

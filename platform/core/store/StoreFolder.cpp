@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <iterator>
 
+#include "platform/core/policy/SafeFolder.h"
 #include "platform/core/store/Folders.h"
 #include "platform/core/texts/Status.h"
 
@@ -20,40 +21,14 @@ constexpr mode_t kFolderMode = 0755;
 // A user's store is that user's business; what stands below may be as open as its files ask for.
 constexpr mode_t kUserRootMode = 0700;
 
-void requireSafe(int descriptor, const std::string& path) {
-    struct stat info {};
-    if (::fstat(descriptor, &info) != 0)
-        failErrno(errno, path, "look at the folder");
-    if (info.st_uid != ::geteuid() && info.st_uid != 0)
-        fail(Status::storeUnsafe, path, "it belongs to another user");
-    if ((info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        fail(Status::storeUnsafe, path, "its group or others may write to it");
-}
-
-/// Opens a folder beneath `parent`; an invalid descriptor where it does not exist.
-FileDescriptor openFolder(int parent, const std::string& name, const std::string& path) {
-    FileDescriptor folder(
-        ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder) {
-        if (errno == ENOENT)
-            return {};
-        // Which of the two a link gives depends on the kernel.
-        if (errno == ELOOP || errno == ENOTDIR)
-            fail(Status::storeUnsafe, path, "it is a link or no folder");
-        failErrno(errno, path, "open the folder");
-    }
-    requireSafe(folder.get(), path);
-    return folder;
-}
-
 FileDescriptor makeFolder(int parent, const std::string& name, const std::string& path,
                           mode_t mode) {
-    if (auto folder = openFolder(parent, name, path))
+    if (auto folder = openSafeFolder(parent, name, path))
         return folder;
     const bool made = ::mkdirat(parent, name.c_str(), mode) == 0;
     if (!made && errno != EEXIST)
         failErrno(errno, path, "make the folder");
-    FileDescriptor folder = openFolder(parent, name, path);
+    FileDescriptor folder = openSafeFolder(parent, name, path);
     if (!folder)
         failErrno(ENOENT, path, "open the folder");
     // The umask took rights away that the mode is meant to have.
@@ -65,10 +40,10 @@ FileDescriptor makeFolder(int parent, const std::string& name, const std::string
 }  // namespace
 
 std::optional<StoreFolder> StoreFolder::open(const StoreLocation& location) {
-    const FileDescriptor root = openFolder(AT_FDCWD, location.root, location.root);
+    const FileDescriptor root = openSafeFolder(AT_FDCWD, location.root, location.root);
     if (!root)
         return std::nullopt;
-    FileDescriptor family = openFolder(root.get(), location.family, location.familyFolder());
+    FileDescriptor family = openSafeFolder(root.get(), location.family, location.familyFolder());
     if (!family)
         return std::nullopt;
     return StoreFolder(location, std::move(family));
@@ -89,7 +64,7 @@ FileDescriptor StoreFolder::subfolder(const std::string& name) const {
 }
 
 FileDescriptor StoreFolder::existingSubfolder(const std::string& name) const {
-    return openFolder(descriptor(), name, path() + "/" + name);
+    return openSafeFolder(descriptor(), name, path() + "/" + name);
 }
 
 bool StoreFolder::isOnNetwork() const noexcept {
