@@ -276,7 +276,7 @@ int TavikStartCheckUpdate(void) {
 }
 
 int TavikWaitUpdateComplete(void) {
-    return inSession([](Session& current) { current.updateCheck().wait(); });
+    return inSession([](Session& current) { current.waitForUpdateCheck(); });
 }
 
 int TavikGetCountOfUpdateExtByProduct(const char* productName, unsigned long* out) {

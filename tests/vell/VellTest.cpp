@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <norva_vell.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -260,10 +261,39 @@ TEST_F(VellFailure, AnInterruptedWritingIsUndone) {
     EXPECT_EQ(vellctl({"get", "0", "s", "k"}).out, "v\n");
 }
 
+/// Another process that has the database locked: within one, two SQLites do not see each other's
+/// locks, and this program has its own beside the framework's.
+class LockHolder {
+  public:
+    explicit LockHolder(const std::string& path) {
+        int ready[2];
+        EXPECT_EQ(::pipe(ready), 0);
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            Database writer(path, SQLITE_OPEN_READWRITE, std::chrono::seconds(1));
+            writer.execute("BEGIN EXCLUSIVE");
+            ::close(ready[1]);
+            ::pause();
+        }
+        ::close(ready[1]);
+        char none = 0;
+        EXPECT_EQ(::read(ready[0], &none, 1), 0);
+        ::close(ready[0]);
+    }
+    ~LockHolder() {
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+    }
+    LockHolder(const LockHolder&) = delete;
+    LockHolder& operator=(const LockHolder&) = delete;
+
+  private:
+    pid_t pid_ = -1;
+};
+
 TEST_F(VellFailure, ALockedDatabaseIsWaitedForAndThenBusy) {
     ASSERT_EQ(import(kContent).exitCode, 0);
-    Database writer(database, SQLITE_OPEN_READWRITE, std::chrono::seconds(1));
-    writer.execute("BEGIN EXCLUSIVE");
+    const LockHolder writer(database);
     const Result reader = vellctl({"get", "0", "s", "k"});
     EXPECT_EQ(reader.exitCode, 1);
     EXPECT_NE(reader.err.find("database is locked"), std::string::npos) << reader.err;

@@ -48,6 +48,9 @@ class Session {
     /// Starts a check of what is installed now; one that is under way is ended.
     void startUpdateCheck();
 
+    /// Waits for the check's end; what it could not remember for the next check is a warning.
+    void waitForUpdateCheck();
+
     /// The check that was started, or else one that is started now. Its calls wait for its end.
     UpdateCheck& updateCheck();
 

@@ -71,6 +71,12 @@ void Session::startUpdateCheck() {
     updateCheck_ = std::make_unique<UpdateCheck>(updateCheckInput());
 }
 
+void Session::waitForUpdateCheck() {
+    updateCheck().wait();
+    if (const auto& warning = updateCheck().warning())
+        warn(*warning);
+}
+
 UpdateCheck& Session::updateCheck() {
     if (!updateCheck_)
         startUpdateCheck();
