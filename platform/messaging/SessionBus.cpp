@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <string_view>
 
 #include "platform/support/Environment.h"
@@ -43,8 +45,8 @@ std::string escapedValue(std::string_view value) {
 }  // namespace
 
 std::optional<std::string> sessionBusAddress() {
-    if (const auto list = tavik::environmentVariable("DBUS_SESSION_BUS_ADDRESS"))
-        return unixAddresses(*list);
+    if (const char* list = std::getenv("DBUS_SESSION_BUS_ADDRESS"))
+        return unixAddresses(list);
     const auto folder = tavik::environmentVariable("XDG_RUNTIME_DIR");
     if (!folder)
         return std::nullopt;

@@ -86,8 +86,9 @@ TEST(Dispatcher, FindsTheSessionBusOrLoadsNothing) {
         std::string runtimeFolder;
         bool found;
     } rows[] = {
-        {"", "/nowhere", false},
-        {"", bus.folder(), true},
+        {"unset", "/nowhere", false},
+        {"unset", bus.folder(), true},
+        {"", bus.folder(), false},
         {"autolaunch:", bus.folder(), false},
         {"unixexec:path=/usr/bin/touch,argv1=" + program, "", false},
         {"unix:path=/nowhere/bus", bus.folder(), false},
@@ -95,6 +96,8 @@ TEST(Dispatcher, FindsTheSessionBusOrLoadsNothing) {
     };
     for (const auto& row : rows) {
         setenv("DBUS_SESSION_BUS_ADDRESS", row.address.c_str(), 1);
+        if (row.address == "unset")
+            unsetenv("DBUS_SESSION_BUS_ADDRESS");
         setenv("XDG_RUNTIME_DIR", row.runtimeFolder.c_str(), 1);
         EXPECT_EQ(dispatcher("A") != nullptr, row.found) << row.address << row.runtimeFolder;
     }
