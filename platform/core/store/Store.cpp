@@ -50,7 +50,6 @@ Store::Store(StoreFolder folder, const ProductCatalog& products, WarningSink war
     : folder_(std::move(folder)), products_(products), warn_(std::move(warn)) {}
 
 ExtensionRow Store::install(const Package& package, const InstallDetails& details) {
-    requireFittingProduct(package.manifest(), products_, package.path());
     StoreChange change(folder_);
     repairAfterInterruption(change);
 

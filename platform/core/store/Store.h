@@ -35,9 +35,9 @@ class Store {
     /// `products`: the host products whose folders get the links; must outlive the store.
     Store(StoreFolder folder, const ProductCatalog& products, WarningSink warn);
 
-    /// Installs the package, or replaces the installed version with it; a replaced extension keeps
-    /// its state. Refuses a package that fits no product, an older version than the installed one,
-    /// and another signer than the installed one's.
+    /// Installs a package that fits a product, or replaces the installed version with it; a
+    /// replaced extension keeps its state. Refuses an older version than the installed one, and
+    /// another signer than the installed one's.
     ExtensionRow install(const Package& package, const InstallDetails& details);
 
     /// Throws Status::extensionNotFound where there is none; `name` stands for it in failures.
