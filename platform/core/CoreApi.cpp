@@ -24,8 +24,11 @@ std::unique_ptr<Session>& session() {
     return current;
 }
 
+/// The language until a session has one.
+Language startLanguage = Language::english;
+
 Language language() noexcept {
-    return session() ? session()->language() : Language::english;
+    return session() ? session()->language() : startLanguage;
 }
 
 int report(const Error& error) noexcept {
@@ -116,12 +119,16 @@ int TavikInit(const char* locale, const char* productFamily, OperationRecord* re
         require(locale, "locale");
         require(productFamily, "productFamily");
         require(record, "record");
+        // Failures from here on are explained in the language that was just asked for.
+        session().reset();
+        startLanguage = languageOf(locale);
         session() = std::make_unique<Session>(locale, productFamily);
     });
 }
 
 int TavikTerminate(void) {
     session().reset();
+    startLanguage = Language::english;
     return static_cast<int>(Status::success);
 }
 

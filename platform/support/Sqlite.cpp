@@ -75,11 +75,6 @@ Statement& Statement::bind(int parameter, std::int64_t number) {
     return *this;
 }
 
-Statement& Statement::bindNull(int parameter) {
-    check(sqlite3_bind_null(handle_.get(), parameter));
-    return *this;
-}
-
 bool Statement::step() {
     const int code = sqlite3_step(handle_.get());
     if (code != SQLITE_ROW && code != SQLITE_DONE)

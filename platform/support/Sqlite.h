@@ -57,7 +57,6 @@ class Statement {
     /// The text is not copied: it must live until the next reset or the end.
     Statement& bind(int parameter, std::string_view text);
     Statement& bind(int parameter, std::int64_t number);
-    Statement& bindNull(int parameter);
 
     /// True while there is a row. Throws SqliteError.
     bool step();

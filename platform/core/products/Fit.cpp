@@ -10,6 +10,10 @@ Version versionOf(const std::string& text) {
     return Version::parse(text).value_or(Version());
 }
 
+std::optional<Version> boundOf(const std::string& text) {
+    return text.empty() ? std::nullopt : Version::parse(text);
+}
+
 bool accepts(const ProductRequirement& wanted, const Product& product) {
     return wanted.name == product.name && wanted.accepts(versionOf(product.version));
 }
@@ -26,11 +30,7 @@ std::string describe(const ProductRequirement& wanted) {
 }  // namespace
 
 bool fits(const ProductRange& range, const Product& product) {
-    if (range.product != product.name)
-        return false;
-    const Version version = versionOf(product.version);
-    return (range.minVersion.empty() || versionOf(range.minVersion) <= version) &&
-           (range.maxVersion.empty() || version <= versionOf(range.maxVersion));
+    return accepts({range.product, boundOf(range.minVersion), boundOf(range.maxVersion)}, product);
 }
 
 void requireFittingProduct(const Manifest& manifest, const ProductCatalog& products,

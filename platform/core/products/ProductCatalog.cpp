@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 #include <tuple>
 
@@ -49,6 +50,12 @@ Product parseDescriptor(const std::string& text) {
         throw JsonError("$.version \"" + product.version + "\" is no version");
     if (!product.extensionsFolder.empty() && product.extensionsFolder.front() != '/')
         throw JsonError("$.extensionsFolder is not an absolute path");
+    // One folder, one spelling: links are compared by it.
+    if (!product.extensionsFolder.empty())
+        product.extensionsFolder =
+            std::filesystem::path(product.extensionsFolder + "/").lexically_normal().parent_path();
+    if (!isPrintableText(product.extensionsFolder))
+        throw JsonError("$.extensionsFolder is no printable text");
     return product;
 }
 
@@ -91,10 +98,16 @@ ProductCatalog ProductCatalog::load(const std::vector<StoreLocation>& locations)
         for (const auto& name : namesIn(folder.get())) {
             if (!isDescriptorName(name))
                 continue;
-            Product product =
-                readDescriptor(folder.get(), name, store->path() + "/products.d/" + name);
-            if (catalog.byName(product.name) == nullptr)
-                catalog.products_.push_back(std::move(product));
+            const std::string path = store->path() + "/products.d/" + name;
+            Product product = readDescriptor(folder.get(), name, path);
+            if (catalog.byName(product.name) != nullptr)
+                continue;
+            // Commands name products by what is displayed.
+            if (const Product* other = catalog.byDisplayName(product.displayName))
+                fail(Status::productInvalid, path,
+                     "\"" + product.displayName + "\" is also what " + other->name +
+                         ".json displays");
+            catalog.products_.push_back(std::move(product));
         }
     }
     std::sort(catalog.products_.begin(), catalog.products_.end(),

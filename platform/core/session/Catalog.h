@@ -26,9 +26,6 @@ class Catalog {
     /// Reads the stores; those that do not exist are empty. An earlier location wins.
     static Catalog load(const std::vector<StoreLocation>& locations);
 
-    /// In no order that is promised.
-    const std::vector<InstalledExtension>& extensions() const noexcept { return extensions_; }
-
     /// A search through all of them. Null where none has that key.
     const InstalledExtension* byKey(std::string_view idKey) const noexcept;
 

@@ -85,7 +85,8 @@ const StoreLocation& Session::location(Scope scope) const {
 }
 
 Store Session::store(Scope scope) {
-    return {StoreFolder::create(location(scope)), reachableProducts(),
+    const auto other = scope == Scope::user ? std::optional(shared_) : user_;
+    return {StoreFolder::create(location(scope)), other, reachableProducts(),
             [this](const Error& warning) { warn(warning); }};
 }
 
@@ -94,7 +95,8 @@ void Session::warn(const Error& warning) const {
 }
 
 ExtensionHandle Session::install(const std::string& path) {
-    location(Scope::user);
+    // The handle comes from the catalog: a store that cannot be read shows before the change.
+    catalog();
     const ExtensionRow row = installInto(Scope::user, openStable(path, policy()), {});
     const InstalledExtension* installed = catalog().byKey(row.idKey);
     if (installed == nullptr)

@@ -45,8 +45,8 @@ CREATE TABLE extensionProduct (
     maxVersion TEXT    NOT NULL,
     PRIMARY KEY (idKey, position)
 ) STRICT, WITHOUT ROWID;
-CREATE TABLE settlement (count INTEGER NOT NULL) STRICT;
-INSERT INTO settlement VALUES (0);
+CREATE TABLE settlement (count INTEGER NOT NULL, linkedProducts TEXT NOT NULL) STRICT;
+INSERT INTO settlement VALUES (0, '');
 )sql";
 
 constexpr std::string_view kSelectExtensions =
@@ -72,6 +72,8 @@ constexpr std::string_view kInsertProduct =
     "INSERT INTO extensionProduct VALUES (?1, ?2, ?3, ?4, ?5)";
 constexpr std::string_view kDeleteExtension = "DELETE FROM extension WHERE idKey = ?1";
 constexpr std::string_view kSettle = "UPDATE settlement SET count = count + 1";
+constexpr std::string_view kSelectLinkedProducts = "SELECT linkedProducts FROM settlement";
+constexpr std::string_view kSetLinkedProducts = "UPDATE settlement SET linkedProducts = ?1";
 constexpr std::string_view kSetState = "UPDATE extension SET state = ?2 WHERE idKey = ?1";
 
 Status statusOf(const SqliteError& error) {
@@ -110,11 +112,33 @@ std::string pathOf(const StoreFolder& folder) {
 
 bool exists(const StoreFolder& folder) {
     struct stat info {};
-    if (::fstatat(folder.descriptor(), kFileName, &info, AT_SYMLINK_NOFOLLOW) == 0)
+    if (::fstatat(folder.descriptor(), kFileName, &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (!S_ISREG(info.st_mode))
+            fail(Status::storeUnsafe, pathOf(folder), "it is no regular file");
         return true;
+    }
     if (errno != ENOENT)
         failErrno(errno, pathOf(folder), "look at the database");
     return false;
+}
+
+bool hasLog(const StoreFolder& folder) {
+    struct stat info {};
+    const std::string name = std::string(kFileName) + "-wal";
+    return ::fstatat(folder.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+std::string immutableUri(const std::string& path) {
+    std::string uri = "file:";
+    for (const char c : path) {
+        if (c == '%' || c == '?' || c == '#') {
+            constexpr const char* kDigits = "0123456789ABCDEF";
+            uri += {'%', kDigits[c >> 4], kDigits[c & 15]};
+        } else {
+            uri += c;
+        }
+    }
+    return uri + "?immutable=1";
 }
 
 /// SQLite gives the files beside a database the rights of the database itself.
@@ -247,7 +271,12 @@ std::optional<ExtensionTable> ExtensionTable::openForReading(const StoreFolder& 
     if (!exists(folder))
         return std::nullopt;
     try {
-        return ExtensionTable(pathOf(folder), SQLITE_OPEN_READONLY);
+        // Without a log, a reader who may not create one reads the file alone: there is nothing
+        // else to read.
+        const bool alone =
+            !hasLog(folder) && ::faccessat(folder.descriptor(), ".", W_OK, AT_EACCESS) != 0;
+        return ExtensionTable(alone ? immutableUri(pathOf(folder)) : pathOf(folder),
+                              SQLITE_OPEN_READONLY | (alone ? SQLITE_OPEN_URI : 0));
     } catch (const SqliteError& error) {
         failSqlite(error, pathOf(folder));
     }
@@ -336,6 +365,17 @@ std::vector<std::string> ExtensionTable::readFolders() {
 
 void ExtensionTable::settle() {
     guarded([&] { Statement(database_, kSettle).run(); });
+}
+
+std::string ExtensionTable::linkedProducts() {
+    return guarded([&] {
+        Statement select(database_, kSelectLinkedProducts);
+        return select.step() ? std::string(select.text(0)) : std::string();
+    });
+}
+
+void ExtensionTable::setLinkedProducts(const std::string& text) {
+    guarded([&] { Statement(database_, kSetLinkedProducts).bind(1, text).run(); });
 }
 
 void ExtensionTable::put(const ExtensionRow& row) {

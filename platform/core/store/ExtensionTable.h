@@ -86,6 +86,10 @@ class ExtensionTable {
     /// the rows say after this is what they will say later.
     void settle();
 
+    /// The products that the links were last made for; see LinkKeeper.
+    std::string linkedProducts();
+    void setLinkedProducts(const std::string& text);
+
     /// Each of these is one transaction; on return it is durable.
     void put(const ExtensionRow& row);
     void remove(const std::string& idKey);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 
 #include "platform/core/texts/Status.h"
@@ -35,6 +36,12 @@ void makeFolders(const std::string& path, mode_t mode) {
          slash = path.find('/', slash + 1))
         makeOne(path.substr(0, slash), mode);
     makeOne(path, mode);
+}
+
+std::string realPath(const std::string& path) {
+    const std::unique_ptr<char, void (*)(void*)> real(::realpath(path.c_str(), nullptr),
+                                                      &std::free);
+    return real ? real.get() : path;
 }
 
 std::vector<std::string> namesIn(int folder) {

@@ -11,6 +11,9 @@ namespace tavik {
 /// mode whatever the umask. Throws errno failures naming the folder.
 void makeFolders(const std::string& path, mode_t mode);
 
+/// The path without links in it; as it was where it leads nowhere.
+std::string realPath(const std::string& path);
+
 /// The names in an open folder, in no order, without "." and ".."; empty where it cannot be read.
 std::vector<std::string> namesIn(int folder);
 

@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cerrno>
-#include <optional>
 
 #include "platform/core/store/Folders.h"
 #include "platform/core/texts/Status.h"
@@ -15,85 +14,82 @@
 namespace tavik {
 namespace {
 
-FileDescriptor openPlace(const std::string& folder) {
-    FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!descriptor)
-        failErrno(errno, folder, "open the product's extension folder");
-    return descriptor;
+constexpr mode_t kFolderMode = 0755;
+
+std::string temporaryNameOf(const std::string& name) {
+    return "." + name.substr(0, NAME_MAX - 8) + ".new";
 }
 
-std::optional<std::string> targetOf(int folder, const std::string& name) {
+}  // namespace
+
+std::optional<LinkFolder> LinkFolder::open(const std::string& path) {
+    FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (descriptor)
+        return LinkFolder(path, std::move(descriptor));
+    if (errno == ENOENT || errno == ENOTDIR)
+        return std::nullopt;
+    failErrno(errno, path, "open the product's extension folder");
+}
+
+LinkFolder LinkFolder::make(const std::string& path) {
+    makeFolders(path, kFolderMode);
+    auto folder = open(path);
+    if (!folder)
+        failErrno(ENOTDIR, path, "open the product's extension folder");
+    return *std::move(folder);
+}
+
+void LinkFolder::requireRoomFor(const std::string& name) const {
+    // As the effective user, since that is who will switch the link.
+    if (::faccessat(descriptor_.get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
+        failErrno(errno, path_, "write to the product's extension folder");
+    struct stat info {};
+    if (::fstatat(descriptor_.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+        !S_ISLNK(info.st_mode))
+        fail(Status::storeUnsafe, path_ + "/" + name,
+             "something other than a link stands where the extension's link belongs");
+}
+
+std::optional<std::string> LinkFolder::target(const std::string& name) const {
     std::array<char, PATH_MAX> target{};
-    const ssize_t size = ::readlinkat(folder, name.c_str(), target.data(), target.size());
+    const ssize_t size =
+        ::readlinkat(descriptor_.get(), name.c_str(), target.data(), target.size());
     if (size < 0)
         return std::nullopt;
     return std::string(target.data(), static_cast<std::size_t>(size));
 }
 
-bool leadsInto(const StoreFolder& store, const std::string& target) {
-    const std::string content = store.path() + "/ext/";
-    return target.compare(0, content.size(), content) == 0;
-}
-
-std::string temporaryNameOf(const LinkPlace& place) {
-    return "." + place.name.substr(0, NAME_MAX - 8) + ".new";
-}
-
-void synchronise(int folder, const std::string& path) {
-    if (::fsync(folder) != 0)
-        failErrno(errno, path, "synchronise the folder");
-}
-
-}  // namespace
-
-void prepareLink(const LinkPlace& place, const StoreLock&) {
-    makeFolders(place.folder, 0755);
-    const FileDescriptor folder = openPlace(place.folder);
-    // As the effective user, since that is who will switch the link.
-    if (::faccessat(folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
-        failErrno(errno, place.folder, "write to the product's extension folder");
-    struct stat info {};
-    if (::fstatat(folder.get(), place.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
-        !S_ISLNK(info.st_mode))
-        fail(Status::storeUnsafe, place.folder + "/" + place.name,
-             "something other than a link stands where the extension's link belongs");
-}
-
-void switchLink(const LinkPlace& place, const std::string& target, const StoreLock&) {
-    const FileDescriptor folder = openPlace(place.folder);
-    if (targetOf(folder.get(), place.name) == target)
-        return;
-    const std::string temporary = temporaryNameOf(place);
-    ::unlinkat(folder.get(), temporary.c_str(), 0);
-    if (::symlinkat(target.c_str(), folder.get(), temporary.c_str()) != 0 ||
-        ::renameat(folder.get(), temporary.c_str(), folder.get(), place.name.c_str()) != 0)
-        failErrno(errno, place.folder + "/" + place.name, "switch the link");
-    synchronise(folder.get(), place.folder);
-}
-
-void removeLink(const LinkPlace& place, const StoreFolder& store, const StoreLock&) {
-    const FileDescriptor folder(::open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder && (errno == ENOENT || errno == ENOTDIR))
-        return;
-    if (!folder)
-        failErrno(errno, place.folder, "open the product's extension folder");
-    const auto target = targetOf(folder.get(), place.name);
-    if (!target || !leadsInto(store, *target))
-        return;
-    if (::unlinkat(folder.get(), place.name.c_str(), 0) != 0 && errno != ENOENT)
-        failErrno(errno, place.folder + "/" + place.name, "remove the link");
-    synchronise(folder.get(), place.folder);
-}
-
-std::vector<std::string> linksInto(const StoreFolder& store, const std::string& folder) {
+std::vector<std::string> LinkFolder::linksBelow(const std::string& prefix) const {
     std::vector<std::string> names;
-    const FileDescriptor open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    for (auto& name : namesIn(open.get())) {
-        const auto target = targetOf(open.get(), name);
-        if (target && leadsInto(store, *target))
+    for (auto& name : namesIn(descriptor_.get())) {
+        const auto where = target(name);
+        if (where && where->compare(0, prefix.size(), prefix) == 0)
             names.push_back(std::move(name));
     }
     return names;
+}
+
+void LinkFolder::point(const std::string& name, const std::string& target) {
+    if (this->target(name) == target)
+        return;
+    const std::string temporary = temporaryNameOf(name);
+    ::unlinkat(descriptor_.get(), temporary.c_str(), 0);
+    if (::symlinkat(target.c_str(), descriptor_.get(), temporary.c_str()) != 0 ||
+        ::renameat(descriptor_.get(), temporary.c_str(), descriptor_.get(), name.c_str()) != 0)
+        failErrno(errno, path_ + "/" + name, "switch the link");
+    isChanged_ = true;
+}
+
+void LinkFolder::remove(const std::string& name) {
+    if (::unlinkat(descriptor_.get(), name.c_str(), 0) != 0 && errno != ENOENT)
+        failErrno(errno, path_ + "/" + name, "remove the link");
+    isChanged_ = true;
+}
+
+void LinkFolder::synchronise() {
+    if (isChanged_ && ::fsync(descriptor_.get()) != 0)
+        failErrno(errno, path_, "synchronise the folder");
+    isChanged_ = false;
 }
 
 }  // namespace tavik

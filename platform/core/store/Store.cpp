@@ -1,9 +1,6 @@
 #include "platform/core/store/Store.h"
 
-#include <algorithm>
-#include <unordered_set>
-
-#include "platform/core/products/Fit.h"
+#include "platform/core/store/Reserve.h"
 #include "platform/core/store/StoreChange.h"
 #include "platform/core/texts/Status.h"
 #include "platform/core/trust/Signer.h"
@@ -38,20 +35,53 @@ ExtensionRow rowOf(const Manifest& manifest, const InstallDetails& details) {
     return row;
 }
 
-bool contains(const std::vector<LinkPlace>& places, const LinkPlace& place) {
-    return std::any_of(places.begin(), places.end(), [&](const LinkPlace& each) {
-        return each.folder == place.folder && each.name == place.name;
-    });
+bool isFullDisk(const Error& error) {
+    return error.status() == static_cast<int>(Status::diskFull);
 }
 
 }  // namespace
 
-Store::Store(StoreFolder folder, const ProductCatalog& products, WarningSink warn)
-    : folder_(std::move(folder)), products_(products), warn_(std::move(warn)) {}
+Store::Store(StoreFolder folder, std::optional<StoreLocation> other, const ProductCatalog& products,
+             WarningSink warn)
+    : folder_(std::move(folder)),
+      other_(std::move(other)),
+      links_(folder_, other_, products),
+      warn_(std::move(warn)) {}
 
 ExtensionRow Store::install(const Package& package, const InstallDetails& details) {
+    try {
+        return tryInstall(package, details);
+    } catch (const Error& error) {
+        // What could not be undone without room for a line in the log is undone with the reserve's.
+        if (isFullDisk(error) && releaseReserve(folder_.descriptor()))
+            tidyUp();
+        throw;
+    }
+}
+
+void Store::remove(const std::string& idKey, const std::string& name) {
+    try {
+        tryRemove(idKey, name);
+    } catch (const Error& error) {
+        if (!isFullDisk(error) || !releaseReserve(folder_.descriptor()))
+            throw;
+        tryRemove(idKey, name);
+    }
+}
+
+void Store::setState(const std::string& idKey, const std::string& name, ExtensionState state) {
+    try {
+        trySetState(idKey, name, state);
+    } catch (const Error& error) {
+        if (!isFullDisk(error) || !releaseReserve(folder_.descriptor()))
+            throw;
+        trySetState(idKey, name, state);
+    }
+}
+
+ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& details) {
     StoreChange change(folder_);
-    repairAfterInterruption(change);
+    catchUp(change);
 
     const auto before = change.table().find(package.manifest().idKey);
     ExtensionRow row = rowOf(package.manifest(), details);
@@ -59,7 +89,7 @@ ExtensionRow Store::install(const Package& package, const InstallDetails& detail
         requireReplaceable(*before, package, details);
         row.state = before->state;
     }
-    prepareLinks(change, row);
+    links_.prepare(row, change.lock());
 
     change.publish(package, row.folder, details.progress);
     change.commit([&](ExtensionTable& table) { table.put(row); },
@@ -75,9 +105,9 @@ ExtensionRow Store::install(const Package& package, const InstallDetails& detail
     return row;
 }
 
-void Store::remove(const std::string& idKey, const std::string& name) {
+void Store::tryRemove(const std::string& idKey, const std::string& name) {
     StoreChange change(folder_);
-    repairAfterInterruption(change);
+    catchUp(change);
     const auto before = change.table().find(idKey);
     if (!before)
         fail(Status::extensionNotFound, name);
@@ -90,15 +120,15 @@ void Store::remove(const std::string& idKey, const std::string& name) {
     change.finish();
 }
 
-void Store::setState(const std::string& idKey, const std::string& name, ExtensionState state) {
+void Store::trySetState(const std::string& idKey, const std::string& name, ExtensionState state) {
     StoreChange change(folder_);
-    repairAfterInterruption(change);
+    catchUp(change);
     const auto before = change.table().find(idKey);
     if (!before)
         fail(Status::extensionNotFound, name);
     ExtensionRow row = *before;
     row.state = state;
-    prepareLinks(change, row);
+    links_.prepare(row, change.lock());
 
     change.mark();
     change.commit([&](ExtensionTable& table) { table.setState(idKey, state); },
@@ -111,90 +141,49 @@ void Store::setState(const std::string& idKey, const std::string& name, Extensio
     change.finish();
 }
 
-void Store::repairAfterInterruption(StoreChange& change) {
-    if (!change.wasInterrupted())
-        return;
-    change.table().settle();
-    const auto rows = change.table().readAll();
-    bool repaired = true;
-    for (const auto& product : products_.products()) {
-        try {
-            repairLinks(change, product, rows);
-        } catch (const Error& error) {
-            warn_(error);
-            repaired = false;
-        }
-    }
-    if (!repaired)
-        change.keepMark();
-    change.sweep();
-}
-
-void Store::repairLinks(StoreChange& change, const Product& product,
-                        const std::vector<ExtensionRow>& rows) {
-    const std::string folder = extensionsFolderOf(product, folder_.location());
-    std::unordered_set<std::string> wanted;
-    for (const auto& row : rows)
-        for (const auto& place : placesOf(row))
-            if (place.folder == folder) {
-                prepareLink(place, change.lock());
-                switchLink(place, contentOf(row), change.lock());
-                wanted.insert(place.name);
-            }
-    for (const auto& name : linksInto(folder_, folder))
-        if (wanted.count(name) == 0)
-            removeLink({folder, name}, folder_, change.lock());
-}
-
-void Store::prepareLinks(const StoreChange& change, const ExtensionRow& row) {
-    for (const auto& place : placesOf(row))
-        prepareLink(place, change.lock());
-}
-
-void Store::updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
-                        const std::optional<ExtensionRow>& after) {
-    // The change is committed: trouble with a link is reported and left for the next change.
+void Store::tidyUp() noexcept {
     try {
-        const auto wanted = after ? placesOf(*after) : std::vector<LinkPlace>();
-        for (const auto& place : wanted)
-            switchLink(place, contentOf(*after), change.lock());
-        for (const auto& place : before ? possiblePlacesOf(*before) : std::vector<LinkPlace>())
-            if (!contains(wanted, place))
-                removeLink(place, folder_, change.lock());
+        StoreChange change(folder_);
+        catchUp(change);
+    } catch (const std::exception&) {
+        // The failure that led here is reported; the next change tries again.
+    }
+}
+
+/// Finishes or undoes what an interrupted change left, and follows the host products' changes.
+void Store::catchUp(StoreChange& change) {
+    if (change.wasInterrupted()) {
+        change.emptyStaging();
+        change.table().settle();
+        repairLinks(change);
+        change.sweep();
+    } else if (change.table().linkedProducts() != links_.productsText()) {
+        repairLinks(change);
+    }
+}
+
+void Store::repairLinks(StoreChange& change) {
+    try {
+        const std::string products = links_.productsText();
+        const std::string linked = change.table().linkedProducts();
+        links_.repair(change.table().readAll(), linked, change.lock());
+        if (products != linked)
+            change.table().setLinkedProducts(products);
     } catch (const Error& error) {
         change.keepMark();
         warn_(error);
     }
 }
 
-std::vector<LinkPlace> Store::placesOf(const ExtensionRow& row) const {
-    if (row.state == ExtensionState::disabled)
-        return {};
-    return placesWhere(row, [](const ProductRange& range, const Product& product) {
-        return fits(range, product);
-    });
-}
-
-std::vector<LinkPlace> Store::possiblePlacesOf(const ExtensionRow& row) const {
-    return placesWhere(row, [](const ProductRange&, const Product&) { return true; });
-}
-
-template <class Condition>
-std::vector<LinkPlace> Store::placesWhere(const ExtensionRow& row, Condition condition) const {
-    std::vector<LinkPlace> places;
-    for (const auto& range : row.products) {
-        const Product* product = products_.byName(range.product);
-        if (product == nullptr || !condition(range, *product))
-            continue;
-        LinkPlace place{extensionsFolderOf(*product, folder_.location()), row.id};
-        if (!contains(places, place))
-            places.push_back(std::move(place));
+void Store::updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
+                        const std::optional<ExtensionRow>& after) {
+    // The change is committed: trouble with a link is reported and left for the next change.
+    try {
+        links_.update(before, after, change.lock());
+    } catch (const Error& error) {
+        change.keepMark();
+        warn_(error);
     }
-    return places;
-}
-
-std::string Store::contentOf(const ExtensionRow& row) const {
-    return folder_.path() + "/ext/" + row.folder;
 }
 
 }  // namespace tavik

@@ -9,7 +9,7 @@
 #include "platform/core/package/Package.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/store/ExtensionTable.h"
-#include "platform/core/store/Links.h"
+#include "platform/core/store/LinkKeeper.h"
 #include "platform/core/store/StoreFolder.h"
 
 namespace tavik {
@@ -32,8 +32,14 @@ class StoreChange;
 /// links in the products' folders are made from the rows.
 class Store {
   public:
-    /// `products`: the host products whose folders get the links; must outlive the store.
-    Store(StoreFolder folder, const ProductCatalog& products, WarningSink warn);
+    /// `other`: the other store that this user works with, if any. `products`: the host products
+    /// whose folders get the links; must outlive the store.
+    Store(StoreFolder folder, std::optional<StoreLocation> other, const ProductCatalog& products,
+          WarningSink warn);
+
+    // The links' keeper refers to the members beside it.
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
 
     /// Installs a package that fits a product, or replaces the installed version with it; a
     /// replaced extension keeps its state. Refuses an older version than the installed one, and
@@ -45,22 +51,18 @@ class Store {
     void setState(const std::string& idKey, const std::string& name, ExtensionState state);
 
   private:
-    void repairAfterInterruption(StoreChange& change);
-    void repairLinks(StoreChange& change, const Product& product,
-                     const std::vector<ExtensionRow>& rows);
-    void prepareLinks(const StoreChange& change, const ExtensionRow& row);
+    ExtensionRow tryInstall(const Package& package, const InstallDetails& details);
+    void tryRemove(const std::string& idKey, const std::string& name);
+    void trySetState(const std::string& idKey, const std::string& name, ExtensionState state);
+    void tidyUp() noexcept;
+    void catchUp(StoreChange& change);
+    void repairLinks(StoreChange& change);
     void updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
                      const std::optional<ExtensionRow>& after);
-    /// Where the extension's links belong now.
-    std::vector<LinkPlace> placesOf(const ExtensionRow& row) const;
-    /// Where links of it may stand: its state and the products' versions may have been others.
-    std::vector<LinkPlace> possiblePlacesOf(const ExtensionRow& row) const;
-    template <class Condition>
-    std::vector<LinkPlace> placesWhere(const ExtensionRow& row, Condition condition) const;
-    std::string contentOf(const ExtensionRow& row) const;
 
     StoreFolder folder_;
-    const ProductCatalog& products_;
+    std::optional<StoreLocation> other_;
+    LinkKeeper links_;
     WarningSink warn_;
 };
 

@@ -11,6 +11,7 @@
 #include <unordered_set>
 
 #include "platform/core/store/Folders.h"
+#include "platform/core/store/Reserve.h"
 #include "platform/core/store/TreeRemoval.h"
 #include "platform/core/texts/Status.h"
 
@@ -54,10 +55,13 @@ void StoreChange::sweep() {
     for (const auto& name : namesIn(content_.get()))
         if (named.count(name) == 0)
             removeTree(content_.get(), name);
+    removeMark();
+}
+
+void StoreChange::emptyStaging() {
     for (const auto& name : namesIn(staging_.get()))
         if (name != kMark)
             removeTree(staging_.get(), name);
-    removeMark();
 }
 
 void StoreChange::mark() {
@@ -145,6 +149,7 @@ void StoreChange::finish() noexcept {
     for (const auto& folder : retired_)
         removeTree(staging_.get(), folder);
     retired_.clear();
+    keepReserve(folder_.descriptor());
 }
 
 }  // namespace tavik

@@ -27,7 +27,10 @@ class StoreChange {
     /// Whether an earlier change was interrupted.
     bool wasInterrupted() const;
 
-    /// Deletes the folders below `ext/` that no row names, and what stands in `staging/`.
+    /// Deletes what stands in `staging/`, but for the mark: no row ever names any of it.
+    void emptyStaging();
+
+    /// Deletes the folders below `ext/` that no row names, and takes the mark away.
     void sweep();
 
     /// Sets the mark. It is durable on return, so that no commit can be without it.

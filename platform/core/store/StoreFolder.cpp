@@ -39,6 +39,13 @@ FileDescriptor makeFolder(int parent, const std::string& name, const std::string
 
 }  // namespace
 
+StoreFolder::StoreFolder(StoreLocation location, FileDescriptor descriptor)
+    : location_(std::move(location)),
+      path_(realPath(location_.familyFolder())),
+      descriptor_(std::move(descriptor)) {
+    location_.root = path_.substr(0, path_.rfind('/'));
+}
+
 std::optional<StoreFolder> StoreFolder::open(const StoreLocation& location) {
     const FileDescriptor root = openSafeFolder(AT_FDCWD, location.root, location.root);
     if (!root)

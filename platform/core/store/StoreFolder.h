@@ -20,7 +20,8 @@ class StoreFolder {
 
     int descriptor() const noexcept { return descriptor_.get(); }
     const StoreLocation& location() const noexcept { return location_; }
-    std::string path() const { return location_.familyFolder(); }
+    /// Absolute and without links, so that two spellings of one store give one path.
+    const std::string& path() const noexcept { return path_; }
 
     /// Opens a folder below ("ext", "staging"), making it with mode 0755 where it is missing.
     FileDescriptor subfolder(const std::string& name) const;
@@ -32,10 +33,10 @@ class StoreFolder {
     bool isOnNetwork() const noexcept;
 
   private:
-    StoreFolder(StoreLocation location, FileDescriptor descriptor)
-        : location_(std::move(location)), descriptor_(std::move(descriptor)) {}
+    StoreFolder(StoreLocation location, FileDescriptor descriptor);
 
     StoreLocation location_;
+    std::string path_;
     FileDescriptor descriptor_;
 };
 

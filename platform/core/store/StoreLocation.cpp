@@ -1,5 +1,7 @@
 #include "platform/core/store/StoreLocation.h"
 
+#include <filesystem>
+
 #include "platform/core/texts/Status.h"
 #include "platform/support/Environment.h"
 
@@ -10,6 +12,8 @@ std::optional<std::string> absolutePathVariable(const char* name) {
     auto path = environmentVariable(name);
     if (path && path->front() != '/')
         fail(Status::noHome, std::string(name) + "=" + *path, "not an absolute path");
+    if (path)
+        *path = std::filesystem::path(*path + "/").lexically_normal().parent_path();
     return path;
 }
 

@@ -25,6 +25,8 @@ StoreLock::StoreLock(const StoreFolder& folder, milliseconds limit)
     : file_(
           ::openat(folder.descriptor(), ".lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)) {
     const std::string path = folder.path() + "/.lock";
+    if (!file_ && errno == ELOOP)
+        fail(Status::storeUnsafe, path, "it is a link");
     if (!file_)
         failErrno(errno, path, "open the lock");
 
