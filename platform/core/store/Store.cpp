@@ -145,6 +145,7 @@ void Store::tidyUp() noexcept {
     try {
         StoreChange change(folder_);
         catchUp(change);
+        change.finish();
     } catch (const std::exception&) {
         // The failure that led here is reported; the next change tries again.
     }

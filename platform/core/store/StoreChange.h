@@ -56,7 +56,8 @@ class StoreChange {
     /// Leaves the mark where it is, for the next change to look after the links.
     void keepMark() noexcept { keepsMark_ = true; }
 
-    /// Ends the change: takes the mark away, gives the lock up, deletes what was retired.
+    /// Ends the change: takes the mark away, gives the lock up, deletes what was retired, and sees
+    /// to the reserve.
     void finish() noexcept;
 
   private:
