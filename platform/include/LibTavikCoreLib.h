@@ -142,7 +142,8 @@ TAVIK_API int TavikGetExtensionsListOfProductByDisplayName(const char*, unsigned
  *  that is not known is no failure: `name` becomes empty. */
 TAVIK_API int TavikGetProductNameByProductDisplayName(const char*, char* name);
 
-/** Starts the check for updates in the background. */
+/** Starts the check for updates in the background. What fails in it shows in the answers of the
+ *  calls below, in each product's or extension's own. */
 TAVIK_API int TavikStartCheckUpdate(void);
 
 /** Waits until the check that was started has ended; the wait is bounded. */

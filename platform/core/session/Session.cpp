@@ -97,7 +97,8 @@ void Session::warn(const Error& warning) const {
 ExtensionHandle Session::install(const std::string& path) {
     // The handle comes from the catalog: a store that cannot be read shows before the change.
     catalog();
-    const ExtensionRow row = installInto(Scope::user, openStable(path, policy()), {});
+    const ExtensionRow row =
+        installInto(Scope::user, openStable(path, policy()), {}, Account::toBeAsked);
     const InstalledExtension* installed = catalog().byKey(row.idKey);
     if (installed == nullptr)
         fail(Status::extensionNotFound, row.id, "removed at once by another process");
@@ -105,14 +106,18 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
-    installInto(Scope::shared, openStable(path, policy()), {});
+    installInto(Scope::shared, openStable(path, policy()), {}, Account::toBeAsked);
 }
 
-ExtensionRow Session::installInto(Scope scope, const Package& package, const std::string& digest) {
+ExtensionRow Session::installInto(Scope scope, const Package& package, const std::string& digest,
+                                  Account account) {
     const Manifest& manifest = package.manifest();
     requireFittingProduct(manifest, reachableProducts(), package.path());
     const SignerReport signer = verifyPackage(package, trustRules(policy()));
-    if (manifest.requiresAccount)
+    // In the user's list, the user's copy takes the place of the one for all users.
+    if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
+        requireSameSigner(shared->signer, signer.fingerprint, package.path());
+    if (manifest.requiresAccount && account == Account::toBeAsked)
         identity_.requireAccount(manifest.id, manifest.name);
 
     Store target = store(scope);
@@ -121,6 +126,13 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const std
     return target.install(
         package, {signer.fingerprint, digest,
                   [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); }});
+}
+
+std::optional<ExtensionRow> Session::rowIn(const StoreLocation& location,
+                                           const std::string& idKey) {
+    const auto folder = StoreFolder::open(location);
+    auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
+    return table ? table->find(idKey) : std::nullopt;
 }
 
 void Session::remove(ExtensionHandle handle) {

@@ -45,13 +45,15 @@ class Session {
     void removeForAll(const std::string& nameOrId);
     void setState(ExtensionHandle handle, ExtensionState state);
 
-    /// Starts a check of what is installed now; one that is under way is ended.
+    /// Starts a check of what is installed now; one that is under way is ended. Failures show when
+    /// its results are asked for.
     void startUpdateCheck();
 
     /// Waits for the check's end; what it could not remember for the next check is a warning.
     void waitForUpdateCheck();
 
-    /// The check that was started, or else one that is started now. Its calls wait for its end.
+    /// The check that was started, or else one that is started now; throws where it could not be.
+    /// Its calls wait for its end.
     UpdateCheck& updateCheck();
 
     /// Throws Status::noUpdate where there is none, and the failure that kept it from being found.
@@ -67,12 +69,17 @@ class Session {
     const ProductCatalog& reachableProducts();
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
-    ExtensionRow installInto(Scope scope, const Package& package, const std::string& digest);
+    enum class Account { toBeAsked, asked };
+    ExtensionRow installInto(Scope scope, const Package& package, const std::string& digest,
+                             Account account);
+    std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
+    Package downloadOffer(const Offer& offer, Scope scope);
     Store store(Scope scope);
     void warn(const Error& warning) const;
     Policy policy() const;
     TrustRules trustRules(const Policy& policy) const;
     FeedTrust feedTrust() const;
+    std::string cacheFile() const;
     UpdateCheckInput updateCheckInput();
 
     Language language_;
@@ -84,6 +91,7 @@ class Session {
     std::vector<const InstalledExtension*> byHandle_;
     IdentityService identity_;
     std::unique_ptr<UpdateCheck> updateCheck_;
+    std::optional<Error> updateCheckFailure_;
 };
 
 }  // namespace tavik

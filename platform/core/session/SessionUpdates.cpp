@@ -59,27 +59,49 @@ UpdateCheckInput Session::updateCheckInput() {
     for (const auto& product : products().products())
         input.products.push_back({product.name, Version::parse(product.version).value_or(Version()),
                                   product.updateFeed});
-    input.cacheFile = location(Scope::user).familyFolder() + "/feeds.db";
+    input.cacheFile = cacheFile();
     input.trust = feedTrust();
     return input;
 }
 
+/// What checks learn is kept in the user's store, also where all extensions are shared.
+std::string Session::cacheFile() const {
+    const StoreLocation& user = location(Scope::user);
+    try {
+        return StoreFolder::create(user).path() + "/feeds.db";
+    } catch (const Error&) {
+        // Where no store can be made, the check says that it could not keep what it learned.
+        return user.familyFolder() + "/feeds.db";
+    }
+}
+
 void Session::startUpdateCheck() {
     updateCheck_.reset();
-    // What the check learns is kept in the user's store, also where all extensions are shared.
-    StoreFolder::create(location(Scope::user));
-    updateCheck_ = std::make_unique<UpdateCheck>(updateCheckInput());
+    updateCheckFailure_.reset();
+    try {
+        updateCheck_ = std::make_unique<UpdateCheck>(updateCheckInput());
+    } catch (const Error& error) {
+        updateCheckFailure_ = error;
+    }
 }
 
 void Session::waitForUpdateCheck() {
-    updateCheck().wait();
-    if (const auto& warning = updateCheck().warning())
-        warn(*warning);
+    if (!updateCheck_)
+        return;
+    try {
+        updateCheck_->wait();
+        if (const auto& warning = updateCheck_->warning())
+            warn(*warning);
+    } catch (const Error& error) {
+        updateCheckFailure_ = error;
+    }
 }
 
 UpdateCheck& Session::updateCheck() {
-    if (!updateCheck_)
+    if (!updateCheck_ && !updateCheckFailure_)
         startUpdateCheck();
+    if (updateCheckFailure_)
+        throw Error(*updateCheckFailure_);
     return *updateCheck_;
 }
 
@@ -88,18 +110,30 @@ const Offer& Session::updateOf(ExtensionHandle handle) {
 }
 
 void Session::update(ExtensionHandle handle) {
-    const std::string name(extension(handle).name);
     const Scope scope = extension(handle).scope;
     const Offer offer = updateOf(handle);
+    const auto row = rowIn(location(scope), offer.item.idKey);
+    // Before the download, where it is known already that the service will be asked.
+    const Account account = row && row->requiresAccount ? Account::asked : Account::toBeAsked;
+    if (account == Account::asked)
+        identity_.requireAccount(row->id, row->name);
+
+    const Package package = downloadOffer(offer, scope);
+    requireOffered(offer, package.manifest().idKey, package.manifest().version);
+    installInto(scope, package, offer.item.sha256, account);
+}
+
+Package Session::downloadOffer(const Offer& offer, Scope scope) {
+    const PackageLimits limits = policy().limits;
+    // A package is hardly ever larger than its content.
+    if (offer.item.size > 2 * limits.totalBytes)
+        fail(Status::packageTooLarge, offer.name, std::to_string(offer.item.size) + " bytes");
     const StoreFolder folder = StoreFolder::create(location(scope));
     ProgressLine line;
     FileDescriptor file = downloadUpdate(
         offer, folder.subfolder("staging").get(),
         [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); });
-    const Package package =
-        Package::open(PackageFile::adopt(std::move(file), name), policy().limits);
-    requireOffered(offer, package.manifest().idKey, package.manifest().version);
-    installInto(scope, package, offer.item.sha256);
+    return Package::open(PackageFile::adopt(std::move(file), offer.name), limits);
 }
 
 }  // namespace tavik
