@@ -39,6 +39,7 @@ const Row kRows[] = {
     {"subdomain in other letters", "Tavik-7.0: Path=@A.app", ""},
     {"other specifiers", "tavik-7.0-en_us: Path=@A.app\ntavik-7.1: Path=@A.app", ""},
     {"other prefix", "/norva/other/: Specifier=tavik-7.0; Path=@A.app", ""},
+    {"below the groups", "groups/x: Specifier=tavik-7.0; Path=@A.app", ""},
     {"first of two", "x: Specifier=tavik-7.0; Path=@B.app\ntavik-7.0: Path=@A.app", "B.app"},
     {"neither path nor redirect", "tavik-7.0: X=Y", ""},
     {"path by payload, its own data",
@@ -49,6 +50,10 @@ const Row kRows[] = {
      PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|\npcdGetDomainData|1|{P}" CONFIG
              "vellGetPayloadData|{P}|0|QRTConfigPath -> 0|/wrong\ntavik-7.0: ExecutableBasename=P",
      "P.app"},
+    {"path by payload, installer's data, other extension",
+     PAYLOAD "vellGetPayloadData|{P}|0" CONFIG
+             "tavik-7.0: ExecutableBasename=A; ExecutableExtensionMac=tool",
+     "A.tool"},
     {"path by payload, shell tool, folder without a dot",
      PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|@\n"
              "tavik-7.0: IsShellTool=true; ExecutableExtensionMac=; ExecutableBasename=A",
@@ -70,6 +75,8 @@ const Row kRows[] = {
      "tavik-7.0: Path=@A.app\ny: Specifier=tavik-7.0; Path=@B.app; DisplayName=x\n"
      "pcdGetDomainData|1|/norva/parlex/y|DisplayName -> 5",
      "B.app"},
+    {"keys that cannot be listed",
+     "tavik-7.0: Path=@A.app\n/other:\npcdGetDomainDataKeys|1|/other -> 5", ""},
     {"product code, null value", "x: ProductCode=TAVIK-7.0; DisplayName=null; Path=@A.app",
      "A.app"},
     {"no subdomains", "pcdGetDomainDataSubdomains|1 -> 8", ""},
