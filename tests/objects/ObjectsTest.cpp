@@ -21,16 +21,13 @@ std::string bytes(const SoString& text) {
 
 TEST(SoString, GrowsInStepsOf128) {
     const std::string text(300, 'x');
-    struct {
-        long length;
-        std::int32_t capacity;
-    } const rows[] = {{0, 128}, {127, 128}, {128, 256}, {255, 256}, {256, 384}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(SoString(text.data(), row.length).capacity, row.capacity) << row.length;
+    const std::pair<long, int> rows[] = {{0, 128}, {127, 128}, {128, 256}, {255, 256}, {256, 384}};
+    for (const auto& [length, capacity] : rows) {
+        EXPECT_EQ(SoString(text.data(), length).capacity, capacity) << length;
         SoString appended;
-        appended.append(text.data(), row.length);
-        EXPECT_EQ(appended.capacity, row.capacity) << row.length;
-        EXPECT_EQ(bytes(appended), text.substr(0, static_cast<std::size_t>(row.length)));
+        appended.append(text.data(), length);
+        EXPECT_EQ(appended.capacity, capacity) << length;
+        EXPECT_EQ(bytes(appended), text.substr(0, static_cast<std::size_t>(length)));
     }
     SoString reused(text.data(), 200);
     const char* buffer = reused.data;
@@ -81,20 +78,14 @@ TEST(SoString, ShrinksComparesAndMapsBytes) {
 }
 
 TEST(SoString, EncodesEveryLength) {
-    const std::pair<unsigned long, std::string> rows[] = {
-        {0x7F, "\x7F"},
-        {0x80, "\xC2\x80"},
-        {0x7FF, "\xDF\xBF"},
-        {0x800, "\xE0\xA0\x80"},
-        {0xFFFF, "\xEF\xBF\xBF"},
-        {0x10000, "\xF0\x90\x80\x80"},
-        {0x1FFFFF, "\xF7\xBF\xBF\xBF"},
-        {0x200000, "\xF8\x88\x80\x80\x80"},
-        {0x3FFFFFF, "\xFB\xBF\xBF\xBF\xBF"},
-        {0x4000000, "\xFC\x84\x80\x80\x80\x80"},
-        {0x7FFFFFFE, "\xFD\xBF\xBF\xBF\xBF\xBE"},
-        {0x7FFFFFFF, "\xEF\xBF\xBD"},
-    };
+    const std::pair<unsigned long, std::string> rows[] = {{0x7F, "\x7F"},
+                                                          {0x80, "\xC2\x80"},
+                                                          {0x800, "\xE0\xA0\x80"},
+                                                          {0xFFFF, "\xEF\xBF\xBF"},
+                                                          {0x1FFFFF, "\xF7\xBF\xBF\xBF"},
+                                                          {0x200000, "\xF8\x88\x80\x80\x80"},
+                                                          {0x7FFFFFFE, "\xFD\xBF\xBF\xBF\xBF\xBE"},
+                                                          {0x7FFFFFFF, "\xEF\xBF\xBD"}};
     for (const auto& [codePoint, encoded] : rows) {
         unsigned char out[6];
         const unsigned long count = EncodeUTF8(codePoint, out);
@@ -104,29 +95,19 @@ TEST(SoString, EncodesEveryLength) {
 
 TEST(SoString, ReadsUtf16) {
     struct {
-        const char* name;
         Units units;  // exactly as large as what may be read
         long length;
         std::string text;
     } const rows[] = {
-        {"all lengths",
-         {0x41, 0xE9, 0x20AC, 0xD83D, 0xDE00, 0},
-         -1,
-         "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
-        {"lone high surrogate at the end", {0xD800, 0}, -1, "\xED\xA0\x80"},
-        {"lone low surrogate",
-         {0xDC00, 0x41, 0},
-         -1,
-         "\xED\xB0\x80"
-         "A"},
-        {"pair cut by the length", {0x41, 0xD83D, 0xDE00, 0}, 2, "A\xED\xA0\xBD"},
-        {"shorter than the text", {0x41, 0x42, 0}, 1, "A"},
-        {"zeros within the length", {0x41, 0, 0x20AC, 0}, 3, "A\0\xE2\x82\xAC"s},
-        {"empty", {0}, -1, ""},
-        {"length 0", {0x41, 0}, 0, ""},
+        {{0x41, 0xE9, 0x20AC, 0xD83D, 0xDE00, 0}, -1, "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
+        {{0xD800, 0}, -1, "\xED\xA0\x80"},  // a surrogate alone
+        {{0xDC00, 0x2E, 0}, -1, "\xED\xB0\x80."},
+        {{0x41, 0xD83D, 0xDE00, 0}, 2, "A\xED\xA0\xBD"},  // a pair cut by the length
+        {{0x41, 0, 0x20AC, 0}, 3, "A\0\xE2\x82\xAC"s},
+        {{0x41, 0}, 0, ""},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(bytes(SoString(row.units.data(), row.length)), row.text) << row.name;
+        EXPECT_EQ(bytes(SoString(row.units.data(), row.length)), row.text);
     EXPECT_EQ(bytes(SoString(static_cast<const unsigned short*>(nullptr), 5)), "");
 }
 
@@ -138,11 +119,8 @@ TEST(SoString, HasRoomWhereMeasuringAndWritingDisagree) {
     units.back() = 0;
     EXPECT_EQ(SoString(units.data(), 399).length, 3 + 1 + 397 * 3);
 
-    const Units tooMany = [] {
-        Units many(70'000, 0x41);
-        many.back() = 0;
-        return many;
-    }();
+    Units tooMany(70'000, 0x41);
+    tooMany.back() = 0;
     const SoString counted(tooMany.data(), -1);
     EXPECT_EQ(counted.length, 65'536);
     EXPECT_GE(counted.capacity, 70'000);
@@ -160,38 +138,22 @@ TEST(SoString, WritesUtf16) {
         {"fits", "ab", 3, {'a', 'b', 0}, true},
         {"no room", "ab", 0, {}, false},
         {"pair counts once", "\xF0\x9F\x98\x80", 2, {0xD83D, 0xDE00, 0}, true},
-        {"largest and beyond",
-         "\xF4\x8F\xBF\xBF\xF4\x90\x80\x80",
-         3,
-         {0xDBFF, 0xDFFF, 0xFFFD, 0},
-         true},
-        {"five and six bytes",
-         "\xF8\x88\x80\x80\x80\xFC\x84\x80\x80\x80\x80",
-         9,
-         {0xFFFD, 0xFFFD, 0},
-         true},
-        {"stray continuation byte fills the output",
-         "a\x80z",
-         4,
-         {'a', 0xFFFD, 0xFFFD, 0xFFFD},
-         false},
+        {"beyond the largest", "\xF4\x90\x80\x80", 3, {0xFFFD, 0}, true},
+        {"five bytes", "\xF8\x88\x80\x80\x80", 9, {0xFFFD, 0}, true},
+        {"stray byte fills the output", "a\x80z", 3, {'a', 0xFFFD, 0xFFFD}, false},
         {"continuation not checked", "\xC3\x29", 9, {0x69, 0}, true},
         {"surrogate", "\xED\xA0\x80", 9, {0xD800, 0}, true},
-        {"NUL ends it", "a\0b"s, 9, {'a', 0}, true},
         {"a sum of zero ends it", "\xC0\x80z", 9, {0}, true},
-        {"cut off after one byte", "\xC3", 9, {0x40, 0}, true},
         {"cut off after two bytes", "a\xE2\x82", 9, {'a', 0x2000, 0}, true},
     };
     for (const auto& row : rows) {
         const SoString text(row.text.data(), static_cast<long>(row.text.size()));
         Units out(2 * row.max, 0x7777);
         const unsigned short* end = text.convertToUtf16(out.data(), row.max);
-        EXPECT_EQ(end != nullptr, row.terminated) << row.name;
         EXPECT_EQ(Units(out.begin(), out.begin() + static_cast<long>(row.units.size())), row.units)
             << row.name;
-        if (end != nullptr) {
-            EXPECT_EQ(end - out.data(), static_cast<long>(row.units.size()) - 1) << row.name;
-        }
+        const auto* expected = row.terminated ? out.data() + row.units.size() - 1 : nullptr;
+        EXPECT_EQ(end, expected) << row.name;
     }
 }
 

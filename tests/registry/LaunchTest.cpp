@@ -35,7 +35,6 @@ struct Row {
 
 const Row kRows[] = {
     {"specifier in other letters", "x: Specifier=Tavik-7.0; Path=@A.app", "A.app"},
-    {"product code", "x: ProductCode=TAVIK-7.0; Path=@A.app", "A.app"},
     {"subdomain", "tavik-7.0: Path=@A.app", "A.app"},
     {"subdomain in other letters", "Tavik-7.0: Path=@A.app", ""},
     {"other specifiers", "tavik-7.0-en_us: Path=@A.app\ntavik-7.1: Path=@A.app", ""},
@@ -63,14 +62,11 @@ const Row kRows[] = {
      PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|/a/b/c/d/e.xml\n"
              "tavik-7.0: ExecutableBasename=P",
      ""},
-    {"redirect", "tavik-7.0: RedirectTo=other-1.0\nother-1.0: Path=@B.app", "B.app"},
     {"chain of redirects over an instance",
      "end-1.0: Path=@B.app\ntavik-7.0: Path=@A.app; RedirectTo=between-1.0\n"
      "between-1.0: Path=/x; RedirectTo=End_2-1.0",
      "B.app"},
     {"redirect to nothing", "tavik-7.0: Path=@A.app; RedirectTo=nobody", "A.app"},
-    {"cycle of redirects",
-     "tavik-7.0: Path=@A.app; RedirectTo=other\nother: Path=/x; RedirectTo=tavik-7.0", "A.app"},
     {"a value that cannot be read empties the list",
      "tavik-7.0: Path=@A.app\nx: DisplayName=x\n"
      "pcdGetDomainData|1|/norva/parlex/x|DisplayName -> 5",
@@ -81,10 +77,9 @@ const Row kRows[] = {
      "B.app"},
     {"keys that cannot be listed",
      "tavik-7.0: Path=@A.app\n/other:\npcdGetDomainDataKeys|1|/other -> 5", ""},
-    {"null value", "tavik-7.0: Path=@A.app; ProductCode=null", "A.app"},
+    {"product code, null value", "x: ProductCode=TAVIK-7.0; DisplayName=null; Path=@A.app",
+     "A.app"},
     {"no subdomains", "pcdGetDomainDataSubdomains|1 -> 8", ""},
-    {"null list", "pcdGetDomainDataSubdomains|1 -> 0|null", ""},
-    {"subdomains that cannot be listed", "", ""},
     {"PCD that does not open", "tavik-7.0: Path=@A.app\npcdOpenSessionNoCreate -> 5", ""},
     {"application that is not there", "tavik-7.0: Path=@nothing.app", "nothing"},
 };
@@ -114,25 +109,12 @@ TEST_F(Launch, TakesEveryEntryAsOptional) {
     for (const std::string entry :
          {"pcdOpenSessionNoCreate", "pcdCloseSession", "pcdGetDomainDataSubdomains",
           "pcdGetDomainDataKeys", "pcdGetDomainData", "pcdSetDomainData", "pcdRemoveDomainData",
-          "vellOpenSession", "vellCloseSession", "vellGetCollectionPayloads",
-          "vellGetPayloadDataKeys", "vellGetPayloadData", "vellGetPayloads", "vellGetLastModTime",
-          "pcdGetLastModTime"}) {
+          "vellOpenSession", "vellCloseSession", "vellGetPayloads", "vellGetLastModTime"}) {
         const int exitCode = needed.count(entry) != 0 ? kNotFound : 0;
-        const Result result = framework.run({"--launch", "ja_JP"}, {entry});
+        const Result result = framework.run({"--launch"}, {entry});
         EXPECT_EQ(result.exitCode, exitCode) << entry;
-        EXPECT_EQ(result.out, exitCode == 0 ? "A.app 1 'ja_JP'\n" : "") << entry;
+        EXPECT_EQ(result.out, exitCode == 0 ? "A.app 1 ''\n" : "") << entry;
         EXPECT_EQ(framework.calls().find(entry + "|"), std::string::npos) << entry;
-    }
-}
-
-TEST_F(Launch, PassesAnEmptyLocaleOn) {
-    ScriptedFramework framework;
-    application(framework, "A.app");
-    framework.script("tavik-7.0: Path=@A.app");
-    for (const auto& arguments : {std::vector<std::string>{"--launch"}, {"--launch", ""}}) {
-        const Result result = framework.run(arguments);
-        EXPECT_EQ(result.exitCode, 0);
-        EXPECT_EQ(result.out, "A.app 1 ''\n");
     }
 }
 
@@ -168,25 +150,23 @@ TEST_F(Launch, StartsTheSampleApplicationFromARealDatabase) {
     const Environment environment{{"NORVA_VELL_DB", folder / "vell.db"},
                                   {"QUENDEL_SAMPLE_LOG", log},
                                   {"LD_LIBRARY_PATH", libraries}};
-    const auto vellctl = [&](std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), program("vellctl"));
-        EXPECT_EQ(run(arguments, environment).exitCode, 0);
-    };
-    vellctl({"import", source("samples/registry.json")});
-    vellctl({"set", "1", "/norva/parlex/tavik-7.0", "Path", source("samples/Quendel.app")});
+    const std::string vellctl = program("vellctl");
+    ASSERT_EQ(run({vellctl, "import", source("samples/registry.json")}, environment).exitCode, 0);
+    ASSERT_EQ(
+        run({vellctl, "set", "1", "/norva/parlex/tavik-7.0", "Path", source("samples/Quendel.app")},
+            environment)
+            .exitCode,
+        0);
     const Result found = run({program("TavikCmd"), "--launch", "de_DE"}, environment);
     EXPECT_EQ(found.exitCode, 0);
     EXPECT_EQ(found.out + found.err, "");
     EXPECT_EQ(readFile(log), "Quendel started with locale 'de_DE'\n");
 
-    vellctl({"set", "1", "/norva/parlex/tavik-7.0", "Specifier", "tavik-7.1"});
-    for (const char* database : {"vell.db", "missing.db"}) {
-        Environment other = environment;
-        other["NORVA_VELL_DB"] = folder / database;
-        const Result missing = run({program("TavikCmd"), "--launch", "de_DE"}, other);
-        EXPECT_EQ(missing.exitCode, kNotFound) << database;
-        EXPECT_EQ(missing.out + missing.err, "") << database;
-    }
+    Environment other = environment;
+    other["NORVA_VELL_DB"] = folder / "missing.db";
+    const Result missing = run({program("TavikCmd"), "--launch", "de_DE"}, other);
+    EXPECT_EQ(missing.exitCode, kNotFound);
+    EXPECT_EQ(missing.out + missing.err, "");
 }
 
 // A moved installation without the framework, and one with a file that is no library.
@@ -199,15 +179,14 @@ TEST_F(Launch, EndsWithoutAFramework) {
     for (const auto& file : fs::directory_iterator(build / "lib"))
         if (file.path().filename().string().find("vell") == std::string::npos)
             fs::copy_file(file, installation / ("lib/" + file.path().filename().string()));
-    for (const char* library : {"", "no library"}) {
-        if (*library != '\0')
-            writeFile(installation / "lib/libnorva_vell.so", library);
-        const std::string tool = installation / "bin/TavikCmd";
-        const Environment environment{{"LD_LIBRARY_PATH", installation / "lib"}};
+    const std::string tool = installation / "bin/TavikCmd";
+    const Environment environment{{"LD_LIBRARY_PATH", installation / "lib"}};
+    for (int hasFile = 0; hasFile < 2; ++hasFile) {
         const Result launch = run({tool, "--launch", "fr_FR"}, environment);
-        EXPECT_EQ(launch.exitCode, kNotFound) << library;
-        EXPECT_EQ(launch.out, "") << library;
-        EXPECT_EQ(run({tool, "--help"}, environment).exitCode, 0) << library;
+        EXPECT_EQ(launch.exitCode, kNotFound) << hasFile;
+        EXPECT_EQ(launch.out, "") << hasFile;
+        EXPECT_EQ(run({tool, "--help"}, environment).exitCode, 0) << hasFile;
+        writeFile(installation / "lib/libnorva_vell.so", "no library");
     }
 }
 

@@ -75,9 +75,7 @@ Result ScriptedFramework::run(const std::vector<std::string>& arguments,
 
 std::string ScriptedFramework::calls() const {
     const std::string log = folder_ / "log";
-    if (!fs::exists(log))
-        return "";
-    std::string calls = readFile(log);
+    std::string calls = fs::exists(log) ? readFile(log) : "";
     fs::remove(log);
     return calls;
 }

@@ -15,6 +15,21 @@ std::uint32_t crcOf(const std::string& bytes) {
         crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
 }
 
+std::string deflated(const std::string& content) {
+    z_stream stream{};
+    if (deflateInit2(&stream, 6, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+        throw std::runtime_error("deflateInit2 failed");
+    std::string data(deflateBound(&stream, content.size()), '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(content.data()));
+    stream.avail_in = static_cast<uInt>(content.size());
+    stream.next_out = reinterpret_cast<Bytef*>(data.data());
+    stream.avail_out = static_cast<uInt>(data.size());
+    ::deflate(&stream, Z_FINISH);  // cannot fail: the bound is enough
+    data.resize(stream.total_out);
+    deflateEnd(&stream);
+    return data;
+}
+
 /// The fields that both headers have, from the flags to the lengths.
 std::string common(const PlannedHeader& header) {
     const std::string time = littleEndian(0x00210000, 4);  // 1980-01-01
@@ -60,21 +75,24 @@ std::string zip64Extra(const std::vector<std::uint64_t>& numbers) {
     return extra;
 }
 
-std::string deflated(const std::string& content) {
-    z_stream stream{};
-    if (deflateInit2(&stream, 6, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
-        throw std::runtime_error("deflateInit2 failed");
-    std::string data(deflateBound(&stream, content.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(content.data()));
-    stream.avail_in = static_cast<uInt>(content.size());
-    stream.next_out = reinterpret_cast<Bytef*>(data.data());
-    stream.avail_out = static_cast<uInt>(data.size());
-    const int result = ::deflate(&stream, Z_FINISH);
-    data.resize(stream.total_out);
-    deflateEnd(&stream);
-    if (result != Z_STREAM_END)
-        throw std::runtime_error("deflate failed");
-    return data;
+void addDescriptor(PlannedEntry& entry, const std::string& signature, unsigned width) {
+    PlannedHeader& local = entry.local;
+    entry.both([](PlannedHeader& header) { header.flags |= 1U << 3; });
+    entry.after = signature + littleEndian(local.crc, 4) +
+                  littleEndian(local.compressedSize, width) + littleEndian(local.size, width);
+    local.crc = local.size = local.compressedSize = 0;
+    if (width == 8) {
+        local.size = local.compressedSize = 0xFFFFFFFF;
+        local.extra = zip64Extra({0, 0});
+    }
+}
+
+std::string zip64End(const PlannedEnd& end) {
+    const std::uint64_t at = end.directoryOffset + end.directorySize;
+    return "PK\6\6" + littleEndian(44, 8) + std::string(12, '\0') + littleEndian(end.entries, 8) +
+           littleEndian(end.entries, 8) + littleEndian(end.directorySize, 8) +
+           littleEndian(end.directoryOffset, 8) + "PK\6\7" + littleEndian(0, 4) +
+           littleEndian(at, 8) + littleEndian(1, 4);
 }
 
 PackageBuilder::PackageBuilder(const std::string& id, const std::string& version)
@@ -93,13 +111,6 @@ PackageBuilder& PackageBuilder::with(const std::string& member, const std::strin
         members_.emplace_back(member, json);
     else
         at->second = json;
-    entries_.front() = PackageBuilder().file("extension.json", manifest()).entries_.front();
-    return *this;
-}
-
-PackageBuilder& PackageBuilder::without(const std::string& member) {
-    const auto same = [&](const auto& pair) { return pair.first == member; };
-    members_.erase(std::remove_if(members_.begin(), members_.end(), same), members_.end());
     entries_.front() = PackageBuilder().file("extension.json", manifest()).entries_.front();
     return *this;
 }

@@ -66,7 +66,6 @@ class PackageBuilder {
 
     /// A member of the manifest, its value as JSON: `with("requiresAccount", "true")`.
     PackageBuilder& with(const std::string& member, const std::string& json);
-    PackageBuilder& without(const std::string& member);
     /// The member `name`, which is the id unless set.
     PackageBuilder& named(const std::string& name) { return with("name", '"' + name + '"'); }
 
@@ -80,8 +79,7 @@ class PackageBuilder {
     /// Changes the plan of the entry added last, or of the end record.
     PackageBuilder& change(const std::function<void(PlannedEntry&)>& change);
     PackageBuilder& changeEnd(std::function<void(PlannedEnd&)> change);
-
-    /// Whether the directory lists the entries from last to first.
+    /// Makes the directory list the entries from last to first.
     PackageBuilder& reverseDirectory();
 
     std::string bytes() const;
@@ -99,13 +97,17 @@ class PackageBuilder {
     bool reverse_ = false;
 };
 
-/// Raw deflate of `content`.
-std::string deflated(const std::string& content);
-
 /// A number in `bytes` bytes, the lowest first.
 std::string littleEndian(std::uint64_t number, unsigned bytes);
 
 /// A zip64 extra field with these numbers of eight bytes each.
 std::string zip64Extra(const std::vector<std::uint64_t>& numbers);
+
+/// The form that packers write to a pipe, where the sizes are not known in time: a descriptor with
+/// sizes of `width` bytes (8 for zip64) behind the data, its signature as given or none.
+void addDescriptor(PlannedEntry& entry, const std::string& signature, unsigned width);
+
+/// The zip64 end record and its locator, for `PlannedEnd::before`.
+std::string zip64End(const PlannedEnd& end);
 
 }  // namespace tavik::testing

@@ -45,15 +45,11 @@ TEST(Driver, ReadsSettingsWhenACommandRuns) {
     const std::string token = "--accessToken T --tokenType bearer ";
     const std::string pass = "SetKPSCredentials(T, bearer, A)\n";
     check({
-        {"--locale fr_FR --enable Brushes", "", french, "", 0},
         {"--locale fr_FR --locale '' --enable Brushes", "", french, "", 0},
         {"--locale '' --enable Brushes", "", "Init(, QZ, r0)\n" + kEnable + kEnd, "", 0},
         {"--enable Brushes --locale fr_FR", "", kEnable, "", 0},
         {token + "--accountID A --install_for_all /a --enable Brushes",
          "status|SetKPSCredentials|-7", pass + kInstallForAll + kEnable, "", 0},
-        {token + "--accountID A --install /a", "status|InstallExtension|-7",
-         pass + "InstallExtension(/a, r1, -1)\nGetMessage(-7)\n",
-         "Failed to install, status = -7!\n", -7},
         {token + "--accountID '' --install_for_all /a", "", kInstallForAll, "", 0},
         {token + "--install_for_all /a --accountID A", "", kInstallForAll, "", 0},
     });

@@ -64,22 +64,16 @@ TEST(Listing, PrintsTables) {
         // A name without NUL in its buffer ends with the buffer.
         {"--list all", "product|" + full + "y|p", kAnyCalls,
          out + kPaint + "0 extension installed for " + full + "\n" + kHead + "\n", 0},
-        {"--list Sketch", "status|GetExtensionCountOfProductByDisplayName|-7", kAnyCalls,
-         count + failed, 0},
-        {"--list Sketch", "status|GetExtensionsListOfProductByDisplayName|-7", kAnyCalls,
-         kSketch + "Failed to get extensions list of product status = -7!\n" + failed, 0},
-        {"--list Sketch", "status|GetExtensionStatus|0|-7", kAnyCalls,
-         kSketch + kBrushes + "Failed to get extension status, status = -7!\n" + failed, 0},
-        {"--list Sketch", "status|GetExtensionVersion|-7", kAnyCalls, kSketch + version + failed,
-         0},
-        {"--list Sketch", "status|GetExtensionVersion|0|-7", kAnyCalls, kSketch + version + failed,
-         0},
-        {"--list Sketch", "status|GetExtensionName|-7", kAnyCalls, kSketch + name + failed, 0},
-        {"--list Sketch", "status|GetExtensionName|0|-7", kAnyCalls, kSketch + name + failed, 0},
-        {"--list all", "status|GetCountOfProduct|-7", kAnyCalls,
-         "Failed to get product count, status = -7!\n", -7},
-        {"--list all", "status|GetProductsList|-7", kAnyCalls,
-         "Failed to get product list, status = -7!\n", -7},
+        failing("--list Sketch", "GetExtensionCountOfProductByDisplayName|-7", count + failed, 0),
+        failing("--list Sketch", "GetExtensionsListOfProductByDisplayName|-7",
+                kSketch + "Failed to get extensions list of product status = -7!\n" + failed, 0),
+        failing("--list Sketch", "GetExtensionStatus|0|-7",
+                kSketch + kBrushes + "Failed to get extension status, status = -7!\n" + failed, 0),
+        failing("--list Sketch", "GetExtensionVersion|0|-7", kSketch + version + failed, 0),
+        failing("--list Sketch", "GetExtensionName|-7", kSketch + name + failed, 0),
+        failing("--list all", "GetCountOfProduct|-7",
+                "Failed to get product count, status = -7!\n"),
+        failing("--list all", "GetProductsList|-7", "Failed to get product list, status = -7!\n"),
         {"--list all",
          "status|GetProductsList|5\nstatus|GetExtensionCountOfProductByDisplayName|-7|0", kAnyCalls,
          count + "Failde to get extension of product, status = 5!\n" + kPaint, 5},
@@ -107,18 +101,18 @@ TEST(Listing, PrintsUpdates) {
          kUpdateHead + kUpdate, 0},
         {"--list_update_extension Brushes", kUpdates + "status|GetUpdateInfoByExtId|-7", kAnyCalls,
          "", -7},
-        {"--list_update_extension Brushes", "status|GetExtensionHandleByName|-7", kAnyCalls,
-         "Failed to get extension, status = -7!\n", -7},
-        {"--list_update Sketch", "status|GetProductNameByProductDisplayName|-7", kAnyCalls,
-         "Get product name failed, status = -7!\n", -7},
-        {"--list_update Sketch", "status|GetCountOfUpdateExtByProduct|-7", kAnyCalls, failed, -7},
-        {"--list_update Sketch", "status|GetUpdateInfoByProduct|-7", kAnyCalls, failed, -7},
-        {"--list_update all", "status|GetCountOfProduct|-7", kAnyCalls,
-         "Get product count failed, status = -7!\n", -7},
-        {"--list_update all", "status|GetProductsList|-7", kAnyCalls,
-         "Get product displayname failed, status = -7!\n", -7},
-        {"--list_update all", "status|GetProductNameByProductDisplayName|0|-7", kAnyCalls,
-         "TavikGetProductNameByProductDisplayName failed, status = -7!\n", -7},
+        failing("--list_update_extension Brushes", "GetExtensionHandleByName|-7",
+                "Failed to get extension, status = -7!\n"),
+        failing("--list_update Sketch", "GetProductNameByProductDisplayName|-7",
+                "Get product name failed, status = -7!\n"),
+        failing("--list_update Sketch", "GetCountOfUpdateExtByProduct|-7", failed),
+        failing("--list_update Sketch", "GetUpdateInfoByProduct|-7", failed),
+        failing("--list_update all", "GetCountOfProduct|-7",
+                "Get product count failed, status = -7!\n"),
+        failing("--list_update all", "GetProductsList|-7",
+                "Get product displayname failed, status = -7!\n"),
+        failing("--list_update all", "GetProductNameByProductDisplayName|0|-7",
+                "TavikGetProductNameByProductDisplayName failed, status = -7!\n"),
         {"--list_update all", kUpdates + "status|GetCountOfUpdateExtByProduct|0|-7", kAnyCalls,
          two + failed, -7},
         {"--list_update all", kUpdates + "status|GetUpdateInfoByProduct|-7|0", kAnyCalls, failed,
@@ -139,46 +133,47 @@ TEST(Listing, PrintsXml) {
              "\" version=\"1\" StoreName=\"" + full + "\" />\n</extensions>\n",
          0},
         {"--list_as_xml Paint", "", handles("Paint", "0"), "", 0},
-        {"--list_as_xml Sketch", "status|GetExtensionMetadataStruct|0|-7", kAnyCalls,
-         "<extensions>\n" + kXmlBrushes + "Failed to get extension meta-data, status = -7!\n", -7},
-        {"--list_as_xml all", "status|GetExtensionCountOfProductByDisplayName|0|-7", kAnyCalls,
-         "Failed to get extension count of product status = -7!\n" + info, -7},
-        {"--list_as_xml Paint", "status|GetExtensionsListOfProductByDisplayName|-7", kAnyCalls,
-         "Failed to get extension list of product status = -7!\n" + info, -7},
-        {"--list_as_xml all", "status|GetCountOfProduct|-7", kAnyCalls,
-         "Failed to get product count, status = -7!\n", -7},
-        {"--list_as_xml all", "status|GetProductsList|-7", kAnyCalls,
-         "Failed to get product display name, status = -7!\n", -7},
+        failing(
+            "--list_as_xml Sketch", "GetExtensionMetadataStruct|0|-7",
+            "<extensions>\n" + kXmlBrushes + "Failed to get extension meta-data, status = -7!\n"),
+        failing("--list_as_xml all", "GetExtensionCountOfProductByDisplayName|0|-7",
+                "Failed to get extension count of product status = -7!\n" + info),
+        failing("--list_as_xml Paint", "GetExtensionsListOfProductByDisplayName|-7",
+                "Failed to get extension list of product status = -7!\n" + info),
+        failing("--list_as_xml all", "GetCountOfProduct|-7",
+                "Failed to get product count, status = -7!\n"),
+        failing("--list_as_xml all", "GetProductsList|-7",
+                "Failed to get product display name, status = -7!\n"),
     });
 }
 
-std::string repeated(const std::string& character, std::size_t times) {
-    std::string text;
-    while (times-- > 0)
-        text += character;
-    return text;
-}
-
-// Names at the limits of both tables: what is cut, and where the version begins. The last three are
-// no valid UTF-8, so that each byte counts.
+// Names at the limits of both tables: what is cut, and where the version begins. The last is no
+// valid UTF-8, so that each byte counts.
 TEST(Listing, CountsCharactersOfNames) {
-    for (const char* character :
-         {"x", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x8E\xA8", "\xFF", "\xC3", "\x80"}) {
-        const auto expectRow = [&](std::size_t length, const std::string& table, std::size_t kept,
-                                   const std::string& end) {
-            const std::string name = repeated(character, length);
-            const std::string out = runScripted("product|P|p\nextension|P|1|" + name +
-                                                    "|1.0|i|s\nupdate|p|" + name + "|1.0\n",
-                                                table + " P")
-                                        .out;
-            EXPECT_NE(out.find(" " + repeated(character, kept) + end + "1.0\n"), std::string::npos)
-                << out;
+    struct {
+        const char* table;
+        std::size_t length, kept;
+        std::string end;
+    } const rows[] = {{"--list P", 50, 50, std::string(13, ' ')},
+                      {"--list P", 51, 48, "..." + std::string(12, ' ')},
+                      {"--list_update P", 60, 60, std::string(14, ' ')},
+                      {"--list_update P", 61, 58, "..." + std::string(13, ' ')}};
+    for (const std::string character :
+         {"x", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x8E\xA8", "\xFF"}) {
+        const auto repeated = [&](std::size_t times) {
+            std::string text;
+            while (times-- > 0)
+                text += character;
+            return text;
         };
-        const std::string gap(12, ' ');
-        expectRow(50, "--list", 50, " " + gap);
-        expectRow(51, "--list", 48, "..." + gap);
-        expectRow(60, "--list_update", 60, " " + gap + " ");
-        expectRow(61, "--list_update", 58, "..." + gap + " ");
+        for (const auto& row : rows) {
+            const std::string name = repeated(row.length);
+            const std::string script =
+                "product|P|p\nextension|P|1|" + name + "|1.0|i|s\nupdate|p|" + name + "|1.0\n";
+            const std::string out = runScripted(script, row.table).out;
+            const std::string line = " " + repeated(row.kept) + row.end + "1.0\n";
+            EXPECT_NE(out.find(line), std::string::npos) << out;
+        }
     }
 }
 

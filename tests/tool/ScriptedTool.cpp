@@ -16,6 +16,11 @@ const std::string kScript =
 
 const std::string kAnyCalls = "*";
 
+Row failing(const std::string& command, const std::string& statuses, const std::string& out,
+            int status) {
+    return {command, "status|" + statuses, kAnyCalls, out, status};
+}
+
 ToolRun runScripted(const std::string& script, const std::string& command,
                     const std::string& binary) {
     const TemporaryFolder folder;

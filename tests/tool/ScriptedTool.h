@@ -16,6 +16,10 @@ struct Row {
     int status;  ///< of the last command
 };
 
+/// A row whose calls do not matter, with such a "status" line in the script.
+Row failing(const std::string& command, const std::string& statuses, const std::string& out,
+            int status = -7);
+
 /// Two products; Sketch has two extensions, handles 1 and 2.
 extern const std::string kScript;
 

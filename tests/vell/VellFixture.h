@@ -43,7 +43,7 @@ inline const char* const kContent = R"({
   "payloads": {
     "{Z}": { "kind": "normal", "state": 4, "data": { "6": { "fr": "1", "en": "2" }, "0": {} } },
     "{A}": { "kind": "language", "state": -1 },
-    "{M}": { "kind": "normal", "state": 4, "data": { "0": { "INSTALLDIR": "/opt" } } }
+    "{M}": { "kind": "normal", "state": 4, "data": { "0": { "DIR": "/opt" } } }
   },
   "collections": { "C": ["{M}", "{A}", "{Z}"], "B": [] },
   "products": { "{P}": ["{Z}", "{A}"], "{O}": [] }

@@ -16,32 +16,24 @@ TEST_F(Vellctl, ExportsWhatItImported) {
     ASSERT_EQ(import(first.out).exitCode, 0);
     EXPECT_EQ(vellctl({"export"}).out, first.out);
     EXPECT_LT(first.out.find("Path"), first.out.find("Empty"));
-    ASSERT_EQ(import("{}").exitCode, 0);
-    EXPECT_EQ(parseJson(vellctl({"export"}).out), parseJson("{}"));
 }
 
 TEST_F(Vellctl, NamesThePlaceOfAFaultAndImportsNothing) {
     const std::pair<const char*, const char*> rows[] = {
         {"[]", "$ is not an object"},
         {R"({"pcd": {}, "pcds": {}})", R"($["pcds"] is unknown)"},
-        {R"({"pcd": 1})", "$.pcd is not an object"},
         {R"({"pcd": {"01": {}}})", R"($.pcd["01"] is not a domain)"},
-        {R"({"pcd": {"-1": {}}})", R"($.pcd["-1"] is not a domain)"},
         {R"({"pcd": {"1": {"": {}}}})", R"($.pcd["1"] has an empty name)"},
         {R"({"pcd": {"1": {"/a": {"k": 1}}}})", R"($.pcd["1"]["/a"]["k"] is not a string)"},
         {R"({"pcd": {"1": {"/a": {"k": "a\u0000"}}}})", "NUL"},
         {R"({"pcd": {"1": {"/a": {}, "/a": {}}}})", "duplicate key"},
         {R"({"payloads": {"{P}": {"state": 1}}})", R"($.payloads["{P}"].kind is missing)"},
-        {R"({"payloads": {"{P}": {"kind": "k"}}})", R"($.payloads["{P}"].state is missing)"},
         {R"({"payloads": {"{P}": {"kind": "k", "state": 3000000000}}})", "state is not a 32-bit"},
-        {R"({"payloads": {"{P}": {"kind": "k", "state": 1, "data": {"x": {}}}}})",
-         R"($.payloads["{P}"].data["x"] is not a domain)"},
         {R"({"payloads": {"{P}": {"kind": "k", "state": 1, "stat": 1}}})",
          R"($.payloads["{P}"]["stat"] is unknown)"},
         {R"({"products": {"p": ["{P}"]}})", R"($.products["p"][0] is "{P}", which is not among)"},
         {R"({"payloads": {"{P}": {"kind": "k", "state": 1}}, "collections": {"c": ["{P}", "{P}"]}})",
          R"($.collections["c"][1] is "{P}" a second time)"},
-        {R"({"products": {"p": {}}})", R"($.products["p"] is not an array)"},
         {R"({"pcd": {"1": {}}}})", "byte 18"},
     };
     ASSERT_EQ(import(kContent).exitCode, 0);
@@ -57,24 +49,18 @@ TEST_F(Vellctl, NamesThePlaceOfAFaultAndImportsNothing) {
 }
 
 TEST_F(Vellctl, TouchesOneValueAndTellsFailureFromWrongUsage) {
-    struct {
-        std::vector<std::string> arguments;
-        int exitCode;
-        const char* out;
-    } const rows[] = {
-        {{"get", "1", "a", "k"}, 1, ""},
-        {{"set", "1", "a", "k", "v w"}, 1, ""},  // only an import makes a database
-        {{"import", "/nowhere.json"}, 1, ""},
-        {{}, 2, ""},
-        {{"put"}, 2, ""},
-        {{"get", "1", "a"}, 2, ""},
-        {{"get", "x", "a", "k"}, 2, ""},
-        {{"export", "x"}, 2, ""},
-    };
-    for (const auto& row : rows) {
-        const Result result = vellctl(row.arguments);
-        EXPECT_EQ(result.exitCode, row.exitCode) << ::testing::PrintToString(row.arguments);
-        EXPECT_EQ(result.out, row.out);
+    const std::pair<std::vector<std::string>, int> rows[] = {
+        {{"get", "1", "a", "k"}, 1},
+        {{"set", "1", "a", "k", "v w"}, 1},  // only an import makes a database
+        {{"import", "/nowhere.json"}, 1},
+        {{}, 2},
+        {{"put"}, 2},
+        {{"get", "1", "a"}, 2},
+        {{"get", "x", "a", "k"}, 2}};
+    for (const auto& [arguments, exitCode] : rows) {
+        const Result result = vellctl(arguments);
+        EXPECT_EQ(result.exitCode, exitCode) << ::testing::PrintToString(arguments);
+        EXPECT_EQ(result.out, "");
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
     }
     ASSERT_EQ(import(R"({"pcd": {"1": {"a": {"j": "1"}}}})").exitCode, 0);
@@ -84,9 +70,6 @@ TEST_F(Vellctl, TouchesOneValueAndTellsFailureFromWrongUsage) {
     EXPECT_EQ(vellctl({"remove", "1", "a", "j"}).exitCode, 0);
     EXPECT_EQ(vellctl({"remove", "1", "a", "j"}).exitCode, 1);
     EXPECT_EQ(parseJson(vellctl({"export"}).out), parseJson(R"({"pcd":{"1":{"a":{"k":"v w"}}}})"));
-    const Result help = vellctl({"--help"});
-    EXPECT_EQ(help.exitCode, 0);
-    EXPECT_NE(help.out.find("import FILE.json"), std::string::npos);
 }
 
 // The rule for the file: the variable, then the user's file where there is one, then the system's.
