@@ -45,6 +45,8 @@ class DownloadTest : public ::testing::Test {
 
 TEST_F(DownloadTest, OnlyTheFileThatTheFeedDescribesComesBack) {
     server_.serve("/half", {"0123456789", 200, {}, {}, ServerAnswer::Fault::cutInBody});
+    server_.serve("/endless", {"0123456789", 200, {}, {}, ServerAnswer::Fault::endlessChunks});
+    server_.serve("/error", {"0123456789", 404});
     server_.serve("/bit", {"0123456788"});
     server_.serve("/long", {"0123456789x"});
     server_.serve("/right", {"0123456789"});
@@ -54,9 +56,13 @@ TEST_F(DownloadTest, OnlyTheFileThatTheFeedDescribesComesBack) {
         std::vector<std::string> mirrors;
         std::string expected;
     } const rows[] = {
-        {{"/none"}, failed},         {{"/half"}, failed},
-        {{"/bit"}, differs},         {{"/long"}, differs},
-        {{"/bit", "/half"}, failed}, {{"/none", "/half", "/long", "/bit", "/right"}, "0123456789"},
+        {{"/error"}, failed},
+        {{"/half"}, failed},
+        {{"/bit"}, differs},
+        {{"/long"}, differs},
+        {{"/endless"}, differs},
+        {{"/bit", "/half"}, failed},
+        {{"/error", "/half", "/long", "/bit", "/right"}, "0123456789"},
     };
     for (const auto& row : rows) {
         const std::string result = download(row.mirrors);
