@@ -42,10 +42,8 @@ class SignedInstall : public ::testing::Test {
     void requireSignatures() const {
         writeFile(machine_.shared("policy.json"), R"({"requireSignature": true})");
     }
-
-    void trust(const std::string& key) const {
-        writeFile(machine_.shared("trusted-keys/" + key + ".pem"),
-                  readFile(machine_.path(key + ".pem")));
+    void trustKeyOne() const {
+        writeFile(machine_.shared("trusted-keys/a.pem"), readFile(machine_.path("one.pem")));
     }
 
     void expectInstall(int status, const std::string& path, const List& listed) const {
@@ -72,7 +70,7 @@ TEST_F(SignedInstall, KeepsToWhatAnAdministratorRequires) {
     requireSignatures();
     expectInstall(kSignatureMissing, package("1.0", ""), {});
     expectInstall(kSignerUnknown, package("1.0", "one"), {});
-    trust("one");
+    trustKeyOne();
     expectInstall(0, package("1.0", "one"), {"Enabled com.example.a 1.0"});
     writeFile(machine_.user("trusted-keys/broken.pem"), "x");
     expectInstall(kKeyInvalid, package("1.1", "one"), {"Enabled com.example.a 1.0"});
@@ -107,7 +105,7 @@ TEST_F(SignedInstall, IsUpdatedFromASignedFeed) {
     };
     const auto update = [&] { return machine_.tavik({"--update", "com.example.a"}).exitCode; };
     requireSignatures();
-    trust("one");
+    trustKeyOne();
     build("1.0", machine_.path("a.qpk"));
     build("1.1", web + "/a.qpk");
     expectInstall(0, machine_.path("a.qpk"), {"Enabled com.example.a 1.0"});
