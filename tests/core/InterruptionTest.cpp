@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 
 #include "tests/support/Machine.h"
 
@@ -11,48 +10,22 @@ namespace {
 namespace fs = std::filesystem;
 using List = std::vector<std::string>;
 
-/// A change, the lists before and after it, and how the store comes to the state before it.
+const List kOld{"Enabled com.example.a 1.0"};
+
+/// A change, and the lists before and after it.
 struct Change {
     const char* name;
-    std::function<void(Machine&)> prepare;
-    std::function<List(Machine&)> arguments;
     List before;
     List after;
+    const char* option;
+    std::string version = "";  ///< of the package, for an install
 };
 
-void installed(Machine& machine, const std::string& version) {
-    ASSERT_EQ(machine.install(machine.package("com.example.a", version)).exitCode, 0);
-}
-
-List installing(Machine& machine, const std::string& version) {
-    return {"--install", machine.package("com.example.a", version)};
-}
-
 const Change kChanges[] = {
-    {"first install",
-     [](Machine&) {},
-     [](Machine& machine) { return installing(machine, "1.0"); },
-     {},
-     {"Enabled com.example.a 1.0"}},
-    {"update",
-     [](Machine& machine) { installed(machine, "1.0"); },
-     [](Machine& machine) { return installing(machine, "2.0"); },
-     {"Enabled com.example.a 1.0"},
-     {"Enabled com.example.a 2.0"}},
-    {"removal",
-     [](Machine& machine) { installed(machine, "1.0"); },
-     [](Machine&) {
-         return List{"--remove", "com.example.a"};
-     },
-     {"Enabled com.example.a 1.0"},
-     {}},
-    {"disabling",
-     [](Machine& machine) { installed(machine, "1.0"); },
-     [](Machine&) {
-         return List{"--disable", "com.example.a"};
-     },
-     {"Enabled com.example.a 1.0"},
-     {"Disabled com.example.a 1.0"}},
+    {"first install", {}, kOld, "--install", "1.0"},
+    {"update", kOld, {"Enabled com.example.a 2.0"}, "--install", "2.0"},
+    {"removal", kOld, {}, "--remove"},
+    {"disabling", kOld, {"Disabled com.example.a 1.0"}, "--disable"},
 };
 
 /// The host sees what the list says once another change has gone through.
@@ -71,14 +44,16 @@ enum class Duration { once, onward };
 
 /// Runs the change with the fault at its first, second, ... call that changes the disk, until the
 /// change has fewer calls than that.
-void runWithFaults(const Change& change, const std::string& fault,
-                   Duration duration = Duration::once) {
+void runWithFaults(const Change& change, const std::string& fault, Duration duration) {
     for (int call = 1;; ++call) {
         const std::string where =
             std::string(change.name) + ", " + fault + " at call " + std::to_string(call);
         Machine machine;
-        change.prepare(machine);
-        const List arguments = change.arguments(machine);
+        ASSERT_TRUE(change.before.empty() ||
+                    machine.install(machine.package("com.example.a", "1.0")).exitCode == 0);
+        const List arguments{change.option, change.version.empty()
+                                                ? "com.example.a"
+                                                : machine.package("com.example.a", change.version)};
         Environment& environment = machine.environment();
         const Environment clean = environment;
         environment["LD_PRELOAD"] = TAVIK_FAULTS_LIBRARY;
@@ -109,28 +84,29 @@ void runWithFaults(const Change& change, const std::string& fault,
     }
 }
 
-TEST(Interruption, KilledAtAnyCallLeavesTheOldOrTheNewState) {
+void runAllWithFaults(const std::string& fault, Duration duration = Duration::once) {
     for (const auto& change : kChanges)
-        runWithFaults(change, "kill");
+        runWithFaults(change, fault, duration);
+}
+
+TEST(Interruption, KilledAtAnyCallLeavesTheOldOrTheNewState) {
+    runAllWithFaults("kill");
 }
 
 TEST(Interruption, FullDiskAtAnyCallLeavesTheOldOrTheNewState) {
-    for (const auto& change : kChanges)
-        runWithFaults(change, std::to_string(ENOSPC));
+    runAllWithFaults(std::to_string(ENOSPC));
 }
 
 TEST(Interruption, DiskFullFromAnyCallOnLeavesTheOldOrTheNewState) {
-    for (const auto& change : kChanges)
-        runWithFaults(change, std::to_string(ENOSPC), Duration::onward);
+    runAllWithFaults(std::to_string(ENOSPC), Duration::onward);
 }
 
 TEST(Interruption, FailingDiskAtAnyCallLeavesTheOldOrTheNewState) {
-    for (const auto& change : kChanges)
-        runWithFaults(change, std::to_string(EIO));
+    runAllWithFaults(std::to_string(EIO));
 }
 
 // What a power cut may leave: the row without its link, links of no row, folders of no row.
-TEST(Interruption, NextChangeRepairsLinksAndDeletesLeftovers) {
+TEST(Interruption, IsMadeGoodByTheNextChange) {
     Machine machine;
     ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
     const std::string links = machine.user("products/sketch/extensions/");

@@ -22,11 +22,6 @@ std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& argument
     return command;
 }
 
-/// Lets others reach the machine's folder, which a temporary folder does not by itself.
-void openToAll(const Machine& machine) {
-    fs::permissions(machine.path(""), fs::perms(0755));
-}
-
 TEST(SharedStore, UsersCopyWinsAndEachIsRemovedByItsOwnCommand) {
     Machine machine;
     ASSERT_EQ(
@@ -48,7 +43,6 @@ TEST(SharedStore, UsersCopyWinsAndEachIsRemovedByItsOwnCommand) {
 
 TEST(SharedStore, EverythingIsReadableByAllWhateverTheUmask) {
     Machine machine;
-    openToAll(machine);
     const mode_t old = ::umask(0077);
     const Result result = machine.tavik(
         {"--install_for_all", machine.package(PackageBuilder("com.example.a", "1.0")
@@ -68,7 +62,7 @@ TEST(SharedStore, EverythingIsReadableByAllWhateverTheUmask) {
 
 TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
     Machine machine;
-    openToAll(machine);
+    fs::permissions(machine.path(""), fs::perms(0755));  // a temporary folder is for its owner only
     const auto path = machine.package("com.example.a", "1.0");
     fs::create_directories(machine.shared("products.d"));
     fs::copy(machine.user("products.d/sketch.json"), machine.shared("products.d"));

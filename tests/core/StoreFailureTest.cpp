@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <functional>
 
 #include "platform/support/Sqlite.h"
 #include "tests/support/Machine.h"
@@ -13,81 +10,54 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void setUserVersion(const Machine& machine, const std::string& version) {
-    Database database(machine.user("store.db"), SQLITE_OPEN_READWRITE, std::chrono::seconds(5));
-    database.execute(("PRAGMA user_version = " + version).c_str());
-}
-
-struct Trouble {
-    const char* name;
-    std::function<void(Machine&)> make;
-    int status;
-    const char* named;  ///< what the explanation names
-};
-
-const Trouble kTroubles[] = {
-    {"store of a newer schema", [](Machine& machine) { setUserVersion(machine, "99"); }, -22,
-     "version 99"},
-    {"another program's database",
-     [](Machine& machine) {
-         fs::remove(machine.user("store.db"));
-         Database(machine.user("store.db"), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                  std::chrono::seconds(5))
-             .execute("CREATE TABLE t (x)");
-     },
-     -23, "store.db"},
-    {"damaged database",
-     [](Machine& machine) { writeFile(machine.user("store.db"), std::string(9000, 'x')); }, -23,
-     "store.db"},
-    {"database that is a link",
-     [](Machine& machine) {
-         fs::rename(machine.user("store.db"), machine.path("real.db"));
-         fs::create_symlink(machine.path("real.db"), machine.user("store.db"));
-     },
-     -21, "store.db"},
-    {"store that is a link",
-     [](Machine& machine) {
-         fs::rename(machine.path("user"), machine.path("real"));
-         fs::create_directory_symlink(machine.path("real"), machine.path("user"));
-     },
-     -21, "user: "},
-    {"family folder that others may write to",
-     [](Machine& machine) { fs::permissions(machine.user(), fs::perms(0777)); }, -21, "user/QZ"},
-    {"store that its group may write to",
-     [](Machine& machine) { fs::permissions(machine.path("user"), fs::perms(0770)); }, -21,
-     "user: "},
-    {"missing home",
-     [](Machine& machine) {
-         machine.environment().erase("TAVIK_HOME");
-         machine.environment().erase("HOME");
-     },
-     -20, "HOME"},
-    {"relative TAVIK_HOME", [](Machine& machine) { machine.environment()["TAVIK_HOME"] = "here"; },
-     -20, "TAVIK_HOME=here"},
-    {"broken product descriptor",
-     [](Machine& machine) { writeFile(machine.user("products.d/bad.json"), "{\"name\": 1}"); }, -29,
-     "products.d/bad.json"},
-    {"product descriptor under another name",
-     [](Machine& machine) {
-         fs::copy(machine.user("products.d/sketch.json"), machine.user("products.d/x.json"));
-     },
-     -29, "products.d/x.json"},
-};
-
 // Each is its own clear failure, for a change and for a list, and harms nothing.
 TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
-    for (const auto& trouble : kTroubles) {
+    const struct {
+        const char* commands;  ///< that make the trouble, in the machine's folder
+        int status;
+        const char* named;  ///< what the explanation names
+    } rows[] = {
+        {"yes | head -c 9000 > user/QZ/store.db", -23, "store.db"},
+        {"mv user/QZ/store.db .; ln -s ../../store.db user/QZ", -21, "store.db"},
+        {"mv user real; ln -s real user", -21, "user: "},
+        {"chmod 777 user/QZ", -21, "user/QZ"},
+        {"chmod 770 user", -21, "user: "},
+        {"echo '{\"name\": 1}' > user/QZ/products.d/bad.json", -29, "products.d/bad.json"},
+        {"cd user/QZ/products.d; cp sketch.json x.json", -29, "products.d/x.json"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.commands);
         Machine machine;
         const auto path = machine.package("com.example.a", "1.0");
         ASSERT_EQ(machine.install(path).exitCode, 0);
-        trouble.make(machine);
+        ASSERT_EQ(run({"sh", "-euc", "cd \"$0\"; " + std::string(row.commands), machine.path("")})
+                      .exitCode,
+                  0);
         const Result change = machine.install(path);
-        EXPECT_EQ(change.exitCode, 256 + trouble.status) << trouble.name << ": " << change.err;
-        EXPECT_NE(change.err.find(trouble.named), std::string::npos)
-            << trouble.name << ": " << change.err;
-        const Result list = machine.tavik({"--list_as_xml", "all"});
-        EXPECT_EQ(list.exitCode, 256 + trouble.status) << trouble.name << ": " << list.err;
+        EXPECT_EQ(change.exitCode, 256 + row.status) << change.err;
+        EXPECT_NE(change.err.find(row.named), std::string::npos) << change.err;
+        EXPECT_EQ(machine.tavik({"--list_as_xml", "all"}).exitCode, 256 + row.status);
     }
+}
+
+TEST(StoreFailure, AStoreOfALaterProgramIsLeftAlone) {
+    Machine machine;
+    const auto path = machine.package("com.example.a", "1.0");
+    ASSERT_EQ(machine.install(path).exitCode, 0);
+    Database(machine.user("store.db"), SQLITE_OPEN_READWRITE, std::chrono::seconds(5))
+        .execute("PRAGMA user_version = 99");
+    const Result result = machine.install(path);
+    EXPECT_EQ(result.exitCode, 256 - 22) << result.err;
+    EXPECT_NE(result.err.find("version 99"), std::string::npos) << result.err;
+}
+
+TEST(StoreFailure, ThePlaceOfTheStoreIsKnown) {
+    Machine machine;
+    machine.environment()["TAVIK_HOME"] = "here";
+    EXPECT_NE(machine.tavik({"--list", "all"}).err.find("TAVIK_HOME=here"), std::string::npos);
+    machine.environment().erase("TAVIK_HOME");
+    machine.environment().erase("HOME");
+    EXPECT_EQ(machine.tavik({"--list", "all"}).exitCode, 256 - 20);
 }
 
 TEST(StoreFailure, ReadOnlyDiskIsSaidSo) {
@@ -102,17 +72,12 @@ TEST(StoreFailure, ReadOnlyDiskIsSaidSo) {
 }
 
 TEST(StoreFailure, ExplanationComesInTheLanguageOfTheLocale) {
-    const struct {
-        const char* locale;
-        const char* text;
-    } rows[] = {{"fr_CA", "aucune extension installée ne porte ce nom"},
-                {"de_DE", "keine installierte Erweiterung hat diesen Namen"},
-                {"ja_JP", "この名前または ID の拡張機能はありません"},
-                {"xx", "no installed extension has this name or id"}};
-    for (const auto& row : rows) {
-        Machine machine;
-        const Result result = machine.tavik({"--locale", row.locale, "--remove", "none"});
-        EXPECT_NE(result.err.find(row.text), std::string::npos) << row.locale << result.err;
+    const std::pair<const char*, const char*> rows[] = {
+        {"fr_CA", "aucune extension installée ne porte ce nom"},
+        {"xx", "no installed extension has this name or id"}};
+    for (const auto& [locale, text] : rows) {
+        const Result result = Machine().tavik({"--locale", locale, "--remove", "none"});
+        EXPECT_NE(result.err.find(text), std::string::npos) << locale << result.err;
         EXPECT_EQ(result.out, "Failed to get extension handle by extension name, status = -7!\n");
     }
 }

@@ -65,39 +65,19 @@ TEST_F(Update, IsListedAppliedAndKeepsTheState) {
     EXPECT_NE(result.err.find("no update is available"), std::string::npos) << result.err;
 }
 
-TEST_F(Update, AServerThatIsGoneIsAFailureAndChangesNothing) {
-    publish(version("1.5"));
-    server_.stop();
-    const Result result = machine_.tavik({"--list_update", "all"});
-    EXPECT_EQ(result.exitCode, 256 - 33) << result.err;
-    EXPECT_EQ(result.out, "Get extension count failed, status = -33!\n");
-    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 256 - 33);
-    expectInstalled("Enabled com.example.a 1.0");
-}
-
 TEST_F(Update, WhatIsNotWhatTheFeedDescribesIsRefused) {
-    const struct {
-        const char* name;
-        PackageBuilder served;
-        int status;
-    } rows[] = {
-        {"another file", version("1.6"), -39},
-        {"the package of another version", version("1.5"), -40},
-    };
-    for (const auto& row : rows) {
-        publish(version("1.5"));
-        if (row.status == -39) {
-            server_.serve("/site/a.qpk", {row.served.bytes()});
-        } else {
-            // The digest is right, the version in the feed is not.
-            std::string feed = readFile(machine_.path("site/feed.json"));
-            feed.replace(feed.find("\"1.5\""), 5, "\"1.7\"");
-            server_.serve("/site/feed.json", {feed});
-        }
-        const Result result = machine_.tavik({"--update", "com.example.a"});
-        EXPECT_EQ(result.exitCode, 256 + row.status) << row.name << ": " << result.err;
-        expectInstalled("Enabled com.example.a 1.0");
-    }
+    publish(version("1.5"));
+    server_.serve("/site/a.qpk", {version("1.6").bytes()});
+    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 256 - 39);
+    expectInstalled("Enabled com.example.a 1.0");
+
+    // Here the digest is right, the version in the feed is not.
+    publish(version("1.5"));
+    std::string feed = readFile(machine_.path("site/feed.json"));
+    feed.replace(feed.find("\"1.5\""), 5, "\"1.7\"");
+    server_.serve("/site/feed.json", {feed});
+    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 256 - 40);
+    expectInstalled("Enabled com.example.a 1.0");
 }
 
 TEST_F(Update, RequiredAccountIsAskedForAndTheTokenIsNeverWritten) {

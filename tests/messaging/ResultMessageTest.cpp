@@ -12,50 +12,12 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
-struct Row {
-    const char* name;
-    const char* script;
-    Arguments arguments;
-    const char* payload;  ///< empty where nothing is sent
-};
-
-// Handle 1 is the first extension of a script; this one stands after those of the rows.
-const std::string kScript = "extension|Sketch|1|Brushes|1.4.0|id|\n";
-
-const std::vector<Row> kRows = {
-    {"install",
-     "message|0|Done.\n",
-     {"--install", "p"},
-     R"({"ReturnCode":0,"ReturnMsg":"Done.","Operation":"install","BundleId":"Brushes","Version":"1.4.0"})"},
-    {"any bytes, positive status",
-     "status|InstallExtension|7\nmessage|7|\"Done\" \xc3\nextension|Sketch|1|a "
-     "\"\\\xff|\xed\xa0\x80\t|id|\n",
-     {"--install", "p"},
-     "{\"ReturnCode\":7,\"ReturnMsg\":\"\"Done\" \xc3\",\"Operation\":\"install\",\"BundleId\":\"a "
-     "\"\\\xff\","
-     "\"Version\":\"\xed\xa0\x80\t\"}"},
-    {"failed install",
-     "status|InstallExtension|-12\nmessage|-12|\n",
-     {"--install", "p"},
-     R"({"ReturnCode":-12,"ReturnMsg":"","Operation":"install","BundleId":"","Version":""})"},
-    {"off", "", {"--disableSendResult", "true", "--install", "p", "--remove", "Brushes"}, ""},
-    {"for all users", "", {"--install_for_all", "p", "--remove_for_all", "Brushes"}, ""},
-    {"nothing to remove", "status|GetExtensionHandleByName|-3\n", {"--remove", "Brushes"}, ""},
-    {"remove",
-     "message|0|Gone.\n",
-     {"--remove", "Brushes"},
-     R"({"ReturnCode":0,"ReturnMsg":"Gone.","Operation":"uninstall","BundleId":"Brushes","Version":"1.4.0"})"},
-    {"failed remove",
-     "status|RemoveExtension|-2147483648\nmessage|-2147483648|No.\n",
-     {"--remove", "Brushes"},
-     R"({"ReturnCode":-2147483648,"ReturnMsg":"No.","Operation":"uninstall","BundleId":"Brushes","Version":"1.4.0"})"},
-};
-
 /// Runs of the tool, in a folder of their own.
 class ResultMessage : public ::testing::Test {
   protected:
     Environment environment(const std::string& script) {
-        writeFile(folder_ / "script", script + kScript);
+        // Handle 1 is the first extension of a script; this one stands behind that of a row.
+        writeFile(folder_ / "script", script + "extension|Sketch|1|Brushes|1.4.0|id|\n");
         Environment environment{{"LD_LIBRARY_PATH", SCRIPTED_CORE_FOLDER},
                                 {"SCRIPTED_CORE_SCRIPT", folder_ / "script"},
                                 {"SCRIPTED_CORE_LOG", folder_ / "log"}};
@@ -76,17 +38,49 @@ class ResultMessage : public ::testing::Test {
 };
 
 TEST_F(ResultMessage, ReachesTheHubByteForByteAndChangesNothingElse) {
+    const struct {
+        const char* name;
+        const char* script;
+        Arguments arguments;
+        std::string payload;  ///< empty where nothing is sent
+    } rows[] = {
+        {"install",
+         "message|0|Done.\n",
+         {"--install", "p"},
+         R"({"ReturnCode":0,"ReturnMsg":"Done.","Operation":"install","BundleId":"Brushes","Version":"1.4.0"})"},
+        {"any bytes, positive status",
+         "status|InstallExtension|7\nmessage|7|\"Done\" \xc3\n"
+         "extension|Sketch|1|a \"\\\xff|\xed\xa0\x80\t|id|\n",
+         {"--install", "p"},
+         "{\"ReturnCode\":7,\"ReturnMsg\":\"\"Done\" \xc3\",\"Operation\":\"install\","
+         "\"BundleId\":\"a \"\\\xff\",\"Version\":\"\xed\xa0\x80\t\"}"},
+        {"failed install",
+         "status|InstallExtension|-12\nmessage|-12|\n",
+         {"--install", "p"},
+         R"({"ReturnCode":-12,"ReturnMsg":"","Operation":"install","BundleId":"","Version":""})"},
+        {"off", "", {"--disableSendResult", "true", "--install", "p", "--remove", "Brushes"}, ""},
+        {"for all users", "", {"--install_for_all", "p", "--remove_for_all", "Brushes"}, ""},
+        {"nothing to remove", "status|GetExtensionHandleByName|-3\n", {"--remove", "Brushes"}, ""},
+        {"remove",
+         "message|0|Gone.\n",
+         {"--remove", "Brushes"},
+         R"({"ReturnCode":0,"ReturnMsg":"Gone.","Operation":"uninstall","BundleId":"Brushes","Version":"1.4.0"})"},
+        {"failed remove",
+         "status|RemoveExtension|-2147483648\nmessage|-2147483648|No.\n",
+         {"--remove", "Brushes"},
+         R"({"ReturnCode":-2147483648,"ReturnMsg":"No.","Operation":"uninstall","BundleId":"Brushes","Version":"1.4.0"})"},
+    };
     std::vector<std::string> withoutBus;
-    for (const Row& row : kRows)
+    for (const auto& row : rows)
         withoutBus.push_back(seen(row.script, row.arguments));
     const PrivateBus bus;
     Process hub({HUB_SUBSCRIBER}, {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}});
     ASSERT_EQ(hub.line(), "subscribed");
-    for (std::size_t i = 0; i < kRows.size(); ++i) {
-        const Row& row = kRows[i];
-        EXPECT_EQ(seen(row.script, row.arguments), withoutBus[i]) << row.name;
-        if (*row.payload != '\0') {
-            EXPECT_EQ(hub.line(), std::string("Norva.Tavik: ") + row.payload) << row.name;
+    auto expected = withoutBus.begin();
+    for (const auto& row : rows) {
+        EXPECT_EQ(seen(row.script, row.arguments), *expected++) << row.name;
+        if (!row.payload.empty()) {
+            EXPECT_EQ(hub.line(), "Norva.Tavik: " + row.payload) << row.name;
         }
     }
 }

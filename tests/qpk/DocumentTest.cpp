@@ -26,50 +26,41 @@ std::string blocks(const std::string& document, const std::string& language) {
     return text;
 }
 
-/// A session of a shell: its commands ("$ ", continued by "> ") and what they print.
-struct Session {
-    std::string commands;
-    std::string output;
+std::string document(const std::string& name) {
+    return testing::readFile(testing::source("docs/" + name));
+}
 
-    explicit Session(const std::string& text) {
-        std::istringstream lines(text);
-        for (std::string line; std::getline(lines, line);) {
-            const bool isCommand = line.rfind("$ ", 0) == 0 || line.rfind("> ", 0) == 0;
-            (isCommand ? commands : output) += (isCommand ? line.substr(2) : line) + "\n";
-        }
-    }
-};
-
-class Document : public ::testing::TestWithParam<const char*> {
-  protected:
-    std::string text_ = testing::readFile(testing::source(std::string("docs/") + GetParam()));
-};
+class Document : public ::testing::TestWithParam<const char*> {};
 
 // Catches an example that does not work, or that prints something else than the document says.
 TEST_P(Document, ExamplesRunAsTheyStand) {
-    const Session session(blocks(text_, "console"));
-    ASSERT_NE(session.output, "");
+    std::istringstream session(blocks(document(GetParam()), "console"));
+    std::string commands;  // each begins with "$ " and goes on with "> "
+    std::string output;
+    for (std::string line; std::getline(session, line);) {
+        const bool isCommand = line.rfind("$ ", 0) == 0 || line.rfind("> ", 0) == 0;
+        (isCommand ? commands : output) += line.substr(isCommand ? 2 : 0) + "\n";
+    }
+    ASSERT_NE(output, "");
     const testing::TemporaryFolder folder;
-    const std::string programs = testing::program("");
     const testing::Result result =
-        testing::run({"sh", "-euc", "cd \"$0\"; PATH=$1:$PATH; exec 2>&1\n" + session.commands,
-                      folder.path().string(), programs});
+        testing::run({"sh", "-euc", "cd \"$0\"; PATH=$1:$PATH; exec 2>&1\n" + commands,
+                      folder.path().string(), testing::program("")});
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.out, session.output);
+    EXPECT_EQ(result.out, output);
 }
 
 INSTANTIATE_TEST_SUITE_P(Docs, Document, ::testing::Values("package-format.md", "trust.md"));
 
 TEST(PolicyDocument, HasAPolicyThatHolds) {
-    const std::string text = testing::readFile(testing::source("docs/trust.md"));
-    const Policy policy = parsePolicy(blocks(text, "json"));
+    const Policy policy = parsePolicy(blocks(document("trust.md"), "json"));
     EXPECT_TRUE(policy.requireSignature);
     EXPECT_EQ(policy.limits.fileBytes, 536870912U);
 }
 
 // A limit's name that nobody reads would be ignored without a word.
 TEST(PolicyDocument, NamesLimitsThatExist) {
-    const std::string text = testing::readFile(testing::source("docs/package-format.md"));
+    const std::string text = document("package-format.md");
     std::istringstream lines(text.substr(text.find("| limit | default | name |")));
     int count = 0;
     for (std::string line; std::getline(lines, line) && line.front() == '|';) {

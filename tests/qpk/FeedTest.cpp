@@ -67,12 +67,14 @@ TEST_F(PublishedFeed, GoesOnFromTheLastOne) {
     expectIn("withdrawn: <bdi>loses work</bdi>", readFile(web_ + "/index.html"));
 }
 
-// Each row would be refused by those who read the feed, or publish what should not be.
+// What readers of the feed would refuse, or what should not be public.
 TEST_F(PublishedFeed, IsNotWrittenWhereNobodyWouldTakeIt) {
     publish(source("a", "1.0"), "a.qpk");
     const std::string k = key("k");
-    good({"feed", web_, "--serial", "5", "--key", k});
+    good({"feed", web_, "--serial", "4", "--key", k});
+    good({"feed", web_, "--key", k});
     const std::string before = readFile(web_ + "/feed.json");
+    EXPECT_EQ(signerOf(before, readFile(web_ + "/feed.json.sig")).pem(), readFile(at("k.pem")));
     const auto refused = [&](const std::string& text, std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"feed", web_});
         expectIn(text, bad(arguments));
@@ -94,53 +96,29 @@ TEST_F(PublishedFeed, IsNotWrittenWhereNobodyWouldTakeIt) {
     writeFile(web_ + "/index.html", "<h1>My own page</h1>");
     refused("was not made by qpk feed", {"--key", k});
     EXPECT_EQ(readFile(web_ + "/index.html"), "<h1>My own page</h1>");
-    writeFile(web_ + "/feed.json", "{");
-    expectIn("feed is not valid", bad({"feed", web_, "--key", k}));
 }
 
-TEST_F(PublishedFeed, IsSignedAsItStandsThere) {
-    publish(source("a", "1.0"), "a.qpk");
-    const std::string k = key("k");
-    for (int i = 0; i < 2; ++i) {
-        good({"feed", web_, "--key", k});
-        EXPECT_EQ(signerOf(readFile(web_ + "/feed.json"), readFile(web_ + "/feed.json.sig")).pem(),
-                  readFile(at("k.pem")));
-    }
-}
-
-/// What the real browser made of the page.
-class Page : public PublishedFeed {
-  protected:
-    std::string dom() const {
-        const testing::Result result = testing::run(
-            {"chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
-             "--no-first-run", "--disable-background-networking", "--disable-component-update",
-             "--disable-sync", "--user-data-dir=" + at("browser"), "--dump-dom",
-             "file://" + web_ + "/index.html"},
-            {{"HOME", at("home")}});
-        EXPECT_EQ(result.exitCode, 0) << result.err;
-        return result.out;
-    }
-};
-
-TEST_F(Page, ShowsPeopleWhatIsThereAndRunsNothing) {
+TEST_F(PublishedFeed, ShowsPeopleInABrowserWhatIsThereAndRunsNothing) {
     publish(source("a", "2.0-beta.1",
                    R"html(, "author": "<script>document.title = 'run'</script>",
                         "description": "</p><img src=x onerror=\"document.title = 'run'\">")html"),
             "'\"><script>document.title = 'run'<script>.qpk");
     publish(source("b", "3.1"), "b.qpk");
     good({"feed", web_, "--key", key("k")});
-    const std::string page = dom();
+    const std::string page =
+        testing::run({"chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+                      "--no-first-run", "--disable-background-networking",
+                      "--disable-component-update", "--disable-sync", "--dump-dom",
+                      "--user-data-dir=" + at("browser"), "file://" + web_ + "/index.html"},
+                     {{"HOME", at("home")}})
+            .out;
     expectIn("<title>Extensions</title>", page);
     EXPECT_EQ(page.find("<script"), std::string::npos) << page;
     EXPECT_EQ(page.find("<img"), std::string::npos) << page;
     for (const FeedItem& item : feed().items) {
         expectIn(item.sha256, page);
         expectIn(">" + item.version.text() + "</td>", page);
-        expectIn("<code>" + item.id + "</code>", page);
     }
-    expectIn("<bdi>sketch</bdi>", page);
-    expectIn(">" + std::to_string(feed().items[1].size) + " bytes</td>", page);
     expectIn("<a href=\"b.qpk\" download=\"\"><bdi>b.qpk</bdi></a>", page);
     // The link leads to the file, whatever its name holds.
     const std::size_t link = page.find("href=\"") + 6;

@@ -41,37 +41,21 @@ std::string headOf(const ServerAnswer& answer, bool unchanged) {
 
 }  // namespace
 
-Certificate::Certificate(const std::string& folder)
-    : certificateFile(folder + "/server.pem"), keyFile(folder + "/server.key") {
+Certificate::Certificate(const std::string& folder) : file(folder + "/server.pem") {
     const Result made =
         run({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
              "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1", "-addext",
-             "subjectAltName=IP:127.0.0.1", "-keyout", keyFile, "-out", certificateFile});
+             "subjectAltName=IP:127.0.0.1", "-keyout", file, "-out", file});
     if (made.exitCode != 0)
         throw std::runtime_error("no certificate: " + made.err);
 }
 
-struct FeedServer::TlsContext {
-    explicit TlsContext(const Certificate& certificate)
-        : context(SSL_CTX_new(TLS_server_method())) {
-        if (SSL_CTX_use_certificate_chain_file(context, certificate.certificateFile.c_str()) != 1 ||
-            SSL_CTX_use_PrivateKey_file(context, certificate.keyFile.c_str(), SSL_FILETYPE_PEM) !=
-                1)
-            throw std::runtime_error("cannot use the certificate");
-    }
-    ~TlsContext() { SSL_CTX_free(context); }
-    TlsContext(const TlsContext&) = delete;
-    TlsContext& operator=(const TlsContext&) = delete;
-
-    SSL_CTX* context;
-};
-
 class FeedServer::Connection {
   public:
-    Connection(int descriptor, const TlsContext* tls) : descriptor_(descriptor) {
+    Connection(int descriptor, SSL_CTX* tls) : descriptor_(descriptor) {
         if (tls == nullptr)
             return;
-        ssl_ = SSL_new(tls->context);
+        ssl_ = SSL_new(tls);
         SSL_set_fd(ssl_, descriptor);
         SSL_accept(ssl_);
     }
@@ -90,10 +74,9 @@ class FeedServer::Connection {
                 return head;
             }
             std::array<char, 4096> buffer{};
-            const int got =
-                ssl_ == nullptr
-                    ? static_cast<int>(::read(descriptor_, buffer.data(), buffer.size()))
-                    : SSL_read(ssl_, buffer.data(), static_cast<int>(buffer.size()));
+            const auto got = ssl_ == nullptr
+                                 ? ::read(descriptor_, buffer.data(), buffer.size())
+                                 : SSL_read(ssl_, buffer.data(), static_cast<int>(buffer.size()));
             if (got <= 0)
                 return {};
             received_.append(buffer.data(), static_cast<std::size_t>(got));
@@ -102,10 +85,9 @@ class FeedServer::Connection {
 
     bool write(const std::string& bytes) {
         for (std::size_t at = 0; at < bytes.size();) {
-            const int sent =
-                ssl_ == nullptr
-                    ? static_cast<int>(::write(descriptor_, &bytes[at], bytes.size() - at))
-                    : SSL_write(ssl_, &bytes[at], static_cast<int>(bytes.size() - at));
+            const std::size_t left = bytes.size() - at;
+            const auto sent = ssl_ == nullptr ? ::write(descriptor_, &bytes[at], left)
+                                              : SSL_write(ssl_, &bytes[at], static_cast<int>(left));
             if (sent <= 0)
                 return false;
             at += static_cast<std::size_t>(sent);
@@ -124,7 +106,10 @@ FeedServer::FeedServer() {
 }
 
 FeedServer::FeedServer(const Certificate& certificate)
-    : tls_(std::make_shared<TlsContext>(certificate)) {
+    : tls_(SSL_CTX_new(TLS_server_method()), SSL_CTX_free) {
+    SSL_CTX_use_certificate_file(tls_.get(), certificate.file.c_str(), SSL_FILETYPE_PEM);
+    if (SSL_CTX_use_PrivateKey_file(tls_.get(), certificate.file.c_str(), SSL_FILETYPE_PEM) != 1)
+        throw std::runtime_error("cannot use the certificate");
     listen();
 }
 
@@ -173,23 +158,22 @@ std::string FeedServer::address(const std::string& path) const {
 
 std::vector<std::string> FeedServer::requests(const std::string& target) const {
     const std::lock_guard lock(mutex_);
-    std::vector<std::string> found;
-    std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(found),
-                 [&](const std::string& head) {
-                     return head.find(" " + target + "\n") != std::string::npos;
-                 });
-    return found;
+    return requestsSoFar(target);
 }
 
 void FeedServer::waitForRequest(const std::string& target) {
     std::unique_lock lock(mutex_);
-    const auto isAsked = [&] {
-        return std::any_of(requests_.begin(), requests_.end(), [&](const std::string& head) {
-            return head.find(" " + target + "\n") != std::string::npos;
-        });
-    };
-    if (!asked_.wait_for(lock, std::chrono::seconds(10), isAsked))
+    if (!asked_.wait_for(lock, std::chrono::seconds(10),
+                         [&] { return !requestsSoFar(target).empty(); }))
         throw std::runtime_error("nobody asked for " + target);
+}
+
+std::vector<std::string> FeedServer::requestsSoFar(const std::string& target) const {
+    std::vector<std::string> found;
+    for (const std::string& head : requests_)
+        if (head.find(" " + target + "\n") != std::string::npos)
+            found.push_back(head);
+    return found;
 }
 
 void FeedServer::acceptAll() {

@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+struct ssl_ctx_st;  // what libssl calls SSL_CTX
+
 namespace tavik::testing {
 
 /// What the server answers at one path, right or wrong.
@@ -32,11 +34,10 @@ struct ServerAnswer {
     std::chrono::milliseconds delay{0};  ///< before the answer, for measurements
 };
 
-/// The key and certificate of a TLS server for 127.0.0.1, made by openssl in a folder.
+/// Key and certificate of a TLS server for 127.0.0.1, made by openssl in a folder.
 struct Certificate {
     explicit Certificate(const std::string& folder);
-    std::string certificateFile;  ///< PEM; what a client has to trust
-    std::string keyFile;
+    std::string file;  ///< PEM of both; what a client has to trust
 };
 
 /// An HTTP/1.1 server on a free port of 127.0.0.1 that keeps connections open, and misbehaves on
@@ -64,15 +65,15 @@ class FeedServer {
 
   private:
     class Connection;
-    struct TlsContext;
 
+    std::vector<std::string> requestsSoFar(const std::string& target) const;
     void listen();
     void acceptAll();
     void talk(int descriptor);
     bool answer(Connection& connection, const std::string& head);
     bool send(Connection& connection, const ServerAnswer& answer);
 
-    std::shared_ptr<TlsContext> tls_;
+    std::shared_ptr<ssl_ctx_st> tls_;  ///< none without a certificate
     int listener_ = -1;
     int port_ = 0;
     std::atomic<bool> stopped_{false};

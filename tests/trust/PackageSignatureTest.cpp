@@ -21,15 +21,16 @@ using testing::TemporaryFolder;
 const std::string kList(kContentListPath);
 const std::string kSignature(kContentSignaturePath);
 
-PackageBuilder manifestAlone() {
-    return {"com.example.a", "1.0"};
+/// The package that the author signed, where a test does not change one of its files.
+PackageBuilder withFiles(const std::string& text, unsigned textMode = 0100644,
+                         unsigned programMode = 0100755) {
+    return PackageBuilder("com.example.a", "1.0")
+        .file("a.txt", text, textMode)
+        .file("bin/run", "#!/bin/sh\n", programMode);
 }
 
 PackageBuilder honest() {
-    return manifestAlone()
-        .file("a.txt", "hello")
-        .file("bin/run", "#!/bin/sh\n", 0100755)
-        .folder("empty");
+    return withFiles("hello").folder("empty");
 }
 
 class PackageSignature : public ::testing::Test {
@@ -44,80 +45,39 @@ class PackageSignature : public ::testing::Test {
         return builder.file(kList, list).file(kSignature, signDetached(list, key_));
     }
 
-    SignerReport verify(const PackageBuilder& builder, bool required = false) {
-        builder.write(path_);
-        return verifyPackage(Package::open(path_), rules(required));
-    }
-
-    TrustRules rules(bool required) {
+    SignerReport verify(const Package& package) {
         TrustRules rules;
-        rules.policy.requireSignature = required;
         rules.keys = TrustedKeys({folder_.path().string()});
-        rules.crypto = [this]() -> Crypto& {
-            wasLoaded_ = true;
-            return crypto_;
-        };
-        return rules;
+        rules.crypto = [this]() -> Crypto& { return crypto_; };
+        return verifyPackage(package, rules);
+    }
+    SignerReport verify(const PackageBuilder& builder) {
+        builder.write(path_);
+        return verify(Package::open(path_));
     }
 
     const TemporaryFolder folder_;
     const std::string path_ = folder_ / "a.qpk";
     const PrivateKey key_ = PrivateKey::generate();
     OpenSslCrypto crypto_;
-    bool wasLoaded_ = false;
 };
-
-TEST_F(PackageSignature, IsJudgedByThePolicy) {
-    EXPECT_FALSE(verify(honest()).isSigned());
-    EXPECT_FALSE(wasLoaded_) << "an unsigned package needs no cryptography";
-    expectStatus(Status::signatureMissing, "a.qpk", [&] { verify(honest(), true); });
-    EXPECT_FALSE(wasLoaded_);
-
-    const PackageBuilder good = signedWith(honest(), writeContentList(listed(honest())));
-    EXPECT_EQ(verify(good).fingerprint, key_.publicKey().fingerprint());
-    EXPECT_FALSE(verify(good).isTrusted);
-    expectStatus(Status::signerUnknown, key_.publicKey().fingerprint(),
-                 [&] { verify(good, true); });
-    testing::writeFile(folder_ / "trusted-keys/author.pem", key_.publicKey().pem());
-    EXPECT_TRUE(verify(good, true).isTrusted);
-}
 
 // Each row is a package that differs from what its author signed.
 TEST_F(PackageSignature, HoldsForExactlyTheContentThatWasSigned) {
     const std::string list = writeContentList(listed(honest()));
-    const auto manifest = [] { return manifestAlone(); };
     const struct {
         const char* name;
         const char* text;
         PackageBuilder content;
     } rows[] = {
-        {"other bytes", "a.txt\": has another digest",
-         manifest().file("a.txt", "hellO").file("bin/run", "#!/bin/sh\n", 0100755).folder("empty")},
-        {"other size", "a.txt\": has another size",
-         manifest().file("a.txt", "hell").file("bin/run", "#!/bin/sh\n", 0100755).folder("empty")},
+        {"one bit", "a.txt\": has another digest", withFiles("helln").folder("empty")},
         {"more", "b.txt\": is not in", honest().file("b.txt", "")},
-        {"another folder", "b\": is not in", honest().folder("b")},
-        {"less", "a.txt\": is in the signed list",
-         manifest().file("bin/run", "#!/bin/sh\n", 0100755).folder("empty")},
-        {"a folder less", "empty/\": is in the signed list",
-         manifest().file("a.txt", "hello").file("bin/run", "#!/bin/sh\n", 0100755)},
-        {"folder made a file", "empty\": is not in",
-         manifest()
-             .file("a.txt", "hello")
-             .file("bin/run", "#!/bin/sh\n", 0100755)
-             .file("empty", "")},
-        {"made executable", "a.txt\": is executable",
-         manifest()
-             .file("a.txt", "hello", 0100755)
-             .file("bin/run", "#!/bin/sh\n", 0100755)
-             .folder("empty")},
+        {"less", "empty/\": is in the signed list", withFiles("hello")},
+        {"folder made a file", "empty\": is not in", withFiles("hello").file("empty", "")},
+        {"made executable", "a.txt\": is executable", withFiles("hello", 0100755).folder("empty")},
         {"no longer executable", "bin/run\": is not executable",
-         manifest().file("a.txt", "hello").file("bin/run", "#!/bin/sh\n").folder("empty")},
-        {"another manifest", "extension.json\": has another",
-         PackageBuilder("com.example.a", "2.0")
-             .file("a.txt", "hello")
-             .file("bin/run", "#!/bin/sh\n", 0100755)
-             .folder("empty")},
+         withFiles("hello", 0100644, 0100644).folder("empty")},
+        {"another manifest", "extension.json\": has another", honest().with("storeName", "\"x\"")},
     };
     EXPECT_NO_THROW(verify(signedWith(honest(), list)));
     for (const auto& row : rows) {
@@ -136,21 +96,15 @@ TEST_F(PackageSignature, NeedsAListThatIsStrict) {
     };
     std::vector<ListedEntry> twice = entries;
     twice.push_back(entries.front());
-    std::vector<ListedEntry> itself = entries;
-    itself.push_back({kSignature, 1, std::string(64, '0'), false});
     const struct {
         const char* name;
         std::string list;
         const char* text;
     } rows[] = {
         {"listed twice", writeContentList(twice), "is listed twice"},
-        {"lists the signature", writeContentList(itself), "is in the signed list, but missing"},
-        {"no JSON", "x", "META-INF/content.json"},
         {"a feed", R"({"formatVersion": 1, "serial": 1, "extensions": []})", "unknown member"},
         {"newer form", replaced("\"formatVersion\": 1", "\"formatVersion\": 2"), "formatVersion"},
-        {"unknown member", replaced("\"size\"", "\"only\": \"x\", \"size\""), "unknown member"},
         {"no size", replaced("\"size\": 5, ", ""), "size is not"},
-        {"short digest", replaced("2cf24dba", ""), "sha256 is not"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -171,14 +125,10 @@ TEST_F(PackageSignature, IsNeverTakenForNone) {
     } rows[] = {
         {"no signature", Status::signatureWrong, honest().file(kList, list)},
         {"no list", Status::signatureWrong, honest().file(kSignature, signature)},
-        {"empty signature", Status::signatureWrong,
-         honest().file(kList, list).file(kSignature, "")},
         {"list changed", Status::signatureWrong,
          honest().file(kList, list + " ").file(kSignature, signature)},
         {"something else", Status::packageUnsafe, honest().file("META-INF/MANIFEST.MF", "")},
-        {"something more", Status::packageUnsafe, PackageBuilder(good).file("META-INF/x", "")},
         {"the folder", Status::packageUnsafe, PackageBuilder(good).folder("META-INF")},
-        {"deeper", Status::packageUnsafe, honest().file("META-INF/content.json/x", "")},
         {"lower case", Status::packageUnsafe,
          honest().file("meta-inf/content.json", list).file("meta-inf/content.json.sig", signature)},
         {"huge list", Status::packageTooLarge,
@@ -197,7 +147,7 @@ TEST_F(PackageSignature, HoldsWhileOthersCanWriteToTheFile) {
         good.write(path_);
         std::filesystem::permissions(path_, std::filesystem::perms(mode));
         const Package package = openStable(path_, {});
-        EXPECT_TRUE(verifyPackage(package, rules(false)).isSigned());
+        EXPECT_TRUE(verify(package).isSigned());
         std::string bytes = testing::readFile(path_);
         bytes.assign(bytes.size(), 'x');
         testing::writeFile(path_, bytes);  // in place

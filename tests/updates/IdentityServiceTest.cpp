@@ -10,7 +10,6 @@ namespace tavik {
 namespace {
 
 using testing::FeedServer;
-using testing::ServerAnswer;
 
 const std::string kToken = "S3cr3tToken";
 
@@ -25,44 +24,30 @@ int statusOf(Work work) {
     }
 }
 
-TEST(IdentityService, AsksWithTheAccountAndTheHeader) {
-    FeedServer server;
-    server.serve("/kps/accounts/me%2F..%40home/extensions/com.example.a", {"yes"});
-    IdentityService service;
-    service.setEndPoint(server.address("/kps/"));
-    service.setCredentials(kToken, "Bearer", "me/..@home");
-    service.requireAccount("com.example.a", "A");
-    const auto requests = server.requests("/kps/accounts/me%2F..%40home/extensions/com.example.a");
-    ASSERT_EQ(requests.size(), 1U);
-    EXPECT_EQ(requests[0].substr(0, 4), "GET ");
-    EXPECT_NE(requests[0].find("\nAuthorization: Bearer S3cr3tToken\n"), std::string::npos);
-}
-
 TEST(IdentityService, EachCauseHasItsStatus) {
     FeedServer server;
-    ServerAnswer moved;
-    moved.status = 302;
-    moved.headers = {"Location: " + server.address("/accounts/me/extensions/yes")};
-    ServerAnswer denied{"no"};
-    denied.status = 403;
-    ServerAnswer broken{"no"};
-    broken.status = 503;
-    server.serve("/accounts/me/extensions/yes", {"yes"});
-    server.serve("/accounts/me/extensions/moved", moved);
-    server.serve("/accounts/me/extensions/denied", denied);
-    server.serve("/accounts/me/extensions/broken", broken);
+    FeedServer other;
+    other.serve("/yes", {"yes"});
+    const std::string account = "/kps/accounts/me%2F..%40home/extensions/";
+    server.serve(account + "yes", {"yes"});
+    server.serve(account + "moved", {"", 302, {"Location: " + other.address("/yes")}});
+    server.serve(account + "denied", {"no", 403});
+    server.serve(account + "broken", {"no", 503});
     IdentityService service;
     const auto ask = [&](const std::string& id) {
         return Status(statusOf([&] { service.requireAccount(id, "A"); }));
     };
     EXPECT_EQ(ask("yes"), Status::endPointMissing);
-    service.setEndPoint(server.address(""));
+    service.setEndPoint(server.address("/kps/"));
     EXPECT_EQ(ask("yes"), Status::credentialsMissing);
-    service.setCredentials(kToken, "Bearer", "me");
+    service.setCredentials(kToken, "Bearer", "me/..@home");
     EXPECT_EQ(ask("yes"), Status::success);
+    const std::string request = server.requests(account + "yes").at(0);
+    EXPECT_NE(request.find("\nAuthorization: Bearer S3cr3tToken\n"), std::string::npos) << request;
     EXPECT_EQ(ask("denied"), Status::accountRefused);
     EXPECT_EQ(ask("none"), Status::accountRefused);
     EXPECT_EQ(ask("moved"), Status::identityUnreachable);
+    EXPECT_TRUE(other.requests("/yes").empty()) << "the token went to another host";
     EXPECT_EQ(ask("broken"), Status::identityUnreachable);
     server.stop();
     EXPECT_EQ(ask("yes"), Status::identityUnreachable);
@@ -80,12 +65,8 @@ TEST(IdentityService, RefusesWhatCannotStandInARequest) {
     const std::string rows[][3] = {
         {"", "Bearer", "me"},
         {kToken + "\r\nX: y", "Bearer", "me"},
-        {kToken + " x", "Bearer", "me"},
         {std::string(20'000, 'x'), "Bearer", "me"},
         {kToken, "Bearer:", "me"},
-        {kToken, "Bearer\n", "me"},
-        {kToken, "", "me"},
-        {kToken, "Bearer", ""},
         {kToken, "Bearer", ".."},
         {kToken, "Bearer", "S3cr3t\nme"},
     };
