@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 
 #include "platform/core/online/DetachedSignature.h"
 #include "platform/core/online/OpenSslCrypto.h"
