@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/core/texts/Status.h"
+#include "platform/core/updates/VersionOrder.h"
 
 namespace tavik {
 namespace {
@@ -21,6 +22,7 @@ bool isSame(const CachedFeed& a, const CachedFeed& b) {
 void FeedSource::remember(std::optional<CachedFeed> copy, std::vector<SeenVersion> seen) {
     remembered_ = std::move(copy);
     seen_ = std::move(seen);
+    std::sort(seen_.begin(), seen_.end(), DigestOrder());
 }
 
 DocumentRequest FeedSource::request() const {
@@ -94,16 +96,7 @@ void FeedSource::judge(const FeedTrust& trust, std::int64_t now) {
 }
 
 bool FeedSource::isRepublished(const FeedItem& item) const {
-    const ItemRange items = itemsOf(feed_, item.idKey);
-    return std::any_of(seen_.begin(), seen_.end(),
-                       [&](const SeenVersion& once) {
-                           return once.idKey == item.idKey && once.version == item.version &&
-                                  once.sha256 != item.sha256;
-                       }) ||
-           std::any_of(items.begin(), items.end(), [&](const FeedItem& other) {
-               return !other.blocked && other.version == item.version &&
-                      other.sha256 != item.sha256;
-           });
+    return hasOtherDigest(seen_, item) || hasOtherDigest(feed_.items, item);
 }
 
 std::optional<GoodFeed> FeedSource::news(const std::set<std::string>& installed) const {
@@ -111,9 +104,7 @@ std::optional<GoodFeed> FeedSource::news(const std::set<std::string>& installed)
         return std::nullopt;
     GoodFeed good;
     const auto isKnown = [this](const FeedItem& item) {
-        return std::any_of(seen_.begin(), seen_.end(), [&](const SeenVersion& once) {
-            return once.idKey == item.idKey && once.version == item.version;
-        });
+        return std::binary_search(seen_.begin(), seen_.end(), item, VersionOrder());
     };
     for (const auto& key : installed)
         for (const auto& item : itemsOf(feed_, key))

@@ -54,7 +54,7 @@ class FeedSource {
     Address address_;
     Address source_;  ///< where redirects ended: relative addresses belong to it
     std::optional<CachedFeed> remembered_;
-    std::vector<SeenVersion> seen_;
+    std::vector<SeenVersion> seen_;  ///< in DigestOrder
     CachedFeed copy_;
     bool isFresh_ = false;  ///< its bytes have come with this check
     Feed feed_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <iterator>
 #include <set>
 
 #include "platform/core/texts/Status.h"
@@ -11,9 +12,12 @@ namespace {
 
 /// Why the feed has no update for an extension that its publisher may think it has one for.
 std::string noteAbout(const FeedSource& source, const UpdatableExtension& extension) {
-    for (const auto& item : itemsOf(source.feed(), extension.idKey))
-        if (item.blocked && item.version > extension.version)
-            return "version " + item.version.text() + " is blocked: " + *item.blocked;
+    const ItemRange items = itemsOf(source.feed(), extension.idKey);
+    const auto newest = std::find_if(
+        std::make_reverse_iterator(items.end()), std::make_reverse_iterator(items.begin()),
+        [&](const FeedItem& item) { return item.blocked && item.version > extension.version; });
+    if (newest.base() != items.begin())
+        return "version " + newest->version.text() + " is blocked: " + *newest->blocked;
     for (const auto& warning : source.feed().warnings)
         if (warning.idKey == extension.idKey)
             return "an entry in " + source.address() + " is not valid: " + warning.text;
