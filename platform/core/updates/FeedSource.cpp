@@ -33,6 +33,7 @@ DocumentRequest FeedSource::request() const {
 
 void FeedSource::take(FetchResult result) {
     source_ = result.address;
+    spent_ = result.spent;
     switch (result.outcome) {
         case Outcome::fetched:
             isFresh_ = true;
@@ -67,7 +68,7 @@ bool FeedSource::lacksSignature(const FeedTrust& trust) const {
 }
 
 DocumentRequest FeedSource::signatureRequest() const {
-    return {address_.withPathSuffix(kSignatureSuffix), {}, {}};
+    return {address_.withPathSuffix(kSignatureSuffix), {}, {}, spent_};
 }
 
 void FeedSource::takeSignature(FetchResult result) {
