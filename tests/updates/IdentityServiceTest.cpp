@@ -47,10 +47,13 @@ TEST(IdentityService, EachCauseHasItsStatus) {
     denied.status = 403;
     ServerAnswer broken{"no"};
     broken.status = 503;
+    ServerAnswer busy{"no"};
+    busy.status = 429;
     server.serve("/accounts/me/extensions/yes", {"yes"});
     server.serve("/accounts/me/extensions/moved", moved);
     server.serve("/accounts/me/extensions/denied", denied);
     server.serve("/accounts/me/extensions/broken", broken);
+    server.serve("/accounts/me/extensions/busy", busy);
     IdentityService service;
     const auto ask = [&](const std::string& id) {
         return Status(statusOf([&] { service.requireAccount(id, "A"); }));
@@ -64,6 +67,7 @@ TEST(IdentityService, EachCauseHasItsStatus) {
     EXPECT_EQ(ask("none"), Status::accountRefused);
     EXPECT_EQ(ask("moved"), Status::identityUnreachable);
     EXPECT_EQ(ask("broken"), Status::identityUnreachable);
+    EXPECT_EQ(ask("busy"), Status::identityUnreachable);
     server.stop();
     EXPECT_EQ(ask("yes"), Status::identityUnreachable);
     service.forget();

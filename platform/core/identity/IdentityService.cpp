@@ -103,7 +103,9 @@ void IdentityService::requireAccount(const std::string& extensionId, const std::
         authorization_.reveal());
     if (result.outcome == FetchResult::Outcome::fetched)
         return;
-    const bool refused = result.httpStatus >= 400 && result.httpStatus < 500;
+    // Others, such as 408 and 429, are no word on the account.
+    const int status = result.httpStatus;
+    const bool refused = status == 401 || status == 403 || status == 404;
     fail(refused ? Status::accountRefused : Status::identityUnreachable, name, result.failure);
 }
 
