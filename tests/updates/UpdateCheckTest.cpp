@@ -151,10 +151,12 @@ TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
     Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
         .execute("PRAGMA user_version = 2");
     EXPECT_EQ(failureOfA(), Status::storeNewer) << failure_.second;
-    input_.cacheFile = folder_ / "missing/feeds.db";
-    const auto done = check();
-    EXPECT_EQ(done->updateOf("a").item.version.text(), "1.5");
-    EXPECT_TRUE(done->warning());
+    for (const std::string& unusable : {folder_ / "missing/feeds.db", folder_.path().string()}) {
+        input_.cacheFile = unusable;
+        const auto done = check();
+        EXPECT_EQ(done->updateOf("a").item.version.text(), "1.5") << unusable;
+        EXPECT_TRUE(done->warning()) << unusable;
+    }
 }
 
 TEST_F(UpdateCheckTest, ASlowerProcessDoesNotTurnTheSerialBack) {

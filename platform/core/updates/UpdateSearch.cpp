@@ -33,13 +33,12 @@ void UpdateSearch::run() {
     nameFeeds();
     const auto feeds = sources();
     if (!feeds.empty()) {
-        FeedCache cache(input_.cacheFile);
-        for (FeedSource* feed : feeds)
-            feed->remember(cache.find(feed->address()), cache.seen(feed->address()));
+        auto cache = recall();
         fetch();
         for (FeedSource* feed : feeds)
             feed->judge(input_.trust, std::time(nullptr));
-        keep(cache);
+        if (cache)
+            keep(*cache);
     }
     for (std::size_t i = 0; i < findings_.size(); ++i)
         find(input_.extensions[i], findings_[i]);
@@ -109,6 +108,20 @@ void UpdateSearch::fetch() {
     results = fetcher_->fetchAll(signatures);
     for (std::size_t i = 0; i < lacking.size(); ++i)
         lacking[i]->takeSignature(std::move(results[i]));
+}
+
+/// Tells the feeds what is known of them. Nothing, and a warning, where the cache cannot be read:
+/// the check then goes on as a first one does.
+std::optional<FeedCache> UpdateSearch::recall() try {
+    FeedCache cache(input_.cacheFile);
+    for (FeedSource* feed : sources())
+        feed->remember(cache.find(feed->address()), cache.seen(feed->address()));
+    return cache;
+} catch (const Error& error) {
+    if (error.status() == static_cast<int>(Status::storeNewer))
+        throw;
+    warning_ = error;
+    return std::nullopt;
 }
 
 void UpdateSearch::keep(FeedCache& cache) {
