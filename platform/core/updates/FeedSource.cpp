@@ -3,14 +3,13 @@
 #include <algorithm>
 
 #include "platform/core/texts/Status.h"
+#include "platform/core/trust/FeedSignature.h"
 #include "platform/core/updates/VersionOrder.h"
 
 namespace tavik {
 namespace {
 
 using Outcome = FetchResult::Outcome;
-
-constexpr const char* kSignatureSuffix = ".sig";
 
 bool isSame(const CachedFeed& a, const CachedFeed& b) {
     return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
