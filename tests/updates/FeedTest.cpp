@@ -105,8 +105,8 @@ TEST(Feed, TheDocumentedExampleIsValid) {
     const Feed feed = parseFeed(page.substr(begin, page.find("```", begin) - begin), kBase);
     EXPECT_TRUE(feed.warnings.empty()) << feed.warnings[0].text;
     ASSERT_EQ(feed.items.size(), 2U);
-    EXPECT_EQ(feed.items[0].mirrors[0].text(), "https://e.com/feeds/brushes-1.5.0.qpk");
-    EXPECT_TRUE(feed.items[1].blocked);
+    EXPECT_EQ(feed.items[1].mirrors[0].text(), "https://e.com/feeds/brushes-1.5.0.qpk");
+    EXPECT_TRUE(feed.items[0].blocked);
 }
 
 }  // namespace

@@ -128,12 +128,16 @@ TEST(Fetcher, BoundsTheWholeAndCanBeStopped) {
     expectFailure(fetch(server.address("/stall"), bounds), "timed out", "a document's time");
     bounds = FetchBounds();
     bounds.batch = std::chrono::milliseconds(200);
-    expectFailure(fetch(server.address("/stall"), bounds), "given up", "the time of all");
+    const Address stall = Address::parse(server.address("/stall"));
+    auto fetcher = loadOnline().newFetcher(bounds);
+    expectFailure(fetcher->fetchAll({{stall, {}, {}, bounds.document}}).at(0), "timed out",
+                  "no time left by the document that it belongs to");
+    for (const char* call : {"the time of all", "the time of all, in a later call"})
+        expectFailure(fetcher->fetchAll({{stall, {}, {}}}).at(0), "given up", call);
 
-    const auto fetcher = loadOnline().newFetcher(FetchBounds());
+    fetcher = loadOnline().newFetcher(FetchBounds());
     fetcher->cancel();
-    expectFailure(fetcher->fetchAll({{Address::parse(server.address("/stall")), {}, {}}}).at(0),
-                  "stopped", "cancelled");
+    expectFailure(fetcher->fetchAll({{stall, {}, {}}}).at(0), "stopped", "cancelled");
 }
 
 class FetcherWithEnvironment : public ::testing::Test {

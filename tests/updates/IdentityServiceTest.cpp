@@ -33,6 +33,7 @@ TEST(IdentityService, EachCauseHasItsStatus) {
     server.serve(account + "moved", {"", 302, {"Location: " + other.address("/yes")}});
     server.serve(account + "denied", {"no", 403});
     server.serve(account + "broken", {"no", 503});
+    server.serve(account + "busy", {"no", 429});
     IdentityService service;
     const auto ask = [&](const std::string& id) {
         return Status(statusOf([&] { service.requireAccount(id, "A"); }));
@@ -49,6 +50,7 @@ TEST(IdentityService, EachCauseHasItsStatus) {
     EXPECT_EQ(ask("moved"), Status::identityUnreachable);
     EXPECT_TRUE(other.requests("/yes").empty()) << "the token went to another host";
     EXPECT_EQ(ask("broken"), Status::identityUnreachable);
+    EXPECT_EQ(ask("busy"), Status::identityUnreachable);
     server.stop();
     EXPECT_EQ(ask("yes"), Status::identityUnreachable);
     service.forget();

@@ -135,10 +135,12 @@ TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
     Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
         .execute("PRAGMA user_version = 2");
     EXPECT_EQ(updateOfA(), failed(Status::storeNewer)) << why_;
-    input_.cacheFile = folder_ / "missing/feeds.db";
-    UpdateCheck check(input_);
-    EXPECT_EQ(updateOf(check, "a"), "1.5");
-    EXPECT_TRUE(check.warning());
+    for (const std::string& unusable : {folder_ / "missing/feeds.db", folder_.path().string()}) {
+        input_.cacheFile = unusable;
+        UpdateCheck check(input_);
+        EXPECT_EQ(updateOf(check, "a"), "1.5") << unusable;
+        EXPECT_TRUE(check.warning()) << unusable;
+    }
 }
 
 TEST_F(UpdateCheckTest, ASlowerProcessDoesNotTurnTheSerialBack) {

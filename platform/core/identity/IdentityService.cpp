@@ -14,26 +14,6 @@ constexpr std::size_t kMaxTokenBytes = 16384;
 constexpr std::size_t kMaxTypeBytes = 64;
 constexpr std::size_t kMaxAccountBytes = 255;
 
-bool isAlphanumeric(char c) noexcept {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-/// RFC 3986's unreserved characters stay as they are.
-std::string percentEncoded(std::string_view text) {
-    constexpr std::string_view kHex = "0123456789ABCDEF";
-    std::string result;
-    // Room for the longest form, so that no part of it is left behind in memory given back.
-    result.reserve(3 * text.size());
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (isAlphanumeric(c) || std::string_view("-._~").find(c) != std::string_view::npos)
-            result += c;
-        else
-            result.append("%").append(1, kHex[byte >> 4]).append(1, kHex[byte & 15]);
-    }
-    return result;
-}
-
 [[noreturn]] void refuse(const std::string& what, const std::string& cause) {
     fail(Status::invalidArgument, what, cause);
 }
@@ -103,7 +83,9 @@ void IdentityService::requireAccount(const std::string& extensionId, const std::
         authorization_.reveal());
     if (result.outcome == FetchResult::Outcome::fetched)
         return;
-    const bool refused = result.httpStatus >= 400 && result.httpStatus < 500;
+    // Others, such as 408 and 429, are no word on the account.
+    const int status = result.httpStatus;
+    const bool refused = status == 401 || status == 403 || status == 404;
     fail(refused ? Status::accountRefused : Status::identityUnreachable, name, result.failure);
 }
 

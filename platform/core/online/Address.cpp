@@ -10,10 +10,6 @@ namespace {
 
 constexpr std::size_t kMaxHostBytes = 253;
 
-bool isAlphanumeric(char c) noexcept {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
 std::string lowered(std::string_view text) {
     std::string result(text);
     for (char& c : result)
@@ -125,6 +121,25 @@ std::string percentDecoded(std::string_view text) {
 }
 
 }  // namespace
+
+bool isAlphanumeric(char c) noexcept {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+/// RFC 3986's unreserved characters stay as they are.
+std::string percentEncoded(std::string_view text) {
+    constexpr std::string_view kHex = "0123456789ABCDEF";
+    std::string result;
+    result.reserve(3 * text.size());
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (isAlphanumeric(c) || std::string_view("-._~").find(c) != std::string_view::npos)
+            result += c;
+        else
+            result.append("%").append(1, kHex[byte >> 4]).append(1, kHex[byte & 15]);
+    }
+    return result;
+}
 
 Address Address::parse(std::string_view text) {
     requirePlain(text);

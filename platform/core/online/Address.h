@@ -12,6 +12,13 @@ class AddressError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// An ASCII letter or digit.
+bool isAlphanumeric(char c) noexcept;
+
+/// The text as one step of an address's path. It is never moved while it grows, so that no part of
+/// a secret stays behind in memory that was given back.
+std::string percentEncoded(std::string_view text);
+
 /// An address that may be fetched from: `https:` of any host, `http:` of this machine only
 /// (127.0.0.0/8, ::1, localhost), `file:` with an absolute path. It has no user name, no password
 /// and no fragment, and so few kinds of characters that all readers of addresses agree on it.

@@ -48,7 +48,9 @@ std::vector<FetchResult> CurlFetcher::fetchAll(const std::vector<DocumentRequest
         transfers.push_back(std::make_unique<Transfer>(planFor(requests[i], bodies[i]), bounds_));
         places.push_back(i);
     }
-    run(transfers, Clock::now() + bounds_.batch);
+    if (!batchEnd_)
+        batchEnd_ = Clock::now() + bounds_.batch;
+    run(transfers, *batchEnd_);
     for (std::size_t i = 0; i < transfers.size(); ++i)
         results[places[i]] = std::move(transfers[i]->result());
     for (std::size_t i = 0; i < results.size(); ++i)
@@ -68,7 +70,8 @@ TransferPlan CurlFetcher::planFor(const DocumentRequest& request, std::string& b
     plan.compressed = true;
     plan.redirects = bounds_.redirects;
     plan.bodyLimit = bounds_.documentBytes;
-    plan.whole = bounds_.document;
+    // 0 would be no bound.
+    plan.whole = std::max(bounds_.document - request.spent, std::chrono::milliseconds(1));
     plan.sink = appendTo(body);
     return plan;
 }

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "platform/core/online/Fetcher.h"
@@ -39,6 +40,7 @@ class CurlFetcher final : public Fetcher {
 
     FetchBounds bounds_;
     std::unique_ptr<CURLM, Free> multi_;
+    std::optional<Clock::time_point> batchEnd_;
     std::atomic<bool> cancelled_{false};
 };
 

@@ -16,7 +16,7 @@ struct FetchBounds {
     std::chrono::milliseconds connect{10'000};   ///< name look-up, connection and TLS
     std::chrono::seconds stall{30};              ///< with less than 1 KiB a second arriving
     std::chrono::milliseconds document{60'000};  ///< a whole document, its redirects included
-    std::chrono::milliseconds batch{180'000};    ///< all documents of one call
+    std::chrono::milliseconds batch{180'000};    ///< all documents of one fetcher
     std::uint64_t documentBytes = std::uint64_t{8} << 20;  ///< decoded
     std::size_t headerBytes = std::size_t{64} << 10;       ///< of all answers to one request
     unsigned headers = 256;                                ///< the same, counted
@@ -29,6 +29,7 @@ struct DocumentRequest {
     Address address;
     std::string etag;
     std::string lastModified;
+    std::chrono::milliseconds spent{0};  ///< of the document's time: by one that it belongs to
 };
 
 struct FetchResult {
@@ -45,7 +46,8 @@ struct FetchResult {
     std::string body;
     std::string etag;
     std::string lastModified;
-    Address address;      ///< where redirects ended
+    Address address;  ///< where redirects ended
+    std::chrono::milliseconds spent{0};
     std::string failure;  ///< the cause in a few words, unless fetched or unchanged
 };
 
@@ -60,7 +62,8 @@ class Fetcher {
 
     virtual ~Fetcher() = default;
 
-    /// Fetches all of them, many at a time; the answers come in the order of the requests.
+    /// Fetches all of them, many at a time; the answers come in the order of the requests. The
+    /// time for the batch runs from the first call on: later ones have what is left of it.
     virtual std::vector<FetchResult> fetchAll(const std::vector<DocumentRequest>& requests) = 0;
 
     /// Hands a file's bytes to `sink` as they arrive; `limit` bytes at the most pass, the first one

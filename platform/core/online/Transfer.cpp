@@ -126,6 +126,8 @@ bool Transfer::finish(CURLcode code) {
     long status = 0;
     curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
     result_.httpStatus = static_cast<int>(status);
+    result_.spent = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - start_);
     if (std::exchange(pageCut_, false))
         code = CURLE_OK;
     bodyBytes_ = 0;

@@ -6,6 +6,7 @@
 
 #include "platform/core/package/Fault.h"
 #include "platform/core/texts/Status.h"
+#include "platform/core/updates/VersionOrder.h"
 #include "platform/support/Json.h"
 
 namespace tavik {
@@ -200,8 +201,7 @@ void readItems(Feed& feed, const rapidjson::Value& document, const Address& base
             feed.warnings.push_back({item.idKey, oneLine(error.what())});
         }
     }
-    std::stable_sort(feed.items.begin(), feed.items.end(),
-                     [](const FeedItem& a, const FeedItem& b) { return a.idKey < b.idKey; });
+    std::stable_sort(feed.items.begin(), feed.items.end(), DigestOrder());
 }
 
 Feed readFeed(const rapidjson::Value& document, const Address& base) {

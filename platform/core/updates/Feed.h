@@ -35,7 +35,7 @@ struct Feed {
     std::int64_t serial = 0;
     std::int64_t expires = 0;     ///< seconds since 1970
     std::string expiresText;      ///< as the feed writes it
-    std::vector<FeedItem> items;  ///< ordered by their keys
+    std::vector<FeedItem> items;  ///< by key, version and digest: blocked ones before their likes
     std::vector<FeedWarning> warnings;
 };
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "platform/core/texts/Status.h"
+#include "platform/core/trust/FeedSignature.h"
+#include "platform/core/updates/VersionOrder.h"
 
 namespace tavik {
 namespace {
 
 using Outcome = FetchResult::Outcome;
-
-constexpr const char* kSignatureSuffix = ".sig";
 
 bool isSame(const CachedFeed& a, const CachedFeed& b) {
     return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
@@ -21,6 +21,7 @@ bool isSame(const CachedFeed& a, const CachedFeed& b) {
 void FeedSource::remember(std::optional<CachedFeed> copy, std::vector<SeenVersion> seen) {
     remembered_ = std::move(copy);
     seen_ = std::move(seen);
+    std::sort(seen_.begin(), seen_.end(), DigestOrder());
 }
 
 DocumentRequest FeedSource::request() const {
@@ -31,6 +32,7 @@ DocumentRequest FeedSource::request() const {
 
 void FeedSource::take(FetchResult result) {
     source_ = result.address;
+    spent_ = result.spent;
     switch (result.outcome) {
         case Outcome::fetched:
             isFresh_ = true;
@@ -65,7 +67,7 @@ bool FeedSource::lacksSignature(const FeedTrust& trust) const {
 }
 
 DocumentRequest FeedSource::signatureRequest() const {
-    return {address_.withPathSuffix(kSignatureSuffix), {}, {}};
+    return {address_.withPathSuffix(kSignatureSuffix), {}, {}, spent_};
 }
 
 void FeedSource::takeSignature(FetchResult result) {
@@ -94,16 +96,7 @@ void FeedSource::judge(const FeedTrust& trust, std::int64_t now) {
 }
 
 bool FeedSource::isRepublished(const FeedItem& item) const {
-    const ItemRange items = itemsOf(feed_, item.idKey);
-    return std::any_of(seen_.begin(), seen_.end(),
-                       [&](const SeenVersion& once) {
-                           return once.idKey == item.idKey && once.version == item.version &&
-                                  once.sha256 != item.sha256;
-                       }) ||
-           std::any_of(items.begin(), items.end(), [&](const FeedItem& other) {
-               return !other.blocked && other.version == item.version &&
-                      other.sha256 != item.sha256;
-           });
+    return hasOtherDigest(seen_, item) || hasOtherDigest(feed_.items, item);
 }
 
 std::optional<GoodFeed> FeedSource::news(const std::set<std::string>& installed) const {
@@ -111,9 +104,7 @@ std::optional<GoodFeed> FeedSource::news(const std::set<std::string>& installed)
         return std::nullopt;
     GoodFeed good;
     const auto isKnown = [this](const FeedItem& item) {
-        return std::any_of(seen_.begin(), seen_.end(), [&](const SeenVersion& once) {
-            return once.idKey == item.idKey && once.version == item.version;
-        });
+        return std::binary_search(seen_.begin(), seen_.end(), item, VersionOrder());
     };
     for (const auto& key : installed)
         for (const auto& item : itemsOf(feed_, key))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -54,7 +55,8 @@ class FeedSource {
     Address address_;
     Address source_;  ///< where redirects ended: relative addresses belong to it
     std::optional<CachedFeed> remembered_;
-    std::vector<SeenVersion> seen_;
+    std::vector<SeenVersion> seen_;       ///< in DigestOrder
+    std::chrono::milliseconds spent_{0};  ///< on its bytes; its signature has what is left
     CachedFeed copy_;
     bool isFresh_ = false;  ///< its bytes have come with this check
     Feed feed_;

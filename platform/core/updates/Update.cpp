@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/core/updates/VersionOrder.h"
+
 namespace tavik {
 namespace {
 
@@ -20,8 +22,9 @@ ItemRange itemsOf(const Feed& feed, const std::string& idKey) {
     const auto first = std::lower_bound(
         feed.items.begin(), feed.items.end(), idKey,
         [](const FeedItem& item, const std::string& key) { return item.idKey < key; });
-    const auto last = std::find_if(first, feed.items.end(),
-                                   [&](const FeedItem& item) { return item.idKey != idKey; });
+    const auto last = std::upper_bound(
+        first, feed.items.end(), idKey,
+        [](const std::string& key, const FeedItem& item) { return key < item.idKey; });
     return {first, last};
 }
 
@@ -29,9 +32,8 @@ const FeedItem* chooseUpdate(const Feed& feed, const UpdatableExtension& extensi
                              const std::vector<UpdatableProduct>& products) {
     const ItemRange items = itemsOf(feed, extension.idKey);
     const auto isBlocked = [&](const FeedItem& item) {
-        return std::any_of(items.begin(), items.end(), [&](const FeedItem& other) {
-            return other.blocked && other.version == item.version;
-        });
+        return std::lower_bound(items.begin(), items.end(), item, VersionOrder())
+            ->blocked.has_value();
     };
     const FeedItem* best = nullptr;
     for (const auto& item : items)

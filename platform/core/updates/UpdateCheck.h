@@ -17,7 +17,7 @@ namespace tavik {
 struct UpdateCheckInput {
     std::vector<UpdatableExtension> extensions;
     std::vector<UpdatableProduct> products;  ///< the installed ones
-    std::string cacheFile;                   ///< see FeedCache; its folder must be there
+    std::string cacheFile;                   ///< see FeedCache
     FeedTrust trust;
     FetchBounds bounds;
 };
@@ -48,8 +48,8 @@ class UpdateCheck {
     /// Error, the first failure, where a feed of the product or of one of its extensions failed.
     std::vector<const Offer*> updatesOf(const std::string& productName);
 
-    /// Why what was found could not be kept for the next check, where that is so; this check's
-    /// results hold all the same.
+    /// Why earlier checks are not remembered, or why this one could not be kept for the next, where
+    /// that is so; this check's results hold all the same.
     const std::optional<Error>& warning();
 
   private:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <iterator>
 #include <set>
 
 #include "platform/core/texts/Status.h"
@@ -11,9 +12,12 @@ namespace {
 
 /// Why the feed has no update for an extension that its publisher may think it has one for.
 std::string noteAbout(const FeedSource& source, const UpdatableExtension& extension) {
-    for (const auto& item : itemsOf(source.feed(), extension.idKey))
-        if (item.blocked && item.version > extension.version)
-            return "version " + item.version.text() + " is blocked: " + *item.blocked;
+    const ItemRange items = itemsOf(source.feed(), extension.idKey);
+    const auto newest = std::find_if(
+        std::make_reverse_iterator(items.end()), std::make_reverse_iterator(items.begin()),
+        [&](const FeedItem& item) { return item.blocked && item.version > extension.version; });
+    if (newest.base() != items.begin())
+        return "version " + newest->version.text() + " is blocked: " + *newest->blocked;
     for (const auto& warning : source.feed().warnings)
         if (warning.idKey == extension.idKey)
             return "an entry in " + source.address() + " is not valid: " + warning.text;
@@ -29,13 +33,12 @@ void UpdateSearch::run() {
     nameFeeds();
     const auto feeds = sources();
     if (!feeds.empty()) {
-        FeedCache cache(input_.cacheFile);
-        for (FeedSource* feed : feeds)
-            feed->remember(cache.find(feed->address()), cache.seen(feed->address()));
+        auto cache = recall();
         fetch();
         for (FeedSource* feed : feeds)
             feed->judge(input_.trust, std::time(nullptr));
-        keep(cache);
+        if (cache)
+            keep(*cache);
     }
     for (std::size_t i = 0; i < findings_.size(); ++i)
         find(input_.extensions[i], findings_[i]);
@@ -105,6 +108,20 @@ void UpdateSearch::fetch() {
     results = fetcher_->fetchAll(signatures);
     for (std::size_t i = 0; i < lacking.size(); ++i)
         lacking[i]->takeSignature(std::move(results[i]));
+}
+
+/// Tells the feeds what is known of them. Nothing, and a warning, where the cache cannot be read:
+/// the check then goes on as a first one does.
+std::optional<FeedCache> UpdateSearch::recall() try {
+    FeedCache cache(input_.cacheFile);
+    for (FeedSource* feed : sources())
+        feed->remember(cache.find(feed->address()), cache.seen(feed->address()));
+    return cache;
+} catch (const Error& error) {
+    if (error.status() == static_cast<int>(Status::storeNewer))
+        throw;
+    warning_ = error;
+    return std::nullopt;
 }
 
 void UpdateSearch::keep(FeedCache& cache) {

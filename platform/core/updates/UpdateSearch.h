@@ -50,6 +50,7 @@ class UpdateSearch {
     const NamedFeed& feedAt(const std::string& address, const std::string& namedBy);
     std::vector<FeedSource*> sources() const;
     void fetch();
+    std::optional<FeedCache> recall();
     void keep(FeedCache& cache);
     void find(const UpdatableExtension& extension, Finding& finding) const;
     const UpdatableProduct* product(const std::string& name) const;
