@@ -58,7 +58,7 @@ TEST(PolicyDocument, HasAPolicyThatHolds) {
     EXPECT_EQ(policy.limits.fileBytes, 536870912U);
 }
 
-// A limit's name that nobody reads would be ignored without a word.
+// A policy with a limit's name that nobody reads would make every install fail.
 TEST(PolicyDocument, NamesLimitsThatExist) {
     const std::string text = document("package-format.md");
     std::istringstream lines(text.substr(text.find("| limit | default | name |")));
@@ -68,7 +68,7 @@ TEST(PolicyDocument, NamesLimitsThatExist) {
         if (line.find('`') == std::string::npos)
             continue;
         const std::string name = line.substr(start, line.rfind('`') - start);
-        EXPECT_THROW(parsePolicy("{\"limits\": {\"" + name + "\": -1}}"), JsonError) << name;
+        EXPECT_NO_THROW(parsePolicy("{\"limits\": {\"" + name + "\": 1}}")) << name;
         ++count;
     }
     EXPECT_EQ(count, 7);

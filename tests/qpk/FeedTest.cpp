@@ -65,6 +65,11 @@ TEST_F(PublishedFeed, GoesOnFromTheLastOne) {
     for (const FeedItem& item : feed().items)
         EXPECT_EQ(item.blocked.value_or(""), item.version.text() == "1.0" ? "loses work" : "");
     expectIn("withdrawn: <bdi>loses work</bdi>", readFile(web_ + "/index.html"));
+    fs::remove(web_ + "/a.qpk");
+    for (int i = 0; i < 2; ++i)
+        good({"feed", web_});
+    ASSERT_EQ(feed().items.size(), 2U) << "what was blocked must stay so";
+    EXPECT_EQ(feed().items[1].blocked, "loses work");
 }
 
 // What readers of the feed would refuse, or what should not be public.
@@ -80,8 +85,10 @@ TEST_F(PublishedFeed, IsNotWrittenWhereNobodyWouldTakeIt) {
         expectIn(text, bad(arguments));
         EXPECT_EQ(readFile(web_ + "/feed.json"), before) << text;
     };
-    refused("reached number 5", {"--serial", "4", "--key", k});
+    refused("reached number 5", {"--serial", "5", "--key", k});
     refused("the feed was signed", {});
+    refused("no.key: No such file", {"--key", at("no.key")});
+    expectIn("no: No such file", bad({"feed", at("no"), "--key", k}));
     fs::copy(k, web_ + "/k.key");
     refused("private key lies in the folder", {"--key", web_ + "/k.key"});
 
@@ -93,6 +100,11 @@ TEST_F(PublishedFeed, IsNotWrittenWhereNobodyWouldTakeIt) {
     writeFile(web_ + "/broken.qpk", "PK");
     refused("broken.qpk: it is too short", {"--key", k});
     fs::remove(web_ + "/broken.qpk");
+    for (const char* name : {"/b.QPK", "/\xFF.qpk"}) {
+        writeFile(web_ + name, "");
+        refused("; rename it", {"--key", k});
+        fs::remove(web_ + name);
+    }
     writeFile(web_ + "/index.html", "<h1>My own page</h1>");
     refused("was not made by qpk feed", {"--key", k});
     EXPECT_EQ(readFile(web_ + "/index.html"), "<h1>My own page</h1>");

@@ -72,6 +72,10 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
     }
     expectIn("nowhere: No such file", bad({"pack", at("nowhere")}));
     expectIn("lie in the folder", bad({"pack", source("a"), "-o", at("out/../a/x.qpk")}));
+    ::mkfifo(at("pipe").c_str(), 0600);
+    fs::create_symlink("pipe", at("pipe.qpk"));
+    expectIn("no regular file", bad({"pack", source("a"), "-o", at("pipe.qpk")}));
+    EXPECT_TRUE(fs::is_fifo(at("pipe.qpk")));
 }
 
 TEST_F(Check, ShowsAllFaultsAtOnce) {

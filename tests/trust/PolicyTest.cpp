@@ -15,9 +15,9 @@ using testing::TemporaryFolder;
 using testing::writeFile;
 
 TEST(Policy, FillsWhatItNamesAndKeepsTheRest) {
-    const Policy policy = parsePolicy(R"({"requireSignature": true, "futureRule": [1],
-        "limits": {"entries": 7, "totalBytes": 1099511627776,
-                   "manifestBytes": 2000, "manifestDepth": 5, "futureLimit": "x"}})");
+    const Policy policy = parsePolicy(R"({"requireSignature": true,
+        "limits": {"entries": 7, "totalBytes": 1099511627776, "graceBytes": 0,
+                   "manifestBytes": 2000, "manifestDepth": 5}})");
     EXPECT_TRUE(policy.requireSignature);
     EXPECT_EQ(policy.limits.entries, 7U);
     EXPECT_EQ(policy.limits.totalBytes, std::uint64_t{1} << 40);
@@ -36,6 +36,8 @@ TEST(Policy, RefusesWhatItCannotTakeAtItsWord) {
         {"[]", "$ is not"},
         {R"({"requireSignature": "true"})", "$.requireSignature"},
         {R"({"requireSignature": true, "requireSignature": false})", "duplicate"},
+        {R"({"requireSignatures": true})", "\"requireSignatures\""},
+        {R"({"limits": {"totalbytes": 512}})", "\"totalbytes\""},
         {R"({"limits": 5})", "$.limits"},
         {R"({"limits": {"entries": 0}})", "$.limits.entries"},
         {R"({"limits": {"entries": 1000001}})", "$.limits.entries"},

@@ -24,7 +24,8 @@ constexpr const char* kHelp =
     "Writes FOLDER/feed.json, which offers every package (*.qpk) in FOLDER for updates, and\n"
     "FOLDER/index.html, which shows people what is there. Put the folder on a web server as it\n"
     "is. All versions are offered; who reads the feed takes the newest that fits. A version\n"
-    "that the last feed.json has as \"blocked\" stays blocked.\n\n"
+    "that the last feed.json has as \"blocked\" stays blocked; all else is written anew, lists\n"
+    "of mirrors too.\n\n"
     "  --serial N      the feed's number, which must grow from feed to feed; without it one\n"
     "                  more than that of the feed.json that is there, or 1\n"
     "  --expires DATE  until when the feed is valid, 2027-06-01 or 2027-06-01T12:00:00Z;\n"
@@ -76,10 +77,10 @@ std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
     if (!given)
         return old ? old->serial + 1 : 1;
     const std::int64_t serial = parseSerial(*given);
-    if (old && serial < old->serial)
+    if (old && serial <= old->serial)
         throw Failure("--serial " + *given,
                       "the feed has reached number " + std::to_string(old->serial),
-                      "give a greater number: who has seen that one refuses lower ones");
+                      "give a greater one: who has seen that number refuses lower ones");
     return serial;
 }
 
@@ -97,9 +98,8 @@ void requireReplaceable(const std::string& folder, bool isSigned) {
 
 /// What lies in the folder gets published.
 void requireElsewhere(const std::string& key, const std::string& folder) {
-    const std::string inside =
-        fs::weakly_canonical(key).lexically_relative(fs::weakly_canonical(folder)).string();
-    if (inside.rfind("..", 0) != 0)
+    const fs::path wayThere = fs::canonical(key).lexically_relative(fs::canonical(folder));
+    if (*wayThere.begin() != "..")
         throw Failure(key, "the private key lies in the folder that is to be published",
                       "move it elsewhere");
 }
@@ -113,7 +113,7 @@ FeedDocument makeFeed(const CommandLine& line, std::vector<Fault>& faults) {
     feed.serial = serialOf(line, old);
     feed.expires = expiryOf(line);
     if (old)
-        compareWithOld(*old, feed.packages, report);
+        compareWithOld(*old, feed, report);
     return feed;
 }
 
@@ -139,12 +139,12 @@ void publish(const std::string& folder, const FeedDocument& feed, const std::str
 int makeFeedFiles(const CommandLine& line) {
     const std::string& folder = line.operand();
     std::optional<PrivateKey> key;
-    if (const auto path = line.option("key")) {
-        requireElsewhere(*path, folder);
+    if (const auto path = line.option("key"))
         key = readPrivateKey(*path);
-    }
     std::vector<Fault> faults;
     FeedDocument feed = makeFeed(line, faults);
+    if (key)
+        requireElsewhere(*line.option("key"), folder);
     if (!faults.empty())
         return refuseFor(folder, faults);
     requireReplaceable(folder, key.has_value());

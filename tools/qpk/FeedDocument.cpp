@@ -36,6 +36,12 @@ std::string packageJson(const FeedPackage& package) {
            "\n    }";
 }
 
+std::string withdrawnJson(const WithdrawnVersion& withdrawn) {
+    return "    { " + textMember("id", withdrawn.id) + ", " +
+           textMember("version", withdrawn.version) + ", " +
+           textMember("blocked", withdrawn.reason) + " }";
+}
+
 }  // namespace
 
 std::string writeFeed(const FeedDocument& feed) {
@@ -45,6 +51,10 @@ std::string writeFeed(const FeedDocument& feed) {
     const char* separator = "\n";
     for (const FeedPackage& package : feed.packages) {
         json += separator + packageJson(package);
+        separator = ",\n";
+    }
+    for (const WithdrawnVersion& withdrawn : feed.withdrawn) {
+        json += separator + withdrawnJson(withdrawn);
         separator = ",\n";
     }
     return json + "\n  ]\n}\n";

@@ -19,12 +19,20 @@ struct FeedPackage {
     std::optional<std::string> blocked;  ///< why this version must not be installed
 };
 
+/// A blocked version whose package is gone.
+struct WithdrawnVersion {
+    std::string id;
+    std::string version;
+    std::string reason;
+};
+
 /// What `qpk feed` publishes.
 struct FeedDocument {
     std::int64_t serial = 0;
     std::string expires;                ///< "2027-06-01T00:00:00Z"
     std::vector<FeedPackage> packages;  ///< by id, the newest version of each first
-    std::string signer;                 ///< fingerprint of the feed's key; empty: unsigned
+    std::vector<WithdrawnVersion> withdrawn;
+    std::string signer;  ///< fingerprint of the feed's key; empty: unsigned
 };
 
 /// The text of feed.json.

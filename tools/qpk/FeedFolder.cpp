@@ -1,11 +1,14 @@
 #include "tools/qpk/FeedFolder.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
 
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
+#include "platform/support/Json.h"
 #include "tools/qpk/InputFile.h"
 #include "tools/qpk/PackageCheck.h"
 #include "tools/qpk/Signing.h"
@@ -15,11 +18,29 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> packageNames(const std::string& folder) try {
+/// In any letter case, which a feed's author may not see.
+bool looksLikePackage(const fs::path& name) {
+    return ::strcasecmp(name.extension().c_str(), ".qpk") == 0 && name.string().front() != '.';
+}
+
+/// Why a package of that name is not to be published; empty where it is.
+std::string nameFault(const fs::path& name) {
+    if (!isPrintableText(name.string()))
+        return "has a name that is no UTF-8 text in one line; rename it";
+    if (name.extension() != ".qpk")
+        return "does not end in .qpk in small letters; rename it";
+    return {};
+}
+
+std::vector<std::string> packageNames(const std::string& folder, const FaultSink& report) try {
     std::vector<std::string> names;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         const fs::path name = entry.path().filename();
-        if (name.extension() == ".qpk" && name.string().front() != '.')
+        if (!looksLikePackage(name))
+            continue;
+        if (const std::string fault = nameFault(name); !fault.empty())
+            report({Status::feedInvalid, oneLine(name.string()), fault});
+        else
             names.push_back(name.string());
     }
     std::sort(names.begin(), names.end());
@@ -71,7 +92,7 @@ Address feedAddress(const std::string& folder) {
 
 std::vector<FeedPackage> readPackages(const std::string& folder, const FaultSink& report) {
     std::vector<FeedPackage> packages;
-    for (const std::string& name : packageNames(folder)) {
+    for (const std::string& name : packageNames(folder, report)) {
         const std::vector<Fault> faults = findCoreFaults(folder + "/" + name);
         for (const Fault& fault : faults)
             report(
@@ -98,11 +119,13 @@ Feed readFeedText(const std::string& folder, const std::string& text) {
     return feed;
 }
 
-void compareWithOld(const Feed& old, std::vector<FeedPackage>& packages, const FaultSink& report) {
-    for (FeedPackage& package : packages) {
-        for (const FeedItem& item : old.items) {
+void compareWithOld(const Feed& old, FeedDocument& feed, const FaultSink& report) {
+    for (const FeedItem& item : old.items) {
+        bool isThere = false;
+        for (FeedPackage& package : feed.packages) {
             if (item.idKey != package.manifest.idKey || item.version != package.manifest.version)
                 continue;
+            isThere = true;
             if (item.blocked)
                 package.blocked = item.blocked;
             else if (item.sha256 != package.sha256)
@@ -111,6 +134,8 @@ void compareWithOld(const Feed& old, std::vector<FeedPackage>& packages, const F
                             " was published with other content; give it a new version, or remove "
                             "feed.json if nobody has seen it"});
         }
+        if (item.blocked && !isThere)
+            feed.withdrawn.push_back({item.id, item.version.text(), *item.blocked});
     }
 }
 

@@ -16,8 +16,8 @@ inline constexpr const char* kPageName = "index.html";
 inline constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 
 /// The packages in a folder (`*.qpk`, not in folders below it), by id and the newest version first.
-/// Reports whatever the core would refuse, and two packages of one version; places begin with the
-/// file's name. Throws Error.
+/// Reports whatever the core would refuse, names that no feed should have, and two packages of one
+/// version; places begin with the file's name. Throws Error.
 std::vector<FeedPackage> readPackages(const std::string& folder, const FaultSink& report);
 
 /// The feed that the folder has so far; nothing where it has none. Throws Error for one that is
@@ -27,8 +27,8 @@ std::optional<Feed> readOldFeed(const std::string& folder);
 /// What the core makes of the text when it reads it as the folder's feed. Throws Error.
 Feed readFeedText(const std::string& folder, const std::string& text);
 
-/// Takes over why versions were blocked, and reports versions that were published with other bytes:
-/// no core would take these any more.
-void compareWithOld(const Feed& old, std::vector<FeedPackage>& packages, const FaultSink& report);
+/// Takes over which versions were blocked and why, also where their packages are gone, and reports
+/// versions that were published with other bytes: no core would take these any more.
+void compareWithOld(const Feed& old, FeedDocument& feed, const FaultSink& report);
 
 }  // namespace tavik::qpk

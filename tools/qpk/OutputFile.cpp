@@ -9,10 +9,13 @@
 #include <filesystem>
 
 #include "platform/core/texts/Status.h"
+#include "tools/qpk/Failure.h"
 #include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
 namespace {
+
+namespace fs = std::filesystem;
 
 mode_t rightsOfNewFile() {
     const mode_t mask = ::umask(0);
@@ -20,11 +23,40 @@ mode_t rightsOfNewFile() {
     return 0666 & ~mask;
 }
 
+/// Where the links of `path` lead to; throws where no file can be put there.
+std::string targetOf(const std::string& path) {
+    std::error_code error;
+    const fs::file_status own = fs::symlink_status(path, error);
+    if (!fs::exists(own))
+        return path;
+    const std::string target = fs::canonical(path, error).string();
+    if (error)
+        failSystem(error.value(), path, "follow the link");
+    // A device would be gone once the file has its name.
+    if (!fs::is_regular_file(target, error))
+        throw Failure(path, "it is no regular file", "choose another name");
+    return target;
+}
+
+std::string hiddenNameBeside(const std::string& target, const std::string& suffix) {
+    const fs::path path(target);
+    return path.parent_path() / ("." + path.filename().string() + "." + suffix);
+}
+
+/// A file that is gone with its descriptor; none where the file system has no such files.
+FileDescriptor makeNameless(const std::string& target) {
+    const std::string folder = fs::path(target).parent_path().string();
+    return FileDescriptor(
+        ::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+}
+
 }  // namespace
 
-OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
-    const std::filesystem::path target(path_);
-    std::string name = target.parent_path() / ("." + target.filename().string() + ".XXXXXX");
+OutputFile::OutputFile(std::string path)
+    : path_(std::move(path)), target_(targetOf(path_)), file_(makeNameless(target_)) {
+    if (file_)
+        return;
+    std::string name = hiddenNameBeside(target_, "XXXXXX");
     file_ = FileDescriptor(::mkostemp(name.data(), O_CLOEXEC));
     if (!file_)
         failSystem(errno, path_, "make the file");
@@ -34,6 +66,10 @@ OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
 OutputFile::~OutputFile() {
     if (!temporaryPath_.empty())
         ::unlink(temporaryPath_.c_str());
+}
+
+std::string OutputFile::temporaryPath() const {
+    return temporaryPath_.empty() ? "/proc/self/fd/" + std::to_string(file_.get()) : temporaryPath_;
 }
 
 void OutputFile::write(std::string_view bytes) {
@@ -49,9 +85,28 @@ void OutputFile::finish() {
 void OutputFile::finish(mode_t mode) {
     if (::fchmod(file_.get(), mode) != 0 || ::fsync(file_.get()) != 0)
         failErrno(errno, path_, "write the file");
-    if (::rename(temporaryPath_.c_str(), path_.c_str()) != 0)
+    if (temporaryPath_.empty())
+        giveTemporaryName();
+    if (::rename(temporaryPath_.c_str(), target_.c_str()) != 0)
         failErrno(errno, path_, "rename the finished file");
     temporaryPath_.clear();
+}
+
+/// Only a rename replaces a file, and only what has a name can be renamed.
+void OutputFile::giveTemporaryName() {
+    const std::string nameless = temporaryPath();
+    constexpr int kAttempts = 100;
+    for (int i = 0; i < kAttempts; ++i) {
+        std::string name =
+            hiddenNameBeside(target_, std::to_string(::getpid()) + "-" + std::to_string(i));
+        if (::linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+            temporaryPath_ = std::move(name);
+            return;
+        }
+        if (errno != EEXIST)
+            break;
+    }
+    failErrno(errno, path_, "name the finished file");
 }
 
 }  // namespace tavik::qpk

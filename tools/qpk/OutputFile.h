@@ -10,9 +10,10 @@
 
 namespace tavik::qpk {
 
-/// A file that appears under its name whole or not at all: it is written under a hidden name beside
-/// it, which is gone with this object unless the file was finished. Failures are Errors about the
-/// file.
+/// A file that appears under its name whole or not at all: it is written without a name, where the
+/// file system can do that, or under a hidden name beside it, which is gone with this object unless
+/// the file was finished. A link that has the name stays one: what it leads to is replaced, and
+/// only where that is a regular file. Failures are Errors about the file.
 class OutputFile {
   public:
     explicit OutputFile(std::string path);
@@ -21,8 +22,8 @@ class OutputFile {
     OutputFile& operator=(const OutputFile&) = delete;
 
     const std::string& path() const noexcept { return path_; }
-    /// Where its bytes are until it is finished.
-    const std::string& temporaryPath() const noexcept { return temporaryPath_; }
+    /// Where this process can read its bytes until it is finished.
+    std::string temporaryPath() const;
     std::uint64_t size() const noexcept { return size_; }
 
     void write(std::string_view bytes);
@@ -32,8 +33,11 @@ class OutputFile {
     void finish(mode_t mode);
 
   private:
+    void giveTemporaryName();
+
     std::string path_;
-    std::string temporaryPath_;
+    std::string target_;         // the path with its links followed
+    std::string temporaryPath_;  // empty: it has no name
     FileDescriptor file_;
     std::uint64_t size_ = 0;
 };

@@ -1,6 +1,5 @@
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <iostream>
 
 #include "platform/core/online/DetachedSignature.h"
@@ -51,8 +50,7 @@ int sign(const CommandLine& line) {
         return refuseFor(path, faults);
 
     const Package package = Package::open(path);
-    // A link to the package stays one.
-    OutputFile file(std::filesystem::canonical(path).string());
+    OutputFile file(path);
     writeSigned(package, key, file);
     // The two entries may be what makes it too large, and others may stand in their folder.
     faults = findCoreFaults(file.temporaryPath());

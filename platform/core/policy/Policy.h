@@ -13,8 +13,8 @@ struct Policy {
 };
 
 /// Reads `policy.json` in the shared store's family folder; the defaults where there is none.
-/// Members that this core does not know are ignored. Throws Error: policyInvalid naming the file
-/// and the place in it, storeUnsafe where others than root and the current user could have written
+/// Throws Error: policyInvalid naming the file and the place in it, also for a member that this
+/// core does not know, storeUnsafe where others than root and the current user could have written
 /// it, or by the system's error: a policy that cannot be read is no policy that allows.
 Policy loadPolicy(const std::string& familyFolder);
 
