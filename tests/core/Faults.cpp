@@ -1,6 +1,7 @@
 // Put in front of the C library with LD_PRELOAD. FAULT_AT=N is the number of the call that changes
 // the disk at which the process is killed (FAULT=kill) or the call fails (FAULT=<errno value>), and
-// with FAULT_ONWARD all later ones too.
+// with FAULT_ONWARD all later ones too: from when the file that FAULT_FROM names is opened, until
+// the one that FAULT_RELIEF names is deleted.
 // FAULT_LOG names a file that is written when the N-th call was reached.
 
 #include <dlfcn.h>
@@ -20,12 +21,13 @@
 namespace {
 
 std::atomic<long> calls{0};
+std::atomic<bool> isArmed{std::getenv("FAULT_FROM") == nullptr};
 
 /// True where this call is to fail; errno is set then.
 bool strikes() {
     static const char* const at = std::getenv("FAULT_AT");
     static const bool onward = std::getenv("FAULT_ONWARD") != nullptr;
-    if (at == nullptr)
+    if (at == nullptr || !isArmed)
         return false;
     const long call = ++calls;
     if (onward ? call < std::atol(at) : call != std::atol(at))
@@ -63,8 +65,6 @@ COUNTED(int, mkdirat, (int fd, const char* path, mode_t mode), (fd, path, mode))
 COUNTED(int, renameat, (int a, const char* from, int b, const char* to), (a, from, b, to))
 COUNTED(int, symlinkat, (const char* target, int fd, const char* path), (target, fd, path))
 COUNTED(int, unlink, (const char* path), (path))
-COUNTED(int, unlinkat, (int fd, const char* path, int flags), (fd, path, flags))
-COUNTED(int, ftruncate64, (int fd, off64_t size), (fd, size))
 COUNTED(int, fchmod, (int fd, mode_t mode), (fd, mode))
 
 EXPORTED int openat(int folder, const char* path, int flags, ...) {
@@ -73,7 +73,18 @@ EXPORTED int openat(int folder, const char* path, int flags, ...) {
     va_start(more, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
     va_end(more);
+    const char* from = std::getenv("FAULT_FROM");
+    if (from != nullptr && std::strcmp(path, from) == 0)
+        isArmed = true;
     if ((flags & O_CREAT) != 0 && strikes())
         return -1;
     return real(folder, path, flags, mode);
+}
+
+EXPORTED int unlinkat(int folder, const char* path, int flags) {
+    static auto* const real = next<int(int, const char*, int)>("unlinkat");
+    const char* relief = std::getenv("FAULT_RELIEF");
+    if (relief != nullptr && std::strcmp(path, relief) == 0)
+        isArmed = false;
+    return strikes() ? -1 : real(folder, path, flags);
 }

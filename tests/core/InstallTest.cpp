@@ -139,6 +139,26 @@ TEST(Install, NothingOfTheHostIsOverwritten) {
     EXPECT_EQ(machine.listed(), List{});
 }
 
+// A product that was updated, or looks elsewhere since.
+TEST(Install, LinksFollowTheProducts) {
+    Machine machine;
+    const auto path =
+        machine.package(PackageBuilder("com.example.a", "1.0")
+                            .with("products", R"([{"name": "sketch"}, {"name": "layout",
+                                                "minVersion": "6"}])")
+                            .file("content.txt", "1"));
+    machine.addProduct("layout", "Layout", "5.0");
+    ASSERT_EQ(machine.install(path).exitCode, 0);
+    const std::string folder = machine.path("plug-ins");
+    machine.addProduct("layout", "Layout", "6.0");
+    machine.addProduct("sketch", "Sketch Pro", "17.2",
+                       R"(, "extensionsFolder": ")" + folder + "\"");
+    ASSERT_EQ(machine.install(machine.package("com.example.b", "1.0")).exitCode, 0);
+    EXPECT_EQ(namesIn(machine.user("products/layout/extensions")), List{"com.example.a"});
+    EXPECT_EQ(namesIn(folder), (List{"com.example.a", "com.example.b"}));
+    EXPECT_EQ(namesIn(machine.user("products/sketch/extensions")), List{});
+}
+
 TEST(Install, SharedNameIsRefusedListingTheIds) {
     Machine machine;
     for (const char* id : {"com.example.b", "com.example.a"})

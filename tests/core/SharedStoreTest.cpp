@@ -87,5 +87,21 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
     fs::permissions(machine.shared(), fs::perms(0755));
 }
 
+TEST(SharedStore, InAFolderOfBothStoresTheUsersLinkStands) {
+    Machine machine;
+    const std::string folder = machine.path("plug-ins");
+    machine.addProduct("sketch", "Sketch Pro", "17.2",
+                       R"(, "extensionsFolder": ")" + folder + "\"");
+    const auto seen = [&] { return readFile(folder + "/com.example.a/content.txt"); };
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
+    ASSERT_EQ(
+        machine.tavik({"--install_for_all", machine.package("com.example.a", "1.0")}).exitCode, 0);
+    EXPECT_EQ(seen(), "2.0");
+    ASSERT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(seen(), "1.0");
+    ASSERT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(namesIn(folder), List{});
+}
+
 }  // namespace
 }  // namespace tavik::testing

@@ -24,6 +24,8 @@ TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
         {"chmod 770 user", -21, "user: "},
         {"echo '{\"name\": 1}' > user/QZ/products.d/bad.json", -29, "products.d/bad.json"},
         {"cd user/QZ/products.d; cp sketch.json x.json", -29, "products.d/x.json"},
+        {"cd user/QZ/products.d; sed s/\"sketch\"/\"x\"/ sketch.json > x.json", -29, "Sketch Pro"},
+        {"cd user/QZ; rm store.db; mkfifo store.db", -21, "store.db"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.commands);
@@ -69,6 +71,21 @@ TEST(StoreFailure, ReadOnlyDiskIsSaidSo) {
     const Result result = machine.install(machine.package("com.example.a", "1.0"));
     EXPECT_EQ(result.exitCode, 256 - 27) << result.err;
     EXPECT_NE(result.err.find("the disk is read-only"), std::string::npos) << result.err;
+}
+
+TEST(StoreFailure, AFullDiskKeepsNobodyFromRemoving) {
+    Machine machine;
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+    machine.environment().insert({{"LD_PRELOAD", TAVIK_FAULTS_LIBRARY},
+                                  {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+                                  {"FAULT", std::to_string(ENOSPC)},
+                                  {"FAULT_AT", "1"},
+                                  {"FAULT_ONWARD", "1"},
+                                  {"FAULT_FROM", "staging"},
+                                  {"FAULT_RELIEF", ".reserve"}});
+    const Result result = machine.tavik({"--remove", "com.example.a"});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(machine.garbage(), std::vector<std::string>{});
 }
 
 TEST(StoreFailure, ExplanationComesInTheLanguageOfTheLocale) {

@@ -69,7 +69,7 @@ TEST_F(PublishedFeed, GoesOnFromTheLastOne) {
     for (int i = 0; i < 2; ++i)
         good({"feed", web_});
     ASSERT_EQ(feed().items.size(), 2U) << "what was blocked must stay so";
-    EXPECT_EQ(feed().items[1].blocked, "loses work");
+    EXPECT_EQ(feed().items[0].blocked, "loses work");
 }
 
 // What readers of the feed would refuse, or what should not be public.

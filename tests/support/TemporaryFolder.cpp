@@ -1,5 +1,7 @@
 #include "tests/support/TemporaryFolder.h"
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -10,6 +12,8 @@ namespace tavik::testing {
 namespace fs = std::filesystem;
 
 TemporaryFolder::TemporaryFolder() {
+    // Stores and keys that a group may write to are refused, and some users' umask makes them so.
+    ::umask(022);
     std::string name = (fs::temp_directory_path() / "tavik-test-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr)
         throw std::runtime_error("cannot make a temporary folder: " + name);

@@ -79,6 +79,8 @@ constexpr std::string_view kSetState = "UPDATE extension SET state = ?2 WHERE id
 Status statusOf(const SqliteError& error) {
     if (error.extendedCode() == SQLITE_CANTOPEN_SYMLINK)
         return Status::storeUnsafe;
+    if (error.extendedCode() == SQLITE_IOERR_SHMSIZE)  // the log's index has no room to grow
+        return Status::diskFull;
     switch (error.code()) {
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
