@@ -22,12 +22,13 @@ namespace {
 
 std::atomic<long> calls{0};
 std::atomic<bool> isArmed{std::getenv("FAULT_FROM") == nullptr};
+std::atomic<bool> isRelieved{false};
 
 /// True where this call is to fail; errno is set then.
 bool strikes() {
     static const char* const at = std::getenv("FAULT_AT");
     static const bool onward = std::getenv("FAULT_ONWARD") != nullptr;
-    if (at == nullptr || !isArmed)
+    if (at == nullptr || !isArmed || isRelieved)
         return false;
     const long call = ++calls;
     if (onward ? call < std::atol(at) : call != std::atol(at))
@@ -85,6 +86,6 @@ EXPORTED int unlinkat(int folder, const char* path, int flags) {
     static auto* const real = next<int(int, const char*, int)>("unlinkat");
     const char* relief = std::getenv("FAULT_RELIEF");
     if (relief != nullptr && std::strcmp(path, relief) == 0)
-        isArmed = false;
+        isRelieved = true;
     return strikes() ? -1 : real(folder, path, flags);
 }
