@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/core/texts/SqliteFailure.h"
 #include "platform/core/texts/Status.h"
 
 namespace tavik {
@@ -75,38 +76,6 @@ constexpr std::string_view kSettle = "UPDATE settlement SET count = count + 1";
 constexpr std::string_view kSelectLinkedProducts = "SELECT linkedProducts FROM settlement";
 constexpr std::string_view kSetLinkedProducts = "UPDATE settlement SET linkedProducts = ?1";
 constexpr std::string_view kSetState = "UPDATE extension SET state = ?2 WHERE idKey = ?1";
-
-Status statusOf(const SqliteError& error) {
-    if (error.extendedCode() == SQLITE_CANTOPEN_SYMLINK)
-        return Status::storeUnsafe;
-    if (error.extendedCode() == SQLITE_IOERR_SHMSIZE)  // the log's index has no room to grow
-        return Status::diskFull;
-    switch (error.code()) {
-        case SQLITE_CORRUPT:
-        case SQLITE_NOTADB:
-        case SQLITE_ERROR:  // a statement that the schema does not fit
-        case SQLITE_CONSTRAINT:
-            return Status::storeDamaged;
-        case SQLITE_BUSY:
-        case SQLITE_LOCKED:
-            return Status::storeBusy;
-        case SQLITE_FULL:
-            return Status::diskFull;
-        case SQLITE_READONLY:
-        case SQLITE_CANTOPEN:
-        case SQLITE_PERM:
-        case SQLITE_AUTH:
-            return Status::noPermission;
-        case SQLITE_NOMEM:
-            return Status::outOfMemory;
-        default:
-            return Status::inputOutput;
-    }
-}
-
-[[noreturn]] void failSqlite(const SqliteError& error, const std::string& path) {
-    fail(statusOf(error), path, error.what());
-}
 
 std::string pathOf(const StoreFolder& folder) {
     return folder.path() + "/" + kFileName;

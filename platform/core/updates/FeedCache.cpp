@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "platform/core/texts/SqliteFailure.h"
 #include "platform/core/texts/Status.h"
 
 namespace tavik {
@@ -47,29 +48,6 @@ constexpr std::string_view kPutFeed =
 constexpr std::string_view kPutSeen =
     "INSERT INTO seenVersion VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING";
 
-bool isDamage(const SqliteError& error) {
-    return error.code() == SQLITE_CORRUPT || error.code() == SQLITE_NOTADB ||
-           error.code() == SQLITE_ERROR;  // a statement that the schema does not fit
-}
-
-Status statusOf(const SqliteError& error) {
-    switch (error.code()) {
-        case SQLITE_BUSY:
-        case SQLITE_LOCKED:
-            return Status::storeBusy;
-        case SQLITE_FULL:
-            return Status::diskFull;
-        case SQLITE_READONLY:
-        case SQLITE_CANTOPEN:
-        case SQLITE_PERM:
-            return Status::noPermission;
-        case SQLITE_NOMEM:
-            return Status::outOfMemory;
-        default:
-            return Status::inputOutput;
-    }
-}
-
 }  // namespace
 
 /// Runs `work`. A file that turns out to be damaged is thrown away, and `work` runs once more
@@ -88,7 +66,7 @@ auto FeedCache::guarded(Work work) {
             return work();
         }
     } catch (const SqliteError& error) {
-        fail(statusOf(error), file_, error.what());
+        failSqlite(error, file_);
     }
 }
 
