@@ -32,7 +32,8 @@ ToolRun runScripted(const std::string& script, const std::string& command,
         words.push_back(word == "''" ? "" : word);
     ToolRun outcome{run(words, {{"LD_LIBRARY_PATH", SCRIPTED_CORE_FOLDER},
                                 {"SCRIPTED_CORE_SCRIPT", folder / "script"},
-                                {"SCRIPTED_CORE_LOG", folder / "log"}}),
+                                {"SCRIPTED_CORE_LOG", folder / "log"},
+                                {"NORVA_VELL_DB", folder / "none.db"}}),
                     ""};
     outcome.calls = readFile(folder / "log");
     return outcome;
