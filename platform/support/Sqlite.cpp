@@ -7,6 +7,10 @@ namespace {
 
 constexpr int kMaxTextBytes = 16 << 20;
 
+/// Each process that opens a database first reads its log from end to end; moving it into the file
+/// takes two synchronisations. So the log is moved long before SQLite's own 1,000 pages.
+constexpr int kMaxLogPages = 64;
+
 /// SQLite refuses a link anywhere in a path that it is not to follow; what is meant is the file
 /// itself. A folder above it may well be one: a home on another disk.
 std::string withRealFolder(const std::string& path) {
@@ -39,6 +43,7 @@ Database::Database(const std::string& path, int flags, std::chrono::milliseconds
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMaxTextBytes);
+    sqlite3_wal_autocheckpoint(handle, kMaxLogPages);
     execute("PRAGMA cell_size_check=ON; PRAGMA foreign_keys=ON");
 }
 

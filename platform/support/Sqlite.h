@@ -27,8 +27,9 @@ class SqliteError : public std::runtime_error {
 class Statement;
 
 /// One connection, with the settings that every database of ours has: a bounded wait on locks, no
-/// links followed, defensive mode, an untrusted schema, checked cells, extended codes. It and its
-/// statements belong to one thread at a time: SQLite takes no lock of its own for each call.
+/// links followed, defensive mode, an untrusted schema, checked cells, a short log, extended codes.
+/// It and its statements belong to one thread at a time: SQLite takes no lock of its own for each
+/// call.
 class Database {
   public:
     /// `flags`: SQLITE_OPEN_... ; throws SqliteError.

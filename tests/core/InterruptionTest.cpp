@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "platform/support/Sqlite.h"
 #include "tests/support/Machine.h"
 
 namespace tavik::testing {
@@ -12,6 +13,8 @@ using List = std::vector<std::string>;
 
 const List kOld{"Enabled com.example.a 1.0"};
 
+enum class Log { kept, moved };
+
 /// A change, and the lists before and after it.
 struct Change {
     const char* name;
@@ -19,6 +22,7 @@ struct Change {
     List after;
     const char* option;
     std::string version = "";  ///< of the package, for an install
+    Log log = Log::kept;       ///< whether it ends with moving the log into the database
 };
 
 const Change kChanges[] = {
@@ -26,7 +30,17 @@ const Change kChanges[] = {
     {"update", kOld, {"Enabled com.example.a 2.0"}, "--install", "2.0"},
     {"removal", kOld, {}, "--remove"},
     {"disabling", kOld, {"Disabled com.example.a 1.0"}, "--disable"},
+    {"removal, log moved", kOld, {}, "--remove", "", Log::moved},
 };
+
+/// Makes the log so long that the next change moves it.
+void fillLog(const Machine& machine) {
+    Database database(machine.user("store.db"), SQLITE_OPEN_READWRITE, std::chrono::seconds(5));
+    sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    database.execute("PRAGMA wal_autocheckpoint = 0; PRAGMA synchronous = OFF");
+    for (int i = 0; i < 100; ++i)
+        database.execute("UPDATE settlement SET count = count + 1");
+}
 
 /// The host sees what the list says once another change has gone through.
 void expectSoundAfterNextChange(Machine& machine, const std::string& where) {
@@ -51,6 +65,8 @@ void runWithFaults(const Change& change, const std::string& fault, Duration dura
         Machine machine;
         ASSERT_TRUE(change.before.empty() ||
                     machine.install(machine.package("com.example.a", "1.0")).exitCode == 0);
+        if (change.log == Log::moved)
+            fillLog(machine);
         const List arguments{change.option, change.version.empty()
                                                 ? "com.example.a"
                                                 : machine.package("com.example.a", change.version)};
