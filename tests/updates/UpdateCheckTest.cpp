@@ -147,7 +147,7 @@ TEST_F(UpdateCheckTest, ASlowerProcessDoesNotTurnTheSerialBack) {
     FeedCache cache(input_.cacheFile);
     cache.save({{{"https://e.com/f", "", "", 42, "", "newer"}, {}}});
     cache.save({{{"https://e.com/f", "", "", 41, "", "older"}, {}}});
-    EXPECT_EQ(cache.find("https://e.com/f")->body, "newer");
+    EXPECT_EQ(cache.find({"https://e.com/f"}).front().copy->body, "newer");
 }
 
 TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {

@@ -146,8 +146,8 @@ std::string readDigest(const rapidjson::Value& item, const std::string& place) {
     std::string digest = requiredText(item, "sha256", place);
     for (char& c : digest)
         c = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-    if (digest.size() != kDigestDigits ||
-        digest.find_first_not_of("0123456789abcdef") != std::string::npos)
+    const auto isDigit = [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); };
+    if (digest.size() != kDigestDigits || !std::all_of(digest.begin(), digest.end(), isDigit))
         refuse(place + ".sha256", "is not 64 hexadecimal digits");
     return digest;
 }

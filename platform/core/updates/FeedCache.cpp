@@ -15,9 +15,10 @@ constexpr std::int64_t kApplicationId = 0x54617666;
 constexpr std::int64_t kSchemaVersion = 1;
 
 // A commit waits for no disk: a power cut may undo the last ones, and never leaves half of one.
-// The first statement is for a new file, in which there is nothing to lose yet.
-constexpr const char* kSettings =
-    "PRAGMA synchronous = OFF; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL";
+constexpr const char* kSettings = "PRAGMA synchronous = NORMAL";
+// Nor does making a new file: all that it gets stands in its log, where sums tell what arrived.
+constexpr const char* kNewSettings =
+    "PRAGMA synchronous = OFF; PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0";
 constexpr const char* kCreateSchema = R"sql(
 CREATE TABLE feed (
     address      TEXT    NOT NULL PRIMARY KEY,
@@ -47,6 +48,25 @@ constexpr std::string_view kPutFeed =
     " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6 WHERE ?4 >= serial";
 constexpr std::string_view kPutSeen =
     "INSERT INTO seenVersion VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING";
+
+std::optional<CachedFeed> readCopy(Statement& select, const std::string& address) {
+    select.reset();
+    if (!select.bind(1, address).step())
+        return std::nullopt;
+    return CachedFeed{address,          std::string(select.text(0)), std::string(select.text(1)),
+                      select.number(2), std::string(select.text(3)), std::string(select.text(4))};
+}
+
+std::vector<SeenVersion> readSeen(Statement& select, const std::string& address) {
+    select.reset();
+    select.bind(1, address);
+    std::vector<SeenVersion> versions;
+    while (select.step())
+        if (auto version = Version::parse(select.text(1)))
+            versions.push_back(
+                {std::string(select.text(0)), *std::move(version), std::string(select.text(2))});
+    return versions;
+}
 
 }  // namespace
 
@@ -94,65 +114,48 @@ void FeedCache::open(int flags) {
         database_.emplace(std::move(database));
 }
 
-std::optional<CachedFeed> FeedCache::find(const std::string& address) {
-    return guarded([&]() -> std::optional<CachedFeed> {
-        if (!database_)
-            return std::nullopt;
-        Statement select(*database_, kFind);
-        select.bind(1, address);
-        if (!select.step())
-            return std::nullopt;
-        return CachedFeed{
-            address,          std::string(select.text(0)), std::string(select.text(1)),
-            select.number(2), std::string(select.text(3)), std::string(select.text(4))};
-    });
-}
-
-std::vector<SeenVersion> FeedCache::seen(const std::string& address) {
+std::vector<KnownFeed> FeedCache::find(const std::vector<std::string>& addresses) {
     return guarded([&] {
-        std::vector<SeenVersion> versions;
+        std::vector<KnownFeed> known(addresses.size());
         if (!database_)
-            return versions;
-        Statement select(*database_, kSeen);
-        select.bind(1, address);
-        while (select.step())
-            if (auto version = Version::parse(select.text(1)))
-                versions.push_back({std::string(select.text(0)), *std::move(version),
-                                    std::string(select.text(2))});
-        return versions;
+            return known;
+        Transaction moment(*database_, Transaction::Kind::read);
+        Statement copy(*database_, kFind);
+        Statement seen(*database_, kSeen);
+        for (std::size_t i = 0; i < addresses.size(); ++i)
+            known[i] = {readCopy(copy, addresses[i]), readSeen(seen, addresses[i])};
+        return known;
     });
 }
 
 void FeedCache::save(const std::vector<GoodFeed>& feeds) {
     guarded([&] {
         open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-        database_->execute(kSettings);
+        const bool isNew = database_->pragmaNumber("user_version") == 0;
+        database_->execute(isNew ? kNewSettings : kSettings);
         Transaction transaction(*database_, Transaction::Kind::write);
-        if (database_->pragmaNumber("user_version") == 0)
+        // Another process may have made it meanwhile.
+        if (isNew && database_->pragmaNumber("user_version") == 0)
             database_->execute(kCreateSchema);
-        for (const auto& feed : feeds)
-            put(feed);
+        Statement putFeed(*database_, kPutFeed);
+        Statement putSeen(*database_, kPutSeen);
+        for (const auto& [copy, versions] : feeds) {
+            putFeed.bind(1, copy.address)
+                .bind(2, copy.etag)
+                .bind(3, copy.lastModified)
+                .bind(4, copy.serial)
+                .bind(5, copy.signature)
+                .bind(6, copy.body)
+                .run();
+            for (const auto& seen : versions)
+                putSeen.bind(1, copy.address)
+                    .bind(2, seen.idKey)
+                    .bind(3, seen.version.text())
+                    .bind(4, seen.sha256)
+                    .run();
+        }
         transaction.commit();
     });
-}
-
-void FeedCache::put(const GoodFeed& feed) {
-    const CachedFeed& copy = feed.copy;
-    Statement(*database_, kPutFeed)
-        .bind(1, copy.address)
-        .bind(2, copy.etag)
-        .bind(3, copy.lastModified)
-        .bind(4, copy.serial)
-        .bind(5, copy.signature)
-        .bind(6, copy.body)
-        .run();
-    Statement insert(*database_, kPutSeen);
-    for (const auto& version : feed.versions)
-        insert.bind(1, copy.address)
-            .bind(2, version.idKey)
-            .bind(3, version.version.text())
-            .bind(4, version.sha256)
-            .run();
 }
 
 }  // namespace tavik

@@ -27,6 +27,12 @@ struct SeenVersion {
     std::string sha256;
 };
 
+/// What earlier runs know of a feed.
+struct KnownFeed {
+    std::optional<CachedFeed> copy;
+    std::vector<SeenVersion> seen;  ///< all that it has offered, with the digests of the first time
+};
+
 /// A feed that was found good in this run, and the versions in it that are to be remembered.
 struct GoodFeed {
     CachedFeed copy;
@@ -41,10 +47,8 @@ class FeedCache {
   public:
     explicit FeedCache(std::string file);
 
-    std::optional<CachedFeed> find(const std::string& address);
-
-    /// All versions that the feed has offered, with the digests that they had at first.
-    std::vector<SeenVersion> seen(const std::string& address);
+    /// What is known of the feeds under these addresses, in their order.
+    std::vector<KnownFeed> find(const std::vector<std::string>& addresses);
 
     /// Keeps all of them in one step. Where another process has kept a copy with a higher
     /// serial meanwhile, that one stays; a version that is remembered stays as it is.
@@ -54,7 +58,6 @@ class FeedCache {
     template <class Work>
     auto guarded(Work work);
     void open(int flags);
-    void put(const GoodFeed& feed);
 
     std::string file_;
     std::optional<Database> database_;  ///< none where there is no file yet

@@ -18,9 +18,9 @@ bool isSame(const CachedFeed& a, const CachedFeed& b) {
 
 }  // namespace
 
-void FeedSource::remember(std::optional<CachedFeed> copy, std::vector<SeenVersion> seen) {
-    remembered_ = std::move(copy);
-    seen_ = std::move(seen);
+void FeedSource::remember(KnownFeed known) {
+    remembered_ = std::move(known.copy);
+    seen_ = std::move(known.seen);
     std::sort(seen_.begin(), seen_.end(), DigestOrder());
 }
 
@@ -53,7 +53,7 @@ void FeedSource::take(FetchResult result) {
 }
 
 bool FeedSource::lacksSignature(const FeedTrust& trust) const {
-    if (failure_ || !trust.wanted)
+    if (failure_ || !trust.wanted || needsSignature(trust))
         return false;
     if (isFresh_)
         return true;
@@ -71,6 +71,8 @@ DocumentRequest FeedSource::signatureRequest() const {
 }
 
 void FeedSource::takeSignature(FetchResult result) {
+    if (failure_)
+        return;
     if (result.outcome == Outcome::fetched || result.outcome == Outcome::absent)
         copy_.signature = std::move(result.body);
     else
@@ -106,10 +108,10 @@ std::optional<GoodFeed> FeedSource::news(const std::set<std::string>& installed)
     const auto isKnown = [this](const FeedItem& item) {
         return std::binary_search(seen_.begin(), seen_.end(), item, VersionOrder());
     };
-    for (const auto& key : installed)
-        for (const auto& item : itemsOf(feed_, key))
-            if (!item.blocked && !isKnown(item) && !isRepublished(item))
-                good.versions.push_back({item.idKey, item.version, item.sha256});
+    for (const auto& item : feed_.items)
+        if (!item.blocked && installed.count(item.idKey) != 0 && !isKnown(item) &&
+            !isRepublished(item))
+            good.versions.push_back({item.idKey, item.version, item.sha256});
     if (good.versions.empty() && remembered_ && isSame(*remembered_, copy_))
         return std::nullopt;
     good.copy = copy_;

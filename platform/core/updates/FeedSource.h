@@ -22,13 +22,17 @@ class FeedSource {
     explicit FeedSource(Address address) : address_(std::move(address)) {}
 
     /// What earlier runs know of the feed.
-    void remember(std::optional<CachedFeed> copy, std::vector<SeenVersion> seen);
+    void remember(KnownFeed known);
 
     DocumentRequest request() const;
     void take(FetchResult result);
 
-    /// Whether its signature has to be fetched: for new bytes, and where what is kept is not
-    /// enough.
+    /// Whether its signature is to be fetched along with it: where nothing is kept of the feed, no
+    /// answer but new bytes can be of use.
+    bool needsSignature(const FeedTrust& trust) const { return trust.wanted && !remembered_; }
+
+    /// Whether its signature has to be fetched after it: for bytes that replace kept ones, and
+    /// where what is kept is not enough.
     bool lacksSignature(const FeedTrust& trust) const;
     DocumentRequest signatureRequest() const;
     void takeSignature(FetchResult result);

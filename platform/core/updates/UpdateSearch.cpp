@@ -88,34 +88,43 @@ std::vector<FeedSource*> UpdateSearch::sources() const {
 }
 
 void UpdateSearch::fetch() {
-    const auto feeds = sources();
-    std::vector<DocumentRequest> requests;
-    requests.reserve(feeds.size());
-    for (const FeedSource* feed : feeds)
-        requests.push_back(feed->request());
-    auto results = fetcher_->fetchAll(requests);
-    for (std::size_t i = 0; i < feeds.size(); ++i)
-        feeds[i]->take(std::move(results[i]));
-
-    std::vector<FeedSource*> lacking;
-    std::vector<DocumentRequest> signatures;
-    for (FeedSource* feed : feeds) {
-        if (!feed->lacksSignature(input_.trust))
-            continue;
-        lacking.push_back(feed);
-        signatures.push_back(feed->signatureRequest());
+    std::vector<Errand> errands;
+    for (FeedSource* feed : sources()) {
+        errands.push_back({feed, feed->request(), &FeedSource::take});
+        if (feed->needsSignature(input_.trust))
+            errands.push_back({feed, feed->signatureRequest(), &FeedSource::takeSignature});
     }
-    results = fetcher_->fetchAll(signatures);
-    for (std::size_t i = 0; i < lacking.size(); ++i)
-        lacking[i]->takeSignature(std::move(results[i]));
+    run(errands);
+
+    errands.clear();
+    for (FeedSource* feed : sources())
+        if (feed->lacksSignature(input_.trust))
+            errands.push_back({feed, feed->signatureRequest(), &FeedSource::takeSignature});
+    run(errands);
+}
+
+/// Hands each answer to its feed, a feed's own before its signature's.
+void UpdateSearch::run(const std::vector<Errand>& errands) {
+    std::vector<DocumentRequest> requests;
+    requests.reserve(errands.size());
+    for (const auto& errand : errands)
+        requests.push_back(errand.request);
+    auto results = fetcher_->fetchAll(requests);
+    for (std::size_t i = 0; i < errands.size(); ++i)
+        (errands[i].feed->*errands[i].take)(std::move(results[i]));
 }
 
 /// Tells the feeds what is known of them. Nothing, and a warning, where the cache cannot be read:
 /// the check then goes on as a first one does.
 std::optional<FeedCache> UpdateSearch::recall() try {
     FeedCache cache(input_.cacheFile);
-    for (FeedSource* feed : sources())
-        feed->remember(cache.find(feed->address()), cache.seen(feed->address()));
+    const auto feeds = sources();
+    std::vector<std::string> addresses;
+    for (const FeedSource* feed : feeds)
+        addresses.push_back(feed->address());
+    auto known = cache.find(addresses);
+    for (std::size_t i = 0; i < feeds.size(); ++i)
+        feeds[i]->remember(std::move(known[i]));
     return cache;
 } catch (const Error& error) {
     if (error.status() == static_cast<int>(Status::storeNewer))

@@ -46,10 +46,18 @@ class UpdateSearch {
         std::string note;              ///< why there is no offer, where a feed says so
     };
 
+    /// A document to be fetched for a feed, and what takes the answer.
+    struct Errand {
+        FeedSource* feed;
+        DocumentRequest request;
+        void (FeedSource::*take)(FetchResult);
+    };
+
     void nameFeeds();
     const NamedFeed& feedAt(const std::string& address, const std::string& namedBy);
     std::vector<FeedSource*> sources() const;
     void fetch();
+    void run(const std::vector<Errand>& errands);
     std::optional<FeedCache> recall();
     void keep(FeedCache& cache);
     void find(const UpdatableExtension& extension, Finding& finding) const;
