@@ -120,6 +120,19 @@ TEST(Fetcher, NamesEachMisdeedOfAServer) {
     expectFailure(fetch("file:///dev/zero"), "not a regular file", "a device");
 }
 
+TEST(Fetcher, GivesNoServerTimeThatBelongsToTheOthers) {
+    FeedServer server;
+    server.serve("/stall", faulty(Fault::stall, "x"));
+    server.serve("/good", {"good"});
+    FetchBounds bounds;
+    bounds.batch = std::chrono::seconds(1);
+    std::vector<DocumentRequest> requests(20, {Address::parse(server.address("/stall")), {}, {}});
+    requests.push_back({Address::parse(server.address("/good")), {}, {}});
+    const auto results = loadOnline().newFetcher(bounds)->fetchAll(requests);
+    expectFailure(results.front(), "given up", "a server that stalls");
+    EXPECT_EQ(results.back().body, "good") << results.back().failure;
+}
+
 TEST(Fetcher, BoundsTheWholeAndCanBeStopped) {
     FeedServer server;
     server.serve("/stall", faulty(Fault::stall, "x"));

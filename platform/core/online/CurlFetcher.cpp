@@ -16,6 +16,33 @@ constexpr std::size_t kAtOnce = 64;
 
 constexpr int kPollMilliseconds = 1000;
 
+/// How many transfers are at work at once. A server that answers quickly is asked over a few
+/// connections, again and again: each further one would cost both sides more than it gains. Once no
+/// answer has come for a while, all are started.
+class Pace {
+  public:
+    using Clock = std::chrono::steady_clock;
+
+    void noteAnswer() { patienceEnd_ = Clock::now() + kPatience; }
+
+    std::size_t atOnce() {
+        if (Clock::now() >= patienceEnd_)
+            atOnce_ = kAtOnce;
+        return atOnce_;
+    }
+
+    int waitMilliseconds() {
+        return atOnce() == kAtOnce ? kPollMilliseconds : static_cast<int>(kPatience.count());
+    }
+
+  private:
+    static constexpr std::size_t kAtFirst = 6;
+    static constexpr std::chrono::milliseconds kPatience{2};
+
+    std::size_t atOnce_ = kAtFirst;
+    Clock::time_point patienceEnd_ = Clock::now() + kPatience;
+};
+
 bool isFile(const Address& address) {
     return address.scheme() == Address::Scheme::file;
 }
@@ -124,20 +151,23 @@ void CurlFetcher::run(const Transfers& transfers, Clock::time_point end) {
 std::string CurlFetcher::runUntil(const Transfers& transfers, Clock::time_point end) {
     std::size_t next = 0;
     std::size_t done = 0;
+    Pace pace;
     while (done < transfers.size()) {
         if (cancelled_)
             return "was stopped";
         if (Clock::now() >= end)
             return "was given up, since all together took too long";
-        while (next < transfers.size() && next - done < kAtOnce)
+        while (next < transfers.size() && next - done < pace.atOnce())
             start(*transfers[next++]);
         int running = 0;
         if (const CURLMcode code = curl_multi_perform(multi_.get(), &running); code != CURLM_OK)
             return curl_multi_strerror(code);
-        if (const std::size_t ended = collect(); ended > 0)
-            done += ended;
+        const std::size_t ended = collect();
+        done += ended;
+        if (ended > 0)
+            pace.noteAnswer();
         else
-            curl_multi_poll(multi_.get(), nullptr, 0, kPollMilliseconds, nullptr);
+            curl_multi_poll(multi_.get(), nullptr, 0, pace.waitMilliseconds(), nullptr);
     }
     return {};
 }
