@@ -1,4 +1,5 @@
 #include <curl/curl.h>
+#include <openssl/crypto.h>
 
 #include "platform/core/online/CurlFetcher.h"
 #include "platform/core/online/Online.h"
@@ -19,6 +20,8 @@ class OnlineModule final : public Online {
 };
 
 bool isCurlUsable() {
+    // The process's end gives back all memory at once; libcrypto would free its tables one by one.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     // An older libcurl would not know options that bounds and rules rest on.
     return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK &&
            curl_version_info(CURLVERSION_NOW)->version_num >= LIBCURL_VERSION_NUM;
