@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
         const std::string path = "/" + file.path().filename().string();
         server.serve(path, answer);
         answer.status = 404;
+        answer.body = "not found";
         server.serve(path + ".sig", answer);
     }
     std::cout << server.address("") << std::endl;

@@ -235,17 +235,21 @@ bool FeedServer::send(Connection& connection, const ServerAnswer& answer) {
         waitForHangUp(connection.descriptor());
         return false;
     }
-    if (!connection.write(headOf(answer, false)))
-        return false;
-    if (answer.fault == Fault::endlessHeaders)
-        while (connection.write("X-More: " + std::string(100, 'x') + "\r\n")) {
-        }
     if (!answer.body.empty())
         ++bodies_;
+    const std::string head = headOf(answer, false);
+    if (answer.fault == Fault::none)  // a status without a body ends with its head
+        return connection.write(head + "\r\n" + (answer.status == 304 ? "" : answer.body));
+    if (!connection.write(head))
+        return false;
     const std::string half = "\r\n" + answer.body.substr(0, answer.body.size() / 2);
     std::ostringstream size;
     size << std::hex << answer.body.size() << "\r\n";
     switch (answer.fault) {
+        case Fault::endlessHeaders:
+            while (connection.write("X-More: " + std::string(100, 'x') + "\r\n")) {
+            }
+            return false;
         case Fault::stallInBody:
             connection.write(half);
             waitForHangUp(connection.descriptor());
@@ -259,8 +263,7 @@ bool FeedServer::send(Connection& connection, const ServerAnswer& answer) {
             }
             return false;
         default:
-            // A status without a body ends with its head.
-            return connection.write("\r\n" + (answer.status == 304 ? "" : answer.body));
+            return false;
     }
 }
 
