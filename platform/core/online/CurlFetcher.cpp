@@ -111,6 +111,7 @@ FetchResult CurlFetcher::download(const Address& address, std::uint64_t limit, c
     plan.redirects = bounds_.redirects;
     plan.bodyLimit = limit;
     plan.sink = sink;
+    plan.pulse = true;
     return runOne(std::move(plan));
 }
 

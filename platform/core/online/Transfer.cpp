@@ -80,6 +80,11 @@ void Transfer::setUp() {
     set(handle, CURLOPT_WRITEDATA, static_cast<void*>(this));
     set(handle, CURLOPT_HTTPHEADER, headers_.get());
     set(handle, CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));  // none for proxies
+    if (plan_.pulse) {
+        set(handle, CURLOPT_NOPROGRESS, 0L);
+        set(handle, CURLOPT_XFERINFOFUNCTION, &Transfer::onPulse);
+        set(handle, CURLOPT_XFERINFODATA, static_cast<void*>(this));
+    }
     if (plan_.compressed)
         set(handle, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
 }
@@ -238,6 +243,10 @@ std::size_t Transfer::onBody(char* data, std::size_t size, std::size_t count, vo
     return static_cast<Transfer*>(self)->takeBody({data, size * count});
 } catch (const std::exception&) {
     return 0;
+}
+
+int Transfer::onPulse(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    return static_cast<Transfer*>(self)->plan_.sink({}) ? 0 : 1;
 }
 
 }  // namespace tavik

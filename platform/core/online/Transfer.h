@@ -24,6 +24,7 @@ struct TransferPlan {
     std::uint64_t bodyLimit = 0;         ///< decoded bytes
     std::chrono::milliseconds whole{0};  ///< for all of it; 0 for no bound
     Fetcher::Sink sink;                  ///< takes the body of an answer with status 200
+    bool pulse = false;                  ///< the sink is also to be called while nothing arrives
 };
 
 /// One request through libcurl, with the redirects that it meets. The object stays where it is
@@ -64,6 +65,7 @@ class Transfer {
 
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
+    static int onPulse(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
 
     struct Free {
         void operator()(CURL* handle) const noexcept { curl_easy_cleanup(handle); }
