@@ -98,7 +98,7 @@ ExtensionHandle Session::install(const std::string& path) {
     // The handle comes from the catalog: a store that cannot be read shows before the change.
     catalog();
     const ExtensionRow row =
-        installInto(Scope::user, openStable(path, policy()), {}, Account::toBeAsked);
+        installInto(Scope::user, openStable(path, policy()), Account::toBeAsked);
     const InstalledExtension* installed = catalog().byKey(row.idKey);
     if (installed == nullptr)
         fail(Status::extensionNotFound, row.id, "removed at once by another process");
@@ -106,11 +106,10 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
-    installInto(Scope::shared, openStable(path, policy()), {}, Account::toBeAsked);
+    installInto(Scope::shared, openStable(path, policy()), Account::toBeAsked);
 }
 
-ExtensionRow Session::installInto(Scope scope, const Package& package, const std::string& digest,
-                                  Account account) {
+ExtensionRow Session::installInto(Scope scope, const Package& package, Account account) {
     const Manifest& manifest = package.manifest();
     requireFittingProduct(manifest, reachableProducts(), package.path());
     const SignerReport signer = verifyPackage(package, trustRules(policy()));
@@ -124,7 +123,7 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const std
     ProgressLine line;
     catalogIsCurrent_ = false;
     return target.install(
-        package, {signer.fingerprint, digest,
+        package, {signer.fingerprint,
                   [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); }});
 }
 

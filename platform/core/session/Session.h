@@ -70,8 +70,7 @@ class Session {
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
     enum class Account { toBeAsked, asked };
-    ExtensionRow installInto(Scope scope, const Package& package, const std::string& digest,
-                             Account account);
+    ExtensionRow installInto(Scope scope, const Package& package, Account account);
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
     Package downloadOffer(const Offer& offer, Scope scope);
     Store store(Scope scope);

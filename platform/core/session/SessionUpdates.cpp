@@ -120,7 +120,7 @@ void Session::update(ExtensionHandle handle) {
 
     const Package package = downloadOffer(offer, scope);
     requireOffered(offer, package.manifest().idKey, package.manifest().version);
-    installInto(scope, package, offer.item.sha256, account);
+    installInto(scope, package, account);
 }
 
 Package Session::downloadOffer(const Offer& offer, Scope scope) {

@@ -34,7 +34,6 @@ CREATE TABLE extension (
     updateUrl       TEXT    NOT NULL,
     folder          TEXT    NOT NULL UNIQUE,
     signer          TEXT    NOT NULL,
-    packageDigest   TEXT    NOT NULL,
     state           INTEGER NOT NULL CHECK (state IN (0, 1)),
     requiresAccount INTEGER NOT NULL CHECK (requiresAccount IN (0, 1))
 ) STRICT, WITHOUT ROWID;
@@ -51,7 +50,7 @@ INSERT INTO settlement VALUES (0, '');
 )sql";
 
 constexpr std::string_view kSelectExtensions =
-    "SELECT idKey, id, name, version, storeName, updateUrl, folder, signer, packageDigest, state,"
+    "SELECT idKey, id, name, version, storeName, updateUrl, folder, signer, state,"
     " requiresAccount FROM extension";
 constexpr std::string_view kSelectProducts =
     "SELECT idKey, product, minVersion, maxVersion FROM extensionProduct";
@@ -64,10 +63,9 @@ constexpr std::string_view kSelectMemberships =
     "SELECT idKey, product FROM extensionProduct ORDER BY idKey, position";
 constexpr std::string_view kSelectFolders = "SELECT folder FROM extension";
 constexpr std::string_view kPutExtension =
-    "INSERT INTO extension VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11)"
+    "INSERT INTO extension VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)"
     " ON CONFLICT (idKey) DO UPDATE SET id = ?2, name = ?3, version = ?4, storeName = ?5,"
-    " updateUrl = ?6, folder = ?7, signer = ?8, packageDigest = ?9, state = ?10,"
-    " requiresAccount = ?11";
+    " updateUrl = ?6, folder = ?7, signer = ?8, state = ?9, requiresAccount = ?10";
 constexpr std::string_view kDeleteProducts = "DELETE FROM extensionProduct WHERE idKey = ?1";
 constexpr std::string_view kInsertProduct =
     "INSERT INTO extensionProduct VALUES (?1, ?2, ?3, ?4, ?5)";
@@ -188,9 +186,8 @@ ExtensionRow rowOf(const Statement& select) {
     row.updateUrl = select.text(5);
     row.folder = select.text(6);
     row.signer = select.text(7);
-    row.packageDigest = select.text(8);
-    row.state = select.number(9) != 0 ? ExtensionState::enabled : ExtensionState::disabled;
-    row.requiresAccount = select.number(10) != 0;
+    row.state = select.number(8) != 0 ? ExtensionState::enabled : ExtensionState::disabled;
+    row.requiresAccount = select.number(9) != 0;
     return row;
 }
 
@@ -361,9 +358,8 @@ void ExtensionTable::put(const ExtensionRow& row) {
             .bind(6, row.updateUrl)
             .bind(7, row.folder)
             .bind(8, row.signer)
-            .bind(9, row.packageDigest)
-            .bind(10, static_cast<std::int64_t>(row.state))
-            .bind(11, std::int64_t{row.requiresAccount})
+            .bind(9, static_cast<std::int64_t>(row.state))
+            .bind(10, std::int64_t{row.requiresAccount})
             .run();
         putProducts(database_, row);
         change.commit();

@@ -30,9 +30,8 @@ struct ExtensionRow {
     std::string version;
     std::string storeName;
     std::string updateUrl;
-    std::string folder;         ///< below ext/, e.g. "com.example.a@5f0c..."
-    std::string signer;         ///< fingerprint of the key that signed the package; empty: unsigned
-    std::string packageDigest;  ///< SHA-256 of the package, in hex, where it is known
+    std::string folder;  ///< below ext/, e.g. "com.example.a@5f0c..."
+    std::string signer;  ///< fingerprint of the key that signed the package; empty: unsigned
     ExtensionState state = ExtensionState::enabled;
     bool requiresAccount = false;
     std::vector<ProductRange> products;  ///< in the manifest's order

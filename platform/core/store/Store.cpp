@@ -27,7 +27,6 @@ ExtensionRow rowOf(const Manifest& manifest, const InstallDetails& details) {
     row.updateUrl = manifest.updateUrl;
     row.folder = newFolderName(manifest.id);
     row.signer = details.signer;
-    row.packageDigest = details.packageDigest;
     row.requiresAccount = manifest.requiresAccount;
     for (const auto& product : manifest.products)
         row.products.push_back({product.name, product.minVersion ? product.minVersion->text() : "",

@@ -16,9 +16,8 @@ namespace tavik {
 
 /// What an install is told besides the package.
 struct InstallDetails {
-    std::string signer;         ///< fingerprint of the package's key; empty: unsigned
-    std::string packageDigest;  ///< SHA-256 of the package in hex; empty: not known
-    Progress progress;          ///< may be empty
+    std::string signer;  ///< fingerprint of the package's key; empty: unsigned
+    Progress progress;   ///< may be empty
 };
 
 /// Told of trouble that does not undo a change: the next change repairs it.
