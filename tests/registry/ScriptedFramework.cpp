@@ -71,7 +71,7 @@ Result ScriptedFramework::launch(const std::string& locale,
 }
 
 std::string ScriptedFramework::calls() const {
-    const std::string calls = readFile(folder_ / "log");
+    std::string calls = readFile(folder_ / "log");
     writeFile(folder_ / "log", "");
     return calls;
 }

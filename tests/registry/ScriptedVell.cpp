@@ -51,7 +51,8 @@ Answer& answerTo(const char* entry, Fields... fields) {
     std::ostringstream call;
     call << entry;
     ((call << '|' << fields), ...);
-    const std::string folder = std::getenv("SCRIPTED_VELL");
+    const char* named = std::getenv("SCRIPTED_VELL");
+    const std::string folder = named == nullptr ? "." : named;
     std::ofstream(folder + "/log", std::ios::app) << call.str() << '\n';
     const std::string start = call.str() + " -> ";
     std::ifstream script(folder + "/script");
