@@ -14,7 +14,7 @@ class ProductInfo : public Vell {
     /// Adds a payload, with what goes behind its named keys.
     void add(const std::string& kind, const std::string& languages, const std::string& config,
              const std::string& installed, const std::string& more = "") {
-        const std::string code = "'P" + std::to_string(++count) + "'";
+        const std::string code = "'P" + std::to_string(--number) + "'";
         payloads += code + ": {'kind': '" + kind + "', 'state': 4, 'data': {'0': {" +
                     "'installedLanguages': '" + languages + "', 'QRTConfigPath': '" + config +
                     "', 'INSTALLDIR': '" + installed + "'}" + more + "}}, ";
@@ -36,7 +36,7 @@ class ProductInfo : public Vell {
         return languages + (known ? "" : "!");
     }
 
-    int count = 0;
+    int number = 10;  // downwards: lists keep the order of writing
     std::string payloads;
     std::string codes;
 };
@@ -62,9 +62,9 @@ TEST_F(ProductInfo, TheFirstPayloadOfAnApplicationWins) {
     std::string serialised;
     const char* keys[] = {"alpha", "gone", "beta", nullptr};
     auto* info = CDornProductInfoFromVellLib::getInstance();
-    info->SerializeDummyLanguageKeys(session, "P4", keys, serialised);
+    info->SerializeDummyLanguageKeys(session, "P6", keys, serialised);
     EXPECT_EQ(serialised, "alpha,one;beta,v;,;");
-    info->SerializeDummyLanguageKeys(session, "P4", nullptr, serialised);
+    info->SerializeDummyLanguageKeys(session, "P6", nullptr, serialised);
     EXPECT_EQ(serialised, "");
     info->VellCloseSession(session, nullptr);
 }

@@ -81,6 +81,7 @@ TEST_F(VellApi, PayloadsAndCollections) {
     ASSERT_EQ(mdbGetPayload(vell, "{A}", &payload), 0);
     EXPECT_STREQ(payload->code, "{A}");
     EXPECT_STREQ(reinterpret_cast<const char**>(payload)[4], "language");
+    EXPECT_EQ(listOf(mdbGetProductIDList, vell), (Texts{"{P}", "{O}"}));
     velliProduct* product = nullptr;
     EXPECT_EQ(mdbGetProduct(vell, "{A}", &product), VELL_STATUS_NOT_FOUND);
 }
