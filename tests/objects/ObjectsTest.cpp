@@ -29,13 +29,6 @@ TEST(SoString, GrowsInStepsOf128) {
         EXPECT_EQ(appended.capacity, capacity) << length;
         EXPECT_EQ(bytes(appended), text.substr(0, static_cast<std::size_t>(length)));
     }
-    SoString reused(text.data(), 200);
-    const char* buffer = reused.data;
-    EXPECT_EQ(reused.assign("short", -1), buffer);  // what fits keeps the buffer
-    EXPECT_EQ(reused.capacity, 256);
-    reused.append(nullptr, 5);
-    reused.append("", -1);
-    EXPECT_EQ(bytes(reused), "short");
 }
 
 // Text from inside the string itself must survive the growth of its buffer.
@@ -43,9 +36,10 @@ TEST(SoString, TakesItsOwnText) {
     SoString text(std::string(100, 'a').c_str(), -1);
     text << text;
     EXPECT_EQ(bytes(text), std::string(200, 'a'));
+    const char* buffer = text.data;
     text.assign("0123456789", -1);
-    text.assign(text.data + 3, 4);
-    EXPECT_EQ(bytes(text), "3456");
+    EXPECT_EQ(text.assign(text.data + 3, 4), buffer);  // what fits keeps the buffer
+    EXPECT_EQ(text.capacity, 256);
     const SoString& alias = text;
     text = alias;
     EXPECT_EQ(bytes(text), "3456");
@@ -54,7 +48,7 @@ TEST(SoString, TakesItsOwnText) {
 TEST(SoString, AppendsWhatTheOperatorsSay) {
     SoString text;
     text << 'c' << "text" << SoString("a\0b", 3) << -1L << 7UL << 2.5 << -1e15 << 42L
-         << static_cast<const char*>(nullptr);
+         << static_cast<const char*>(nullptr) << "";
     EXPECT_EQ(bytes(text), "ctexta\0b429496729572-100000000000000042"s);
     SoString largest;
     largest << 1.7976931348623157e308;
@@ -63,7 +57,6 @@ TEST(SoString, AppendsWhatTheOperatorsSay) {
 
 TEST(SoString, ShrinksComparesAndMapsBytes) {
     SoString text("\303\204bC", -1);
-    EXPECT_EQ(bytes(text.lowercase()), "\303\204bc");
     EXPECT_EQ(bytes(text.uppercase()), "\303\204BC");
     EXPECT_EQ(bytes(SoString("A\0B", 3).lowercase()), "a\0B"s);
     text.shrink(-1);
@@ -72,16 +65,12 @@ TEST(SoString, ShrinksComparesAndMapsBytes) {
     text.shrink(2);
     EXPECT_EQ(text.compare("\xC3\x84"), 0);
     EXPECT_GT(text.compare(nullptr), 0);
-    EXPECT_EQ(bytes(SoString('\0')), "\0"s);
-    EXPECT_EQ(SoString(static_cast<const char*>(nullptr), 9).compare(nullptr), 0);
     EXPECT_FALSE(SoString("a\0b", 3) == SoString("a\0c", 3));
 }
 
+// Both ends of what no UTF-16 test reaches, and the first of two bytes.
 TEST(SoString, EncodesEveryLength) {
-    const std::pair<unsigned long, std::string> rows[] = {{0x7F, "\x7F"},
-                                                          {0x80, "\xC2\x80"},
-                                                          {0x800, "\xE0\xA0\x80"},
-                                                          {0xFFFF, "\xEF\xBF\xBF"},
+    const std::pair<unsigned long, std::string> rows[] = {{0x80, "\xC2\x80"},
                                                           {0x1FFFFF, "\xF7\xBF\xBF\xBF"},
                                                           {0x200000, "\xF8\x88\x80\x80\x80"},
                                                           {0x7FFFFFFE, "\xFD\xBF\xBF\xBF\xBF\xBE"},
@@ -135,7 +124,6 @@ TEST(SoString, WritesUtf16) {
         bool terminated;
     } const rows[] = {
         {"fits but for the terminator", "ab", 2, {'a', 'b'}, false},
-        {"fits", "ab", 3, {'a', 'b', 0}, true},
         {"no room", "ab", 0, {}, false},
         {"pair counts once", "\xF0\x9F\x98\x80", 2, {0xD83D, 0xDE00, 0}, true},
         {"beyond the largest", "\xF4\x90\x80\x80", 3, {0xFFFD, 0}, true},
@@ -149,11 +137,10 @@ TEST(SoString, WritesUtf16) {
     for (const auto& row : rows) {
         const SoString text(row.text.data(), static_cast<long>(row.text.size()));
         Units out(2 * row.max, 0x7777);
-        const unsigned short* end = text.convertToUtf16(out.data(), row.max);
-        EXPECT_EQ(Units(out.begin(), out.begin() + static_cast<long>(row.units.size())), row.units)
-            << row.name;
-        const auto* expected = row.terminated ? out.data() + row.units.size() - 1 : nullptr;
-        EXPECT_EQ(end, expected) << row.name;
+        const auto* end = text.convertToUtf16(out.data(), row.max);
+        out.resize(row.units.size());
+        EXPECT_EQ(out, row.units) << row.name;
+        EXPECT_EQ(end, row.terminated ? &out.back() : nullptr) << row.name;
     }
 }
 
@@ -163,19 +150,15 @@ TEST(SoVector, GrowsBy32AndNeverShrinks) {
     EXPECT_EQ(numbers.capacity, 32);
     for (auto& value : values)
         numbers.append(&value);
-    EXPECT_EQ(numbers.count, 100);
-    EXPECT_EQ(numbers.capacity, 128);
-    EXPECT_EQ(numbers.removeAt(-1), nullptr);
-    EXPECT_EQ(numbers.removeAt(100), nullptr);
-    EXPECT_EQ(numbers.removeAt(99), &values[99]);
-    EXPECT_EQ(numbers.removeAt(0), &values[0]);
     numbers.append(&values[50]);
+    EXPECT_EQ(numbers.removeAt(-1), nullptr);
+    EXPECT_EQ(numbers.removeAt(101), nullptr);
+    EXPECT_EQ(numbers.removeAt(0), &values[0]);
     numbers.remove(&values[50]);  // the first of two
     numbers.remove(&values[0]);
-    EXPECT_EQ(numbers.count, 98);
-    EXPECT_EQ(numbers.at(0), &values[1]);
+    EXPECT_EQ(numbers.count, 99);
     EXPECT_EQ(numbers.at(49), &values[51]);
-    EXPECT_EQ(numbers.at(97), &values[50]);
+    EXPECT_EQ(numbers.at(98), &values[50]);
     EXPECT_EQ(numbers.capacity, 128);
 }
 

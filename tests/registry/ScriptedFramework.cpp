@@ -4,13 +4,16 @@
 
 #include <cctype>
 #include <cstdlib>
-#include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
 namespace tavik::testing {
 
-namespace fs = std::filesystem;
+ScriptedFramework::ScriptedFramework() {
+    writeFile(folder_ / "log", "");
+    setenv("SCRIPTED_VELL", folder_.path().c_str(), 1);
+}
 
 std::string ScriptedFramework::library(const std::vector<std::string>& missingEntries) const {
     std::string bytes = readFile(std::string(TAVIK_SCRIPTED_VELL) + "/libnorva_vell.so");
@@ -35,10 +38,14 @@ void ScriptedFramework::script(const std::string& lines) {
         if (const auto at = line.find('@'); at != std::string::npos)
             line.replace(at, 1, folder_.path().string() + "/");
         if (line.find(" -> ") != std::string::npos)
-            script_ += line + "\n";
+            add(line);
         else
             subdomain(line.substr(0, line.find(':')), line.substr(line.find(':') + 1));
     }
+}
+
+void ScriptedFramework::add(const std::string& line) const {
+    std::ofstream(folder_ / "script", std::ios::app) << line << '\n';
 }
 
 void ScriptedFramework::subdomain(std::string name, const std::string& values) {
@@ -47,36 +54,25 @@ void ScriptedFramework::subdomain(std::string name, const std::string& values) {
     std::string keys;
     std::istringstream stream(values);
     for (std::string value; std::getline(stream >> std::ws, value, ';');) {
-        const std::string key = value.substr(0, value.find('='));
-        keys += "|" + key;
-        script_ += "pcdGetDomainData|1|" + name + "|" + key + " -> 0|" +
-                   value.substr(value.find('=') + 1) + "\n";
+        const auto end = value.find('=');
+        const std::string key = "|" + value.substr(0, end);
+        keys += key;
+        add("pcdGetDomainData|1|" + name + key + " -> 0|" + value.substr(end + 1));
     }
     subdomains_ += "|" + name;
-    script_ += "pcdGetDomainDataKeys|1|" + name + " -> 0" + keys + "\n";
-    script_ += "pcdGetDomainDataSubdomains|1 -> 0" + subdomains_ + "\n";
+    add("pcdGetDomainDataKeys|1|" + name + " -> 0" + keys);
+    add("pcdGetDomainDataSubdomains|1 -> 0" + subdomains_);
 }
 
-void ScriptedFramework::useHere() const {
-    writeFile(folder_ / "script", script_);
-    setenv("SCRIPTED_VELL", (folder_ / "script").c_str(), 1);
-    setenv("SCRIPTED_VELL_LOG", (folder_ / "log").c_str(), 1);
-}
-
-Result ScriptedFramework::run(const std::vector<std::string>& arguments,
-                              const std::vector<std::string>& missingEntries) const {
-    writeFile(folder_ / "script", script_);
-    std::vector<std::string> command{program("TavikCmd")};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return testing::run(command, {{"LD_LIBRARY_PATH", library(missingEntries)},
-                                  {"SCRIPTED_VELL", folder_ / "script"},
-                                  {"SCRIPTED_VELL_LOG", folder_ / "log"}});
+Result ScriptedFramework::launch(const std::string& locale,
+                                 const std::vector<std::string>& missingEntries) const {
+    return run({program("TavikCmd"), "--launch", locale},
+               {{"LD_LIBRARY_PATH", library(missingEntries)}, {"SCRIPTED_VELL", folder_.path()}});
 }
 
 std::string ScriptedFramework::calls() const {
-    const std::string log = folder_ / "log";
-    std::string calls = fs::exists(log) ? readFile(log) : "";
-    fs::remove(log);
+    std::string calls = readFile(folder_ / "log");
+    writeFile(folder_ / "log", "");
     return calls;
 }
 

@@ -11,6 +11,9 @@ namespace tavik::testing {
 /// The scripted framework, its script and its log, for this process or for the real program.
 class ScriptedFramework {
   public:
+    /// What is loaded here answers from this script from now on.
+    ScriptedFramework();
+
     /// Loads the library, or a copy of it without these entries, into this process: it then is what
     /// "libnorva_vell.so" means here.
     void loadHere(const std::vector<std::string>& missingEntries = {}) const;
@@ -21,11 +24,9 @@ class ScriptedFramework {
     /// letter, and "@" stands for the folder.
     void script(const std::string& lines);
 
-    /// Writes the script for this process.
-    void useHere() const;
-    /// Runs the program with `arguments`, the library without these entries.
-    Result run(const std::vector<std::string>& arguments,
-               const std::vector<std::string>& missingEntries = {}) const;
+    /// Runs "TavikCmd --launch `locale`", the library without these entries.
+    Result launch(const std::string& locale,
+                  const std::vector<std::string>& missingEntries = {}) const;
 
     /// The calls so far, one a line, and forgets them.
     std::string calls() const;
@@ -33,11 +34,11 @@ class ScriptedFramework {
     const TemporaryFolder& folder() const { return folder_; }
 
   private:
+    void add(const std::string& line) const;
     void subdomain(std::string name, const std::string& values);
     std::string library(const std::vector<std::string>& missingEntries) const;
 
     TemporaryFolder folder_;
-    std::string script_;
     std::string subdomains_;
 };
 
