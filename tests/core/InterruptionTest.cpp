@@ -42,12 +42,12 @@ void fillLog(const Machine& machine) {
         database.execute("UPDATE settlement SET count = count + 1");
 }
 
-/// The host sees what the list says once another change has gone through.
-void expectSoundAfterNextChange(Machine& machine, const std::string& where) {
-    const List now = machine.listed();
+/// The host sees what the list says, `now`, once another change has gone through.
+void expectSoundAfterNextChange(Machine& machine, const List& now, const std::string& where) {
     ASSERT_EQ(machine.install(machine.package("com.example.other", "1.0")).exitCode, 0) << where;
-    ASSERT_EQ(machine.tavik({"--remove", "com.example.other"}).exitCode, 0) << where;
-    EXPECT_EQ(machine.listed(), now) << where;
+    List then = now;
+    then.push_back("Enabled com.example.other 1.0");
+    EXPECT_EQ(machine.listed(), then) << where;
     EXPECT_EQ(machine.garbage(), List{}) << where;
     const bool enabled = !now.empty() && now[0].substr(0, 8) == "Enabled ";
     EXPECT_EQ(machine.seenByHost("com.example.a"), enabled ? now[0].substr(now[0].size() - 3) : "")
@@ -56,20 +56,26 @@ void expectSoundAfterNextChange(Machine& machine, const std::string& where) {
 
 enum class Duration { once, onward };
 
-/// Runs the change with the fault at its first, second, ... call that changes the disk, until the
-/// change has fewer calls than that.
-void runWithFaults(const Change& change, const std::string& fault, Duration duration) {
-    for (int call = 1;; ++call) {
-        const std::string where =
-            std::string(change.name) + ", " + fault + " at call " + std::to_string(call);
-        Machine machine;
-        ASSERT_TRUE(change.before.empty() ||
-                    machine.install(machine.package("com.example.a", "1.0")).exitCode == 0);
+/// A machine on which the change can be made again and again.
+class ChangeMachine {
+  public:
+    explicit ChangeMachine(const Change& change)
+        : arguments_{change.option, change.version.empty()
+                                        ? "com.example.a"
+                                        : machine.package("com.example.a", change.version)} {
+        if (!change.before.empty()) {
+            EXPECT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+        }
         if (change.log == Log::moved)
             fillLog(machine);
-        const List arguments{change.option, change.version.empty()
-                                                ? "com.example.a"
-                                                : machine.package("com.example.a", change.version)};
+        fs::copy(machine.path("user"), machine.path("saved"), kWholeTree);
+    }
+
+    /// Makes the change on the store as it was, with the fault at that call.
+    Result run(const std::string& fault, Duration duration, int call) {
+        fs::remove_all(machine.path("user"));
+        fs::remove(machine.path("struck"));
+        fs::copy(machine.path("saved"), machine.path("user"), kWholeTree);
         Environment& environment = machine.environment();
         const Environment clean = environment;
         environment["LD_PRELOAD"] = TAVIK_FAULTS_LIBRARY;
@@ -79,24 +85,42 @@ void runWithFaults(const Change& change, const std::string& fault, Duration dura
         if (duration == Duration::onward)
             environment["FAULT_ONWARD"] = "1";
         environment["FAULT_LOG"] = machine.path("struck");
-        const Result result = machine.tavik(arguments);
+        Result result = machine.tavik(arguments_);
         environment = clean;
+        return result;
+    }
 
-        const bool struck = fs::exists(machine.path("struck"));
-        const List now = machine.listed();
+    bool wasStruck() const { return fs::exists(machine.path("struck")); }
+
+    Machine machine;
+
+  private:
+    static constexpr auto kWholeTree =
+        fs::copy_options::recursive | fs::copy_options::copy_symlinks;
+    List arguments_;
+};
+
+/// Runs the change with the fault at its first, second, ... call that changes the disk, until the
+/// change has fewer calls than that.
+void runWithFaults(const Change& change, const std::string& fault, Duration duration) {
+    ChangeMachine changing(change);
+    for (int call = 1; !::testing::Test::HasFailure(); ++call) {
+        const std::string where =
+            std::string(change.name) + ", " + fault + " at call " + std::to_string(call);
+        const Result result = changing.run(fault, duration, call);
+        const bool struck = changing.wasStruck();
+        const List now = changing.machine.listed();
         EXPECT_TRUE(now == change.before || now == change.after)
             << where << ": " << ::testing::PrintToString(now);
         if (result.exitCode == 0) {
             EXPECT_EQ(now, change.after) << where << ": reported as done";
         }
-        expectSoundAfterNextChange(machine, where);
+        expectSoundAfterNextChange(changing.machine, now, where);
         if (!struck) {
             EXPECT_EQ(result.exitCode, 0) << where << ": " << result.err;
             EXPECT_GT(call, 5) << "the faults are not in effect";
             return;
         }
-        if (::testing::Test::HasFailure())
-            return;
     }
 }
 
