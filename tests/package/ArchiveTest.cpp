@@ -9,18 +9,10 @@
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
 
 using namespace std::string_literals;
-using testing::addDescriptor;
-using testing::littleEndian;
-using testing::PackageBuilder;
-using testing::PlannedEnd;
-using testing::PlannedEntry;
-using testing::PlannedHeader;
-using testing::zip64End;
-using testing::zip64Extra;
 
 struct Row {
     std::string name;
@@ -68,10 +60,10 @@ std::string dosAttributes(std::uint32_t attributes) {
 /// Opens each row's package and expects exactly that failure, in the throwing form and in the
 /// collecting one, its text fit for one line.
 void expectRefused(const std::vector<Row>& rows, Status status, const PackageLimits& limits = {}) {
-    const testing::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder / "a.qpk";
     for (const auto& row : rows) {
-        testing::writeFile(path, row.bytes);
+        writeFile(path, row.bytes);
         try {
             Package::open(path, limits);
             ADD_FAILURE() << row.name << ": was taken";
@@ -293,7 +285,7 @@ TEST(Archive, RefusesAPackageWithoutItsManifest) {
 }
 
 TEST(Archive, RefusesWhatIsNoRegularFile) {
-    const testing::TemporaryFolder folder;
+    const TemporaryFolder folder;
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     for (const std::string& path :
          {folder / "none", folder / "pipe", folder.path().string(), "/dev/zero"s, ""s}) {
@@ -307,4 +299,4 @@ TEST(Archive, RefusesWhatIsNoRegularFile) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

@@ -13,12 +13,10 @@
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::PackageBuilder;
-using testing::PlannedEntry;
 
 /// Bytes that deflate only a little and have no period.
 std::string noise(std::size_t size) {
@@ -49,7 +47,7 @@ class Extraction : public ::testing::Test {
         return status.st_mode;
     }
 
-    testing::TemporaryFolder folder_;
+    TemporaryFolder folder_;
 };
 
 // Small, stored, streamed and empty files, enough of them for several workers.
@@ -79,7 +77,7 @@ TEST_F(Extraction, WritesExactlyTheArchivesFiles) {
         const std::string name = entry.path().lexically_relative(target()).string();
         if (entry.is_directory())
             continue;
-        EXPECT_TRUE(files[name] == testing::readFile(entry)) << name;
+        EXPECT_TRUE(files[name] == readFile(entry)) << name;
         files.erase(name);
     }
     EXPECT_TRUE(files.empty());
@@ -112,9 +110,9 @@ TEST_F(Extraction, FollowsNoLinkAndOverwritesNothing) {
         EXPECT_TRUE(fs::is_empty(folder_ / "outside")) << planted;
     }
     fs::remove(target() + "/x");
-    testing::writeFile(target() + "/x", "old");
+    writeFile(target() + "/x", "old");
     EXPECT_THROW(extract(PackageBuilder("a", "1").file("x", "new")), Error);
-    EXPECT_EQ(testing::readFile(target() + "/x"), "old");
+    EXPECT_EQ(readFile(target() + "/x"), "old");
 }
 
 /// Content that is not what its headers say, each in a size that inflates at once and in one that
@@ -167,4 +165,4 @@ TEST_F(Extraction, NoticesAFileThatIsCutMeanwhile) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

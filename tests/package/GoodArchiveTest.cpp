@@ -8,14 +8,8 @@
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::addDescriptor;
-using testing::littleEndian;
-using testing::PackageBuilder;
-using testing::PlannedEntry;
-using testing::zip64Extra;
 
 const std::string kContent = "some content";
 
@@ -67,10 +61,10 @@ TEST(GoodArchive, ReadsEveryFormThatPackersWrite) {
         {"long path", base().file(longPath, "x").bytes()},
         {"dots and accents", base().file("..a/.../d\xC3\xA9j\xC3\xA0", "x").bytes()},
     };
-    const testing::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder / "a.qpk";
     for (const auto& [name, bytes] : rows) {
-        testing::writeFile(path, bytes);
+        writeFile(path, bytes);
         EXPECT_TRUE(findFaults(path).empty()) << name << ": " << findFaults(path)[0].text;
         const Package package = Package::open(path);
         EXPECT_EQ(package.manifest().id, "com.example.a") << name;
@@ -82,4 +76,4 @@ TEST(GoodArchive, ReadsEveryFormThatPackersWrite) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

@@ -8,10 +8,8 @@
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::PackageBuilder;
 
 /// A manifest with one member set to this JSON; "" leaves it out.
 std::string manifestWith(const std::string& member, const std::string& json) {
@@ -94,7 +92,7 @@ TEST(Manifest, TakesWhatIsAtTheLimits) {
 }
 
 TEST(Manifest, ReportsAllFaultsOfAPackageAtOnce) {
-    const testing::TemporaryFolder folder;
+    const TemporaryFolder folder;
     PackageBuilder("..", "x").with("products", "[{},3]").write(folder / "a.qpk");
     const auto faults = findFaults(folder / "a.qpk");
     std::string all;
@@ -118,4 +116,4 @@ TEST(Manifest, ProductVersionsAreInclusive) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

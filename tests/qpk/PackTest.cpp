@@ -7,20 +7,16 @@
 #include "tests/qpk/Qpk.h"
 #include "tests/support/PackageBuilder.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::expectIn;
-using testing::PackageBuilder;
-using testing::readFile;
-using testing::writeFile;
 
-using Pack = testing::Qpk;
-using Check = testing::Qpk;
+using Pack = Qpk;
+using Check = Qpk;
 
 void shell(const std::string& folder, const std::string& commands) {
-    const testing::Result result = testing::run({"sh", "-euc", "cd \"$0\"\n" + commands, folder});
+    const Result result = run({"sh", "-euc", "cd \"$0\"\n" + commands, folder});
     ASSERT_EQ(result.exitCode, 0) << result.err;
 }
 
@@ -35,7 +31,7 @@ TEST_F(Pack, MakesWhatTheCoreUnpacksAndTheSameBytesForTheSameContent) {
     fs::create_directory(at("out"));
     const FileDescriptor out(::open(at("out").c_str(), O_DIRECTORY | O_RDONLY | O_CLOEXEC));
     extractInto(Package::open(at("a.qpk")), out.get());
-    EXPECT_EQ(testing::run({"diff", "-r", folder, at("out")}).exitCode, 0);
+    EXPECT_EQ(run({"diff", "-r", folder, at("out")}).exitCode, 0);
     EXPECT_EQ(fs::status(at("out/run")).permissions(), fs::perms(0755));
     EXPECT_EQ(fs::status(at("out/a.txt")).permissions(), fs::perms(0644));
 
@@ -88,7 +84,7 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
         .file("../up", "")
         .file(".git/config", "");
     builder.write(at("a.qpk"));
-    const testing::Result result = qpk({"check", at("a.qpk"), "--product", "sketch=1"});
+    const Result result = qpk({"check", at("a.qpk"), "--product", "sketch=1"});
     EXPECT_EQ(result.exitCode, 1);
     for (const char* fault :
          {"extension.json: id \"bad id\"", "extension.json: version \"x\"", "homepage begins",
@@ -105,7 +101,7 @@ TEST_F(Check, FindsWhatOnlyReadingEverythingShows) {
     std::string bytes = readFile(package("a"));
     bytes[bytes.find("a.txt") + 6] ^= 1;  // in the compressed data
     writeFile(at("flipped.qpk"), bytes);
-    const testing::Result result = qpk({"check", at("flipped.qpk")});
+    const Result result = qpk({"check", at("flipped.qpk")});
     EXPECT_EQ(result.exitCode, 1);
     expectIn("entry \"a.txt\": ", result.out);
     expectIn("cannot be read", bad({"check", at("nowhere.qpk")}));
@@ -133,4 +129,4 @@ TEST_F(Check, TellsWhetherItWouldInstall) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

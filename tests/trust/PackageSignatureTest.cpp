@@ -10,12 +10,8 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/trust/Expect.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::expectStatus;
-using testing::PackageBuilder;
-using testing::TemporaryFolder;
 
 const std::string kList(kContentListPath);
 const std::string kSignature(kContentSignaturePath);
@@ -147,9 +143,9 @@ TEST_F(PackageSignature, HoldsWhileOthersCanWriteToTheFile) {
         std::filesystem::permissions(path_, std::filesystem::perms(mode));
         const Package package = openStable(path_, {});
         EXPECT_TRUE(verify(package).isSigned());
-        std::string bytes = testing::readFile(path_);
+        std::string bytes = readFile(path_);
         bytes.assign(bytes.size(), 'x');
-        testing::writeFile(path_, bytes);  // in place
+        writeFile(path_, bytes);  // in place
         const auto read = [&] { return package.read(*package.archive().find("a.txt"), 100); };
         if (mode == 0666)
             EXPECT_EQ(read(), "hello");
@@ -159,4 +155,4 @@ TEST_F(PackageSignature, HoldsWhileOthersCanWriteToTheFile) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

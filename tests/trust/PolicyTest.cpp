@@ -7,12 +7,8 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/trust/Expect.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::expectStatus;
-using testing::TemporaryFolder;
-using testing::writeFile;
 
 TEST(Policy, FillsWhatItNamesAndKeepsTheRest) {
     const Policy policy = parsePolicy(R"({"requireSignature": true,
@@ -78,4 +74,4 @@ TEST(Policy, IsRefusedWhereOthersCouldHaveMadeIt) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

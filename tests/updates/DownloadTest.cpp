@@ -9,12 +9,8 @@
 #include "tests/support/FeedServer.h"
 #include "tests/support/TemporaryFolder.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::FeedServer;
-using testing::ServerAnswer;
-using testing::TemporaryFolder;
 
 // "0123456789"
 const char* const kDigest = "84d89877f0d4041efb6bf91a16f0248f2fd573e6af05c19f96bedb9f882f7882";
@@ -74,4 +70,4 @@ TEST_F(DownloadTest, OnlyTheFileThatTheFeedDescribesComesBack) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

@@ -9,11 +9,8 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/updates/FeedTexts.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::feedItem;
-using testing::feedText;
 
 const Address kBase = Address::parse("https://e.com/feeds/feed.json");
 
@@ -100,7 +97,7 @@ TEST(Feed, TheNewestThatFitsIsChosen) {
 
 // The example that authors start from.
 TEST(Feed, TheDocumentedExampleIsValid) {
-    const std::string page = testing::readFile(testing::source("docs/update-feed.md"));
+    const std::string page = readFile(source("docs/update-feed.md"));
     const auto begin = page.find("```json\n") + 8;
     const Feed feed = parseFeed(page.substr(begin, page.find("```", begin) - begin), kBase);
     EXPECT_TRUE(feed.warnings.empty()) << feed.warnings[0].text;
@@ -110,4 +107,4 @@ TEST(Feed, TheDocumentedExampleIsValid) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

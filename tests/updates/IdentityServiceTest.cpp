@@ -6,10 +6,8 @@
 #include "platform/core/texts/Status.h"
 #include "tests/support/FeedServer.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::FeedServer;
 
 const std::string kToken = "S3cr3tToken";
 
@@ -79,4 +77,4 @@ TEST(IdentityService, RefusesWhatCannotStandInARequest) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing
