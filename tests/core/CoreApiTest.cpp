@@ -92,6 +92,19 @@ TEST_F(CoreApi, FamilyIsOneFolderName) {
         EXPECT_EQ(TavikInit("en_US", family, &record_), kInvalidArgument) << family;
 }
 
+TEST_F(CoreApi, CredentialsStandInARequestAsTheyAre) {
+    ASSERT_EQ(TavikInit("en_US", "QZ", &record_), 0);
+    const std::string tooLong(20'000, 'x');
+    const char* const rows[][3] = {
+        {"", "Bearer", "me"},         {"token\r\nX: y", "Bearer", "me"},
+        {tooLong.c_str(), "B", "me"}, {"token", "Bearer:", "me"},
+        {"token", "Bearer", ".."},    {"token", "Bearer", "secret\nme"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(TavikSetKPSCredentials(row[0], row[1], row[2]), kInvalidArgument)
+            << row[0] << row[1] << row[2];
+}
+
 TEST_F(CoreApi, HandlesOutliveChangesToOtherExtensions) {
     ASSERT_EQ(TavikInit("en_US", "QZ", &record_), 0);
     const ExtensionHandle b = install("com.example.b", "1.0");
