@@ -6,9 +6,9 @@
 #include "platform/core/online/OpenSslCrypto.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/core/trust/StablePackage.h"
+#include "tests/package/Expect.h"
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/trust/Expect.h"
 
 namespace tavik::testing {
 namespace {

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "platform/core/policy/Policy.h"
+#include "tests/package/Expect.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/trust/Expect.h"
 
 namespace tavik::testing {
 namespace {

@@ -7,8 +7,8 @@
 #include "platform/core/online/OpenSslCrypto.h"
 #include "platform/core/trust/FeedSignature.h"
 #include "platform/core/trust/TrustedKeys.h"
+#include "tests/package/Expect.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/trust/Expect.h"
 
 namespace tavik::testing {
 namespace {
