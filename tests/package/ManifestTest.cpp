@@ -4,9 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/core/package/Package.h"
-#include "tests/support/PackageBuilder.h"
-#include "tests/support/TemporaryFolder.h"
+#include "platform/core/package/Manifest.h"
 
 namespace tavik::testing {
 namespace {
@@ -89,30 +87,6 @@ TEST(Manifest, TakesWhatIsAtTheLimits) {
     };
     for (const auto& [member, json] : rows)
         EXPECT_TRUE(faultsOf(manifestWith(member, json)).empty()) << member << ' ' << json;
-}
-
-TEST(Manifest, ReportsAllFaultsOfAPackageAtOnce) {
-    const TemporaryFolder folder;
-    PackageBuilder("..", "x").with("products", "[{},3]").write(folder / "a.qpk");
-    const auto faults = findFaults(folder / "a.qpk");
-    std::string all;
-    for (const auto& fault : faults)
-        all += fault.place + ": " + fault.text.substr(0, fault.text.find(' ')) + "\n";
-    EXPECT_EQ(all,
-              "extension.json: id\n"
-              "extension.json: version\n"
-              "extension.json: products[0].name\n"
-              "extension.json: products[1]\n");
-}
-
-TEST(Manifest, ProductVersionsAreInclusive) {
-    const Manifest manifest =
-        parseManifest(manifestWith("id", "\"Com.Example\""), {}, throwOnFault("a.qpk"));
-    EXPECT_EQ(manifest.idKey, "com.example");
-    const std::pair<const char*, bool> rows[] = {
-        {"16.9", false}, {"17.0-beta", false}, {"17", true}, {"18.9.0", true}, {"18.9.1", false}};
-    for (const auto& [version, accepted] : rows)
-        EXPECT_EQ(manifest.products[0].accepts(*Version::parse(version)), accepted) << version;
 }
 
 }  // namespace

@@ -79,7 +79,7 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
     builder.with("homepage", "\"example.com\"")
         .with("updateUrl", "\"http://example.com/feed.json\"")
         .with("requiredAccount", "true")
-        .with("products", R"([{"name": "sketch", "minversion": "1"}])")
+        .with("products", R"([{"name": "sketch", "minversion": "1"}, {}, 3])")
         .file("link", "/etc/passwd", 0120777)
         .file("../up", "")
         .file(".git/config", "");
@@ -89,8 +89,8 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
     for (const char* fault :
          {"extension.json: id \"bad id\"", "extension.json: version \"x\"", "homepage begins",
           "updateUrl is http:", "requiredAccount is a member", "products: minversion is a member",
-          "entry \"link\": is a link", "entry \"../up\": has a component",
-          "entry \".git/config\": was left behind"})
+          "products[1].name", "products[2]", "entry \"link\": is a link",
+          "entry \"../up\": has a component", "entry \".git/config\": was left behind"})
         expectIn(at("a.qpk") + ": ", result.out), expectIn(fault, result.out);
     EXPECT_LT(result.out.find("requiredAccount"), result.out.find("entry \"../up\"")) << "by place";
 }
@@ -115,10 +115,8 @@ TEST_F(Check, TellsWhetherItWouldInstall) {
         std::vector<std::string> products;
         int status;
     } rows[] = {
-        {{"sketch=18.9.0"}, 0},
-        {{"sketch=18.9.1"}, 1},
-        {{"layout=17", "sketch=18"}, 0},
-        {{"sketch"}, 2},
+        {{"sketch=17"}, 0},     {{"sketch=17.0-beta"}, 1},       {{"sketch=18.9.0"}, 0},
+        {{"sketch=18.9.1"}, 1}, {{"layout=17", "sketch=18"}, 0}, {{"sketch"}, 2},
     };
     for (const auto& row : rows) {
         std::vector<std::string> arguments = {"check", at("a.qpk")};
