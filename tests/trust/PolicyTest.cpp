@@ -25,10 +25,7 @@ TEST(Policy, FillsWhatItNamesAndKeepsTheRest) {
 
 // Each row is a rule that an administrator meant and that must not be dropped in silence.
 TEST(Policy, RefusesWhatItCannotTakeAtItsWord) {
-    const struct {
-        const char* json;
-        const char* place;
-    } rows[] = {
+    const std::pair<const char*, std::string> rows[] = {
         {"[]", "$ is not"},
         {R"({"requireSignature": "true"})", "$.requireSignature"},
         {R"({"requireSignature": true, "requireSignature": false})", "duplicate"},
@@ -40,11 +37,11 @@ TEST(Policy, RefusesWhatItCannotTakeAtItsWord) {
         {R"({"limits": {"totalBytes": 18446744073709551616}})", "$.limits.totalBytes"},
         {R"({"limits": {"manifestDepth": 1000}})", "$.limits.manifestDepth"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.json);
+    for (const auto& [json, place] : rows) {
+        SCOPED_TRACE(json);
         const TemporaryFolder family;
-        writeFile(family / "policy.json", row.json);
-        for (const std::string& named : {std::string(row.place), family / "policy.json"})
+        writeFile(family / "policy.json", json);
+        for (const std::string& named : {place, family / "policy.json"})
             expectStatus(Status::policyInvalid, named, [&] { loadPolicy(family.path().string()); });
     }
 }
