@@ -57,21 +57,5 @@ TEST(PolicyDocument, HasAPolicyThatHolds) {
     EXPECT_EQ(policy.limits.fileBytes, 536870912U);
 }
 
-// A policy with a limit's name that nobody reads would make every install fail.
-TEST(PolicyDocument, NamesLimitsThatExist) {
-    const std::string text = document("package-format.md");
-    std::istringstream lines(text.substr(text.find("| limit | default | name |")));
-    int count = 0;
-    for (std::string line; std::getline(lines, line) && line.front() == '|';) {
-        const std::size_t start = line.rfind(" `") + 2;
-        if (line.find('`') == std::string::npos)
-            continue;
-        const std::string name = line.substr(start, line.rfind('`') - start);
-        EXPECT_NO_THROW(parsePolicy("{\"limits\": {\"" + name + "\": 1}}")) << name;
-        ++count;
-    }
-    EXPECT_EQ(count, 7);
-}
-
 }  // namespace
 }  // namespace tavik::testing
