@@ -24,20 +24,30 @@ std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& argument
 
 TEST(SharedStore, UsersCopyWinsAndEachIsRemovedByItsOwnCommand) {
     Machine machine;
-    ASSERT_EQ(
-        machine.tavik({"--install_for_all", machine.package("com.example.a", "1.0")}).exitCode, 0);
-    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+    const std::string folder = machine.path("plug-ins");  // the product finds both stores' links
+    machine.addProduct("sketch", "Sketch Pro", "17.2",
+                       R"(, "extensionsFolder": ")" + folder + "\"");
+    const auto expectSeen = [&](const std::string& version) {
+        EXPECT_EQ(machine.listed(), List{"Enabled com.example.a " + version});
+        EXPECT_EQ(readFile(folder + "/com.example.a/content.txt"), version);
+    };
+    const List installForAll{"--install_for_all", machine.package("com.example.a", "1.0")};
+    ASSERT_EQ(machine.tavik(installForAll).exitCode, 0);
+    expectSeen("1.0");
     ASSERT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
-    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 2.0"});
+    expectSeen("2.0");
+    ASSERT_EQ(machine.tavik(installForAll).exitCode, 0);
+    expectSeen("2.0");
 
     ASSERT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
-    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+    expectSeen("1.0");
     const Result result = machine.tavik({"--remove", "com.example.a"});
     EXPECT_EQ(result.exitCode, 256 - 10) << result.err;
-    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+    expectSeen("1.0");
 
     EXPECT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 0);
     EXPECT_EQ(machine.listed(), List{});
+    EXPECT_EQ(namesIn(folder), List{});
     EXPECT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 256 - 7);
 }
 
@@ -86,22 +96,6 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
     }
     for (const char* folder : {"", "ext", "staging", "products/sketch/extensions"})
         fs::permissions(machine.shared(folder), fs::perms(0755));
-}
-
-TEST(SharedStore, InAFolderOfBothStoresTheUsersLinkStands) {
-    Machine machine;
-    const std::string folder = machine.path("plug-ins");
-    machine.addProduct("sketch", "Sketch Pro", "17.2",
-                       R"(, "extensionsFolder": ")" + folder + "\"");
-    const auto seen = [&] { return readFile(folder + "/com.example.a/content.txt"); };
-    ASSERT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
-    ASSERT_EQ(
-        machine.tavik({"--install_for_all", machine.package("com.example.a", "1.0")}).exitCode, 0);
-    EXPECT_EQ(seen(), "2.0");
-    ASSERT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
-    EXPECT_EQ(seen(), "1.0");
-    ASSERT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 0);
-    EXPECT_EQ(namesIn(folder), List{});
 }
 
 }  // namespace
