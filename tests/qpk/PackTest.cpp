@@ -44,10 +44,7 @@ TEST_F(Pack, MakesWhatTheCoreUnpacksAndTheSameBytesForTheSameContent) {
 
 // Nothing is left behind beside a folder that no package may be made of.
 TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
-    const struct {
-        const char* spoil;
-        const char* text;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"ln -s extension.json l", "entry \"l\": is a link"},
         {"mkfifo p", "entry \"p\": is neither"},
         {"mkdir META-INF; echo > META-INF/content.json", "entry \"META-INF\": is in the folder"},
@@ -56,12 +53,12 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
         {"rm extension.json", "extension.json: is missing"},
         {"sed -i '1s/{/{\"licence\": \"x\", /' extension.json", "licence is a member that nobody"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.spoil);
+    for (const auto& [spoil, text] : rows) {
+        SCOPED_TRACE(spoil);
         const std::string folder = source("a");
-        shell(folder, row.spoil);
+        shell(folder, spoil);
         writeFile(at("out/a.qpk"), "the last one");
-        expectIn(row.text, bad({"pack", folder, "-o", at("out/a.qpk")}));
+        expectIn(text, bad({"pack", folder, "-o", at("out/a.qpk")}));
         EXPECT_EQ(readFile(at("out/a.qpk")), "the last one");
         EXPECT_EQ(std::distance(fs::directory_iterator(at("out")), {}), 1) << "a half file";
         fs::remove_all(folder);
@@ -111,18 +108,15 @@ TEST_F(Check, TellsWhetherItWouldInstall) {
     PackageBuilder("a", "1")
         .with("products", R"([{"name": "sketch", "minVersion": "17.0", "maxVersion": "18.9"}])")
         .write(at("a.qpk"));
-    const struct {
-        std::vector<std::string> products;
-        int status;
-    } rows[] = {
+    const std::pair<std::vector<std::string>, int> rows[] = {
         {{"sketch=17"}, 0},     {{"sketch=17.0-beta"}, 1},       {{"sketch=18.9.0"}, 0},
         {{"sketch=18.9.1"}, 1}, {{"layout=17", "sketch=18"}, 0}, {{"sketch"}, 2},
     };
-    for (const auto& row : rows) {
+    for (const auto& [products, status] : rows) {
         std::vector<std::string> arguments = {"check", at("a.qpk")};
-        for (const std::string& product : row.products)
+        for (const std::string& product : products)
             arguments.insert(arguments.end(), {"--product", product});
-        EXPECT_EQ(qpk(arguments).exitCode, row.status) << row.products.front();
+        EXPECT_EQ(qpk(arguments).exitCode, status) << products.front();
     }
 }
 
