@@ -52,21 +52,24 @@ TEST(SharedStore, UsersCopyWinsAndEachIsRemovedByItsOwnCommand) {
 }
 
 TEST(SharedStore, EverythingIsReadableByAllWhateverTheUmask) {
-    Machine machine;
-    const mode_t old = ::umask(0077);
-    const Result result = machine.tavik(
-        {"--install_for_all", machine.package(PackageBuilder("com.example.a", "1.0")
-                                                  .file("folder/content.txt", "1")
-                                                  .file("run.sh", "#!/bin/sh", 0100700))});
-    ::umask(old);
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    for (const auto& entry : fs::recursive_directory_iterator(machine.shared())) {
-        const auto name = entry.path().filename();
-        if (entry.is_symlink() || name == ".lock")
-            continue;
-        const bool executable = entry.is_directory() || name == "run.sh";
-        EXPECT_EQ(entry.status().permissions(), fs::perms(executable ? 0755 : 0644))
-            << entry.path();
+    for (const mode_t mask : {0000U, 0077U}) {
+        Machine machine;
+        const auto path = machine.package(PackageBuilder("com.example.a", "1.0")
+                                              .file("folder/content.txt", "1", 0100600)
+                                              .file("run.sh", "#!/bin/sh", 0100700)
+                                              .folder("empty", 040700));
+        const mode_t old = ::umask(mask);
+        const Result result = machine.tavik({"--install_for_all", path});
+        ::umask(old);
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        for (const auto& entry : fs::recursive_directory_iterator(machine.shared())) {
+            const auto name = entry.path().filename();
+            if (entry.is_symlink() || name == ".lock")
+                continue;
+            const bool executable = entry.is_directory() || name == "run.sh";
+            EXPECT_EQ(entry.status().permissions(), fs::perms(executable ? 0755 : 0644))
+                << entry.path() << mask;
+        }
     }
 }
 

@@ -76,9 +76,7 @@ TEST(Manifest, RefusesWhatBreaksARule) {
 
 TEST(Manifest, TakesWhatIsAtTheLimits) {
     const std::pair<const char*, std::string> rows[] = {
-        {"id", '"' + std::string(255, 'a') + '"'},
         {"id", "\"A_b-c.D\""},
-        {"name", '"' + std::string(255, 'a') + '"'},
         {"name", "\"Pinceaux d'\xC3\xA9t\xC3\xA9 \xF0\x9F\x8E\xA8\""},
         {"products", R"([{"name":"a","minVersion":"1.0","maxVersion":"1"},{"name":"a"}])"},
         {"storeName", "\"\""},

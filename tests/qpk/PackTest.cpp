@@ -20,17 +20,28 @@ void shell(const std::string& folder, const std::string& commands) {
     ASSERT_EQ(result.exitCode, 0) << result.err;
 }
 
-// What comes out at the other end of the core is the folder that went in.
+// What comes out at the other end of the core is the folder that went in: small, stored, streamed
+// and empty files, enough of them for several workers.
 TEST_F(Pack, MakesWhatTheCoreUnpacksAndTheSameBytesForTheSameContent) {
     const std::string folder = source("a");
     shell(folder, R"(umask 022
         head -c 100000 /dev/zero > a.txt; mkdir b empty présets; printf '\1\377' > b/c.bin
+        seq 700000 > large; head -c 700000 /dev/urandom > noise
+        for i in $(seq 200); do seq $i > b/$i; done
         : > b.txt; echo x > présets/x; echo '#!/bin/sh' > run; chmod 755 run)");
     good({"pack", folder, "-o", at("a.qpk")});
-    EXPECT_LT(fs::file_size(at("a.qpk")), 5'000U) << "nothing was compressed";
+    EXPECT_LT(fs::file_size(at("a.qpk")), fs::file_size(folder + "/large") / 2)
+        << "nothing was compressed";
     fs::create_directory(at("out"));
     const FileDescriptor out(::open(at("out").c_str(), O_DIRECTORY | O_RDONLY | O_CLOEXEC));
-    extractInto(Package::open(at("a.qpk")), out.get());
+    const Package package = Package::open(at("a.qpk"));
+    std::uint64_t last = 0;
+    extractInto(package, out.get(), [&](std::uint64_t done, std::uint64_t total) {
+        EXPECT_GT(done, last);
+        EXPECT_EQ(total, package.archive().totalBytes());
+        last = done;
+    });
+    EXPECT_EQ(last, package.archive().totalBytes());
     EXPECT_EQ(run({"diff", "-r", folder, at("out")}).exitCode, 0);
     EXPECT_EQ(fs::status(at("out/run")).permissions(), fs::perms(0755));
     EXPECT_EQ(fs::status(at("out/a.txt")).permissions(), fs::perms(0644));
