@@ -3,7 +3,7 @@
 //   cmake --preset fuzz && cmake --build --preset fuzz --target package_fuzz
 //   cp -r samples/extensions/brushes seed && head -c 5000000 /dev/zero > seed/large
 //   mkdir corpus && cd seed && zip -q0 ../corpus/stored extension.json
-//   zip -qr ../corpus/plain . && zip -qr -fz ../corpus/zip64 . && zip -qr - . > ../corpus/piped
+//   zip -qr ../corpus/plain . && zip -qr -fz ../corpus/zip64 . && zip -qr - . | cat > ../corpus/piped
 //   cd .. && rm -r seed
 //   build/fuzz/tests/package_fuzz -max_total_time=120 -max_len=65536 corpus
 
