@@ -52,22 +52,16 @@ std::vector<std::function<int()>> callsWithNull(OperationRecord* record) {
         [=] { return TavikInstallExtension(nullptr, record, &handle); },
         [=] { return TavikInstallExtension("x", nullptr, &handle); },
         [=] { return TavikInstallExtension("x", record, nullptr); },
-        [=] { return TavikInstallExtensionForAll(nullptr, record); },
         [=] { return TavikRemoveExtension(0, nullptr); },
         [=] { return TavikRemoveExtensionForAll(nullptr, record); },
         [=] { return TavikEnableExtension(0, nullptr); },
-        [=] { return TavikDisableExtension(0, nullptr); },
         [=] { return TavikGetExtensionHandleByName(nullptr, &handle); },
         [=] { return TavikGetExtensionName(0, 0, nullptr, nullptr); },
-        [=] { return TavikGetExtensionStatus(0, nullptr); },
         [=] { return TavikGetExtensionMetadataStruct(0, nullptr); },
-        [=] { return TavikGetCountOfProduct(nullptr); },
         [=] { return TavikGetProductsList(1, nullptr); },
         [=] { return TavikGetExtensionCountOfProductByDisplayName(nullptr, &number); },
-        [=] { return TavikGetExtensionsListOfProductByDisplayName(nullptr, 0, &handle); },
         [=] { return TavikGetProductNameByProductDisplayName(nullptr, name); },
         [=] { return TavikGetCountOfUpdateExtByProduct("x", nullptr); },
-        [=] { return TavikGetUpdateInfoByExtId(0, nullptr); },
         [=] { return TavikSetKPSEndPoint(nullptr); },
         [=] { return TavikSetKPSCredentials("t", nullptr, "a"); },
     };
@@ -90,6 +84,19 @@ TEST_F(CoreApi, RefusesNullPointersAndCallsOutsideASession) {
 TEST_F(CoreApi, FamilyIsOneFolderName) {
     for (const char* family : {"", ".", "..", "a/b", "../x", "/", "\n"})
         EXPECT_EQ(TavikInit("en_US", family, &record_), kInvalidArgument) << family;
+}
+
+TEST_F(CoreApi, CredentialsStandInARequestAsTheyAre) {
+    ASSERT_EQ(TavikInit("en_US", "QZ", &record_), 0);
+    const std::string tooLong(20'000, 'x');
+    const char* const rows[][3] = {
+        {"", "Bearer", "me"},         {"token\r\nX: y", "Bearer", "me"},
+        {tooLong.c_str(), "B", "me"}, {"token", "Bearer:", "me"},
+        {"token", "Bearer", ".."},    {"token", "Bearer", "secret\nme"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(TavikSetKPSCredentials(row[0], row[1], row[2]), kInvalidArgument)
+            << row[0] << row[1] << row[2];
 }
 
 TEST_F(CoreApi, HandlesOutliveChangesToOtherExtensions) {

@@ -24,39 +24,52 @@ std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& argument
 
 TEST(SharedStore, UsersCopyWinsAndEachIsRemovedByItsOwnCommand) {
     Machine machine;
-    ASSERT_EQ(
-        machine.tavik({"--install_for_all", machine.package("com.example.a", "1.0")}).exitCode, 0);
-    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+    const std::string folder = machine.path("plug-ins");  // the product finds both stores' links
+    machine.addProduct("sketch", "Sketch Pro", "17.2",
+                       R"(, "extensionsFolder": ")" + folder + "\"");
+    const auto expectSeen = [&](const std::string& version) {
+        EXPECT_EQ(machine.listed(), List{"Enabled com.example.a " + version});
+        EXPECT_EQ(readFile(folder + "/com.example.a/content.txt"), version);
+    };
+    const List installForAll{"--install_for_all", machine.package("com.example.a", "1.0")};
+    ASSERT_EQ(machine.tavik(installForAll).exitCode, 0);
+    expectSeen("1.0");
     ASSERT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
-    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 2.0"});
+    expectSeen("2.0");
+    ASSERT_EQ(machine.tavik(installForAll).exitCode, 0);
+    expectSeen("2.0");
 
     ASSERT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
-    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+    expectSeen("1.0");
     const Result result = machine.tavik({"--remove", "com.example.a"});
     EXPECT_EQ(result.exitCode, 256 - 10) << result.err;
-    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 1.0"});
+    expectSeen("1.0");
 
     EXPECT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 0);
     EXPECT_EQ(machine.listed(), List{});
+    EXPECT_EQ(namesIn(folder), List{});
     EXPECT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 256 - 7);
 }
 
 TEST(SharedStore, EverythingIsReadableByAllWhateverTheUmask) {
-    Machine machine;
-    const mode_t old = ::umask(0077);
-    const Result result = machine.tavik(
-        {"--install_for_all", machine.package(PackageBuilder("com.example.a", "1.0")
-                                                  .file("folder/content.txt", "1")
-                                                  .file("run.sh", "#!/bin/sh", 0100700))});
-    ::umask(old);
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    for (const auto& entry : fs::recursive_directory_iterator(machine.shared())) {
-        const auto name = entry.path().filename();
-        if (entry.is_symlink() || name == ".lock")
-            continue;
-        const bool executable = entry.is_directory() || name == "run.sh";
-        EXPECT_EQ(entry.status().permissions(), fs::perms(executable ? 0755 : 0644))
-            << entry.path();
+    for (const mode_t mask : {0000U, 0077U}) {
+        Machine machine;
+        const auto path = machine.package(PackageBuilder("com.example.a", "1.0")
+                                              .file("folder/content.txt", "1", 0100600)
+                                              .file("run.sh", "#!/bin/sh", 0100700)
+                                              .folder("empty", 040700));
+        const mode_t old = ::umask(mask);
+        const Result result = machine.tavik({"--install_for_all", path});
+        ::umask(old);
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        for (const auto& entry : fs::recursive_directory_iterator(machine.shared())) {
+            const auto name = entry.path().filename();
+            if (entry.is_symlink() || name == ".lock")
+                continue;
+            const bool executable = entry.is_directory() || name == "run.sh";
+            EXPECT_EQ(entry.status().permissions(), fs::perms(executable ? 0755 : 0644))
+                << entry.path() << mask;
+        }
     }
 }
 
@@ -86,22 +99,6 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
     }
     for (const char* folder : {"", "ext", "staging", "products/sketch/extensions"})
         fs::permissions(machine.shared(folder), fs::perms(0755));
-}
-
-TEST(SharedStore, InAFolderOfBothStoresTheUsersLinkStands) {
-    Machine machine;
-    const std::string folder = machine.path("plug-ins");
-    machine.addProduct("sketch", "Sketch Pro", "17.2",
-                       R"(, "extensionsFolder": ")" + folder + "\"");
-    const auto seen = [&] { return readFile(folder + "/com.example.a/content.txt"); };
-    ASSERT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
-    ASSERT_EQ(
-        machine.tavik({"--install_for_all", machine.package("com.example.a", "1.0")}).exitCode, 0);
-    EXPECT_EQ(seen(), "2.0");
-    ASSERT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
-    EXPECT_EQ(seen(), "1.0");
-    ASSERT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 0);
-    EXPECT_EQ(namesIn(folder), List{});
 }
 
 }  // namespace

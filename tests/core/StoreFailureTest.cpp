@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "platform/support/Sqlite.h"
 #include "tests/support/Machine.h"
 
 namespace tavik::testing {
@@ -18,6 +17,7 @@ TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
         const char* named;  ///< what the explanation names
     } rows[] = {
         {"yes | head -c 9000 > user/QZ/store.db", -23, "store.db"},
+        {"printf '\\143' | dd of=user/QZ/store.db bs=1 seek=63 conv=notrunc", -22, "version 99"},
         {"mv user/QZ/store.db .; ln -s ../../store.db user/QZ", -21, "store.db"},
         {"mv user real; ln -s real user", -21, "user: "},
         {"chmod 777 user/QZ", -21, "user/QZ"},
@@ -40,17 +40,6 @@ TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
         EXPECT_NE(change.err.find(row.named), std::string::npos) << change.err;
         EXPECT_EQ(machine.tavik({"--list_as_xml", "all"}).exitCode, 256 + row.status);
     }
-}
-
-TEST(StoreFailure, AStoreOfALaterProgramIsLeftAlone) {
-    Machine machine;
-    const auto path = machine.package("com.example.a", "1.0");
-    ASSERT_EQ(machine.install(path).exitCode, 0);
-    Database(machine.user("store.db"), SQLITE_OPEN_READWRITE, std::chrono::seconds(5))
-        .execute("PRAGMA user_version = 99");
-    const Result result = machine.install(path);
-    EXPECT_EQ(result.exitCode, 256 - 22) << result.err;
-    EXPECT_NE(result.err.find("version 99"), std::string::npos) << result.err;
 }
 
 TEST(StoreFailure, ThePlaceOfTheStoreIsKnown) {
@@ -89,14 +78,9 @@ TEST(StoreFailure, AFullDiskKeepsNobodyFromRemoving) {
 }
 
 TEST(StoreFailure, ExplanationComesInTheLanguageOfTheLocale) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"fr_CA", "aucune extension installée ne porte ce nom"},
-        {"xx", "no installed extension has this name or id"}};
-    for (const auto& [locale, text] : rows) {
-        const Result result = Machine().tavik({"--locale", locale, "--remove", "none"});
-        EXPECT_NE(result.err.find(text), std::string::npos) << locale << result.err;
-        EXPECT_EQ(result.out, "Failed to get extension handle by extension name, status = -7!\n");
-    }
+    const Result result = Machine().tavik({"--locale", "fr_CA", "--remove", "none"});
+    EXPECT_NE(result.err.find("aucune extension installée ne porte ce nom"), std::string::npos);
+    EXPECT_EQ(result.out, "Failed to get extension handle by extension name, status = -7!\n");
 }
 
 TEST(StoreFailure, ListCreatesNothing) {

@@ -12,6 +12,12 @@ namespace fs = std::filesystem;
 using List = std::vector<std::string>;
 
 constexpr const char* kToken = "s3cr3t-t0ken";
+constexpr int kDownloadFailed = 256 - 38;
+constexpr int kDownloadDiffers = 256 - 39;
+constexpr int kEndPointMissing = 256 - 46;
+constexpr int kCredentialsMissing = 256 - 47;
+constexpr int kAccountRefused = 256 - 48;
+constexpr int kIdentityUnreachable = 256 - 49;
 
 /// A machine with version 1.0 of an extension, and a server that has a feed and a newer package.
 class Update : public ::testing::Test {
@@ -22,7 +28,7 @@ class Update : public ::testing::Test {
         EXPECT_EQ(machine_.install(machine_.package("com.example.a", "1.0")).exitCode, 0);
     }
 
-    /// Publishes the package with a feed of its own making; what is served may be another one.
+    /// Publishes the package with a feed of its own making.
     void publish(const PackageBuilder& builder) {
         const std::string site = machine_.path("site");
         fs::remove_all(site);
@@ -31,6 +37,11 @@ class Update : public ::testing::Test {
             run({program("qpk"), "feed", site, "--serial", std::to_string(++serial_)}).exitCode, 0);
         for (const char* name : {"feed.json", "a.qpk"})
             server_.serve(std::string("/site/") + name, {readFile(site + "/" + name)});
+    }
+    /// Serves the published feed with one text changed.
+    void serveFeed(const std::string& from, const std::string& to) {
+        std::string feed = readFile(machine_.path("site/feed.json"));
+        server_.serve("/site/feed.json", {feed.replace(feed.find(from), from.size(), to)});
     }
     static PackageBuilder version(const std::string& version) {
         return PackageBuilder("com.example.a", version).file("content.txt", version);
@@ -65,54 +76,94 @@ TEST_F(Update, IsListedAppliedAndKeepsTheState) {
     EXPECT_NE(result.err.find("no update is available"), std::string::npos) << result.err;
 }
 
-TEST_F(Update, WhatIsNotWhatTheFeedDescribesIsRefused) {
+TEST_F(Update, OnlyTheFileThatTheFeedDescribesIsInstalled) {
     publish(version("1.5"));
-    server_.serve("/site/a.qpk", {version("1.6").bytes()});
-    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 256 - 39);
+    const std::string right = version("1.5").bytes();
+    std::string wrong = right;
+    wrong[wrong.size() / 2] ^= 1;
+    const ServerAnswer half{right, 200, {}, {}, ServerAnswer::Fault::cutInBody};
+    const struct {
+        const char* name;
+        ServerAnswer answer;
+        int status;
+    } rows[] = {
+        {"error", {right, 404}, kDownloadFailed},
+        {"half", half, kDownloadFailed},
+        {"one bit", {wrong}, kDownloadDiffers},
+        {"longer", {right + "x"}, kDownloadDiffers},
+        {"endless", {right, 200, {}, {}, ServerAnswer::Fault::endlessChunks}, kDownloadDiffers},
+    };
+    const auto update = [&] { return machine_.tavik({"--update", "com.example.a"}).exitCode; };
+    for (const auto& row : rows) {
+        server_.serve("/site/a.qpk", row.answer);
+        EXPECT_EQ(update(), row.status) << row.name;
+        expectInstalled("Enabled com.example.a 1.0");
+    }
+    server_.serve("/site/a.qpk", {right});
+    serveFeed("\"1.5\"", "\"1.7\"");  // the digest is right, the version is not
+    EXPECT_EQ(update(), 256 - 40);
     expectInstalled("Enabled com.example.a 1.0");
 
-    // Here the digest is right, the version in the feed is not.
-    publish(version("1.5"));
-    std::string feed = readFile(machine_.path("site/feed.json"));
-    feed.replace(feed.find("\"1.5\""), 5, "\"1.7\"");
-    server_.serve("/site/feed.json", {feed});
-    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 256 - 40);
-    expectInstalled("Enabled com.example.a 1.0");
+    server_.serve("/site/half", half);
+    server_.serve("/site/wrong", {wrong});
+    serveFeed("\"a.qpk\"", R"(["none", "half", "wrong", "a.qpk"])");
+    EXPECT_EQ(update(), 0);
+    expectInstalled("Enabled com.example.a 1.5");
 }
 
 TEST_F(Update, RequiredAccountIsAskedForAndTheTokenIsNeverWritten) {
     publish(version("1.5").with("requiresAccount", "true"));
-    const std::string target = "/accounts/me/extensions/com.example.a";
-    const auto update = [&](const List& settings) {
-        List arguments = settings;
-        const List rest{"--accessToken", kToken, "--tokenType", "Bearer",
-                        "--accountID",   "me",   "--install",   machine_.path("site/a.qpk")};
+    const auto install = [&](List arguments) {
+        const List rest{"--accessToken", kToken,       "--tokenType", "Bearer",
+                        "--accountID",   "me/..@home", "--install",   machine_.path("site/a.qpk")};
         arguments.insert(arguments.end(), rest.begin(), rest.end());
-        return machine_.tavik(arguments);
+        const Result result = machine_.tavik(arguments);
+        EXPECT_EQ((result.out + result.err).find(kToken), std::string::npos) << result.err;
+        return result.exitCode;
     };
-    const List endPoint{"--setKPSEndPoint", server_.address("")};
-    EXPECT_EQ(update({}).exitCode, 256 - 46);
-    server_.serve(target, {"no", 403});
-    Result result = update(endPoint);
-    EXPECT_EQ(result.exitCode, 256 - 48) << result.err;
-    EXPECT_EQ((result.out + result.err).find(kToken), std::string::npos) << result.err;
-    server_.serve(target, {"yes", 200});
-    result = update(endPoint);
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_NE(server_.requests(target).back().find(std::string("Authorization: Bearer ") + kToken),
-              std::string::npos);
+    EXPECT_EQ(install({}), kEndPointMissing);
+    EXPECT_EQ(install({"--setKPSEndPoint", "http://127.0.0.1:1"}), kIdentityUnreachable);
+    FeedServer other;
+    other.serve("/yes", {"yes"});
+    const std::string target = "/kps/accounts/me%2F..%40home/extensions/com.example.a";
+    const std::pair<ServerAnswer, int> rows[] = {
+        {{"no", 403}, kAccountRefused},
+        {{"no", 404}, kAccountRefused},
+        {{"no", 429}, kIdentityUnreachable},
+        {{"no", 503}, kIdentityUnreachable},
+        {{"", 302, {"Location: " + other.address("/yes")}}, kIdentityUnreachable},
+    };
+    for (const auto& [answer, status] : rows) {
+        server_.serve(target, answer);
+        EXPECT_EQ(install({"--setKPSEndPoint", server_.address("/kps/")}), status) << answer.status;
+    }
+    EXPECT_TRUE(other.requests("/yes").empty()) << "the token went to another host";
+    server_.serve(target, {"yes"});
+    EXPECT_EQ(install({"--setKPSEndPoint", server_.address("/kps")}), 0);
+    const std::string request = server_.requests(target).back();
+    EXPECT_NE(request.find("\nAuthorization: Bearer s3cr3t-t0ken\n"), std::string::npos) << request;
     expectInstalled("Enabled com.example.a 1.5");
 
     // Without credentials, an update of such an extension is refused like its install.
     publish(version("1.6").with("requiresAccount", "true"));
-    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 256 - 46);
-    EXPECT_EQ(machine_.tavik({endPoint[0], endPoint[1], "--update", "com.example.a"}).exitCode,
-              256 - 47);
+    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, kEndPointMissing);
+    const List update{"--setKPSEndPoint", server_.address("/kps"), "--update", "com.example.a"};
+    EXPECT_EQ(machine_.tavik(update).exitCode, kCredentialsMissing);
 
     for (const auto& entry : fs::recursive_directory_iterator(machine_.path("")))
         if (entry.is_regular_file()) {
             EXPECT_EQ(readFile(entry.path()).find(kToken), std::string::npos) << entry.path();
         }
+}
+
+TEST(EndPoint, IsRefusedWhereNoTokenMayBeSent) {
+    for (const char* endPoint :
+         {"kps.example.com", "http://kps.example.com", "https://s3cr3t@kps.example.com",
+          "file:///kps", "https://kps.example.com/?s3cr3t", "https://kps.example.com/\r\nX: y"}) {
+        const Result result = Machine().tavik({"--setKPSEndPoint", endPoint});
+        EXPECT_EQ(result.exitCode, 256 - 45) << endPoint;
+        EXPECT_EQ(result.err.find("s3cr3t"), std::string::npos) << result.err;
+    }
 }
 
 }  // namespace

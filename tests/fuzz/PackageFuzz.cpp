@@ -1,7 +1,10 @@
 // Feeds arbitrary bytes to everything that reads a package.
 //
-//   cmake --preset fuzz && cmake --build --preset fuzz --target package_fuzz package_fuzz_seeds
-//   mkdir corpus && build/fuzz/tests/package_fuzz_seeds corpus
+//   cmake --preset fuzz && cmake --build --preset fuzz --target package_fuzz
+//   cp -r samples/extensions/brushes seed && head -c 5000000 /dev/zero > seed/large
+//   mkdir corpus && cd seed && zip -q0 ../corpus/stored extension.json
+//   zip -qr ../corpus/plain . && zip -qr -fz ../corpus/zip64 . && zip -qr - . | cat > ../corpus/piped
+//   cd .. && rm -r seed
 //   build/fuzz/tests/package_fuzz -max_total_time=120 -max_len=65536 corpus
 
 #include <fcntl.h>

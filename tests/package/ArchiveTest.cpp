@@ -6,21 +6,14 @@
 #include <vector>
 
 #include "platform/core/package/Package.h"
+#include "tests/package/Expect.h"
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
 
 using namespace std::string_literals;
-using testing::addDescriptor;
-using testing::littleEndian;
-using testing::PackageBuilder;
-using testing::PlannedEnd;
-using testing::PlannedEntry;
-using testing::PlannedHeader;
-using testing::zip64End;
-using testing::zip64Extra;
 
 struct Row {
     std::string name;
@@ -31,9 +24,15 @@ PackageBuilder base() {
     return {"com.example.a", "1.0"};
 }
 
+const std::string kContent = "some content";
+
+PackageBuilder good() {
+    return base().file("a.txt", kContent);
+}
+
 /// A package whose last entry is changed.
 std::string entry(const std::function<void(PlannedEntry&)>& change) {
-    return base().file("a.txt", "some content").change(change).bytes();
+    return good().change(change).bytes();
 }
 
 std::string bothHeaders(const std::function<void(PlannedHeader&)>& change) {
@@ -45,7 +44,7 @@ std::string localHeader(const std::function<void(PlannedHeader&)>& change) {
 }
 
 std::string endRecord(const std::function<void(PlannedEnd&)>& change) {
-    return base().file("a.txt", "some content").changeEnd(change).bytes();
+    return good().changeEnd(change).bytes();
 }
 
 /// A package with an entry of 12 bytes whose sizes stand in such a zip64 field.
@@ -54,7 +53,7 @@ std::string zip64Sizes(const std::vector<std::uint64_t>& numbers) {
         h.extra = zip64Extra(numbers);
         h.size = h.compressedSize = 0xFFFFFFFF;
     };
-    return base().stored("a", "some content").change([&](auto& e) { e.both(change); }).bytes();
+    return base().stored("a", kContent).change([&](auto& e) { e.both(change); }).bytes();
 }
 
 std::string mode(unsigned mode, const std::string& name = "a") {
@@ -65,31 +64,89 @@ std::string dosAttributes(std::uint32_t attributes) {
     return entry([&](auto& e) { e.madeBy = 0, e.attributes = attributes; });
 }
 
+std::string deepPath(int folders) {
+    std::string path = "x";
+    for (int i = 0; i < folders; ++i)
+        path = "d/" + path;
+    return path;
+}
+
+const std::string kLongestName(255, 'c');
+const std::string kLongestPath =
+    kLongestName + "/" + kLongestName + "/" + kLongestName + "/" + kLongestName;
+
+/// The extra field that gives an entry's name once more.
+std::string nameAgain(const std::string& name) {
+    return littleEndian(0x7075, 2) + littleEndian(5 + name.size(), 2) + std::string(5, '\1') + name;
+}
+
 /// Opens each row's package and expects exactly that failure, in the throwing form and in the
 /// collecting one, its text fit for one line.
 void expectRefused(const std::vector<Row>& rows, Status status, const PackageLimits& limits = {}) {
-    const testing::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder / "a.qpk";
     for (const auto& row : rows) {
-        testing::writeFile(path, row.bytes);
-        try {
-            Package::open(path, limits);
-            ADD_FAILURE() << row.name << ": was taken";
-        } catch (const Error& error) {
-            EXPECT_EQ(error.status(), static_cast<int>(status)) << row.name << ": " << error.what();
-            EXPECT_EQ(error.subject(), path) << row.name;
-            EXPECT_TRUE(isPrintableText(error.detail()) && !error.detail().empty()) << row.name;
-        }
-        EXPECT_EQ(findFaults(path, limits).at(0).status, status) << row.name;
+        SCOPED_TRACE(row.name);
+        writeFile(path, row.bytes);
+        expectStatus(status, path + ": ", [&] { Package::open(path, limits); });
+        const Fault fault = findFaults(path, limits).at(0);
+        EXPECT_EQ(fault.status, status);
+        EXPECT_TRUE(isPrintableText(fault.text) && !fault.text.empty()) << fault.text;
+    }
+}
+
+TEST(Archive, ReadsEveryFormThatPackersWrite) {
+    const auto end = [](PlannedEnd& e) {
+        e.before = zip64End(e);
+        e.directoryOffset = 0xFFFFFFFF;
+    };
+    const auto sizes = [](PlannedHeader& h) {
+        h.extra = zip64Extra({h.size, h.compressedSize});
+        h.size = h.compressedSize = 0xFFFFFFFF;
+    };
+    const std::vector<Row> rows = {
+        {"descriptor", entry([](auto& e) { addDescriptor(e, "PK\7\10", 4); })},
+        {"bare descriptor", entry([](auto& e) { addDescriptor(e, "", 4); })},
+        {"zip64 descriptor", entry([](auto& e) { addDescriptor(e, "PK\7\10", 8); })},
+        {"bare zip64 descriptor", entry([](auto& e) { addDescriptor(e, "", 8); })},
+        {"early sizes and descriptor", entry([](auto& e) {
+             addDescriptor(e, "", 4);
+             e.local.size = e.central.size;
+         })},
+        {"zip64 in both headers", bothHeaders(sizes)},
+        {"zip64 end record", endRecord(end)},
+        {"large extra field", localHeader([](auto& h) {
+             h.extra = littleEndian(7, 2) + littleEndian(300, 2) + std::string(300, 'x');
+         })},
+        {"the name again", entry([&](auto& e) { e.central.extra = nameAgain("a.txt"); })},
+        {"entry comment", entry([](auto& e) { e.comment = "note"; })},
+        {"made by DOS", dosAttributes(0)},
+        {"directory in another order", good().reverseDirectory().bytes()},
+        {"depth 32", good().file(deepPath(31), "x").bytes()},
+        {"long path", good().file(kLongestPath, "x").bytes()},
+        {"dots and accents", good().file("..a/.../d\xC3\xA9j\xC3\xA0", "x").bytes()},
+    };
+    const TemporaryFolder folder;
+    const std::string path = folder / "a.qpk";
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        writeFile(path, row.bytes);
+        EXPECT_TRUE(findFaults(path).empty()) << findFaults(path)[0].text;
+        const Package package = Package::open(path);
+        EXPECT_EQ(package.manifest().id, "com.example.a");
+        const ArchiveEntry* entry = package.archive().find("a.txt");
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(package.read(*entry, kContent.size()), kContent);
+        EXPECT_THROW(package.read(*entry, kContent.size() - 1), Error) << "the caller's limit";
     }
 }
 
 TEST(Archive, RefusesAnotherEndOrDirectory) {
-    const std::string good = base().bytes();
+    const std::string whole = base().bytes();
     const std::vector<Row> rows = {
         {"empty file", ""},
-        {"too short", good.substr(good.size() - 21)},
-        {"no end record", good.substr(0, good.size() - 1)},
+        {"too short", whole.substr(whole.size() - 21)},
+        {"no end record", whole.substr(0, whole.size() - 1)},
         {"a byte behind the end", endRecord([](auto& e) { e.after = "x"; })},
         {"a comment", endRecord([](auto& e) { e.comment = "x"; })},
         {"an end in the comment",
@@ -181,8 +238,7 @@ TEST(Archive, RefusesHeadersThatDisagree) {
              h.extra = zip64Extra({h.size});
              h.size = 0xFFFFFFFF;
          })},
-        {"a second name",
-         extra(littleEndian(0x7075, 2) + littleEndian(10, 2) + std::string(5, '\1') + "b.txt")},
+        {"a second name", extra(nameAgain("b.txt"))},
     };
     expectRefused(rows, Status::packageDamaged);
 }
@@ -201,12 +257,8 @@ TEST(Archive, RefusesWhatItCannotRead) {
 }
 
 TEST(Archive, RefusesPathsThatEscapeOrCollide) {
-    std::string deep = "x";
-    for (int i = 0; i < 32; ++i)
-        deep = "d/" + deep;
-    const std::string component(255, 'c');
-    const std::string longPath = component + "/" + component + "/" + component + "/" + component;
-    std::vector<std::string> escaping = {"a\0b"s, component + "c", longPath + "/x", deep};
+    std::vector<std::string> escaping = {"a\0b"s, kLongestName + "c", kLongestPath + "/x",
+                                         deepPath(32)};
     for (const char* name : {"", "..", "../x", "a/../../x", "a/./x", "a//x", "/etc/passwd", "C:x",
                              "c:/x", "a\\..\\x", "a\nb", "a\x1B[31m", "a\x7F", "a\xC2\x85", "\xFF",
                              "\xC0\xAE\xC0\xAE/x", "\xED\xA0\x80", "\xE2\x82"})
@@ -293,18 +345,12 @@ TEST(Archive, RefusesAPackageWithoutItsManifest) {
 }
 
 TEST(Archive, RefusesWhatIsNoRegularFile) {
-    const testing::TemporaryFolder folder;
+    const TemporaryFolder folder;
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     for (const std::string& path :
-         {folder / "none", folder / "pipe", folder.path().string(), "/dev/zero"s, ""s}) {
-        try {
-            Package::open(path);
-            ADD_FAILURE() << path << ": was taken";
-        } catch (const Error& error) {
-            EXPECT_EQ(error.status(), static_cast<int>(Status::packageUnreadable)) << path;
-        }
-    }
+         {folder / "none", folder / "pipe", folder.path().string(), "/dev/zero"s, ""s})
+        expectStatus(Status::packageUnreadable, path, [&] { Package::open(path); });
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

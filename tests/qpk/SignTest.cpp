@@ -4,18 +4,14 @@
 #include "tests/qpk/Qpk.h"
 #include "tests/support/PackageBuilder.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::expectIn;
-using testing::PackageBuilder;
-using testing::readFile;
-using testing::writeFile;
 
-using Keygen = testing::Qpk;
-using Sign = testing::Qpk;
-using CommandLine = testing::Qpk;
+using Keygen = Qpk;
+using Sign = Qpk;
+using CommandLine = Qpk;
 
 TEST_F(Keygen, KeepsThePrivateKeyPrivateAndOverwritesNothing) {
     key("k");
@@ -99,15 +95,14 @@ TEST_F(CommandLine, ExplainsItselfAndTellsUsageFromFailure) {
         {"feed", at(""), "--expires", "2020-01-01"},
     };
     for (const auto& arguments : wrong) {
-        const testing::Result result = qpk(arguments);
+        const Result result = qpk(arguments);
         EXPECT_EQ(result.exitCode, 2) << (arguments.empty() ? "" : arguments.back()) << result.err;
         EXPECT_EQ(result.out, "");
         EXPECT_NE(result.err, "");
     }
-    const testing::Result full =
-        testing::run({"sh", "-c", "exec \"$0\" --help > /dev/full", testing::program("qpk")});
+    const Result full = run({"sh", "-c", "exec \"$0\" --help > /dev/full", program("qpk")});
     EXPECT_EQ(full.exitCode, 1) << "lost output passes for success";
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

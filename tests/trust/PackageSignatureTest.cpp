@@ -6,16 +6,12 @@
 #include "platform/core/online/OpenSslCrypto.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/core/trust/StablePackage.h"
+#include "tests/package/Expect.h"
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/trust/Expect.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::expectStatus;
-using testing::PackageBuilder;
-using testing::TemporaryFolder;
 
 const std::string kList(kContentListPath);
 const std::string kSignature(kContentSignaturePath);
@@ -61,81 +57,63 @@ class PackageSignature : public ::testing::Test {
     OpenSslCrypto crypto_;
 };
 
-// Each row is a package that differs from what its author signed.
+// Each row is refused, though its content, its list or its signature is honest by itself.
 TEST_F(PackageSignature, HoldsForExactlyTheContentThatWasSigned) {
-    const std::string list = writeContentList(listed(honest()));
-    const struct {
-        const char* name;
-        const char* text;
-        PackageBuilder content;
-    } rows[] = {
-        {"one bit", "a.txt\": has another digest", withFiles("helln").folder("empty")},
-        {"more", "b.txt\": is not in", honest().file("b.txt", "")},
-        {"less", "empty/\": is in the signed list", withFiles("hello")},
-        {"folder made a file", "empty\": is not in", withFiles("hello").file("empty", "")},
-        {"made executable", "a.txt\": is executable", withFiles("hello", 0100755).folder("empty")},
-        {"no longer executable", "bin/run\": is not executable",
-         withFiles("hello", 0100644, 0100644).folder("empty")},
-        {"another manifest", "extension.json\": has another", honest().with("storeName", "\"x\"")},
-    };
-    EXPECT_NO_THROW(verify(signedWith(honest(), list)));
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        expectStatus(Status::contentDiffers, row.text,
-                     [&] { verify(signedWith(row.content, list)); });
-    }
-}
-
-// Each row is a list that its author did sign, and that says less than it seems to.
-TEST_F(PackageSignature, NeedsAListThatIsStrict) {
     const std::vector<ListedEntry> entries = listed(honest());
-    const std::string good = writeContentList(entries);
+    const std::string list = writeContentList(entries);
+    const std::string signature = signDetached(list, key_);
+    const PackageBuilder good = signedWith(honest(), list);
+    const auto changed = [&](const PackageBuilder& content) { return signedWith(content, list); };
     const auto replaced = [&](const std::string& what, const std::string& with) {
-        return std::string(good).replace(good.find(what), what.size(), with);
+        return signedWith(honest(), std::string(list).replace(list.find(what), what.size(), with));
     };
     std::vector<ListedEntry> twice = entries;
     twice.push_back(entries.front());
-    const struct {
-        const char* name;
-        std::string list;
-        const char* text;
-    } rows[] = {
-        {"listed twice", writeContentList(twice), "is listed twice"},
-        {"a feed", R"({"formatVersion": 1, "serial": 1, "extensions": []})", "unknown member"},
-        {"newer form", replaced("\"formatVersion\": 1", "\"formatVersion\": 2"), "formatVersion"},
-        {"no size", replaced("\"size\": 5, ", ""), "size is not"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        expectStatus(Status::contentDiffers, row.text,
-                     [&] { verify(signedWith(honest(), row.list)); });
-    }
-}
-
-// Nothing in the reserved folder passes for a package that is simply unsigned.
-TEST_F(PackageSignature, IsNeverTakenForNone) {
-    const std::string list = writeContentList(listed(honest()));
-    const std::string signature = signDetached(list, key_);
-    const PackageBuilder good = signedWith(honest(), list);
+    const std::string feed = R"({"formatVersion": 1, "serial": 1, "extensions": []})";
+    const Status differs = Status::contentDiffers;
+    const Status wrong = Status::signatureWrong;
+    const Status isUnsafe = Status::packageUnsafe;
     const struct {
         const char* name;
         Status status;
+        const char* text;
         PackageBuilder package;
     } rows[] = {
-        {"no signature", Status::signatureWrong, honest().file(kList, list)},
-        {"no list", Status::signatureWrong, honest().file(kSignature, signature)},
-        {"list changed", Status::signatureWrong,
+        // The package is not what its author signed.
+        {"one bit", differs, "a.txt\": has another digest",
+         changed(withFiles("helln").folder("empty"))},
+        {"more", differs, "b.txt\": is not in", changed(honest().file("b.txt", ""))},
+        {"less", differs, "empty/\": is in the signed list", changed(withFiles("hello"))},
+        {"folder made a file", differs, "empty\": is not in",
+         changed(withFiles("hello").file("empty", ""))},
+        {"made executable", differs, "a.txt\": is executable",
+         changed(withFiles("hello", 0100755).folder("empty"))},
+        {"no longer executable", differs, "bin/run\": is not executable",
+         changed(withFiles("hello", 0100644, 0100644).folder("empty"))},
+        {"another manifest", differs, "extension.json\": has another",
+         changed(honest().with("storeName", "\"x\""))},
+        // The author did sign the list, and it says less than it seems to.
+        {"listed twice", differs, "is listed twice", signedWith(honest(), writeContentList(twice))},
+        {"a feed", differs, "unknown member", signedWith(honest(), feed)},
+        {"newer form", differs, "formatVersion",
+         replaced("\"formatVersion\": 1", "\"formatVersion\": 2")},
+        {"no size", differs, "size is not", replaced("\"size\": 5, ", "")},
+        // None of these passes for a package that is simply unsigned.
+        {"no signature", wrong, "META-INF", honest().file(kList, list)},
+        {"no list", wrong, "META-INF", honest().file(kSignature, signature)},
+        {"list changed", wrong, "META-INF",
          honest().file(kList, list + " ").file(kSignature, signature)},
-        {"something else", Status::packageUnsafe, honest().file("META-INF/MANIFEST.MF", "")},
-        {"the folder", Status::packageUnsafe, PackageBuilder(good).folder("META-INF")},
-        {"lower case", Status::packageUnsafe,
+        {"something else", isUnsafe, "META-INF", honest().file("META-INF/MANIFEST.MF", "")},
+        {"the folder", isUnsafe, "META-INF", PackageBuilder(good).folder("META-INF")},
+        {"lower case", isUnsafe, "META-INF",
          honest().file("meta-inf/content.json", list).file("meta-inf/content.json.sig", signature)},
-        {"huge list", Status::packageTooLarge,
+        {"huge list", Status::packageTooLarge, "META-INF",
          honest().file(kList, list + std::string(100'000, ' ')).file(kSignature, signature)},
     };
+    EXPECT_NO_THROW(verify(good));
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        expectStatus(row.status, "META-INF", [&] { verify(row.package); });
+        expectStatus(row.status, row.text, [&] { verify(row.package); });
     }
 }
 
@@ -147,9 +125,9 @@ TEST_F(PackageSignature, HoldsWhileOthersCanWriteToTheFile) {
         std::filesystem::permissions(path_, std::filesystem::perms(mode));
         const Package package = openStable(path_, {});
         EXPECT_TRUE(verify(package).isSigned());
-        std::string bytes = testing::readFile(path_);
+        std::string bytes = readFile(path_);
         bytes.assign(bytes.size(), 'x');
-        testing::writeFile(path_, bytes);  // in place
+        writeFile(path_, bytes);  // in place
         const auto read = [&] { return package.read(*package.archive().find("a.txt"), 100); };
         if (mode == 0666)
             EXPECT_EQ(read(), "hello");
@@ -159,4 +137,4 @@ TEST_F(PackageSignature, HoldsWhileOthersCanWriteToTheFile) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

@@ -4,15 +4,11 @@
 #include <filesystem>
 
 #include "platform/core/policy/Policy.h"
+#include "tests/package/Expect.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/trust/Expect.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::expectStatus;
-using testing::TemporaryFolder;
-using testing::writeFile;
 
 TEST(Policy, FillsWhatItNamesAndKeepsTheRest) {
     const Policy policy = parsePolicy(R"({"requireSignature": true,
@@ -29,10 +25,7 @@ TEST(Policy, FillsWhatItNamesAndKeepsTheRest) {
 
 // Each row is a rule that an administrator meant and that must not be dropped in silence.
 TEST(Policy, RefusesWhatItCannotTakeAtItsWord) {
-    const struct {
-        const char* json;
-        const char* place;
-    } rows[] = {
+    const std::pair<const char*, std::string> rows[] = {
         {"[]", "$ is not"},
         {R"({"requireSignature": "true"})", "$.requireSignature"},
         {R"({"requireSignature": true, "requireSignature": false})", "duplicate"},
@@ -44,11 +37,11 @@ TEST(Policy, RefusesWhatItCannotTakeAtItsWord) {
         {R"({"limits": {"totalBytes": 18446744073709551616}})", "$.limits.totalBytes"},
         {R"({"limits": {"manifestDepth": 1000}})", "$.limits.manifestDepth"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.json);
+    for (const auto& [json, place] : rows) {
+        SCOPED_TRACE(json);
         const TemporaryFolder family;
-        writeFile(family / "policy.json", row.json);
-        for (const std::string& named : {std::string(row.place), family / "policy.json"})
+        writeFile(family / "policy.json", json);
+        for (const std::string& named : {place, family / "policy.json"})
             expectStatus(Status::policyInvalid, named, [&] { loadPolicy(family.path().string()); });
     }
 }
@@ -78,4 +71,4 @@ TEST(Policy, IsRefusedWhereOthersCouldHaveMadeIt) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

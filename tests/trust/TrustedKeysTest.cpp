@@ -7,15 +7,11 @@
 #include "platform/core/online/OpenSslCrypto.h"
 #include "platform/core/trust/FeedSignature.h"
 #include "platform/core/trust/TrustedKeys.h"
+#include "tests/package/Expect.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/trust/Expect.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::expectStatus;
-using testing::TemporaryFolder;
-using testing::writeFile;
 
 // A key of the same form for another algorithm.
 constexpr const char* kX25519 =
@@ -109,4 +105,4 @@ TEST(FeedSignature, IsRefusedWhereItIsWrong) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

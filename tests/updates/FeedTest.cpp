@@ -2,18 +2,15 @@
 
 #include <string>
 
-#include "platform/core/texts/Status.h"
 #include "platform/core/updates/Feed.h"
 #include "platform/core/updates/Update.h"
+#include "tests/package/Expect.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/updates/FeedTexts.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::feedItem;
-using testing::feedText;
 
 const Address kBase = Address::parse("https://e.com/feeds/feed.json");
 
@@ -32,12 +29,8 @@ TEST(Feed, FaultsOfTheWholeRefuseIt) {
         feedText(1, "", "2099-02-30T00:00:00Z"),
     };
     for (const auto& row : rows) {
-        try {
-            parseFeed(row, kBase);
-            ADD_FAILURE() << "was taken: " << row;
-        } catch (const Error& error) {
-            EXPECT_EQ(error.status(), static_cast<int>(Status::feedInvalid)) << row;
-        }
+        SCOPED_TRACE(row);
+        expectStatus(Status::feedInvalid, kBase.text(), [&] { parseFeed(row, kBase); });
     }
 }
 
@@ -100,7 +93,7 @@ TEST(Feed, TheNewestThatFitsIsChosen) {
 
 // The example that authors start from.
 TEST(Feed, TheDocumentedExampleIsValid) {
-    const std::string page = testing::readFile(testing::source("docs/update-feed.md"));
+    const std::string page = readFile(source("docs/update-feed.md"));
     const auto begin = page.find("```json\n") + 8;
     const Feed feed = parseFeed(page.substr(begin, page.find("```", begin) - begin), kBase);
     EXPECT_TRUE(feed.warnings.empty()) << feed.warnings[0].text;
@@ -110,4 +103,4 @@ TEST(Feed, TheDocumentedExampleIsValid) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

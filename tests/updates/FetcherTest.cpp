@@ -10,13 +10,9 @@
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
 
-using testing::Certificate;
-using testing::FeedServer;
-using testing::ServerAnswer;
-using testing::TemporaryFolder;
 using Fault = ServerAnswer::Fault;
 using Outcome = FetchResult::Outcome;
 
@@ -49,7 +45,7 @@ void expectFailure(const FetchResult& result, const std::string& cause, const st
 
 TEST(Fetcher, AnswersInTheOrderOfTheRequestsWhateverBecomesOfTheOthers) {
     const TemporaryFolder folder;
-    testing::writeFile(folder / "feed.json", "from a file");
+    writeFile(folder / "feed.json", "from a file");
     FeedServer server;
     std::vector<DocumentRequest> requests;
     for (int i = 0; i < 100; ++i) {
@@ -84,7 +80,7 @@ TEST(Fetcher, AsksForChangesOnlyAndFollowsRedirects) {
 
 TEST(Fetcher, NamesEachMisdeedOfAServer) {
     FeedServer server;
-    const std::string bomb = testing::run({"sh", "-c", "head -c 1000000 /dev/zero | gzip"}).out;
+    const std::string bomb = run({"sh", "-c", "head -c 1000000 /dev/zero | gzip"}).out;
     const TemporaryFolder folder;
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
     struct {
@@ -188,4 +184,4 @@ TEST_F(FetcherWithEnvironment, UsesProxiesButNotForThisMachine) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

@@ -10,15 +10,8 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/updates/FeedTexts.h"
 
-namespace tavik {
+namespace tavik::testing {
 namespace {
-
-using testing::feedItem;
-using testing::FeedServer;
-using testing::feedText;
-using testing::kDigestB;
-using testing::ServerAnswer;
-using testing::TemporaryFolder;
 
 std::string failed(Status status) {
     return "failed: " + std::to_string(static_cast<int>(status));
@@ -128,7 +121,7 @@ TEST_F(UpdateCheckTest, RemembersWhatItSaw) {
 // That the feed is transferred once shows that the memory works again.
 TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
     publish(feedText(2, feedItem("a", "1.5")), "\"1\"");
-    testing::writeFile(input_.cacheFile, std::string(5000, 'x'));
+    writeFile(input_.cacheFile, std::string(5000, 'x'));
     EXPECT_EQ(updateOfA(), "1.5") << why_;
     EXPECT_EQ(updateOfA(), "1.5") << why_;
     EXPECT_EQ(server_.bodies(), 1U);
@@ -185,4 +178,4 @@ TEST_F(UpdateCheckTest, ACheckThatNobodyWaitsForIsGivenUp) {
 }
 
 }  // namespace
-}  // namespace tavik
+}  // namespace tavik::testing

@@ -89,10 +89,4 @@ void IdentityService::requireAccount(const std::string& extensionId, const std::
     fail(refused ? Status::accountRefused : Status::identityUnreachable, name, result.failure);
 }
 
-void IdentityService::forget() noexcept {
-    endPoint_.reset();
-    authorization_.wipe();
-    account_.wipe();
-}
-
 }  // namespace tavik

@@ -30,9 +30,6 @@ class IdentityService {
     /// about `name`: endPointMissing, credentialsMissing, accountRefused, identityUnreachable.
     void requireAccount(const std::string& extensionId, const std::string& name);
 
-    /// Overwrites and forgets end point and credentials.
-    void forget() noexcept;
-
   private:
     FetchBounds bounds_;
     std::optional<Address> endPoint_;
