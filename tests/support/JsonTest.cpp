@@ -47,6 +47,7 @@ TEST(Json, RefusesWhatReadersDisagreeOn) {
 TEST(Json, SameKeyInDifferentObjectsIsFine) {
     const auto document = parseJson(R"({"a":{"k":1},"b":{"k":2},"c":[{"k":3},{"k":4}]})");
     EXPECT_EQ(document["c"][1]["k"].GetInt(), 4);
+    EXPECT_FALSE(parseJson("0E-32").IsInt());  // once led into undefined behaviour
 }
 
 TEST(Json, PrintableTextIsUtf8WithoutControls) {

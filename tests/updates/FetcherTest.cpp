@@ -129,6 +129,21 @@ TEST(Fetcher, GivesNoServerTimeThatBelongsToTheOthers) {
     EXPECT_EQ(results.back().body, "good") << results.back().failure;
 }
 
+TEST(Fetcher, ADownloadTellsThatItIsStillAtWork) {
+    FeedServer server;
+    server.serve("/stall", faulty(Fault::stall, "x"));
+    int pulses = 0;
+    const auto result =
+        loadOnline()
+            .newFetcher(shortBounds())
+            ->download(Address::parse(server.address("/stall")), 10, [&](std::string_view bytes) {
+                EXPECT_TRUE(bytes.empty());
+                return ++pulses > 0;
+            });
+    expectFailure(result, "too slow", "a server that stalls");
+    EXPECT_GT(pulses, 0);
+}
+
 TEST(Fetcher, BoundsTheWholeAndCanBeStopped) {
     FeedServer server;
     server.serve("/stall", faulty(Fault::stall, "x"));

@@ -78,7 +78,7 @@ void IdentityService::requireAccount(const std::string& extensionId, const std::
         fail(Status::credentialsMissing, name);
     std::string path = "accounts/";
     path.append(account_.reveal()).append("/extensions/").append(percentEncoded(extensionId));
-    const FetchResult result = loadOnline().newFetcher(bounds_)->ask(
+    const FetchResult result = loadOnline().newFetcher({})->ask(
         endPoint_->withPathSuffix(endPoint_->text().back() == '/' ? path : "/" + path),
         authorization_.reveal());
     if (result.outcome == FetchResult::Outcome::fetched)

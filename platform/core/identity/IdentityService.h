@@ -6,7 +6,6 @@
 
 #include "platform/core/identity/Secret.h"
 #include "platform/core/online/Address.h"
-#include "platform/core/online/Fetcher.h"
 
 namespace tavik {
 
@@ -14,9 +13,6 @@ namespace tavik {
 /// point and credentials live in memory, for one session; no failure repeats them.
 class IdentityService {
   public:
-    /// Tests shorten the bounds.
-    explicit IdentityService(const FetchBounds& bounds = {}) : bounds_(bounds) {}
-
     /// An https address, or http of this machine, without a query. Throws Error (endPointInvalid)
     /// and keeps the old one where it is refused.
     void setEndPoint(std::string_view address);
@@ -31,7 +27,6 @@ class IdentityService {
     void requireAccount(const std::string& extensionId, const std::string& name);
 
   private:
-    FetchBounds bounds_;
     std::optional<Address> endPoint_;
     Secret authorization_;  ///< "TYPE TOKEN"
     Secret account_;        ///< percent-encoded
