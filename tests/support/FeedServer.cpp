@@ -96,22 +96,17 @@ std::string FeedServer::address(const std::string& path) const {
 
 std::vector<std::string> FeedServer::requests(const std::string& target) const {
     const std::lock_guard lock(mutex_);
-    return requestsSoFar(target);
-}
-
-void FeedServer::waitForRequest(const std::string& target) {
-    std::unique_lock lock(mutex_);
-    if (!asked_.wait_for(lock, std::chrono::seconds(10),
-                         [&] { return !requestsSoFar(target).empty(); }))
-        throw std::runtime_error("nobody asked for " + target);
-}
-
-std::vector<std::string> FeedServer::requestsSoFar(const std::string& target) const {
     std::vector<std::string> found;
     for (const std::string& head : requests_)
         if (head.find(" " + target + "\n") != std::string::npos)
             found.push_back(head);
     return found;
+}
+
+void FeedServer::waitForRequest(const std::string& target) {
+    std::unique_lock lock(mutex_);
+    if (!asked_.wait_for(lock, std::chrono::seconds(10), [&] { return !requests(target).empty(); }))
+        throw std::runtime_error("nobody asked for " + target);
 }
 
 void FeedServer::acceptAll() try {

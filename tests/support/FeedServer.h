@@ -70,13 +70,12 @@ class FeedServer {
     void talk(Poco::Net::StreamSocket socket);
     bool answerNext(std::iostream& client);
     bool send(std::iostream& client, const ServerAnswer& answer);
-    std::vector<std::string> requestsSoFar(const std::string& target) const;
 
     Poco::Net::ServerSocket listener_;
     std::string scheme_;
     std::atomic<unsigned> bodies_{0};
-    mutable std::mutex mutex_;
-    std::condition_variable asked_;
+    mutable std::recursive_mutex mutex_;
+    std::condition_variable_any asked_;
     std::map<std::string, ServerAnswer> answers_;
     std::vector<std::string> requests_;
     std::list<Poco::Net::StreamSocket> clients_;
