@@ -118,16 +118,15 @@ std::string PackageBuilder::manifest() const {
 
 PackageBuilder& PackageBuilder::add(const std::string& name, const std::string& content,
                                     const std::string& data, std::uint16_t method, unsigned mode) {
-    PlannedHeader header;
-    header.name = name;
-    header.flags = 1U << 11;  // UTF-8
-    header.method = method;
-    header.crc = crcOf(content);
-    header.size = static_cast<std::uint32_t>(content.size());
-    header.compressedSize = static_cast<std::uint32_t>(data.size());
     PlannedEntry entry;
-    entry.local = header;
-    entry.central = header;
+    entry.both([&](PlannedHeader& header) {
+        header.name = name;
+        header.flags = 1U << 11;  // UTF-8
+        header.method = method;
+        header.crc = crcOf(content);
+        header.size = static_cast<std::uint32_t>(content.size());
+        header.compressedSize = static_cast<std::uint32_t>(data.size());
+    });
     entry.data = data;
     entry.attributes = mode << 16;
     entries_.push_back(entry);
