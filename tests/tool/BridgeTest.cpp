@@ -45,7 +45,6 @@ TEST(Bridge, SwitchesUpdatesAndConfigures) {
     const std::string disable = kFind + "DisableExtension(1, r4)\n";
     const std::string update = kFind + "StartCheckUpdate()\nWaitUpdateComplete()\n";
     check({
-        {"--enable Brushes", "", enable, "", 0},
         {"--enable Brushes", "status|EnableExtension|-7", enable,
          "Failed to enable Brushes, status = -7!\n", -7},
         {"--enable Brushes", "status|GetExtensionHandleByName|-4", kFind, kNotFound, -4},
