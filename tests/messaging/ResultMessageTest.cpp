@@ -1,6 +1,8 @@
 // What the tool tells the hub, on a core that follows a script.
 #include <gtest/gtest.h>
 
+#include <future>
+
 #include "tests/messaging/PrivateBus.h"
 #include "tests/tool/ScriptedTool.h"
 
@@ -63,6 +65,19 @@ TEST(ResultMessage, IsDroppedInSilenceByABusThatDoesNotAnswer) {
     EXPECT_EQ(installs(), "0||");
     bus.kill();
     EXPECT_EQ(installs(), "0||");
+}
+
+TEST(ResultMessage, SurvivesABusThatDiesBetweenInstalls) {
+    PrivateBus bus;
+    Process hub({HUB_SUBSCRIBER}, {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}});
+    ASSERT_EQ(hub.line(), "subscribed");
+    std::string installs;
+    for (int i = 0; i < 500; ++i)
+        installs += "--install p ";
+    auto tool = std::async(std::launch::async, seen, "", installs, bus.address());
+    EXPECT_NE(hub.line(), "");
+    bus.kill();
+    EXPECT_EQ(tool.get(), "0||");
 }
 
 }  // namespace
