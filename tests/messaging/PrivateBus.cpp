@@ -35,7 +35,7 @@ void PrivateBus::kill() {
     daemon_.wait();
 }
 
-void PrivateBus::freeze() const {
+void PrivateBus::freeze() {
     daemon_.kill(SIGSTOP);
 }
 

@@ -24,7 +24,7 @@ class PrivateBus {
     void kill();
 
     /// From now on the bus accepts whatever comes, and answers nothing.
-    void freeze() const;
+    void freeze();
 
   private:
     TemporaryFolder folder_;

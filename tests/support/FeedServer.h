@@ -1,17 +1,18 @@
 #pragma once
 
+#include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/StreamSocket.h>
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <iosfwd>
 #include <list>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
-
-struct ssl_ctx_st;  // what libssl calls SSL_CTX
 
 namespace tavik::testing {
 
@@ -46,7 +47,7 @@ class FeedServer {
   public:
     FeedServer();
     explicit FeedServer(const Certificate& certificate);
-    ~FeedServer();
+    ~FeedServer() { stop(); }
     FeedServer(const FeedServer&) = delete;
     FeedServer& operator=(const FeedServer&) = delete;
 
@@ -64,25 +65,20 @@ class FeedServer {
     unsigned bodies() const { return bodies_; }
 
   private:
-    class Connection;
-
-    std::vector<std::string> requestsSoFar(const std::string& target) const;
-    void listen();
+    FeedServer(const Poco::Net::ServerSocket& listener, std::string scheme);
     void acceptAll();
-    void talk(int descriptor);
-    bool answer(Connection& connection, const std::string& head);
-    bool send(Connection& connection, const ServerAnswer& answer);
+    void talk(Poco::Net::StreamSocket socket);
+    bool answerNext(std::iostream& client);
+    bool send(std::iostream& client, const ServerAnswer& answer);
 
-    std::shared_ptr<ssl_ctx_st> tls_;  ///< none without a certificate
-    int listener_ = -1;
-    int port_ = 0;
-    std::atomic<bool> stopped_{false};
+    Poco::Net::ServerSocket listener_;
+    std::string scheme_;
     std::atomic<unsigned> bodies_{0};
-    mutable std::mutex mutex_;
-    std::condition_variable asked_;
+    mutable std::recursive_mutex mutex_;
+    std::condition_variable_any asked_;
     std::map<std::string, ServerAnswer> answers_;
     std::vector<std::string> requests_;
-    std::list<int> open_;
+    std::list<Poco::Net::StreamSocket> clients_;
     std::list<std::thread> threads_;
     std::thread acceptor_;
 };

@@ -16,18 +16,12 @@ std::uint32_t crcOf(const std::string& bytes) {
 }
 
 std::string deflated(const std::string& content) {
-    z_stream stream{};
-    if (deflateInit2(&stream, 6, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
-        throw std::runtime_error("deflateInit2 failed");
-    std::string data(deflateBound(&stream, content.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(content.data()));
-    stream.avail_in = static_cast<uInt>(content.size());
-    stream.next_out = reinterpret_cast<Bytef*>(data.data());
-    stream.avail_out = static_cast<uInt>(data.size());
-    ::deflate(&stream, Z_FINISH);  // cannot fail: the bound is enough
-    data.resize(stream.total_out);
-    deflateEnd(&stream);
-    return data;
+    uLongf size = compressBound(content.size());
+    std::string data(size, '\0');
+    if (compress(reinterpret_cast<Bytef*>(data.data()), &size,
+                 reinterpret_cast<const Bytef*>(content.data()), content.size()) != Z_OK)
+        throw std::runtime_error("compress failed");
+    return data.substr(2, size - 6);  // without zlib's head and checksum
 }
 
 /// The fields that both headers have, from the flags to the lengths.
@@ -124,16 +118,15 @@ std::string PackageBuilder::manifest() const {
 
 PackageBuilder& PackageBuilder::add(const std::string& name, const std::string& content,
                                     const std::string& data, std::uint16_t method, unsigned mode) {
-    PlannedHeader header;
-    header.name = name;
-    header.flags = 1U << 11;  // UTF-8
-    header.method = method;
-    header.crc = crcOf(content);
-    header.size = static_cast<std::uint32_t>(content.size());
-    header.compressedSize = static_cast<std::uint32_t>(data.size());
     PlannedEntry entry;
-    entry.local = header;
-    entry.central = header;
+    entry.both([&](PlannedHeader& header) {
+        header.name = name;
+        header.flags = 1U << 11;  // UTF-8
+        header.method = method;
+        header.crc = crcOf(content);
+        header.size = static_cast<std::uint32_t>(content.size());
+        header.compressedSize = static_cast<std::uint32_t>(data.size());
+    });
     entry.data = data;
     entry.attributes = mode << 16;
     entries_.push_back(entry);

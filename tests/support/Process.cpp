@@ -4,11 +4,11 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -44,21 +44,22 @@ bool drain(int descriptor, std::string& into) {
     const ssize_t got = ::read(descriptor, buffer.data(), buffer.size());
     if (got > 0)
         into.append(buffer.data(), static_cast<std::size_t>(got));
-    return got > 0 || (got < 0 && errno == EINTR);
+    return got > 0;
 }
 
 }  // namespace
 
 Process::Process(const std::vector<std::string>& command, const Environment& environment) {
     std::array<int, 2> out{};
-    std::array<int, 2> err{};
-    if (pipe2(out.data(), O_CLOEXEC) != 0 || pipe2(err.data(), O_CLOEXEC) != 0)
-        throw std::runtime_error("no pipe");
+    // A file takes all that the program says there, however late it is read.
+    err_ = ::memfd_create("standard error", MFD_CLOEXEC);
+    if (err_ < 0 || pipe2(out.data(), O_CLOEXEC) != 0)
+        throw std::runtime_error("no pipe or file");
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, out[1], 1);
-    posix_spawn_file_actions_adddup2(&actions, err[1], 2);
+    posix_spawn_file_actions_adddup2(&actions, err_, 2);
 
     std::vector<std::string> arguments = command;
     std::vector<std::string> variables = environmentStrings(environment);
@@ -66,9 +67,7 @@ Process::Process(const std::vector<std::string>& command, const Environment& env
                                   pointers(arguments).data(), pointers(variables).data());
     posix_spawn_file_actions_destroy(&actions);
     ::close(out[1]);
-    ::close(err[1]);
     out_ = out[0];
-    err_ = err[0];
     if (code != 0) {
         pid_ = -1;
         throw std::runtime_error("cannot start " + command[0]);
@@ -99,22 +98,20 @@ std::string Process::line() {
 Result Process::wait(std::chrono::seconds limit) {
     const auto deadline = Clock::now() + limit;
     Result result;
-    std::array<pollfd, 2> streams{{{out_, POLLIN, 0}, {err_, POLLIN, 0}}};
-    while (streams[0].fd >= 0 || streams[1].fd >= 0) {
+    pollfd readable{out_, POLLIN, 0};
+    do {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left.count() <= 0 || ::poll(streams.data(), 2, static_cast<int>(left.count())) == 0)
-            throw std::runtime_error(
-                "the program took longer than its limit; so far: " + result.out + result.err);
-        if (streams[0].revents != 0 && !drain(out_, result.out))
-            streams[0].fd = -1;
-        if (streams[1].revents != 0 && !drain(err_, result.err))
-            streams[1].fd = -1;
-    }
+        if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) != 1)
+            throw std::runtime_error("the program took longer than its limit; so far: " +
+                                     result.out);
+    } while (drain(out_, result.out));
     int status = 0;
-    while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-    }
+    ::waitpid(pid_, &status, 0);
     pid_ = -1;
+    ::lseek(err_, 0, SEEK_SET);
+    while (drain(err_, result.err)) {
+    }
     result.exitCode = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     return result;
 }

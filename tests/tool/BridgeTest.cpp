@@ -45,7 +45,6 @@ TEST(Bridge, SwitchesUpdatesAndConfigures) {
     const std::string disable = kFind + "DisableExtension(1, r4)\n";
     const std::string update = kFind + "StartCheckUpdate()\nWaitUpdateComplete()\n";
     check({
-        {"--enable Brushes", "", enable, "", 0},
         {"--enable Brushes", "status|EnableExtension|-7", enable,
          "Failed to enable Brushes, status = -7!\n", -7},
         {"--enable Brushes", "status|GetExtensionHandleByName|-4", kFind, kNotFound, -4},
@@ -64,36 +63,9 @@ TEST(Bridge, SwitchesUpdatesAndConfigures) {
     });
 }
 
-TEST(Bridge, ReportsSingleUserInstallsAndRemovals) {
-    struct {
-        const char* command;
-        const char* script;
-        const char* sent;
-    } const rows[] = {
-        {"--install /a", "", "0,text of 0,install,Brushes,1.4.0"},
-        {"--install /a", "size|GetExtensionName|0\nsize|GetExtensionVersion|0",
-         "0,text of 0,install,,"},
-        {"--install /a", "status|InstallExtension|-7", "-7,text of -7,install,,"},
-        {"--remove Brushes", "", "0,text of 0,uninstall,Brushes,1.4.0"},
-        {"--remove Brushes", "status|RemoveExtension|-7", "-7,text of -7,uninstall,Brushes,1.4.0"},
-        {"--remove Brushes", "status|GetExtensionHandleByName|-4", ""},
-        {"--install_for_all /a --remove_for_all Brushes", "", ""},
-        {"--disableSendResult TRUE --install /a --remove Brushes", "", ""},
-        {"--disableSendResult yes --install /a", "", "0,text of 0,install,Brushes,1.4.0"},
-        {"--install /a --disableSendResult true", "", "0,text of 0,install,Brushes,1.4.0"},
-    };
-    for (const auto& row : rows) {
-        const std::string log =
-            runScripted(kScript + row.script, row.command, "tests/TavikCmdRecorder").calls;
-        const std::size_t from = log.find("send ");
-        const std::string sent = from == std::string::npos ? "" : log.substr(from + 5);
-        EXPECT_EQ(sent.substr(0, sent.find('\n')), row.sent) << row.command << row.script;
-    }
-}
-
 TEST(Bridge, PrintsTheTextOfAStatus) {
     const auto texts = [](const char* statuses) {
-        return runScripted("message|-5|gone\nmessage|6", statuses, "tests/TavikCmdMessage").out;
+        return runScripted("message|-5|gone\nmessage|6", statuses, {}, "tests/TavikCmdMessage").out;
     };
     EXPECT_EQ(texts("0 -5abc abc ''"), "text of 0\ngone\ntext of 0\ntext of 0\n");
     EXPECT_EQ(texts("1 6 2"), "text of 1\n") << "output fails for good at a missing text";

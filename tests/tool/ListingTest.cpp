@@ -101,8 +101,6 @@ TEST(Listing, PrintsUpdates) {
          kUpdateHead + kUpdate, 0},
         {"--list_update_extension Brushes", kUpdates + "status|GetUpdateInfoByExtId|-7", kAnyCalls,
          "", -7},
-        failing("--list_update_extension Brushes", "GetExtensionHandleByName|-7",
-                "Failed to get extension, status = -7!\n"),
         failing("--list_update Sketch", "GetProductNameByProductDisplayName|-7",
                 "Get product name failed, status = -7!\n"),
         failing("--list_update Sketch", "GetCountOfUpdateExtByProduct|-7", failed),
@@ -150,30 +148,23 @@ TEST(Listing, PrintsXml) {
 // Names at the limits of both tables: what is cut, and where the version begins. The last is no
 // valid UTF-8, so that each byte counts.
 TEST(Listing, CountsCharactersOfNames) {
-    struct {
-        const char* table;
-        std::size_t length, kept;
-        std::string end;
-    } const rows[] = {{"--list P", 50, 50, std::string(13, ' ')},
-                      {"--list P", 51, 48, "..." + std::string(12, ' ')},
-                      {"--list_update P", 60, 60, std::string(14, ' ')},
-                      {"--list_update P", 61, 58, "..." + std::string(13, ' ')}};
     for (const std::string character :
          {"x", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x8E\xA8", "\xFF"}) {
-        const auto repeated = [&](std::size_t times) {
+        const auto name = [&](std::size_t length) {
             std::string text;
-            while (times-- > 0)
+            while (length-- > 0)
                 text += character;
             return text;
         };
-        for (const auto& row : rows) {
-            const std::string name = repeated(row.length);
-            const std::string script =
-                "product|P|p\nextension|P|1|" + name + "|1.0|i|s\nupdate|p|" + name + "|1.0\n";
-            const std::string out = runScripted(script, row.table).out;
-            const std::string line = " " + repeated(row.kept) + row.end + "1.0\n";
-            EXPECT_NE(out.find(line), std::string::npos) << out;
-        }
+        std::string script = "product|P|p\n";
+        for (const std::size_t length : {50U, 51U, 60U, 61U})
+            script +=
+                "extension|P|1|" + name(length) + "|1.0|i|s\nupdate|p|" + name(length) + "|1.0\n";
+        const std::string out = runScripted(script, "--list P --list_update P").out;
+        for (const std::string& row :
+             {name(50) + std::string(13, ' '), name(48) + "..." + std::string(12, ' '),
+              name(60) + std::string(14, ' '), name(58) + "..." + std::string(13, ' ')})
+            EXPECT_NE(out.find(" " + row + "1.0\n"), std::string::npos) << row << "\n" << out;
     }
 }
 

@@ -22,7 +22,7 @@ Row failing(const std::string& command, const std::string& statuses, const std::
 }
 
 ToolRun runScripted(const std::string& script, const std::string& command,
-                    const std::string& binary) {
+                    const Environment& moreVariables, const std::string& binary) {
     const TemporaryFolder folder;
     writeFile(folder / "script", script);
     writeFile(folder / "log", "");
@@ -30,13 +30,13 @@ ToolRun runScripted(const std::string& script, const std::string& command,
     std::istringstream parts(command);
     for (std::string word; parts >> word;)
         words.push_back(word == "''" ? "" : word);
-    ToolRun outcome{run(words, {{"LD_LIBRARY_PATH", SCRIPTED_CORE_FOLDER},
-                                {"SCRIPTED_CORE_SCRIPT", folder / "script"},
-                                {"SCRIPTED_CORE_LOG", folder / "log"},
-                                {"NORVA_VELL_DB", folder / "none.db"}}),
-                    ""};
-    outcome.calls = readFile(folder / "log");
-    return outcome;
+    Environment environment{{"LD_LIBRARY_PATH", SCRIPTED_CORE_FOLDER},
+                            {"SCRIPTED_CORE_SCRIPT", folder / "script"},
+                            {"SCRIPTED_CORE_LOG", folder / "log"},
+                            {"NORVA_VELL_DB", folder / "none.db"}};
+    environment.insert(moreVariables.begin(), moreVariables.end());
+    const Result result = Process(words, environment).wait(std::chrono::seconds(20));
+    return {result, readFile(folder / "log")};
 }
 
 void check(const std::vector<Row>& rows) {

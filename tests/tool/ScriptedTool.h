@@ -30,8 +30,10 @@ struct ToolRun : Result {
     std::string calls;
 };
 
-/// Runs a program of the build, by default the tool, on a core that follows the script.
+/// Runs a program of the build, by default the tool, on a core that follows the script; throws
+/// where it takes more than twenty seconds.
 ToolRun runScripted(const std::string& script, const std::string& command,
+                    const Environment& moreVariables = {},
                     const std::string& binary = "bin/TavikCmd");
 
 /// Runs each row and holds calls, output and exit status against it; standard error stays empty.

@@ -3,7 +3,6 @@
 // lines:
 //
 //   status|FUNCTION|FIRST|SECOND|...     status of each call, the last one of all further calls; 0
-//   size|FUNCTION|BYTES                  the size that a text query tells, instead of the true one
 //   message|STATUS|TEXT                  a status's text; without "|TEXT" it has none
 //   product|DISPLAY NAME|INTERNAL NAME
 //   extension|DISPLAY NAME OF PRODUCT|STATE|NAME|VERSION|ID|STORE NAME
@@ -55,10 +54,6 @@ Fields extension(ExtensionHandle handle) {
     return rows("extension").at(static_cast<std::size_t>(handle) - 1);
 }
 
-std::string bareName(const char* function) {
-    return function + std::strlen("Tavik");
-}
-
 /// Logs a call; returns its status.
 template <class... Arguments>
 int called(const char* function, const Arguments&... arguments) {
@@ -66,7 +61,7 @@ int called(const char* function, const Arguments&... arguments) {
     static std::map<std::string, std::size_t> callsBefore;
     std::ostringstream line;
     ((line << ", " << arguments), ...);
-    const std::string name = bareName(function);
+    const std::string name = function + std::strlen("Tavik");
     log << name << "(" << line.str().substr(sizeof...(arguments) == 0 ? 0 : 2) << ")" << std::endl;
     const std::size_t call = callsBefore[name]++;
     const Rows found = rows("status", name.c_str());
@@ -96,8 +91,7 @@ int text(const char* function, ExtensionHandle handle, std::size_t column, unsig
     if (status < 0)
         return status;
     const std::string value = extension(handle)[column];
-    const Rows told = rows("size", bareName(function).c_str());
-    *sizeOut = told.empty() ? value.size() + 1 : std::stoul(told[0][2]);
+    *sizeOut = value.size() + 1;
     if (buffer != nullptr)
         fill(buffer, size, value);
     return status;
