@@ -24,21 +24,26 @@ std::atomic<long> calls{0};
 std::atomic<bool> isArmed{std::getenv("FAULT_FROM") == nullptr};
 std::atomic<bool> isRelieved{false};
 
+long numberFrom(const char* variable) {
+    const char* text = std::getenv(variable);
+    return text == nullptr ? 0 : std::strtol(text, nullptr, 10);
+}
+
 /// True where this call is to fail; errno is set then.
 bool strikes() {
-    static const char* const at = std::getenv("FAULT_AT");
+    static const long at = numberFrom("FAULT_AT");
     static const bool onward = std::getenv("FAULT_ONWARD") != nullptr;
-    if (at == nullptr || !isArmed || isRelieved)
+    if (at == 0 || !isArmed || isRelieved)
         return false;
     const long call = ++calls;
-    if (onward ? call < std::atol(at) : call != std::atol(at))
+    if (onward ? call < at : call != at)
         return false;
     if (const char* log = std::getenv("FAULT_LOG"))
         close(creat(log, 0600));
-    const char* fault = std::getenv("FAULT");
-    if (std::strcmp(fault, "kill") == 0)
+    // No number: the process is to be killed.
+    errno = static_cast<int>(numberFrom("FAULT"));
+    if (errno == 0)
         kill(getpid(), SIGKILL);
-    errno = std::atoi(fault);
     return true;
 }
 

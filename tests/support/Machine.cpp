@@ -26,7 +26,7 @@ void Machine::addProduct(const std::string& name, const std::string& displayName
 }
 
 std::string Machine::package(const PackageBuilder& builder) {
-    const std::string path = folder_ / ("packages/" + std::to_string(++packages_) + ".qpk");
+    std::string path = folder_ / ("packages/" + std::to_string(++packages_) + ".qpk");
     builder.write(path);
     return path;
 }

@@ -29,7 +29,7 @@ std::string targetOf(const std::string& path) {
     const fs::file_status own = fs::symlink_status(path, error);
     if (!fs::exists(own))
         return path;
-    const std::string target = fs::canonical(path, error).string();
+    std::string target = fs::canonical(path, error).string();
     if (error)
         failSystem(error.value(), path, "follow the link");
     // A device would be gone once the file has its name.
