@@ -1,5 +1,6 @@
 #include "tools/qpk/FeedDocument.h"
 
+#include "platform/core/online/Address.h"
 #include "platform/support/Json.h"
 
 namespace tavik::qpk {
@@ -29,7 +30,7 @@ std::string packageJson(const FeedPackage& package) {
     return "    {\n      " + textMember("id", manifest.id) + margin +
            textMember("name", manifest.name) + margin +
            textMember("version", manifest.version.text()) + margin + "\"products\": [" + products +
-           "]" + margin + textMember("url", toRelativeUrl(package.fileName)) + margin +
+           "]" + margin + textMember("url", percentEncoded(package.fileName)) + margin +
            "\"size\": " + std::to_string(package.size) + margin +
            textMember("sha256", package.sha256) +
            (package.blocked ? margin + textMember("blocked", *package.blocked) : std::string()) +
@@ -58,21 +59,6 @@ std::string writeFeed(const FeedDocument& feed) {
         separator = ",\n";
     }
     return json + "\n  ]\n}\n";
-}
-
-std::string toRelativeUrl(const std::string& fileName) {
-    constexpr std::string_view kUnreserved =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
-    constexpr std::string_view kHex = "0123456789ABCDEF";
-    std::string url;
-    for (const char c : fileName) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (kUnreserved.find(c) != std::string_view::npos)
-            url += c;
-        else
-            url.append("%").append(1, kHex[byte >> 4]).append(1, kHex[byte & 15]);
-    }
-    return url;
 }
 
 }  // namespace tavik::qpk

@@ -44,7 +44,4 @@ std::string writeFeedPage(const FeedDocument& feed);
 /// Stands in every page that writeFeedPage has made.
 inline constexpr std::string_view kPageMark = R"(<meta name="generator" content="qpk feed">)";
 
-/// A file name as the relative address that leads to it.
-std::string toRelativeUrl(const std::string& fileName);
-
 }  // namespace tavik::qpk

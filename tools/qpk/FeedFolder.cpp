@@ -84,7 +84,7 @@ Address feedAddress(const std::string& folder) {
     std::string url = "file://";
     for (const fs::path& part : fs::weakly_canonical(folder) / kFeedName)
         if (part != "/")
-            url += "/" + toRelativeUrl(part.string());
+            url += "/" + percentEncoded(part.string());
     return Address::parse(url);
 }
 

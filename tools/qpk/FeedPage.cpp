@@ -1,3 +1,4 @@
+#include "platform/core/online/Address.h"
 #include "platform/core/package/Manifest.h"
 #include "tools/qpk/FeedDocument.h"
 #include "tools/qpk/Output.h"
@@ -95,7 +96,7 @@ std::string productsCell(const Manifest& manifest) {
 std::string downloadCell(const FeedPackage& package) {
     if (package.blocked)
         return "withdrawn: " + isolated(*package.blocked);
-    return "<a href=\"" + toRelativeUrl(package.fileName) + "\" download>" +
+    return "<a href=\"" + percentEncoded(package.fileName) + "\" download>" +
            isolated(package.fileName) + "</a>";
 }
 
