@@ -11,6 +11,18 @@ constexpr int kMaxTextBytes = 16 << 20;
 /// takes two synchronisations. So the log is moved long before SQLite's own 1,000 pages.
 constexpr int kMaxLogPages = 64;
 
+/// Called after each commit. The log is emptied, not only moved: a process that opens it anew does
+/// not know what was moved, and would go on behind it for ever.
+int keepLogShort(void* busyMilliseconds, sqlite3* handle, const char* name, int pages) {
+    if (pages < kMaxLogPages)
+        return SQLITE_OK;
+    // The commit is done. Where somebody reads, a later one will find the log free.
+    sqlite3_busy_timeout(handle, 0);
+    sqlite3_wal_checkpoint_v2(handle, name, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+    sqlite3_busy_timeout(handle, *static_cast<const int*>(busyMilliseconds));
+    return SQLITE_OK;
+}
+
 /// SQLite refuses a link anywhere in a path that it is not to follow; what is meant is the file
 /// itself. A folder above it may well be one: a home on another disk.
 std::string withRealFolder(const std::string& path) {
@@ -30,7 +42,8 @@ std::string withRealFolder(const std::string& path) {
 
 }  // namespace
 
-Database::Database(const std::string& path, int flags, std::chrono::milliseconds busyTimeout) {
+Database::Database(const std::string& path, int flags, std::chrono::milliseconds busyTimeout)
+    : busyMilliseconds_(std::make_unique<int>(static_cast<int>(busyTimeout.count()))) {
     sqlite3* handle = nullptr;
     const int code = sqlite3_open_v2(
         withRealFolder(path).c_str(), &handle,
@@ -39,11 +52,11 @@ Database::Database(const std::string& path, int flags, std::chrono::milliseconds
     if (code != SQLITE_OK)
         fail(handle, code);
     // First of all, so that no later call can meet a lock without it.
-    sqlite3_busy_timeout(handle, static_cast<int>(busyTimeout.count()));
+    sqlite3_busy_timeout(handle, *busyMilliseconds_);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMaxTextBytes);
-    sqlite3_wal_autocheckpoint(handle, kMaxLogPages);
+    sqlite3_wal_hook(handle, &keepLogShort, busyMilliseconds_.get());
     execute("PRAGMA cell_size_check=ON; PRAGMA foreign_keys=ON");
 }
 

@@ -47,6 +47,7 @@ class Database {
     struct Close {
         void operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
     };
+    std::unique_ptr<int> busyMilliseconds_;  ///< where SQLite finds it, wherever this object goes
     std::unique_ptr<sqlite3, Close> handle_;
 };
 

@@ -73,12 +73,22 @@ COUNTED(int, symlinkat, (const char* target, int fd, const char* path), (target,
 COUNTED(int, unlink, (const char* path), (path))
 COUNTED(int, fchmod, (int fd, mode_t mode), (fd, mode))
 
+EXPORTED int ftruncate64(int fd, off64_t size) {
+    static auto* const real = next<int(int, off64_t)>("ftruncate64");
+    // It takes no room: a full disk lets it through.
+    static const bool isCounted = numberFrom("FAULT") != ENOSPC;
+    return isCounted && strikes() ? -1 : real(fd, size);
+}
+
 EXPORTED int openat(int folder, const char* path, int flags, ...) {
     static auto* const real = next<int(int, const char*, int, ...)>("openat");
-    va_list more;
-    va_start(more, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
-    va_end(more);
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0) {
+        va_list more;
+        va_start(more, flags);
+        mode = va_arg(more, mode_t);
+        va_end(more);
+    }
     const char* from = std::getenv("FAULT_FROM");
     if (from != nullptr && std::strcmp(path, from) == 0)
         isArmed = true;

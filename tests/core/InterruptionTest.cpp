@@ -21,8 +21,8 @@ struct Change {
     List before;
     List after;
     const char* option;
-    std::string version = "";  ///< of the package, for an install
-    Log log = Log::kept;       ///< whether it ends with moving the log into the database
+    std::string version{};  ///< of the package, for an install
+    Log log = Log::kept;    ///< whether it ends with moving the log into the database
 };
 
 const Change kChanges[] = {
@@ -115,6 +115,9 @@ void runWithFaults(const Change& change, const std::string& fault, Duration dura
         if (result.exitCode == 0) {
             EXPECT_EQ(now, change.after) << where << ": reported as done";
         }
+        if (!struck && change.log == Log::moved) {
+            EXPECT_EQ(fs::file_size(changing.machine.user("store.db-wal")), 0U) << where;
+        }
         expectSoundAfterNextChange(changing.machine, now, where);
         if (!struck) {
             EXPECT_EQ(result.exitCode, 0) << where << ": " << result.err;
@@ -143,6 +146,17 @@ TEST(Interruption, DiskFullFromAnyCallOnLeavesTheOldOrTheNewState) {
 
 TEST(Interruption, FailingDiskAtAnyCallLeavesTheOldOrTheNewState) {
     runAllWithFaults(std::to_string(EIO));
+}
+
+TEST(Store, LogStaysShortHoweverManyChangesThereAre) {
+    Machine machine;
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+    List arguments;
+    for (int i = 0; i < 50; ++i)
+        arguments.insert(arguments.end(),
+                         {"--disable", "com.example.a", "--enable", "com.example.a"});
+    ASSERT_EQ(machine.tavik(arguments).exitCode, 0);
+    EXPECT_LT(fs::file_size(machine.user("store.db-wal")), 400'000U);
 }
 
 // What a power cut may leave: the row without its link, links of no row, folders of no row.
