@@ -14,7 +14,8 @@ constexpr std::chrono::seconds kBusyTimeout{10};
 constexpr std::int64_t kApplicationId = 0x54617666;
 constexpr std::int64_t kSchemaVersion = 1;
 
-// A commit waits for no disk: a power cut may undo the last ones, and never leaves half of one.
+// A commit waits for no disk, unless it moves the log: a power cut may undo the last ones, and
+// never leaves half of one.
 constexpr const char* kSettings = "PRAGMA synchronous = NORMAL";
 // Nor does making a new file: all that it gets stands in its log, where sums tell what arrived.
 constexpr const char* kNewSettings =
@@ -48,6 +49,16 @@ constexpr std::string_view kPutFeed =
     " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6 WHERE ?4 >= serial";
 constexpr std::string_view kPutSeen =
     "INSERT INTO seenVersion VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING";
+
+struct Identity {
+    std::int64_t form, application;
+};
+
+/// Both as of one moment: another process may be at work on a new file.
+Identity identityOf(Database& database) {
+    Transaction moment(database, Transaction::Kind::read);
+    return {database.pragmaNumber("user_version"), database.pragmaNumber("application_id")};
+}
 
 std::optional<CachedFeed> readCopy(Statement& select, const std::string& address) {
     select.reset();
@@ -101,8 +112,7 @@ void FeedCache::open(int flags) {
     Database database(file_, flags, kBusyTimeout);
     // A short run must not pay for moving the log into the file at its end.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    const std::int64_t form = database.pragmaNumber("user_version");
-    const std::int64_t application = database.pragmaNumber("application_id");
+    const auto [form, application] = identityOf(database);
     if (application == kApplicationId && form > kSchemaVersion)
         fail(Status::storeNewer, file_,
              "form " + std::to_string(form) + ", known up to " + std::to_string(kSchemaVersion));
