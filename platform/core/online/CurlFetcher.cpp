@@ -31,8 +31,8 @@ class Pace {
         return atOnce_;
     }
 
-    int waitMilliseconds() {
-        return atOnce() == kAtOnce ? kPollMilliseconds : static_cast<int>(kPatience.count());
+    int waitMilliseconds() const {
+        return atOnce_ == kAtOnce ? kPollMilliseconds : static_cast<int>(kPatience.count());
     }
 
   private:
@@ -158,7 +158,8 @@ std::string CurlFetcher::runUntil(const Transfers& transfers, Clock::time_point 
             return "was stopped";
         if (Clock::now() >= end)
             return "was given up, since all together took too long";
-        while (next < transfers.size() && next - done < pace.atOnce())
+        const std::size_t atOnce = pace.atOnce();
+        while (next < transfers.size() && next - done < atOnce)
             start(*transfers[next++]);
         int running = 0;
         if (const CURLMcode code = curl_multi_perform(multi_.get(), &running); code != CURLM_OK)

@@ -57,8 +57,8 @@ struct FetchResult {
 /// status 200: no part of a document, no error page, no copy that was not asked about passes.
 class Fetcher {
   public:
-    /// Takes the next bytes; false ends the transfer as failed. It must not throw. A download's is
-    /// called with nothing about once a second while nothing arrives.
+    /// Takes the next bytes; false ends the transfer as failed. It must not throw. A download's may
+    /// be called with nothing at any time, and is so about once a second while nothing arrives.
     using Sink = std::function<bool(std::string_view bytes)>;
 
     virtual ~Fetcher() = default;
