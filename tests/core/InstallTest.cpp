@@ -145,6 +145,11 @@ TEST(Install, SharedNameIsRefusedListingTheIds) {
     EXPECT_TRUE(contains(result.err, "com.example.a, com.example.b")) << result.err;
     EXPECT_EQ(machine.tavik({"--remove", "com.example.b"}).exitCode, 0);
     EXPECT_EQ(machine.listed(), List{"Enabled Twin 1.0"});
+
+    const auto usurper = machine.package(PackageBuilder("x", "2.0").named("com.example.a"));
+    ASSERT_EQ(machine.install(usurper).exitCode, 0);
+    EXPECT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{"Enabled com.example.a 2.0"});
 }
 
 TEST(Install, SixteenAtOnceAllSucceedWhileListsRun) {

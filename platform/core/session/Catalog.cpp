@@ -92,13 +92,17 @@ const InstalledExtension* Catalog::byKey(std::string_view idKey) const noexcept 
 }
 
 const InstalledExtension& Catalog::byNameOrId(const std::string& name) const {
+    const InstalledExtension* byId = byKey(toIdKey(name));
+    // Before any name: nobody's name may keep another extension from being told.
+    if (byId != nullptr && byId->id == name)
+        return *byId;
     std::vector<const InstalledExtension*> named;
     for (const auto& extension : extensions_)
         if (extension.name == name)
             named.push_back(&extension);
     if (named.size() > 1)
         fail(Status::ambiguousName, name, idsOf(named));
-    const InstalledExtension* found = named.empty() ? byKey(toIdKey(name)) : named.front();
+    const InstalledExtension* found = named.empty() ? byId : named.front();
     if (found == nullptr)
         fail(Status::extensionNotFound, name);
     return *found;

@@ -29,7 +29,8 @@ class Catalog {
     /// A search through all of them. Null where none has that key.
     const InstalledExtension* byKey(std::string_view idKey) const noexcept;
 
-    /// The extension of that name, or else of that id. Throws Status::extensionNotFound, and
+    /// The extension of exactly that id, or else of that name, or of that id in other letter case.
+    /// Throws Status::extensionNotFound, and
     /// Status::ambiguousName with the ids where several share the name.
     const InstalledExtension& byNameOrId(const std::string& name) const;
 
