@@ -36,7 +36,8 @@ int give(Result* out, Make make, Arguments*... arguments) noexcept {
     if (out == nullptr)
         return VELL_STATUS_INVALID;
     *out = nullptr;
-    if (((arguments == nullptr) || ...))
+    const bool lacksOne = ((arguments == nullptr) || ...);
+    if (lacksOne)
         return VELL_STATUS_INVALID;
     return guarded([&] {
         *out = make();

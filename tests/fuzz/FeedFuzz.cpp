@@ -1,9 +1,9 @@
 // Feeds arbitrary bytes to everything that reads a feed, a list of a package's content, or a
-// signature. Start it with examples: the feed and the signature that `qpk feed` makes.
+// signature. Start it with examples: what `qpk feed --key` makes.
 //
 //   cmake --preset fuzz && cmake --build --preset fuzz --target feed_fuzz
-//   mkdir corpus && cp feed.json feed.json.sig corpus
-//   build/fuzz/tests/feed_fuzz -max_total_time=120 corpus
+//   mkdir -p build/feeds && cp feed.json feed.json.sig build/feeds
+//   build/fuzz/tests/feed_fuzz -max_total_time=120 build/feeds
 
 #include <cstdint>
 #include <cstdlib>
