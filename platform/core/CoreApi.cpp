@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "platform/core/session/Session.h"
-#include "platform/core/texts/Texts.h"
+#include "platform/core/status/Texts.h"
 #include "platform/support/FileDescriptor.h"
 
 // The C edge: each function checks its arguments and hands over; guarded() turns every failure into

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "platform/core/online/DetachedSignature.h"
+#include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/trust/ContentList.h"
-#include "platform/core/updates/Update.h"
+#include "platform/core/updates/Offer.h"
 #include "platform/support/Error.h"
 #include "platform/support/Json.h"
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik::testing {
 

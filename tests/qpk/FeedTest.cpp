@@ -1,6 +1,6 @@
 #include <filesystem>
 
-#include "platform/core/online/DetachedSignature.h"
+#include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/updates/Feed.h"
 #include "platform/support/Json.h"
 #include "tests/qpk/Qpk.h"

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-#include "platform/core/online/DetachedSignature.h"
-#include "platform/core/online/OpenSslCrypto.h"
+#include "platform/core/crypto/DetachedSignature.h"
+#include "platform/core/crypto/OpenSslCrypto.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/core/trust/StablePackage.h"
 #include "tests/package/Expect.h"
@@ -40,13 +40,13 @@ class PackageSignature : public ::testing::Test {
         return builder.file(kList, list).file(kSignature, signDetached(list, key_));
     }
 
-    SignerReport verify(const Package& package) {
+    std::string verify(const Package& package) {
         TrustRules rules;
         rules.keys = TrustedKeys({folder_.path().string()});
         rules.crypto = [this]() -> Crypto& { return crypto_; };
         return verifyPackage(package, rules);
     }
-    SignerReport verify(const PackageBuilder& builder) {
+    std::string verify(const PackageBuilder& builder) {
         builder.write(path_);
         return verify(Package::open(path_));
     }
@@ -124,7 +124,7 @@ TEST_F(PackageSignature, HoldsWhileOthersCanWriteToTheFile) {
         good.write(path_);
         std::filesystem::permissions(path_, std::filesystem::perms(mode));
         const Package package = openStable(path_, {});
-        EXPECT_TRUE(verify(package).isSigned());
+        EXPECT_FALSE(verify(package).empty());
         std::string bytes = readFile(path_);
         bytes.assign(bytes.size(), 'x');
         writeFile(path_, bytes);  // in place

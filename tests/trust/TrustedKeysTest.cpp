@@ -2,10 +2,10 @@
 
 #include <filesystem>
 
-#include "platform/core/online/DetachedSignature.h"
-#include "platform/core/online/Online.h"
-#include "platform/core/online/OpenSslCrypto.h"
-#include "platform/core/trust/FeedSignature.h"
+#include "platform/core/crypto/DetachedSignature.h"
+#include "platform/core/crypto/OpenSslCrypto.h"
+#include "platform/core/net/Online.h"
+#include "platform/core/trust/Signer.h"
 #include "platform/core/trust/TrustedKeys.h"
 #include "tests/package/Expect.h"
 #include "tests/support/TemporaryFolder.h"
@@ -95,11 +95,12 @@ TEST(FeedSignature, IsRefusedWhereItIsWrong) {
         {"Windows line ends", std::string(strange).replace(strange.find('\n'), 1, "\r\n")},
         {"much too long", strange + std::string(1 << 20, '\n')},
     };
-    EXPECT_TRUE(verifyFeed("", feed, strange, rules).isSigned());
+    EXPECT_FALSE(verifySignature("", "", feed, strange, rules).empty());
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         expectStatus(Status::signatureWrong, "e.example", [&] {
-            verifyFeed("https://e.example/feed.json", feed, row.signature, rules);
+            verifySignature("https://e.example/feed.json", "the .sig file", feed, row.signature,
+                            rules);
         });
     }
 }

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/core/online/Address.h"
+#include "platform/core/net/Address.h"
 
 namespace tavik {
 namespace {

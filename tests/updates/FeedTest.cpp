@@ -3,7 +3,7 @@
 #include <string>
 
 #include "platform/core/updates/Feed.h"
-#include "platform/core/updates/Update.h"
+#include "platform/core/updates/Offer.h"
 #include "tests/package/Expect.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"

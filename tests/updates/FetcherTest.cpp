@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/core/online/Fetcher.h"
-#include "platform/core/online/Online.h"
+#include "platform/core/net/Fetcher.h"
+#include "platform/core/net/Online.h"
 #include "tests/support/FeedServer.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"

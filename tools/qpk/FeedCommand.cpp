@@ -4,8 +4,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "platform/core/online/DetachedSignature.h"
-#include "platform/core/trust/FeedSignature.h"
+#include "platform/core/crypto/DetachedSignature.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/FeedFolder.h"

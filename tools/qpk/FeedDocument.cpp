@@ -1,6 +1,6 @@
 #include "tools/qpk/FeedDocument.h"
 
-#include "platform/core/online/Address.h"
+#include "platform/core/net/Address.h"
 #include "platform/support/Json.h"
 
 namespace tavik::qpk {

@@ -1,4 +1,4 @@
-#include "platform/core/online/Address.h"
+#include "platform/core/net/Address.h"
 #include "platform/core/package/Manifest.h"
 #include "tools/qpk/FeedDocument.h"
 #include "tools/qpk/Output.h"
@@ -73,23 +73,11 @@ std::string isolated(std::string_view text) {
     return "<bdi>" + escapeHtml(text) + "</bdi>";
 }
 
-/// "sketch 17.0 to 18.9", "sketch from 17.0", "sketch up to 18.9", "sketch".
-std::string describe(const ProductRequirement& product) {
-    std::string text = isolated(product.name);
-    if (product.minVersion && product.maxVersion)
-        return text + " " + escapeHtml(product.minVersion->text()) + " to " +
-               escapeHtml(product.maxVersion->text());
-    if (product.minVersion)
-        text += " from " + escapeHtml(product.minVersion->text());
-    if (product.maxVersion)
-        text += " up to " + escapeHtml(product.maxVersion->text());
-    return text;
-}
-
 std::string productsCell(const Manifest& manifest) {
     std::string text;
     for (const ProductRequirement& product : manifest.products)
-        text += (text.empty() ? "" : "<br>") + describe(product);
+        text += (text.empty() ? "" : "<br>") + isolated(product.name) +
+                escapeHtml(describeVersions(product));
     return text;
 }
 

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
 #include "tools/qpk/Failure.h"
 

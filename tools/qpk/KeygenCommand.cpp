@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <iostream>
 
-#include "platform/core/online/Ed25519.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/crypto/Ed25519.h"
+#include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <initializer_list>
 
-#include "platform/core/online/Address.h"
+#include "platform/core/net/Address.h"
 #include "platform/core/package/Manifest.h"
 
 namespace tavik::qpk {

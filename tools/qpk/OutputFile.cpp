@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/InputFile.h"
 

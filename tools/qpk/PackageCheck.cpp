@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/core/online/OpenSslCrypto.h"
+#include "platform/core/crypto/OpenSslCrypto.h"
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "tools/qpk/ManifestRules.h"
@@ -92,15 +92,6 @@ std::vector<Fault> findAuthorFaults(const std::string& path) {
     return faults;
 }
 
-std::string describeProduct(const ProductRequirement& product) {
-    std::string text = product.name;
-    if (product.minVersion)
-        text += " from " + product.minVersion->text();
-    if (product.maxVersion)
-        text += " up to " + product.maxVersion->text();
-    return text;
-}
-
 void addProductFaults(const std::string& path, const std::vector<TargetProduct>& products,
                       std::vector<Fault>& faults) {
     const PackageLimits limits;
@@ -113,7 +104,7 @@ void addProductFaults(const std::string& path, const std::vector<TargetProduct>&
         for (const TargetProduct& product : products)
             if (requirement.name == product.name && requirement.accepts(product.version))
                 return;
-        wanted += (wanted.empty() ? "" : ", ") + describeProduct(requirement);
+        wanted += (wanted.empty() ? "" : ", ") + describe(requirement);
     }
     std::string found;
     for (const TargetProduct& product : products)

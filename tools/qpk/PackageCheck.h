@@ -31,7 +31,4 @@ void addProductFaults(const std::string& path, const std::vector<TargetProduct>&
 /// One line for each fault: those of the whole first, then by entry.
 std::vector<std::string> describeFaults(const std::vector<Fault>& faults);
 
-/// "sketch from 17.0 up to 18.9".
-std::string describeProduct(const ProductRequirement& product);
-
 }  // namespace tavik::qpk

@@ -2,7 +2,7 @@
 #include <sstream>
 
 #include "platform/core/package/Package.h"
-#include "platform/core/texts/Texts.h"
+#include "platform/core/status/Texts.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Output.h"
@@ -33,8 +33,8 @@ struct SignatureLine {
 };
 
 SignatureLine describeSignature(const Package& package) try {
-    const SignerReport signer = verifyPackage(package, authorRules());
-    return {signer.isSigned() ? "key " + signer.fingerprint : "none", 0};
+    const std::string signer = verifyPackage(package, authorRules());
+    return {!signer.empty() ? "key " + signer : "none", 0};
 } catch (const Error& error) {
     return {std::string(wordingOf(error.status(), Language::english).cause) + " (" +
                 error.detail() + ")",
@@ -46,7 +46,7 @@ void printManifest(const Manifest& manifest) {
     printField("name", manifest.name);
     printField("version", manifest.version.text());
     for (const ProductRequirement& product : manifest.products)
-        printField("product", describeProduct(product));
+        printField("product", describe(product));
     printField("store", manifest.storeName);
     printField("description", manifest.description);
     printField("author", manifest.author);

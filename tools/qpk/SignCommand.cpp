@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "platform/core/online/DetachedSignature.h"
+#include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "tools/qpk/ArchiveWriter.h"

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "platform/core/online/OpenSslCrypto.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/crypto/OpenSslCrypto.h"
+#include "platform/core/status/Status.h"
 #include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/core/online/Ed25519.h"
+#include "platform/core/crypto/Ed25519.h"
 #include "platform/core/package/PackageFile.h"
 #include "platform/core/trust/Signer.h"
 

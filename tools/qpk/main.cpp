@@ -2,7 +2,7 @@
 #include <iostream>
 
 #include "platform/core/package/Fault.h"
-#include "platform/core/texts/Texts.h"
+#include "platform/core/status/Texts.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/core/online/Online.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/net/Online.h"
+#include "platform/core/status/Status.h"
 #include "platform/support/Json.h"
 
 namespace tavik {

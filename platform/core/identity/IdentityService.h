@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "platform/core/identity/Secret.h"
-#include "platform/core/online/Address.h"
+#include "platform/core/net/Address.h"
 
 namespace tavik {
 

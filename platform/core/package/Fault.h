@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 

@@ -10,7 +10,7 @@
 #include <cerrno>
 
 #include "platform/core/package/Archive.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 namespace {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/core/package/Fault.h"
+#include "platform/core/package/ProductRequirement.h"
 #include "platform/core/package/Version.h"
 #include "platform/support/Json.h"
 
@@ -13,17 +14,6 @@ namespace tavik {
 
 /// The name that the manifest has in every package.
 inline constexpr std::string_view kManifestPath = "extension.json";
-
-/// A host product that an extension works in, and the versions of it, both ends included.
-struct ProductRequirement {
-    std::string name;
-    std::optional<Version> minVersion;
-    std::optional<Version> maxVersion;
-
-    bool accepts(const Version& version) const noexcept {
-        return (!minVersion || *minVersion <= version) && (!maxVersion || version <= *maxVersion);
-    }
-};
 
 /// What `extension.json` says. All texts are valid UTF-8; all but the description are without
 /// control characters, and that has line breaks and tabs at the most.

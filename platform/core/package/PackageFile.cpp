@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <limits>
 
-#include "platform/core/policy/SafeFolder.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/disk/SafeFolder.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 namespace {

@@ -2,12 +2,11 @@
 
 #include "platform/core/package/Manifest.h"
 #include "platform/core/products/ProductCatalog.h"
-#include "platform/core/store/ExtensionTable.h"
 
 namespace tavik {
 
-/// Whether an extension that was made for `range` works in this product.
-bool fits(const ProductRange& range, const Product& product);
+/// Whether an extension that was made for `wanted` works in this product.
+bool fits(const ProductRequirement& wanted, const Product& product);
 
 /// Throws Status::noFittingProduct, naming what is wanted and what was found, where the manifest
 /// fits none of the products; `subject` stands for the package.

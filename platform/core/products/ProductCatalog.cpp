@@ -9,10 +9,10 @@
 #include <system_error>
 #include <tuple>
 
+#include "platform/core/disk/Folders.h"
+#include "platform/core/disk/StoreFolder.h"
 #include "platform/core/package/Version.h"
-#include "platform/core/store/Folders.h"
-#include "platform/core/store/StoreFolder.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 #include "platform/support/Json.h"
 
 namespace tavik {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/core/store/StoreLocation.h"
+#include "platform/core/disk/StoreLocation.h"
 
 namespace tavik {
 

@@ -2,12 +2,12 @@
 
 #include <unistd.h>
 
-#include "platform/core/online/Online.h"
+#include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/session/ProgressLine.h"
+#include "platform/core/status/Status.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/core/trust/StablePackage.h"
-#include "platform/core/updates/ProgressLine.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
 
@@ -59,11 +59,11 @@ const InstalledExtension& Session::extension(ExtensionHandle handle) {
     return *byHandle_[index];
 }
 
-const Catalog& Session::catalog() {
+const ExtensionCatalog& Session::catalog() {
     if (catalogIsCurrent_)
         return *catalog_;
     location(Scope::user);
-    Catalog fresh = Catalog::load(locations());
+    ExtensionCatalog fresh = ExtensionCatalog::load(locations());
     fresh.assignHandles(byHandle_);
     catalog_ = std::move(fresh);
     catalogIsCurrent_ = true;
@@ -112,19 +112,19 @@ void Session::installForAll(const std::string& path) {
 ExtensionRow Session::installInto(Scope scope, const Package& package, Account account) {
     const Manifest& manifest = package.manifest();
     requireFittingProduct(manifest, reachableProducts(), package.path());
-    const SignerReport signer = verifyPackage(package, trustRules(policy()));
+    const std::string signer = verifyPackage(package, trustRules(policy()));
     // In the user's list, the user's copy takes the place of the one for all users.
     if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
-        requireSameSigner(shared->signer, signer.fingerprint, package.path());
+        requireSameSigner(shared->signer, signer, package.path());
     if (manifest.requiresAccount && account == Account::toBeAsked)
         identity_.requireAccount(manifest.id, manifest.name);
 
     Store target = store(scope);
     ProgressLine line;
     catalogIsCurrent_ = false;
-    return target.install(
-        package, {signer.fingerprint,
-                  [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); }});
+    return target.install(package, {signer, [&line](std::uint64_t done, std::uint64_t total) {
+                                        line.show(done, total);
+                                    }});
 }
 
 std::optional<ExtensionRow> Session::rowIn(const StoreLocation& location,
@@ -146,7 +146,7 @@ void Session::remove(ExtensionHandle handle) {
 
 void Session::removeForAll(const std::string& nameOrId) {
     // Only what is in the shared store counts, whatever the user's store holds.
-    const Catalog shared = Catalog::load({shared_});
+    const ExtensionCatalog shared = ExtensionCatalog::load({shared_});
     const InstalledExtension& installed = shared.byNameOrId(nameOrId);
     catalogIsCurrent_ = false;
     store(Scope::shared).remove(std::string(installed.idKey), std::string(installed.name));

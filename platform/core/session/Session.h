@@ -9,11 +9,11 @@
 
 #include "platform/core/identity/IdentityService.h"
 #include "platform/core/products/ProductCatalog.h"
-#include "platform/core/session/Catalog.h"
+#include "platform/core/session/ExtensionCatalog.h"
+#include "platform/core/status/Texts.h"
 #include "platform/core/store/Store.h"
-#include "platform/core/texts/Texts.h"
 #include "platform/core/trust/Signer.h"
-#include "platform/core/updates/UpdateCheck.h"
+#include "platform/core/updates/BackgroundCheck.h"
 
 namespace tavik {
 
@@ -33,7 +33,7 @@ class Session {
     /// The extensions made for the product; Status::productNotFound where there is none.
     const std::vector<const InstalledExtension*>& extensionsOf(const std::string& displayName);
 
-    /// By name or id; see Catalog.
+    /// By name or id; see ExtensionCatalog.
     const InstalledExtension& extension(const std::string& nameOrId);
 
     /// Throws Status::unknownHandle. Valid until the next change.
@@ -52,9 +52,9 @@ class Session {
     /// Waits for the check's end; what it could not remember for the next check is a warning.
     void waitForUpdateCheck();
 
-    /// The check that was started, or else one that is started now; throws where it could not be.
-    /// Its calls wait for its end.
-    UpdateCheck& updateCheck();
+    /// The result of the check that was started, or else of one that is started now; waits for its
+    /// end. Throws where the check could not be made.
+    const UpdateCheck& updateCheck();
 
     /// Throws Status::noUpdate where there is none, and the failure that kept it from being found.
     const Offer& updateOf(ExtensionHandle handle);
@@ -65,7 +65,7 @@ class Session {
     IdentityService& identity() noexcept { return identity_; }
 
   private:
-    const Catalog& catalog();
+    const ExtensionCatalog& catalog();
     const ProductCatalog& reachableProducts();
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
@@ -77,7 +77,7 @@ class Session {
     void warn(const Error& warning) const;
     Policy policy() const;
     TrustRules trustRules(const Policy& policy) const;
-    FeedTrust feedTrust() const;
+    FeedVerifier feedVerifier() const;
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput();
 
@@ -85,11 +85,11 @@ class Session {
     std::optional<StoreLocation> user_;
     StoreLocation shared_;
     std::optional<ProductCatalog> products_;
-    std::optional<Catalog> catalog_;
+    std::optional<ExtensionCatalog> catalog_;
     bool catalogIsCurrent_ = false;
     std::vector<const InstalledExtension*> byHandle_;
     IdentityService identity_;
-    std::unique_ptr<UpdateCheck> updateCheck_;
+    std::unique_ptr<BackgroundCheck> updateCheck_;
     std::optional<Error> updateCheckFailure_;
 };
 

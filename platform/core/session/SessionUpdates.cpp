@@ -1,10 +1,9 @@
 #include <unordered_set>
 
-#include "platform/core/online/Online.h"
+#include "platform/core/net/Online.h"
+#include "platform/core/session/ProgressLine.h"
 #include "platform/core/session/Session.h"
-#include "platform/core/trust/FeedSignature.h"
 #include "platform/core/updates/Download.h"
-#include "platform/core/updates/ProgressLine.h"
 
 namespace tavik {
 namespace {
@@ -16,8 +15,8 @@ UpdatableExtension updatable(const ExtensionRow& row) {
     extension.name = row.name;
     extension.version = Version::parse(row.version).value_or(Version());
     extension.updateUrl = row.updateUrl;
-    for (const auto& range : row.products)
-        extension.products.push_back(range.product);
+    for (const auto& product : row.products)
+        extension.products.push_back(product.name);
     return extension;
 }
 
@@ -41,12 +40,14 @@ TrustRules Session::trustRules(const Policy& policy) const {
             []() -> Crypto& { return loadOnline().crypto(); }};
 }
 
-FeedTrust Session::feedTrust() const {
-    const TrustRules rules = trustRules(policy());
-    return {true, [rules](const std::string& address, std::string_view feed,
-                          const std::optional<std::string>& signature) {
-                verifyFeed(address, feed, signature, rules);
-            }};
+FeedVerifier Session::feedVerifier() const {
+    return [rules = trustRules(policy())](const std::string& address, std::string_view feed,
+                                          const std::optional<std::string>& signature) {
+        if (signature)
+            verifySignature(address, "the .sig file", feed, *signature, rules);
+        else
+            requireNoSignatureNeeded(address, rules);
+    };
 }
 
 UpdateCheckInput Session::updateCheckInput() {
@@ -60,7 +61,7 @@ UpdateCheckInput Session::updateCheckInput() {
         input.products.push_back({product.name, Version::parse(product.version).value_or(Version()),
                                   product.updateFeed});
     input.cacheFile = cacheFile();
-    input.trust = feedTrust();
+    input.verify = feedVerifier();
     return input;
 }
 
@@ -79,7 +80,7 @@ void Session::startUpdateCheck() {
     updateCheck_.reset();
     updateCheckFailure_.reset();
     try {
-        updateCheck_ = std::make_unique<UpdateCheck>(updateCheckInput());
+        updateCheck_ = std::make_unique<BackgroundCheck>(updateCheckInput());
     } catch (const Error& error) {
         updateCheckFailure_ = error;
     }
@@ -89,20 +90,19 @@ void Session::waitForUpdateCheck() {
     if (!updateCheck_)
         return;
     try {
-        updateCheck_->wait();
-        if (const auto& warning = updateCheck_->warning())
+        if (const auto& warning = updateCheck_->result().warning())
             warn(*warning);
     } catch (const Error& error) {
         updateCheckFailure_ = error;
     }
 }
 
-UpdateCheck& Session::updateCheck() {
+const UpdateCheck& Session::updateCheck() {
     if (!updateCheck_ && !updateCheckFailure_)
         startUpdateCheck();
     if (updateCheckFailure_)
         throw Error(*updateCheckFailure_);
-    return *updateCheck_;
+    return updateCheck_->result();
 }
 
 const Offer& Session::updateOf(ExtensionHandle handle) {

@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "platform/core/texts/SqliteFailure.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/SqliteFailure.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 namespace {
@@ -191,16 +191,21 @@ ExtensionRow rowOf(const Statement& select) {
     return row;
 }
 
+/// An empty text stands for no bound.
+std::string_view textOf(const std::optional<Version>& bound) {
+    return bound ? std::string_view(bound->text()) : std::string_view();
+}
+
 void putProducts(const Database& database, const ExtensionRow& row) {
     Statement(database, kDeleteProducts).bind(1, row.idKey).run();
     Statement insert(database, kInsertProduct);
     std::int64_t position = 0;
-    for (const auto& range : row.products)
+    for (const auto& product : row.products)
         insert.bind(1, row.idKey)
             .bind(2, position++)
-            .bind(3, range.product)
-            .bind(4, range.minVersion)
-            .bind(5, range.maxVersion)
+            .bind(3, product.name)
+            .bind(4, textOf(product.minVersion))
+            .bind(5, textOf(product.maxVersion))
             .run();
 }
 
@@ -291,8 +296,9 @@ std::vector<ExtensionRow> ExtensionTable::read(const std::string& idKey) {
                 ++row;
             if (row == rows.end())
                 fail(Status::storeDamaged, path_, "a product without its extension");
-            row->products.push_back({std::string(products.text(1)), std::string(products.text(2)),
-                                     std::string(products.text(3))});
+            row->products.push_back({std::string(products.text(1)),
+                                     Version::parse(products.text(2)),
+                                     Version::parse(products.text(3))});
         }
         return rows;
     });

@@ -5,8 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/core/store/StoreFolder.h"
-#include "platform/core/store/StoreLock.h"
+#include "platform/core/disk/StoreFolder.h"
+#include "platform/core/disk/StoreLock.h"
+#include "platform/core/package/ProductRequirement.h"
 #include "platform/core/store/TextArena.h"
 #include "platform/support/Sqlite.h"
 
@@ -14,13 +15,6 @@ namespace tavik {
 
 /// The numbers are the interface's and the database's.
 enum class ExtensionState { disabled = 0, enabled = 1 };
-
-/// A product that an extension was made for; the versions are inclusive, empty where none is set.
-struct ProductRange {
-    std::string product;
-    std::string minVersion;
-    std::string maxVersion;
-};
 
 /// What the store knows of one installed extension.
 struct ExtensionRow {
@@ -34,7 +28,7 @@ struct ExtensionRow {
     std::string signer;  ///< fingerprint of the key that signed the package; empty: unsigned
     ExtensionState state = ExtensionState::enabled;
     bool requiresAccount = false;
-    std::vector<ProductRange> products;  ///< in the manifest's order
+    std::vector<ProductRequirement> products;  ///< in the manifest's order
 };
 
 /// What lists show of an extension. The texts live in the arena that they were read into.

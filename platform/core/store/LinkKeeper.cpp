@@ -5,9 +5,9 @@
 #include <sstream>
 #include <unordered_map>
 
+#include "platform/core/disk/Folders.h"
 #include "platform/core/products/Fit.h"
-#include "platform/core/store/Folders.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 namespace {
@@ -154,9 +154,9 @@ std::vector<LinkPlace> LinkKeeper::placesOf(const ExtensionRow& row,
     std::vector<LinkPlace> places;
     if (row.state == ExtensionState::disabled)
         return places;
-    for (const auto& range : row.products) {
-        const Product* product = products_.byName(range.product);
-        if (product != nullptr && fits(range, *product))
+    for (const auto& wanted : row.products) {
+        const Product* product = products_.byName(wanted.name);
+        if (product != nullptr && fits(wanted, *product))
             add(places, {extensionsFolderOf(*product, store), row.id});
     }
     return places;
@@ -165,8 +165,8 @@ std::vector<LinkPlace> LinkKeeper::placesOf(const ExtensionRow& row,
 /// Where links of it may stand: its state and the products' versions may have been others.
 std::vector<LinkPlace> LinkKeeper::possiblePlacesOf(const ExtensionRow& row) const {
     std::vector<LinkPlace> places;
-    for (const auto& range : row.products)
-        if (const Product* product = products_.byName(range.product))
+    for (const auto& wanted : row.products)
+        if (const Product* product = products_.byName(wanted.name))
             add(places, {extensionsFolderOf(*product, store_.location()), row.id});
     return places;
 }

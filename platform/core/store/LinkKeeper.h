@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/core/disk/LinkFolder.h"
+#include "platform/core/disk/StoreFolder.h"
+#include "platform/core/disk/StoreLock.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/store/ExtensionTable.h"
-#include "platform/core/store/Links.h"
-#include "platform/core/store/StoreFolder.h"
-#include "platform/core/store/StoreLock.h"
 
 namespace tavik {
 

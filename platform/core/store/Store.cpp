@@ -1,8 +1,8 @@
 #include "platform/core/store/Store.h"
 
-#include "platform/core/store/Reserve.h"
+#include "platform/core/disk/Reserve.h"
+#include "platform/core/status/Status.h"
 #include "platform/core/store/StoreChange.h"
-#include "platform/core/texts/Status.h"
 #include "platform/core/trust/Signer.h"
 
 namespace tavik {
@@ -28,9 +28,7 @@ ExtensionRow rowOf(const Manifest& manifest, const InstallDetails& details) {
     row.folder = newFolderName(manifest.id);
     row.signer = details.signer;
     row.requiresAccount = manifest.requiresAccount;
-    for (const auto& product : manifest.products)
-        row.products.push_back({product.name, product.minVersion ? product.minVersion->text() : "",
-                                product.maxVersion ? product.maxVersion->text() : ""});
+    row.products = manifest.products;
     return row;
 }
 

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/core/disk/StoreFolder.h"
 #include "platform/core/package/Extraction.h"
 #include "platform/core/package/Package.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/store/ExtensionTable.h"
 #include "platform/core/store/LinkKeeper.h"
-#include "platform/core/store/StoreFolder.h"
 
 namespace tavik {
 

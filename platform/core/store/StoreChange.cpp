@@ -10,10 +10,10 @@
 #include <cstdio>
 #include <unordered_set>
 
-#include "platform/core/store/Folders.h"
-#include "platform/core/store/Reserve.h"
-#include "platform/core/store/TreeRemoval.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/disk/Folders.h"
+#include "platform/core/disk/Reserve.h"
+#include "platform/core/disk/TreeRemoval.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 namespace {

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/core/disk/StoreFolder.h"
+#include "platform/core/disk/StoreLock.h"
 #include "platform/core/package/Extraction.h"
 #include "platform/core/store/ExtensionTable.h"
-#include "platform/core/store/StoreFolder.h"
-#include "platform/core/store/StoreLock.h"
 
 namespace tavik {
 

@@ -4,7 +4,7 @@
 #include <map>
 
 #include "platform/core/package/EntryReader.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 namespace {
@@ -135,15 +135,17 @@ std::vector<ListedEntry> listContent(const Package& package, Crypto& crypto) {
     return entries;
 }
 
-SignerReport verifyPackage(const Package& package, const TrustRules& rules) {
+std::string verifyPackage(const Package& package, const TrustRules& rules) {
     const SignatureEntries entries = findSignature(package);
-    if (entries.list == nullptr)
-        return judgeUnsigned(package.path(), rules);
+    if (entries.list == nullptr) {
+        requireNoSignatureNeeded(package.path(), rules);
+        return {};
+    }
     const std::uint64_t limit = kMaxListBytesPerEntry * package.archive().entries().size();
     const std::string list = package.read(*entries.list, limit);
     const std::string signature = package.read(*entries.signature, limit);
-    SignerReport signer =
-        judgeSigned(package.path(), std::string(kContentSignaturePath), list, signature, rules);
+    std::string signer =
+        verifySignature(package.path(), std::string(kContentSignaturePath), list, signature, rules);
     const auto listed = parseList(package, list);
     compareHeaders(package, listed);
     compareContents(package, listed, rules.crypto());

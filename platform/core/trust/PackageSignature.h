@@ -22,11 +22,12 @@ bool hasSignature(const Package& package);
 /// order of their paths. Reads the whole content with bounded memory.
 std::vector<ListedEntry> listContent(const Package& package, Crypto& crypto);
 
-/// Checks who signed the package, and that it is what was signed, to the last byte. An unsigned
-/// package is looked at by its names only. Throws Error about the package: packageUnsafe for a
-/// reserved entry that is none of the two, signatureWrong also where one of the two is missing,
-/// contentDiffers naming the entry, what the judge functions throw, and packageDamaged for content
-/// that does not inflate.
-SignerReport verifyPackage(const Package& package, const TrustRules& rules);
+/// Checks who signed the package, and that it is what was signed, to the last byte: the fingerprint
+/// of the signer's key, empty for an unsigned package, which is looked at by its names only. Throws
+/// Error about the package: packageUnsafe for a reserved entry that is none of the two,
+/// signatureWrong also where one of the two is missing, contentDiffers naming the entry, what
+/// verifySignature and requireNoSignatureNeeded throw, and packageDamaged for content that does not
+/// inflate.
+std::string verifyPackage(const Package& package, const TrustRules& rules);
 
 }  // namespace tavik

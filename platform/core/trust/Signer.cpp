@@ -1,18 +1,17 @@
 #include "platform/core/trust/Signer.h"
 
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 
-SignerReport judgeUnsigned(const std::string& subject, const TrustRules& rules) {
+void requireNoSignatureNeeded(const std::string& subject, const TrustRules& rules) {
     if (rules.policy.requireSignature)
         fail(Status::signatureMissing, subject);
-    return {};
 }
 
-SignerReport judgeSigned(const std::string& subject, const std::string& place,
-                         std::string_view message, std::string_view signature,
-                         const TrustRules& rules) {
+std::string verifySignature(const std::string& subject, const std::string& place,
+                            std::string_view message, std::string_view signature,
+                            const TrustRules& rules) {
     Crypto& crypto = rules.crypto();
     KeyFinding signer = crypto.findSigner(message, signature);
     if (!signer.fault.empty())
@@ -20,7 +19,7 @@ SignerReport judgeSigned(const std::string& subject, const std::string& place,
     const bool isTrusted = rules.keys.contain(signer.fingerprint, crypto);
     if (!isTrusted && rules.policy.requireSignature)
         fail(Status::signerUnknown, subject, "key " + signer.fingerprint);
-    return {std::move(signer.fingerprint), isTrusted};
+    return std::move(signer.fingerprint);
 }
 
 void requireSameSigner(const std::string& installed, const std::string& offered,

@@ -3,19 +3,11 @@
 #include <functional>
 #include <string>
 
-#include "platform/core/online/Crypto.h"
+#include "platform/core/crypto/Crypto.h"
 #include "platform/core/policy/Policy.h"
 #include "platform/core/trust/TrustedKeys.h"
 
 namespace tavik {
-
-/// Who signed a package or a feed.
-struct SignerReport {
-    std::string fingerprint;  ///< of the key: SHA-256 of its DER form in hex; empty: unsigned
-    bool isTrusted = false;   ///< the key is one of the trusted ones
-
-    bool isSigned() const noexcept { return !fingerprint.empty(); }
-};
 
 /// What signatures are judged by.
 struct TrustRules {
@@ -25,19 +17,20 @@ struct TrustRules {
     std::function<Crypto&()> crypto;
 };
 
-/// The report on something without a signature. Throws Error (signatureMissing) where the policy
-/// requires one.
-SignerReport judgeUnsigned(const std::string& subject, const TrustRules& rules);
+/// Throws Error (signatureMissing) where the policy requires a signature of `subject`, which has
+/// none.
+void requireNoSignatureNeeded(const std::string& subject, const TrustRules& rules);
 
-/// The report on `message`, whose signature file has the bytes `signature`. Throws Error about
+/// The fingerprint of the key that signed `message`, whose signature file has the bytes
+/// `signature`: SHA-256 of the key's DER form in lower-case hexadecimal digits. Throws Error about
 /// `subject`: signatureWrong with `place` in its text, signerUnknown where the policy requires a
 /// trusted key and this is none, and what TrustedKeys throws.
-SignerReport judgeSigned(const std::string& subject, const std::string& place,
-                         std::string_view message, std::string_view signature,
-                         const TrustRules& rules);
+std::string verifySignature(const std::string& subject, const std::string& place,
+                            std::string_view message, std::string_view signature,
+                            const TrustRules& rules);
 
 /// Throws Error (signerChanged) where an extension that was signed would be replaced by an unsigned
-/// one or by one under another key. Fingerprints as in SignerReport.
+/// one or by one under another key. Both are fingerprints; an empty one means unsigned.
 void requireSameSigner(const std::string& installed, const std::string& offered,
                        const std::string& subject);
 

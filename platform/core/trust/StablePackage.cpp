@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 #include "platform/core/trust/PackageSignature.h"
 
 namespace tavik {

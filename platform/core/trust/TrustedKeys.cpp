@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <memory>
 
-#include "platform/core/policy/SafeFolder.h"
+#include "platform/core/disk/SafeFolder.h"
 
 namespace tavik {
 namespace {

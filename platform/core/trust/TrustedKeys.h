@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/core/online/Crypto.h"
+#include "platform/core/crypto/Crypto.h"
 
 namespace tavik {
 

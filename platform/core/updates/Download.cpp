@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 namespace {

@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/core/online/Online.h"
+#include "platform/core/net/Online.h"
 #include "platform/core/package/Version.h"
-#include "platform/core/updates/Update.h"
+#include "platform/core/updates/Offer.h"
 #include "platform/support/FileDescriptor.h"
 
 namespace tavik {

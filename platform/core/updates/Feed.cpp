@@ -5,7 +5,7 @@
 #include <ctime>
 
 #include "platform/core/package/Fault.h"
-#include "platform/core/texts/Status.h"
+#include "platform/core/status/Status.h"
 #include "platform/core/updates/VersionOrder.h"
 #include "platform/support/Json.h"
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/core/online/Address.h"
+#include "platform/core/net/Address.h"
 #include "platform/core/package/Manifest.h"
 #include "platform/core/package/Version.h"
 

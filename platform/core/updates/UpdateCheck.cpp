@@ -1,75 +1,212 @@
 #include "platform/core/updates/UpdateCheck.h"
 
-#include <pthread.h>
-#include <signal.h>
+#include <algorithm>
+#include <ctime>
+#include <iterator>
+#include <set>
 
-#include "platform/core/updates/UpdateSearch.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 namespace {
 
-/// Starts a thread that no signal is delivered to: signals are the caller's business.
-template <class Work>
-std::thread startThread(Work work) {
-    sigset_t all;
-    sigset_t old;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &old);
-    std::thread thread;
-    try {
-        thread = std::thread(std::move(work));
-    } catch (...) {
-        pthread_sigmask(SIG_SETMASK, &old, nullptr);
-        throw;
-    }
-    pthread_sigmask(SIG_SETMASK, &old, nullptr);
-    return thread;
+/// Why the feed has no update for an extension that its publisher may think it has one for.
+std::string noteAbout(const FeedRetrieval& source, const UpdatableExtension& extension) {
+    const ItemRange items = itemsOf(source.feed(), extension.idKey);
+    const auto newest = std::find_if(
+        std::make_reverse_iterator(items.end()), std::make_reverse_iterator(items.begin()),
+        [&](const FeedItem& item) { return item.blocked && item.version > extension.version; });
+    if (newest.base() != items.begin())
+        return "version " + newest->version.text() + " is blocked: " + *newest->blocked;
+    for (const auto& warning : source.feed().warnings)
+        if (warning.idKey == extension.idKey)
+            return "an entry in " + source.address() + " is not valid: " + warning.text;
+    return {};
 }
 
 }  // namespace
 
-UpdateCheck::UpdateCheck(UpdateCheckInput input) {
-    try {
-        search_ = std::make_unique<UpdateSearch>(std::move(input));
-        thread_ = startThread([this] {
-            try {
-                search_->run();
-            } catch (...) {
-                failure_ = std::current_exception();
-            }
-        });
-    } catch (...) {
-        failure_ = std::current_exception();
+UpdateCheck::UpdateCheck(UpdateCheckInput input)
+    : input_(std::move(input)), fetcher_(loadOnline().newFetcher(input_.bounds)) {}
+
+void UpdateCheck::run() {
+    nameFeeds();
+    const auto feeds = sources();
+    if (!feeds.empty()) {
+        auto cache = recall();
+        fetch();
+        for (FeedRetrieval* feed : feeds)
+            feed->judge(input_.verify, std::time(nullptr));
+        if (cache)
+            keep(*cache);
+    }
+    for (std::size_t i = 0; i < findings_.size(); ++i)
+        find(input_.extensions[i], findings_[i]);
+}
+
+void UpdateCheck::nameFeeds() {
+    for (const auto& extension : input_.extensions) {
+        Finding& finding = findings_.emplace_back();
+        if (!extension.updateUrl.empty()) {
+            finding.feeds.push_back(&feedAt(extension.updateUrl, extension.name));
+            continue;
+        }
+        for (const auto& name : extension.products) {
+            const UpdatableProduct* named = product(name);
+            if (named != nullptr && !named->updateFeed.empty())
+                finding.feeds.push_back(&feedAt(named->updateFeed, named->name));
+        }
     }
 }
 
-UpdateCheck::~UpdateCheck() {
-    if (!thread_.joinable())
+/// The feed under that address, which is one however it is written and whoever names it.
+const UpdateCheck::NamedFeed& UpdateCheck::feedAt(const std::string& address,
+                                                  const std::string& namedBy) {
+    if (const auto known = byAddress_.find(address); known != byAddress_.end())
+        return *known->second;
+    NamedFeed feed;
+    std::string key = address;
+    try {
+        Address parsed = Address::parse(address);
+        key = parsed.text();
+        feed.source = std::make_unique<FeedRetrieval>(std::move(parsed));
+    } catch (const AddressError& error) {
+        feed.refusal.emplace(static_cast<int>(Status::addressRefused), namedBy,
+                             std::string("the address of its feed ") + error.what());
+    }
+    NamedFeed& kept = feeds_.try_emplace(key, std::move(feed)).first->second;
+    byAddress_[address] = &kept;
+    return kept;
+}
+
+std::vector<FeedRetrieval*> UpdateCheck::sources() const {
+    std::vector<FeedRetrieval*> sources;
+    for (const auto& [address, feed] : feeds_)
+        if (feed.source)
+            sources.push_back(feed.source.get());
+    return sources;
+}
+
+void UpdateCheck::fetch() {
+    std::vector<Errand> errands;
+    for (FeedRetrieval* feed : sources()) {
+        errands.push_back({feed, feed->request(), &FeedRetrieval::take});
+        if (feed->needsSignature(input_.verify))
+            errands.push_back({feed, feed->signatureRequest(), &FeedRetrieval::takeSignature});
+    }
+    run(errands);
+
+    errands.clear();
+    for (FeedRetrieval* feed : sources())
+        if (feed->lacksSignature(input_.verify))
+            errands.push_back({feed, feed->signatureRequest(), &FeedRetrieval::takeSignature});
+    run(errands);
+}
+
+/// Hands each answer to its feed, a feed's own before its signature's.
+void UpdateCheck::run(const std::vector<Errand>& errands) {
+    std::vector<DocumentRequest> requests;
+    requests.reserve(errands.size());
+    for (const auto& errand : errands)
+        requests.push_back(errand.request);
+    auto results = fetcher_->fetchAll(requests);
+    for (std::size_t i = 0; i < errands.size(); ++i)
+        (errands[i].feed->*errands[i].take)(std::move(results[i]));
+}
+
+/// Tells the feeds what is known of them. Nothing, and a warning, where the cache cannot be read:
+/// the check then goes on as a first one does.
+std::optional<FeedDatabase> UpdateCheck::recall() try {
+    FeedDatabase cache(input_.cacheFile);
+    const auto feeds = sources();
+    std::vector<std::string> addresses;
+    for (const FeedRetrieval* feed : feeds)
+        addresses.push_back(feed->address());
+    auto known = cache.find(addresses);
+    for (std::size_t i = 0; i < feeds.size(); ++i)
+        feeds[i]->remember(std::move(known[i]));
+    return cache;
+} catch (const Error& error) {
+    if (error.status() == static_cast<int>(Status::storeNewer))
+        throw;
+    warning_ = error;
+    return std::nullopt;
+}
+
+void UpdateCheck::keep(FeedDatabase& cache) {
+    std::set<std::string> installed;
+    for (const auto& extension : input_.extensions)
+        installed.insert(extension.idKey);
+    std::vector<GoodFeed> news;
+    for (const FeedRetrieval* feed : sources())
+        if (auto good = feed->news(installed))
+            news.push_back(*std::move(good));
+    if (news.empty())
         return;
-    search_->cancel();
-    thread_.join();
+    try {
+        cache.save(news);
+    } catch (const Error& error) {
+        warning_ = error;
+    }
 }
 
-void UpdateCheck::wait() {
-    if (thread_.joinable())
-        thread_.join();
-    if (failure_)
-        std::rethrow_exception(failure_);
+void UpdateCheck::find(const UpdatableExtension& extension, Finding& finding) const {
+    for (const NamedFeed* feed : finding.feeds) {
+        if (feed->failure()) {
+            finding.failure = finding.failure ? finding.failure : feed->failure();
+            continue;
+        }
+        const FeedRetrieval& source = *feed->source;
+        const FeedItem* item = chooseUpdate(source.feed(), extension, input_.products);
+        if (item == nullptr)
+            finding.note = finding.note.empty() ? noteAbout(source, extension) : finding.note;
+        else if (source.isRepublished(*item))
+            finding.failure.emplace(static_cast<int>(Status::versionRepublished), extension.name,
+                                    "version " + item->version.text() + " in " + source.address());
+        else if (!finding.offer || item->version > finding.offer->item.version)
+            finding.offer = Offer{*item, source.address(), extension.name};
+    }
 }
 
-const Offer& UpdateCheck::updateOf(const std::string& idKey) {
-    wait();
-    return search_->updateOf(idKey);
+const UpdatableProduct* UpdateCheck::product(const std::string& name) const {
+    const auto found =
+        std::find_if(input_.products.begin(), input_.products.end(),
+                     [&](const UpdatableProduct& each) { return each.name == name; });
+    return found == input_.products.end() ? nullptr : &*found;
 }
 
-std::vector<const Offer*> UpdateCheck::updatesOf(const std::string& productName) {
-    wait();
-    return search_->updatesOf(productName);
+const Offer& UpdateCheck::updateOf(const std::string& idKey) const {
+    for (std::size_t i = 0; i < findings_.size(); ++i) {
+        if (input_.extensions[i].idKey != idKey)
+            continue;
+        const Finding& finding = findings_[i];
+        if (finding.offer)
+            return *finding.offer;
+        if (finding.failure)
+            throw Error(*finding.failure);
+        fail(Status::noUpdate, input_.extensions[i].name, finding.note);
+    }
+    fail(Status::noUpdate, idKey, "not installed when the check began");
 }
 
-const std::optional<Error>& UpdateCheck::warning() {
-    wait();
-    return search_->warning();
+std::vector<const Offer*> UpdateCheck::updatesOf(const std::string& productName) const {
+    const UpdatableProduct* wanted = product(productName);
+    if (wanted == nullptr)
+        fail(Status::productNotFound, productName);
+    std::vector<const Offer*> offers;
+    for (std::size_t i = 0; i < findings_.size(); ++i) {
+        const auto& products = input_.extensions[i].products;
+        const Finding& finding = findings_[i];
+        if (std::find(products.begin(), products.end(), productName) == products.end())
+            continue;
+        // A list with a gap must not pass for a whole one, even where this extension's update was
+        // found through another product.
+        if (finding.failure)
+            throw Error(*finding.failure);
+        if (finding.offer)
+            offers.push_back(&*finding.offer);
+    }
+    return offers;
 }
 
 }  // namespace tavik

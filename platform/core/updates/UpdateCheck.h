@@ -1,14 +1,15 @@
 #pragma once
 
-#include <exception>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "platform/core/online/Online.h"
-#include "platform/core/updates/Update.h"
+#include "platform/core/net/Online.h"
+#include "platform/core/updates/FeedDatabase.h"
+#include "platform/core/updates/FeedRetrieval.h"
+#include "platform/core/updates/Offer.h"
 #include "platform/support/Error.h"
 
 namespace tavik {
@@ -17,45 +18,78 @@ namespace tavik {
 struct UpdateCheckInput {
     std::vector<UpdatableExtension> extensions;
     std::vector<UpdatableProduct> products;  ///< the installed ones
-    std::string cacheFile;                   ///< see FeedCache
-    FeedTrust trust;
+    std::string cacheFile;                   ///< see FeedDatabase
+    FeedVerifier verify;                     ///< empty: no signature is fetched or checked
     FetchBounds bounds;
 };
 
-class UpdateSearch;
-
-/// One check for updates of all installed extensions. Each feed is fetched once, however many name
-/// it; the `updateUrl` of an extension goes before the `updateFeed` of its products.
+/// One check for updates of all installed extensions: which feeds there are, what they say, and
+/// what that means for each extension. Each feed is fetched once, however many name it; the
+/// `updateUrl` of an extension goes before the `updateFeed` of its products.
 class UpdateCheck {
   public:
-    /// Starts the check on a thread of its own. Failures show in the answers below.
+    /// Loads the module for the network. Throws Error.
     explicit UpdateCheck(UpdateCheckInput input);
 
-    /// Ends a check that is still under way, without waiting for servers.
-    ~UpdateCheck();
-    UpdateCheck(const UpdateCheck&) = delete;
-    UpdateCheck& operator=(const UpdateCheck&) = delete;
+    /// Fetches and judges the feeds; returns within the bounds of the input. Throws Error where the
+    /// check as a whole cannot be made. The answers below are there once it has returned.
+    void run();
 
-    /// Returns when the check has ended, within its bounds. Throws Error where the check as a whole
-    /// could not be made (updatesUnavailable). The calls below wait as well.
-    void wait();
+    /// Makes run() come back without waiting for servers. From any thread.
+    void cancel() noexcept { fetcher_->cancel(); }
 
     /// The extension's update. Throws Error: noUpdate where there is none, the failure of its feed
     /// where that kept it from being found, versionRepublished.
-    const Offer& updateOf(const std::string& idKey);
+    const Offer& updateOf(const std::string& idKey) const;
 
     /// The updates of the product's extensions, in the order of the extensions in the input. Throws
     /// Error, the first failure, where a feed of the product or of one of its extensions failed.
-    std::vector<const Offer*> updatesOf(const std::string& productName);
+    std::vector<const Offer*> updatesOf(const std::string& productName) const;
 
     /// Why earlier checks are not remembered, or why this one could not be kept for the next, where
     /// that is so; this check's results hold all the same.
-    const std::optional<Error>& warning();
+    const std::optional<Error>& warning() const noexcept { return warning_; }
 
   private:
-    std::unique_ptr<UpdateSearch> search_;
-    std::exception_ptr failure_;
-    std::thread thread_;
+    /// A feed under its address, or why that address is refused.
+    struct NamedFeed {
+        std::unique_ptr<FeedRetrieval> source;
+        std::optional<Error> refusal;
+
+        const std::optional<Error>& failure() const { return source ? source->failure() : refusal; }
+    };
+
+    /// What came of one installed extension.
+    struct Finding {
+        std::vector<const NamedFeed*> feeds;
+        std::optional<Offer> offer;
+        std::optional<Error> failure;  ///< the first one on the way to an offer
+        std::string note;              ///< why there is no offer, where a feed says so
+    };
+
+    /// A document to be fetched for a feed, and what takes the answer.
+    struct Errand {
+        FeedRetrieval* feed;
+        DocumentRequest request;
+        void (FeedRetrieval::*take)(FetchResult);
+    };
+
+    void nameFeeds();
+    const NamedFeed& feedAt(const std::string& address, const std::string& namedBy);
+    std::vector<FeedRetrieval*> sources() const;
+    void fetch();
+    void run(const std::vector<Errand>& errands);
+    std::optional<FeedDatabase> recall();
+    void keep(FeedDatabase& cache);
+    void find(const UpdatableExtension& extension, Finding& finding) const;
+    const UpdatableProduct* product(const std::string& name) const;
+
+    UpdateCheckInput input_;
+    std::unique_ptr<Fetcher> fetcher_;
+    std::map<std::string, NamedFeed> feeds_;  ///< by the address as it is named
+    std::map<std::string, NamedFeed*> byAddress_;
+    std::vector<Finding> findings_;  ///< one for each extension of the input
+    std::optional<Error> warning_;
 };
 
 }  // namespace tavik

@@ -1,0 +1,25 @@
+#include "platform/core/crypto/OpenSslCrypto.h"
+
+#include "platform/core/crypto/DetachedSignature.h"
+#include "platform/core/crypto/Ed25519.h"
+#include "platform/core/crypto/Sha256.h"
+
+namespace tavik {
+
+std::unique_ptr<Digest> OpenSslCrypto::sha256() {
+    return std::make_unique<Sha256>();
+}
+
+KeyFinding OpenSslCrypto::readPublicKey(std::string_view pem) try {
+    return {PublicKey::parse(pem).fingerprint(), {}};
+} catch (const Ed25519Error& error) {
+    return {{}, error.what()};
+}
+
+KeyFinding OpenSslCrypto::findSigner(std::string_view message, std::string_view signature) try {
+    return {signerOf(message, signature).fingerprint(), {}};
+} catch (const Ed25519Error& error) {
+    return {{}, error.what()};
+}
+
+}  // namespace tavik

@@ -1,0 +1,38 @@
+#include "platform/core/crypto/Sha256.h"
+
+#include <array>
+#include <new>
+
+namespace tavik {
+namespace {
+
+/// With a library that works and arguments that are right, only memory can be missing.
+void check(int result) {
+    if (result != 1)
+        throw std::bad_alloc();
+}
+
+}  // namespace
+
+Sha256::Sha256() : context_(EVP_MD_CTX_new()) {
+    check(context_ ? EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) : 0);
+}
+
+void Sha256::update(std::string_view bytes) {
+    check(EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()));
+}
+
+std::string Sha256::finish() {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned size = 0;
+    check(EVP_DigestFinal_ex(context_.get(), digest.data(), &size));
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string text;
+    for (unsigned i = 0; i < size; ++i) {
+        text += kDigits[digest[i] >> 4];
+        text += kDigits[digest[i] & 15];
+    }
+    return text;
+}
+
+}  // namespace tavik

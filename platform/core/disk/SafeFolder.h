@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/core/status/Status.h"
+#include "platform/support/FileDescriptor.h"
+
+namespace tavik {
+
+/// Opens a folder whose files decide what this core takes: a real folder, of the current user or of
+/// root, that nobody else can write to. An invalid descriptor where it does not exist. Throws
+/// Status::storeUnsafe and errno failures, naming `path`.
+FileDescriptor openSafeFolder(const std::string& path);
+
+/// The same for the folder `name` in the open folder `parent`; `path` is what failures name.
+FileDescriptor openSafeFolder(int parent, const std::string& name, const std::string& path);
+
+/// What failures about a file are told: its path, and the status for one that cannot be what it
+/// should.
+struct FileSubject {
+    std::string path;
+    Status invalid;
+};
+
+/// The bytes of the regular file `name` in the open folder, `limit` at the most; nothing where it
+/// does not exist. A link, a special file and a longer one are refused with the subject's status, a
+/// file of another user or one that others can write to with Status::storeUnsafe.
+std::optional<std::string> readSafeFile(int folder, const std::string& name, std::size_t limit,
+                                        const FileSubject& subject);
+
+}  // namespace tavik

@@ -1,0 +1,90 @@
+#include "platform/core/disk/StoreFolder.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+
+#include "platform/core/disk/Folders.h"
+#include "platform/core/disk/SafeFolder.h"
+#include "platform/core/status/Status.h"
+
+namespace tavik {
+namespace {
+
+constexpr mode_t kFolderMode = 0755;
+// A user's store is that user's business; what stands below may be as open as its files ask for.
+constexpr mode_t kUserRootMode = 0700;
+
+FileDescriptor makeFolder(int parent, const std::string& name, const std::string& path,
+                          mode_t mode) {
+    if (auto folder = openSafeFolder(parent, name, path))
+        return folder;
+    const bool made = ::mkdirat(parent, name.c_str(), mode) == 0;
+    if (!made && errno != EEXIST)
+        failErrno(errno, path, "make the folder");
+    FileDescriptor folder = openSafeFolder(parent, name, path);
+    if (!folder)
+        failErrno(ENOENT, path, "open the folder");
+    // The umask took rights away that the mode is meant to have.
+    if (made && ::fchmod(folder.get(), mode) != 0)
+        failErrno(errno, path, "set the folder's rights");
+    return folder;
+}
+
+}  // namespace
+
+StoreFolder::StoreFolder(StoreLocation location, FileDescriptor descriptor)
+    : location_(std::move(location)),
+      path_(realPath(location_.familyFolder())),
+      descriptor_(std::move(descriptor)) {
+    location_.root = path_.substr(0, path_.rfind('/'));
+}
+
+std::optional<StoreFolder> StoreFolder::open(const StoreLocation& location) {
+    const FileDescriptor root = openSafeFolder(AT_FDCWD, location.root, location.root);
+    if (!root)
+        return std::nullopt;
+    FileDescriptor family = openSafeFolder(root.get(), location.family, location.familyFolder());
+    if (!family)
+        return std::nullopt;
+    return StoreFolder(location, std::move(family));
+}
+
+StoreFolder StoreFolder::create(const StoreLocation& location) {
+    if (auto folder = open(location))
+        return *std::move(folder);
+    const mode_t rootMode = location.scope == Scope::user ? kUserRootMode : kFolderMode;
+    makeFolders(location.root, rootMode);
+    const FileDescriptor root = makeFolder(AT_FDCWD, location.root, location.root, rootMode);
+    return {location,
+            makeFolder(root.get(), location.family, location.familyFolder(), kFolderMode)};
+}
+
+FileDescriptor StoreFolder::subfolder(const std::string& name) const {
+    return makeFolder(descriptor(), name, path() + "/" + name, kFolderMode);
+}
+
+FileDescriptor StoreFolder::existingSubfolder(const std::string& name) const {
+    return openSafeFolder(descriptor(), name, path() + "/" + name);
+}
+
+bool StoreFolder::isOnNetwork() const noexcept {
+    // From linux/magic.h, and those of it that Debian's header lacks: CIFS, SMB2, Ceph.
+    constexpr unsigned long kNetworkTypes[] = {NFS_SUPER_MAGIC, SMB_SUPER_MAGIC, V9FS_MAGIC,
+                                               AFS_SUPER_MAGIC, 0xFF534D42,      0xFE534D42,
+                                               0x00C36400};
+    struct statfs info {};
+    if (::fstatfs(descriptor(), &info) != 0)
+        return false;
+    const auto type = static_cast<unsigned long>(info.f_type) & 0xFFFFFFFFUL;
+    return std::find(std::begin(kNetworkTypes), std::end(kNetworkTypes), type) !=
+           std::end(kNetworkTypes);
+}
+
+}  // namespace tavik

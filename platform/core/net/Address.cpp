@@ -1,0 +1,252 @@
+#include "platform/core/net/Address.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace tavik {
+namespace {
+
+constexpr std::size_t kMaxHostBytes = 253;
+
+std::string lowered(std::string_view text) {
+    std::string result(text);
+    for (char& c : result)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    return result;
+}
+
+/// Of the characters that RFC 3986 leaves out of addresses, readers make different things.
+void requirePlain(std::string_view text) {
+    if (text.size() > Address::kMaxBytes)
+        throw AddressError("is longer than " + std::to_string(Address::kMaxBytes) + " bytes");
+    for (const char c : text)
+        if (c <= ' ' || c >= '\x7F' || std::string_view("\"<>\\^`{|}").find(c) != std::string::npos)
+            throw AddressError("has a character that must be percent-encoded in an address");
+}
+
+/// The scheme in front of `text`, with its colon taken off; empty where there is none.
+std::string takeScheme(std::string_view& text) {
+    const std::size_t colon = text.find_first_of(":/?#");
+    if (colon == std::string_view::npos || colon == 0 || text[colon] != ':')
+        return {};
+    std::string scheme = lowered(text.substr(0, colon));
+    text.remove_prefix(colon + 1);
+    return scheme;
+}
+
+/// The characters up to the first of `ends`, taken off `text`.
+std::string_view takeUntil(std::string_view& text, const char* ends) {
+    const std::string_view taken = text.substr(0, text.find_first_of(ends));
+    text.remove_prefix(taken.size());
+    return taken;
+}
+
+bool isLoopback(const std::string& host) {
+    in_addr four{};
+    in6_addr six{};
+    if (::inet_pton(AF_INET, host.c_str(), &four) == 1)
+        return (ntohl(four.s_addr) >> 24) == 127;
+    if (host.front() == '[')
+        return ::inet_pton(AF_INET6, host.substr(1, host.size() - 2).c_str(), &six) == 1 &&
+               IN6_IS_ADDR_LOOPBACK(&six);
+    return host == "localhost";
+}
+
+void checkHost(const std::string& host) {
+    if (host.size() > 2 && host.front() == '[') {
+        in6_addr six{};
+        if (::inet_pton(AF_INET6, host.substr(1, host.size() - 2).c_str(), &six) != 1)
+            throw AddressError("has no valid IPv6 address in its brackets");
+        return;
+    }
+    const bool plain = std::all_of(host.begin(), host.end(), [](char c) {
+        return isAlphanumeric(c) || c == '.' || c == '-' || c == '_';
+    });
+    if (host.empty() || host.size() > kMaxHostBytes || !plain)
+        throw AddressError("has no valid host name");
+}
+
+void checkPort(std::string_view port) {
+    unsigned number = 0;
+    const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), number);
+    if (error != std::errc() || end != port.data() + port.size() || number == 0 || number > 65535)
+        throw AddressError("has no valid port number");
+}
+
+/// RFC 3986, 5.2.4, for a path that begins with a slash.
+std::string withoutDotSegments(std::string_view path) {
+    std::string result;
+    while (!path.empty()) {
+        path.remove_prefix(1);
+        const std::string_view segment = takeUntil(path, "/");
+        const bool last = path.empty();
+        if (segment == "..")
+            result.erase(std::min(result.rfind('/'), result.size()));
+        if (segment != "." && segment != "..")
+            result.append("/").append(segment);
+        else if (last)
+            result.append("/");
+    }
+    return result.empty() ? "/" : result;
+}
+
+int hexValue(char c) {
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    throw AddressError("has a % without two hexadecimal digits behind it");
+}
+
+std::string percentDecoded(std::string_view text) {
+    std::string result;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        char c = text[at];
+        if (c == '%') {
+            if (text.size() - at < 3)
+                throw AddressError("has a % without two hexadecimal digits behind it");
+            c = static_cast<char>(hexValue(text[at + 1]) * 16 + hexValue(text[at + 2]));
+            at += 2;
+        }
+        if (c == '\0')
+            throw AddressError("has a NUL in its path");
+        result += c;
+    }
+    return result;
+}
+
+}  // namespace
+
+bool isAlphanumeric(char c) noexcept {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+/// RFC 3986's unreserved characters stay as they are.
+std::string percentEncoded(std::string_view text) {
+    constexpr std::string_view kHex = "0123456789ABCDEF";
+    std::string result;
+    result.reserve(3 * text.size());
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (isAlphanumeric(c) || std::string_view("-._~").find(c) != std::string_view::npos)
+            result += c;
+        else
+            result.append("%").append(1, kHex[byte >> 4]).append(1, kHex[byte & 15]);
+    }
+    return result;
+}
+
+Address Address::parse(std::string_view text) {
+    requirePlain(text);
+    Address address;
+    const std::string scheme = takeScheme(text);
+    if (scheme == "https")
+        address.scheme_ = Scheme::https;
+    else if (scheme == "http")
+        address.scheme_ = Scheme::http;
+    else if (scheme == "file")
+        address.scheme_ = Scheme::file;
+    else
+        throw AddressError("begins with none of https:, file: and http:");
+
+    const bool hasAuthority = text.substr(0, 2) == "//";
+    if (hasAuthority) {
+        text.remove_prefix(2);
+        address.setAuthority(takeUntil(text, "/?#"));
+    } else if (address.scheme_ != Scheme::file) {
+        throw AddressError("has no host name");
+    }
+    address.setPath(text);
+    return address;
+}
+
+void Address::setAuthority(std::string_view authority) {
+    if (authority.find('@') != std::string_view::npos)
+        throw AddressError("has a user name or a password in it");
+    if (scheme_ == Scheme::file) {
+        if (!authority.empty() && lowered(authority) != "localhost")
+            throw AddressError("is a file of another machine");
+        return;
+    }
+    const std::size_t bracket = authority.find(']');
+    const std::size_t colon = authority.find(':', bracket == std::string_view::npos ? 0 : bracket);
+    const std::string host = lowered(authority.substr(0, colon));
+    checkHost(host);
+    if (colon != std::string_view::npos)
+        checkPort(authority.substr(colon + 1));
+    if (scheme_ == Scheme::http && !isLoopback(host))
+        throw AddressError("is http: of another machine, use https:");
+    authority_ = lowered(authority);
+}
+
+void Address::setPath(std::string_view rest) {
+    path_ = takeUntil(rest, "?#");
+    query_ = takeUntil(rest, "#");
+    if (scheme_ == Scheme::file && (path_.empty() || path_.front() != '/' || !query_.empty()))
+        throw AddressError("is not file: with an absolute path");
+    if (path_.empty())
+        path_ = "/";
+    if (scheme_ == Scheme::file)
+        filePath();
+}
+
+Address Address::follow(std::string_view reference) const {
+    requirePlain(reference);
+    std::string_view rest = reference;
+    if (!takeScheme(rest).empty()) {
+        Address target = parse(reference);
+        const bool weaker = (scheme_ == Scheme::https && target.scheme_ != Scheme::https) ||
+                            (scheme_ == Scheme::http && target.scheme_ == Scheme::file);
+        if (weaker)
+            throw AddressError(scheme_ == Scheme::https ? "leads from https: to another scheme"
+                                                        : "leads from http: to a file");
+        return target;
+    }
+    Address target = *this;
+    if (reference.substr(0, 2) == "//") {
+        reference.remove_prefix(2);
+        target.setAuthority(takeUntil(reference, "/?#"));
+        target.setPath(reference);
+        return target;
+    }
+    std::string_view query = reference;
+    const std::string_view path = takeUntil(query, "?#");
+    if (path.empty() && takeUntil(query, "#").empty())
+        return target;
+    std::string joined(path_);
+    if (!path.empty() && path.front() == '/')
+        joined = path;
+    else if (!path.empty())
+        joined.replace(joined.rfind('/') + 1, std::string::npos, path);
+    target.setPath(withoutDotSegments(joined).append(reference.substr(path.size())));
+    return target;
+}
+
+Address Address::withPathSuffix(std::string_view suffix) const {
+    Address result = *this;
+    result.path_.append(suffix);
+    return result;
+}
+
+std::string Address::text() const {
+    switch (scheme_) {
+        case Scheme::https:
+            return "https://" + authority_ + path_ + query_;
+        case Scheme::http:
+            return "http://" + authority_ + path_ + query_;
+        case Scheme::file:
+            break;
+    }
+    return "file://" + path_;
+}
+
+std::string Address::filePath() const {
+    return percentDecoded(path_);
+}
+
+}  // namespace tavik

@@ -1,0 +1,63 @@
+#include <dlfcn.h>
+#include <link.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "platform/core/net/Online.h"
+#include "platform/core/status/Status.h"
+
+namespace tavik {
+namespace {
+
+constexpr const char* kModule = "libTavikCoreOnline.so";
+
+std::string loaderText() {
+    const char* text = ::dlerror();
+    return text == nullptr ? "unknown cause" : text;
+}
+
+/// The file that holds this code: the core library, or a program that has it built in.
+std::string ownFile() {
+    Dl_info info{};
+    void* entry = nullptr;
+    if (::dladdr1(reinterpret_cast<const void*>(&loaderText), &info, &entry, RTLD_DL_LINKMAP) == 0)
+        fail(Status::updatesUnavailable, kModule, "cannot tell where this program is");
+    // The program itself has no name there, and the one that it was called by is anybody's choice.
+    const std::string name = static_cast<const link_map*>(entry)->l_name;
+    return name.empty() ? std::filesystem::read_symlink("/proc/self/exe").string() : name;
+}
+
+/// The module beside that file or, for programs, in the `lib` beside their folder. By its path, so
+/// that no search of the loader's can end at another build's.
+std::string findModule() {
+    const std::string file = ownFile();
+    const std::string folder = file.substr(0, file.rfind('/') + 1);
+    const std::string beside = folder + kModule;
+    return ::access(beside.c_str(), F_OK) == 0 ? beside : folder + "../lib/" + kModule;
+}
+
+Online& load() {
+    // Lazily: of the libraries beneath it, most functions are never called. It stays: a name
+    // look-up that was given up may still be under way on a thread of its own.
+    void* module = ::dlopen(findModule().c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
+    if (module == nullptr)
+        fail(Status::updatesUnavailable, kModule, loaderText());
+    auto* factory = reinterpret_cast<OnlineFactory*>(::dlsym(module, kOnlineFactoryName));
+    if (factory == nullptr)
+        fail(Status::updatesUnavailable, kModule, loaderText());
+    Online* online = factory(kOnlineInterface);
+    if (online == nullptr)
+        fail(Status::updatesUnavailable, kModule, "belongs to another version of the core");
+    return *online;
+}
+
+}  // namespace
+
+Online& loadOnline() {
+    static Online& online = load();
+    return online;
+}
+
+}  // namespace tavik

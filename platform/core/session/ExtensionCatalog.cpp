@@ -1,0 +1,118 @@
+#include "platform/core/session/ExtensionCatalog.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "platform/core/package/Manifest.h"
+#include "platform/core/status/Status.h"
+
+namespace tavik {
+namespace {
+
+constexpr std::size_t kNotListed = static_cast<std::size_t>(-1);
+
+std::string idsOf(std::vector<const InstalledExtension*> extensions) {
+    std::sort(extensions.begin(), extensions.end(),
+              [](const auto* a, const auto* b) { return a->idKey < b->idKey; });
+    std::string ids;
+    for (const auto* extension : extensions)
+        ids.append(ids.empty() ? "" : ", ").append(extension->id);
+    return ids;
+}
+
+bool isListedBefore(const InstalledExtension* a, const InstalledExtension* b) {
+    const int names = a->name.compare(b->name);
+    return names != 0 ? names < 0 : a->idKey < b->idKey;
+}
+
+}  // namespace
+
+ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locations) {
+    ExtensionCatalog catalog;
+    for (const auto& location : locations) {
+        const auto folder = StoreFolder::open(location);
+        if (!folder)
+            continue;
+        auto table = ExtensionTable::openForReading(*folder);
+        if (table)
+            catalog.add(table->readList(catalog.texts_), location.scope);
+    }
+    catalog.arrange();
+    return catalog;
+}
+
+void ExtensionCatalog::add(const ExtensionList& list, Scope scope) {
+    // Within one store the ids differ: what was there before came from an earlier location.
+    std::unordered_set<std::string_view> known;
+    for (const auto& extension : extensions_)
+        known.insert(extension.idKey);
+    std::vector<std::size_t> positions;
+    positions.reserve(list.extensions.size());
+    extensions_.reserve(extensions_.size() + list.extensions.size());
+    for (const auto& extension : list.extensions) {
+        const bool isHidden = !known.empty() && known.count(extension.idKey) != 0;
+        positions.push_back(isHidden ? kNotListed : extensions_.size());
+        if (!isHidden)
+            extensions_.push_back({extension, scope, -1});
+    }
+    for (const auto& [extension, product] : list.memberships)
+        if (positions[extension] != kNotListed)
+            memberships_.push_back({positions[extension], product});
+}
+
+void ExtensionCatalog::arrange() {
+    for (const auto& [extension, product] : memberships_)
+        byProduct_[product].push_back(&extensions_[extension]);
+    for (auto& [product, members] : byProduct_)
+        std::sort(members.begin(), members.end(), isListedBefore);
+}
+
+void ExtensionCatalog::assignHandles(std::vector<const InstalledExtension*>& byHandle) {
+    std::unordered_map<std::string, ExtensionHandle> known;
+    for (const auto* extension : byHandle)
+        if (extension != nullptr)
+            known.emplace(extension->idKey, extension->handle);
+    std::fill(byHandle.begin(), byHandle.end(), nullptr);
+    for (auto& extension : extensions_) {
+        const auto found = known.empty() ? known.end() : known.find(std::string(extension.idKey));
+        extension.handle =
+            found != known.end() ? found->second : static_cast<ExtensionHandle>(byHandle.size());
+        if (found == known.end())
+            byHandle.push_back(&extension);
+        else
+            byHandle[static_cast<std::size_t>(found->second)] = &extension;
+    }
+}
+
+const InstalledExtension* ExtensionCatalog::byKey(std::string_view idKey) const noexcept {
+    const auto found =
+        std::find_if(extensions_.begin(), extensions_.end(),
+                     [&](const InstalledExtension& each) { return each.idKey == idKey; });
+    return found == extensions_.end() ? nullptr : &*found;
+}
+
+const InstalledExtension& ExtensionCatalog::byNameOrId(const std::string& name) const {
+    const InstalledExtension* byId = byKey(toIdKey(name));
+    // Before any name: nobody's name may keep another extension from being told.
+    if (byId != nullptr && byId->id == name)
+        return *byId;
+    std::vector<const InstalledExtension*> named;
+    for (const auto& extension : extensions_)
+        if (extension.name == name)
+            named.push_back(&extension);
+    if (named.size() > 1)
+        fail(Status::ambiguousName, name, idsOf(named));
+    const InstalledExtension* found = named.empty() ? byId : named.front();
+    if (found == nullptr)
+        fail(Status::extensionNotFound, name);
+    return *found;
+}
+
+const std::vector<const InstalledExtension*>& ExtensionCatalog::ofProduct(
+    const std::string& product) const {
+    static const std::vector<const InstalledExtension*> kNone;
+    const auto found = byProduct_.find(product);
+    return found == byProduct_.end() ? kNone : found->second;
+}
+
+}  // namespace tavik

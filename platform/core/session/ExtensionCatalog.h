@@ -1,0 +1,67 @@
+#pragma once
+
+#include <LibTavikCoreLib.h>
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/core/disk/StoreLocation.h"
+#include "platform/core/store/ExtensionTable.h"
+#include "platform/core/store/TextArena.h"
+
+namespace tavik {
+
+/// One extension as the user sees it, and the store that it comes from.
+struct InstalledExtension : ListedExtension {
+    Scope scope = Scope::user;
+    ExtensionHandle handle = -1;
+};
+
+/// All installed extensions of one moment: those of the user's store, and those of the shared store
+/// whose id the user's store does not hold.
+class ExtensionCatalog {
+  public:
+    /// Reads the stores; those that do not exist are empty. An earlier location wins.
+    static ExtensionCatalog load(const std::vector<StoreLocation>& locations);
+
+    /// A search through all of them. Null where none has that key.
+    const InstalledExtension* byKey(std::string_view idKey) const noexcept;
+
+    /// The extension of exactly that id, or else of that name, or of that id in other letter case.
+    /// Throws Status::extensionNotFound, and
+    /// Status::ambiguousName with the ids where several share the name.
+    const InstalledExtension& byNameOrId(const std::string& name) const;
+
+    /// The extensions that were made for the product (internal name), in the order of the bytes of
+    /// their names.
+    const std::vector<const InstalledExtension*>& ofProduct(const std::string& product) const;
+
+    /// Gives each extension its handle: the one under which `byHandle` knows its id already, or
+    /// else the next free number; then makes `byHandle` point here, to null for what is gone.
+    void assignHandles(std::vector<const InstalledExtension*>& byHandle);
+
+    // The lists point into the extensions: moving keeps them valid, copying would not.
+    ExtensionCatalog(ExtensionCatalog&&) = default;
+    ExtensionCatalog& operator=(ExtensionCatalog&&) = default;
+
+  private:
+    using Members = std::vector<const InstalledExtension*>;
+    struct Membership {
+        std::size_t extension;
+        std::string_view product;
+    };
+
+    ExtensionCatalog() = default;
+
+    void add(const ExtensionList& list, Scope scope);
+    void arrange();
+
+    TextArena texts_;
+    std::vector<InstalledExtension> extensions_;
+    std::vector<Membership> memberships_;
+    std::unordered_map<std::string_view, Members> byProduct_;
+};
+
+}  // namespace tavik

@@ -1,0 +1,54 @@
+#include "platform/core/status/Texts.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace tavik {
+
+Language languageOf(std::string_view locale) noexcept {
+    struct Code {
+        std::string_view code;
+        Language language;
+    };
+    static constexpr Code kCodes[] = {
+        {"fr", Language::french}, {"de", Language::german}, {"ja", Language::japanese}};
+
+    const std::string_view code = locale.substr(0, locale.find_first_of("_-.@"));
+    const auto same = [code](const Code& row) {
+        return std::equal(code.begin(), code.end(), row.code.begin(), row.code.end(),
+                          [](unsigned char a, char b) { return std::tolower(a) == b; });
+    };
+    const auto* row = std::find_if(std::begin(kCodes), std::end(kCodes), same);
+    return row == std::end(kCodes) ? Language::english : row->language;
+}
+
+const Wording& wordingOf(int status, Language language) noexcept {
+    const Cause* end = causes() + causeCount();
+    const auto find = [end](int wanted) {
+        return std::find_if(causes(), end, [wanted](const Cause& row) {
+            return static_cast<int>(row.status) == wanted;
+        });
+    };
+    const Cause* row = find(status);
+    if (row == end)
+        row = find(static_cast<int>(Status::internalError));
+    return row->wordings[static_cast<std::size_t>(language)];
+}
+
+std::string explain(const Error& error, Language language) {
+    const Wording& wording = wordingOf(error.status(), language);
+    std::string line = "tavik: ";
+    if (!error.subject().empty())
+        line += error.subject() + ": ";
+    line += wording.cause;
+    if (!error.detail().empty())
+        line += " (" + error.detail() + ")";
+    line += std::string("; ") + wording.remedy;
+    // Whatever a file name or a foreign text brings along, the explanation stays one line.
+    std::replace_if(
+        line.begin(), line.end(), [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; },
+        '?');
+    return line;
+}
+
+}  // namespace tavik

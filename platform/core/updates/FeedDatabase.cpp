@@ -1,0 +1,171 @@
+#include "platform/core/updates/FeedDatabase.h"
+
+#include <unistd.h>
+
+#include "platform/core/status/SqliteFailure.h"
+#include "platform/core/status/Status.h"
+
+namespace tavik {
+namespace {
+
+constexpr std::chrono::seconds kBusyTimeout{10};
+
+// "Tavf": tells our file from any other that SQLite could open.
+constexpr std::int64_t kApplicationId = 0x54617666;
+constexpr std::int64_t kSchemaVersion = 1;
+
+// A commit waits for no disk, unless it moves the log: a power cut may undo the last ones, and
+// never leaves half of one.
+constexpr const char* kSettings = "PRAGMA synchronous = NORMAL";
+// Nor does making a new file: all that it gets stands in its log, where sums tell what arrived.
+constexpr const char* kNewSettings =
+    "PRAGMA synchronous = OFF; PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0";
+constexpr const char* kCreateSchema = R"sql(
+CREATE TABLE feed (
+    address      TEXT    NOT NULL PRIMARY KEY,
+    etag         TEXT    NOT NULL,
+    lastModified TEXT    NOT NULL,
+    serial       INTEGER NOT NULL,
+    signature    TEXT    NOT NULL,
+    body         TEXT    NOT NULL
+) STRICT;
+CREATE TABLE seenVersion (
+    address TEXT NOT NULL,
+    idKey   TEXT NOT NULL,
+    version TEXT NOT NULL,
+    sha256  TEXT NOT NULL,
+    PRIMARY KEY (address, idKey, version)
+) STRICT, WITHOUT ROWID;
+PRAGMA application_id = 0x54617666;
+PRAGMA user_version = 1;
+)sql";
+
+constexpr std::string_view kFind =
+    "SELECT etag, lastModified, serial, signature, body FROM feed WHERE address = ?1";
+constexpr std::string_view kSeen =
+    "SELECT idKey, version, sha256 FROM seenVersion WHERE address = ?1";
+constexpr std::string_view kPutFeed =
+    "INSERT INTO feed VALUES (?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT (address) DO UPDATE SET"
+    " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6 WHERE ?4 >= serial";
+constexpr std::string_view kPutSeen =
+    "INSERT INTO seenVersion VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING";
+
+struct Identity {
+    std::int64_t form, application;
+};
+
+/// Both as of one moment: another process may be at work on a new file.
+Identity identityOf(Database& database) {
+    Transaction moment(database, Transaction::Kind::read);
+    return {database.pragmaNumber("user_version"), database.pragmaNumber("application_id")};
+}
+
+std::optional<CachedFeed> readCopy(Statement& select, const std::string& address) {
+    select.reset();
+    if (!select.bind(1, address).step())
+        return std::nullopt;
+    return CachedFeed{address,          std::string(select.text(0)), std::string(select.text(1)),
+                      select.number(2), std::string(select.text(3)), std::string(select.text(4))};
+}
+
+std::vector<SeenVersion> readSeen(Statement& select, const std::string& address) {
+    select.reset();
+    select.bind(1, address);
+    std::vector<SeenVersion> versions;
+    while (select.step())
+        if (auto version = Version::parse(select.text(1)))
+            versions.push_back(
+                {std::string(select.text(0)), *std::move(version), std::string(select.text(2))});
+    return versions;
+}
+
+}  // namespace
+
+/// Runs `work`. A file that turns out to be damaged is thrown away, and `work` runs once more
+/// without one.
+template <class Work>
+auto FeedDatabase::guarded(Work work) {
+    try {
+        try {
+            return work();
+        } catch (const SqliteError& error) {
+            if (!isDamage(error))
+                throw;
+            database_.reset();
+            for (const char* suffix : {"", "-wal", "-shm"})
+                ::unlink((file_ + suffix).c_str());
+            return work();
+        }
+    } catch (const SqliteError& error) {
+        failSqlite(error, file_);
+    }
+}
+
+FeedDatabase::FeedDatabase(std::string file) : file_(std::move(file)) {
+    if (::access(file_.c_str(), F_OK) == 0)
+        guarded([this] { open(SQLITE_OPEN_READWRITE); });
+}
+
+void FeedDatabase::open(int flags) {
+    if (database_ || ((flags & SQLITE_OPEN_CREATE) == 0 && ::access(file_.c_str(), F_OK) != 0))
+        return;
+    Database database(file_, flags, kBusyTimeout);
+    // A short run must not pay for moving the log into the file at its end.
+    sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    const auto [form, application] = identityOf(database);
+    if (application == kApplicationId && form > kSchemaVersion)
+        fail(Status::storeNewer, file_,
+             "form " + std::to_string(form) + ", known up to " + std::to_string(kSchemaVersion));
+    if ((application != 0 || form != 0) &&
+        (application != kApplicationId || form != kSchemaVersion))
+        throw SqliteError(SQLITE_NOTADB, "another program's file");
+    // One that another process is about to fill has nothing for readers yet.
+    if (form == kSchemaVersion || (flags & SQLITE_OPEN_CREATE) != 0)
+        database_.emplace(std::move(database));
+}
+
+std::vector<KnownFeed> FeedDatabase::find(const std::vector<std::string>& addresses) {
+    return guarded([&] {
+        std::vector<KnownFeed> known(addresses.size());
+        if (!database_)
+            return known;
+        Transaction moment(*database_, Transaction::Kind::read);
+        Statement copy(*database_, kFind);
+        Statement seen(*database_, kSeen);
+        for (std::size_t i = 0; i < addresses.size(); ++i)
+            known[i] = {readCopy(copy, addresses[i]), readSeen(seen, addresses[i])};
+        return known;
+    });
+}
+
+void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
+    guarded([&] {
+        open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+        const bool isNew = database_->pragmaNumber("user_version") == 0;
+        database_->execute(isNew ? kNewSettings : kSettings);
+        Transaction transaction(*database_, Transaction::Kind::write);
+        // Another process may have made it meanwhile.
+        if (isNew && database_->pragmaNumber("user_version") == 0)
+            database_->execute(kCreateSchema);
+        Statement putFeed(*database_, kPutFeed);
+        Statement putSeen(*database_, kPutSeen);
+        for (const auto& [copy, versions] : feeds) {
+            putFeed.bind(1, copy.address)
+                .bind(2, copy.etag)
+                .bind(3, copy.lastModified)
+                .bind(4, copy.serial)
+                .bind(5, copy.signature)
+                .bind(6, copy.body)
+                .run();
+            for (const auto& seen : versions)
+                putSeen.bind(1, copy.address)
+                    .bind(2, seen.idKey)
+                    .bind(3, seen.version.text())
+                    .bind(4, seen.sha256)
+                    .run();
+        }
+        transaction.commit();
+    });
+}
+
+}  // namespace tavik

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/core/package/Version.h"
+#include "platform/support/Sqlite.h"
+
+namespace tavik {
+
+/// The last good copy of one feed.
+struct CachedFeed {
+    std::string address;  ///< as extensions and products name it
+    std::string etag;
+    std::string lastModified;
+    std::int64_t serial = 0;
+    std::string signature;  ///< empty where there was none
+    std::string body;
+};
+
+/// A version of an extension, and the digest under which a feed offered it.
+struct SeenVersion {
+    std::string idKey;
+    Version version;
+    std::string sha256;
+};
+
+/// What earlier runs know of a feed.
+struct KnownFeed {
+    std::optional<CachedFeed> copy;
+    std::vector<SeenVersion> seen;  ///< all that it has offered, with the digests of the first time
+};
+
+/// A feed that was found good in this run, and the versions in it that are to be remembered.
+struct GoodFeed {
+    CachedFeed copy;
+    std::vector<SeenVersion> versions;
+};
+
+/// What is remembered of feeds between runs: a SQLite file of its own in the user's family folder,
+/// so that processes at work on it at once need no other lock. It is made on the first save; one
+/// that is damaged is forgotten and made anew. Throws Error: storeNewer for a file of a later form,
+/// else by SQLite's failure.
+class FeedDatabase {
+  public:
+    explicit FeedDatabase(std::string file);
+
+    /// What is known of the feeds under these addresses, in their order.
+    std::vector<KnownFeed> find(const std::vector<std::string>& addresses);
+
+    /// Keeps all of them in one step. Where another process has kept a copy with a higher
+    /// serial meanwhile, that one stays; a version that is remembered stays as it is.
+    void save(const std::vector<GoodFeed>& feeds);
+
+  private:
+    template <class Work>
+    auto guarded(Work work);
+    void open(int flags);
+
+    std::string file_;
+    std::optional<Database> database_;  ///< none where there is no file yet
+};
+
+}  // namespace tavik

@@ -1,0 +1,134 @@
+#include "platform/core/updates/FeedRetrieval.h"
+
+#include <algorithm>
+
+#include "platform/core/crypto/DetachedSignature.h"
+#include "platform/core/status/Status.h"
+#include "platform/core/updates/VersionOrder.h"
+
+namespace tavik {
+namespace {
+
+using Outcome = FetchResult::Outcome;
+
+bool isSame(const CachedFeed& a, const CachedFeed& b) {
+    return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
+           a.lastModified == b.lastModified;
+}
+
+}  // namespace
+
+void FeedRetrieval::remember(KnownFeed known) {
+    remembered_ = std::move(known.copy);
+    seen_ = std::move(known.seen);
+    std::sort(seen_.begin(), seen_.end(), DigestOrder());
+}
+
+DocumentRequest FeedRetrieval::request() const {
+    if (!remembered_)
+        return {address_, {}, {}};
+    return {address_, remembered_->etag, remembered_->lastModified};
+}
+
+void FeedRetrieval::take(FetchResult result) {
+    source_ = result.address;
+    spent_ = result.spent;
+    switch (result.outcome) {
+        case Outcome::fetched:
+            isFresh_ = true;
+            copy_ = {address(), std::move(result.etag), std::move(result.lastModified), 0,
+                     {},        std::move(result.body)};
+            break;
+        case Outcome::unchanged:
+            copy_ = *remembered_;
+            break;
+        case Outcome::tooLarge:
+            refuse(Status::feedInvalid, result.failure);
+            break;
+        case Outcome::absent:
+        case Outcome::failed:
+            refuse(Status::feedUnreachable, result.failure);
+            break;
+    }
+}
+
+bool FeedRetrieval::lacksSignature(const FeedVerifier& verifier) const {
+    if (failure_ || !verifier || needsSignature(verifier))
+        return false;
+    if (isFresh_)
+        return true;
+    // What was believed once need not be asked for again, unless keys or rules have changed since.
+    try {
+        verify(verifier);
+        return false;
+    } catch (const Error&) {
+        return true;
+    }
+}
+
+DocumentRequest FeedRetrieval::signatureRequest() const {
+    return {address_.withPathSuffix(kSignatureSuffix), {}, {}, spent_};
+}
+
+void FeedRetrieval::takeSignature(FetchResult result) {
+    if (failure_)
+        return;
+    if (result.outcome == Outcome::fetched || result.outcome == Outcome::absent)
+        copy_.signature = std::move(result.body);
+    else
+        refuse(Status::feedUnreachable, "its signature " + result.failure);
+}
+
+void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
+    if (failure_)
+        return;
+    try {
+        verify(verifier);
+        feed_ = parseFeed(copy_.body, source_);
+    } catch (const Error& error) {
+        failure_ = error;
+        return;
+    }
+    copy_.serial = feed_.serial;
+    if (feed_.expires <= now)
+        refuse(Status::feedExpired, "on " + feed_.expiresText);
+    else if (remembered_ && feed_.serial < remembered_->serial)
+        refuse(Status::feedRolledBack, "serial " + std::to_string(feed_.serial) +
+                                           ", seen before: " + std::to_string(remembered_->serial));
+}
+
+bool FeedRetrieval::isRepublished(const FeedItem& item) const {
+    return hasOtherDigest(seen_, item) || hasOtherDigest(feed_.items, item);
+}
+
+std::optional<GoodFeed> FeedRetrieval::news(const std::set<std::string>& installed) const {
+    if (failure_)
+        return std::nullopt;
+    GoodFeed good;
+    const auto isKnown = [this](const FeedItem& item) {
+        return std::binary_search(seen_.begin(), seen_.end(), item, VersionOrder());
+    };
+    for (const auto& item : feed_.items)
+        if (!item.blocked && installed.count(item.idKey) != 0 && !isKnown(item) &&
+            !isRepublished(item))
+            good.versions.push_back({item.idKey, item.version, item.sha256});
+    if (good.versions.empty() && remembered_ && isSame(*remembered_, copy_))
+        return std::nullopt;
+    good.copy = copy_;
+    return good;
+}
+
+void FeedRetrieval::verify(const FeedVerifier& verifier) const {
+    if (!verifier)
+        return;
+    std::optional<std::string> signature;
+    if (!copy_.signature.empty())
+        signature = copy_.signature;
+    verifier(copy_.address, copy_.body, signature);
+}
+
+void FeedRetrieval::refuse(Status status, const std::string& detail) {
+    failure_.emplace(static_cast<int>(status), address(), detail);
+}
+
+}  // namespace tavik

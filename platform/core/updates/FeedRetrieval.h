@@ -1,0 +1,77 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/core/net/Fetcher.h"
+#include "platform/core/updates/Feed.h"
+#include "platform/core/updates/FeedDatabase.h"
+#include "platform/support/Error.h"
+
+namespace tavik {
+
+/// Throws Error where a feed must not be believed: it gets the feed's address, its bytes and those
+/// of the signature beside it (nothing where there is none). Called from the thread of the check.
+/// An empty one believes every feed, and no signature is fetched.
+using FeedVerifier = std::function<void(const std::string& address, std::string_view feed,
+                                        const std::optional<std::string>& signature)>;
+
+/// One feed on its way from an address to a content that may be believed. The first failure stays;
+/// no later step is taken then.
+class FeedRetrieval {
+  public:
+    explicit FeedRetrieval(Address address) : address_(std::move(address)) {}
+
+    /// What earlier runs know of the feed.
+    void remember(KnownFeed known);
+
+    DocumentRequest request() const;
+    void take(FetchResult result);
+
+    /// Whether its signature is to be fetched along with it: where nothing is kept of the feed, no
+    /// answer but new bytes can be of use.
+    bool needsSignature(const FeedVerifier& verifier) const { return verifier && !remembered_; }
+
+    /// Whether its signature has to be fetched after it: for bytes that replace kept ones, and
+    /// where what is kept is not enough.
+    bool lacksSignature(const FeedVerifier& verifier) const;
+    DocumentRequest signatureRequest() const;
+    void takeSignature(FetchResult result);
+
+    /// Reads the feed; refuses one that is not trusted, not valid, past its date at `now` (seconds
+    /// since 1970), or older than the one that is remembered.
+    void judge(const FeedVerifier& verifier, std::int64_t now);
+
+    const std::optional<Error>& failure() const noexcept { return failure_; }
+    std::string address() const { return address_.text(); }
+    const Feed& feed() const noexcept { return feed_; }
+
+    /// Whether the feed, now or once, has that version under another digest.
+    bool isRepublished(const FeedItem& item) const;
+
+    /// What is to be kept, where that is not kept already; `installed`: the keys of extensions
+    /// whose versions are to be remembered.
+    std::optional<GoodFeed> news(const std::set<std::string>& installed) const;
+
+  private:
+    void verify(const FeedVerifier& verifier) const;
+    void refuse(Status status, const std::string& detail);
+
+    Address address_;
+    Address source_;  ///< where redirects ended: relative addresses belong to it
+    std::optional<CachedFeed> remembered_;
+    std::vector<SeenVersion> seen_;       ///< in DigestOrder
+    std::chrono::milliseconds spent_{0};  ///< on its bytes; its signature has what is left
+    CachedFeed copy_;
+    bool isFresh_ = false;  ///< its bytes have come with this check
+    Feed feed_;
+    std::optional<Error> failure_;
+};
+
+}  // namespace tavik
