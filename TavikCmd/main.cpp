@@ -2,6 +2,10 @@
 #include <Poco/Exception.h>
 #include <Poco/Logger.h>
 
+#include <filesystem>
+#include <iostream>
+#include <system_error>
+
 #include "TavikCmd.h"
 
 namespace {
@@ -9,8 +13,28 @@ namespace {
 // The framework's text for --launch as the last argument, without its locale.
 constexpr const char* kLaunchWithoutLocale = "Missing option argument: launch requires <locale>";
 
+void explainMissingWorkingDirectory() {
+    std::error_code failure;
+    if (std::filesystem::current_path(failure).empty() &&
+        failure == std::errc::no_such_file_or_directory)
+        std::cerr << "TavikCmd: working directory: it no longer exists; change to another "
+                     "folder and run the command again"
+                  << std::endl;
+}
+
+/// The framework notes the working directory as it starts and throws where there is none. That
+/// ends the process; the line before its end says what the framework's own text does not.
+CTavikCmd* makeApplication() {
+    try {
+        return new CTavikCmd;
+    } catch (const Poco::Exception&) {
+        explainMissingWorkingDirectory();
+        throw;
+    }
+}
+
 int runTool(int argc, char** argv) {
-    Poco::AutoPtr<CTavikCmd> application(new CTavikCmd);
+    Poco::AutoPtr<CTavikCmd> application(makeApplication());
     try {
         // Every command runs in here, at the moment its option is met.
         application->init(argc, argv);
