@@ -7,7 +7,7 @@
 namespace {
 
 /// Values are written as they are: the programs that read this list do not unescape.
-void appendElement(RowBuffer& rows, const TavikExtensionMetadata& metadata) {
+void appendElement(Rows& rows, const TavikExtensionMetadata& metadata) {
     rows << "<extension status=\"" << (metadata.enabled != 0 ? "Enabled" : "Disabled")
          << "\" name=\"" << fieldText(metadata.name) << "\" id=\"" << fieldText(metadata.id)
          << "\" version=\"" << fieldText(metadata.version) << "\" StoreName=\""
@@ -29,14 +29,14 @@ int TavikCmdHelper::invokeTavikGetExtensionMetadata(const std::string& which) {
     if (status < 0 || handles.empty())
         return status;
 
-    RowBuffer rows;
+    Rows rows;
     rows << "<extensions>\n";
     TavikExtensionMetadata metadata{};
     for (const long handle : handles) {
         status = TavikGetExtensionMetadataStruct(static_cast<ExtensionHandle>(handle), &metadata);
         // The closing tag is left out: a reader is to notice that the list is not whole.
         if (status < 0)
-            return rows.failure("Failed to get extension meta-data, status = ", status);
+            return printFailure("Failed to get extension meta-data, status = ", status);
         appendElement(rows, metadata);
     }
     rows << "</extensions>\n";
