@@ -15,7 +15,6 @@ Rows::~Rows() {
     std::cout.flush();
 }
 
-Rows& Rows::operator<<(std::string_view text) {
-    std::cout << text;
-    return *this;
+void Rows::print(std::string_view lines) {
+    std::cout << lines;
 }

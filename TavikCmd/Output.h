@@ -9,11 +9,11 @@ void printLine(const std::string& text);
 /// Writes the text, the status in decimal and "!" as one flushed line; returns the status.
 int printFailure(const std::string& text, int status);
 
-/// The rows of a listing, handed to standard output's stream text by text. Nothing is kept here, so
-/// a row is in the stream before the next call to the core. On a terminal the stream shows each row
-/// once it is whole; into a pipe or a file it writes when its own buffer is full. The rows are
-/// flushed together on every way out, an exception's too: a flush of each would show in a listing
-/// of thousands.
+/// The rows of a listing. Each is handed to standard output's stream at once and nothing is kept
+/// here, so a row is in the stream before the next call to the core. On a terminal the stream shows
+/// it right away; into a pipe or a file it writes when its own buffer is full. The rows are flushed
+/// together on every way out, an exception's too: a flush of each would show in a listing of
+/// thousands.
 class Rows {
   public:
     Rows() = default;
@@ -21,5 +21,6 @@ class Rows {
     Rows(const Rows&) = delete;
     Rows& operator=(const Rows&) = delete;
 
-    Rows& operator<<(std::string_view text);
+    /// Prints whole lines.
+    void print(std::string_view lines);
 };

@@ -12,16 +12,16 @@ constexpr unsigned long kSpareNameBytes = 10;
 constexpr std::size_t kLongestName = 50;
 constexpr int kEnabled = 1;
 
-void appendHead(Rows& rows, unsigned long count, const char* productDisplayName) {
-    rows << extensionCount(count) << "installed for " << productDisplayName << "\n"
-         << rightAligned("Status", 7) << rightAligned("Extension Name", 38)
-         << rightAligned("Version", 32) << "\n"
-         << "=========  =======================================================  ==========\n";
+void printHead(Rows& rows, unsigned long count, const char* productDisplayName) {
+    rows.print(extensionCount(count) + "installed for " + productDisplayName + "\n" +
+               rightAligned("Status", 7) + rightAligned("Extension Name", 38) +
+               rightAligned("Version", 32) + "\n" +
+               "=========  =======================================================  ==========\n");
 }
 
-/// Appends the row of one extension; returns the status of the call that failed, or of the last.
-int appendRow(Rows& rows, ExtensionHandle handle, unsigned long nameQuerySize,
-              unsigned long nameLength) {
+/// Prints the row of one extension; returns the status of the call that failed, or of the last.
+int printRow(Rows& rows, ExtensionHandle handle, unsigned long nameQuerySize,
+             unsigned long nameLength) {
     int state = 0;
     int status = TavikGetExtensionStatus(handle, &state);
     if (status < 0)
@@ -42,8 +42,8 @@ int appendRow(Rows& rows, ExtensionHandle handle, unsigned long nameQuerySize,
     if (status < 0)
         return printFailure("Failed to get extension name status = ", status);
 
-    rows << rightAligned(state == kEnabled ? "Enabled" : "Disabled", 8)
-         << nameColumn(name, kLongestName, 55) << rightAligned(version, 15) << "\n";
+    rows.print(rightAligned(state == kEnabled ? "Enabled" : "Disabled", 8) +
+               nameColumn(name, kLongestName, 55) + rightAligned(version, 15) + "\n");
     return status;
 }
 
@@ -83,18 +83,18 @@ int TavikCmdHelper::TavikGetExtListOfProduct(const char* productDisplayName,
     if (status < 0)
         return printFailure("Failed to get extension count of product status = ", status);
     Rows rows;
-    appendHead(rows, extensionCount, productDisplayName);
+    printHead(rows, extensionCount, productDisplayName);
     CoreArray<ExtensionHandle> handles(extensionCount);
     status = TavikGetExtensionsListOfProductByDisplayName(productDisplayName, extensionCount,
                                                           handles.data());
     if (status < 0)
         return printFailure("Failed to get extensions list of product status = ", status);
     for (const ExtensionHandle handle : handles) {
-        status = appendRow(rows, handle, nameQuerySize, nameLength);
+        status = printRow(rows, handle, nameQuerySize, nameLength);
         if (status < 0)
             return status;
     }
-    rows << "\n";
+    rows.print("\n");
     return status;
 }
 

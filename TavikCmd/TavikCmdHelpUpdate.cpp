@@ -15,14 +15,14 @@ void waitForUpdateCheck() {
     TavikWaitUpdateComplete();
 }
 
-void appendHead(Rows& rows) {
-    rows << rightAligned("Extension Name", 15) << rightAligned("Version", 60) << "\n"
-         << "=================================================================  ===========\n";
+void printHead(Rows& rows) {
+    rows.print(rightAligned("Extension Name", 15) + rightAligned("Version", 60) + "\n" +
+               "=================================================================  ===========\n");
 }
 
-void appendRow(Rows& rows, const TavikUpdateInfo& update) {
-    rows << nameColumn(fieldText(update.name), kLongestName, 62)
-         << rightAligned(fieldText(update.version), 16) << "\n";
+void printRow(Rows& rows, const TavikUpdateInfo& update) {
+    rows.print(nameColumn(fieldText(update.name), kLongestName, 62) +
+               rightAligned(fieldText(update.version), 16) + "\n");
 }
 
 /// Prints the updates of one product, or nothing where there is none.
@@ -31,10 +31,10 @@ void printUpdates(const std::string& productDisplayName,
     if (updates.count() == 0)
         return;
     Rows rows;
-    rows << extensionCount(updates.count()) << "of " << productDisplayName << " need update\n";
-    appendHead(rows);
+    rows.print(extensionCount(updates.count()) + "of " + productDisplayName + " need update\n");
+    printHead(rows);
     for (const TavikUpdateInfo& update : updates)
-        appendRow(rows, update);
+        printRow(rows, update);
 }
 
 int countUpdates(const std::string& productName, unsigned long& count) {
@@ -131,8 +131,8 @@ int TavikCmdHelper::invokeTavikUpdateInfoForExt(const std::string& extensionName
     if (status < 0)
         return status;
     Rows rows;
-    appendHead(rows);
-    appendRow(rows, update);
+    printHead(rows);
+    printRow(rows, update);
     return status;
 }
 
