@@ -52,7 +52,12 @@ TEST(Driver, ReadsSettingsWhenACommandRuns) {
         {"--enable Brushes --locale fr_FR", "", kEnable, "", 0},
         {token + "--accountID A --install_for_all /a --enable Brushes",
          "status|SetKPSCredentials|-7", pass + kInstallForAll + kEnable, "", 0},
+        {"--accountID A " + token + "--install /a", "status|InstallExtension|-7",
+         pass + "InstallExtension(/a, r1, -1)\nGetMessage(-7)\n",
+         "Failed to install, status = -7!\n", -7},
         {token + "--accountID '' --install_for_all /a", "", kInstallForAll, "", 0},
+        {"--accessToken T --accountID A --install_for_all /a", "", kInstallForAll, "", 0},
+        {"--tokenType bearer --accountID A --install_for_all /a", "", kInstallForAll, "", 0},
         {token + "--install_for_all /a --accountID A", "", kInstallForAll, "", 0},
     });
 }

@@ -134,7 +134,10 @@ TEST(Listing, PrintsXml) {
              "<extension status=\"Disabled\" name=\"a \"<&>\" id=\"" + full + "\" version=\"" +
              room + "\" StoreName=\"" + full + "\" />\n</extensions>\n",
          0},
-        {"--list_as_xml Paint", "", handles("Paint", "0"), "", 0},
+        {"--list_as_xml Paint", "status|GetExtensionsListOfProductByDisplayName|5",
+         handles("Paint", "0"), "", 5},
+        {"--list_as_xml Sketch", "status|GetExtensionMetadataStruct|0|5", kAnyCalls,
+         "<extensions>\n" + kXmlBrushes + kXmlEtude + "</extensions>\n", 5},
         failing(
             "--list_as_xml Sketch", "GetExtensionMetadataStruct|0|-7",
             "<extensions>\n" + kXmlBrushes + "Failed to get extension meta-data, status = -7!\n"),
