@@ -69,6 +69,12 @@ TEST(StoreFailure, ThePlaceOfTheStoreIsKnown) {
     Machine machine;
     machine.environment()["TAVIK_HOME"] = "here";
     EXPECT_NE(machine.tavik({"--list", "all"}).err.find("TAVIK_HOME=here"), std::string::npos);
+    // Behind a slash the system would follow the link.
+    fs::create_directory_symlink(machine.path("user"), machine.path("link"));
+    for (const char* link : {"link", "link/", "user/../link//"}) {
+        machine.environment()["TAVIK_HOME"] = machine.path(link);
+        EXPECT_EQ(machine.tavik({"--list", "all"}).exitCode, 256 - 21) << link;
+    }
     machine.environment().erase("TAVIK_HOME");
     machine.environment().erase("HOME");
     EXPECT_EQ(machine.tavik({"--list", "all"}).exitCode, 256 - 20);

@@ -70,8 +70,9 @@ class UpdateCheckTest : public ::testing::Test {
 };
 
 TEST_F(UpdateCheckTest, OneFeedsFailureIsItsProductsAndNobodyElses) {
-    publish(feedText(
-        1, feedItem("a", "1.5") + "," + feedItem("b", "1.0") + "," + feedItem("c", "2.0")));
+    publish(feedText(1, feedItem("a", "1.5") + "," + feedItem("b", "1.0") + "," +
+                            feedItem("b", "0.9", R"("blocked":"crashes",)") + "," +
+                            feedItem("c", "2.0")));
     install("b", "sketch");
     install("c", "sketch", "HTTP" + server_.address("/sketch").substr(4));
     install("d", "paint", server_.address("/none"));
@@ -80,6 +81,7 @@ TEST_F(UpdateCheckTest, OneFeedsFailureIsItsProductsAndNobodyElses) {
     UpdateCheck check(input_);
     EXPECT_EQ(updatesOf(check, "sketch"), "ac");
     EXPECT_EQ(updateOf(check, "b"), failed(Status::noUpdate));
+    EXPECT_EQ(why_.find("crashes"), std::string::npos) << why_ << ": older than the installed one";
     EXPECT_EQ(updateOf(check, "d"), failed(Status::feedUnreachable));
     EXPECT_EQ(updateOf(check, "e"), failed(Status::addressRefused));
     EXPECT_EQ(why_.find("secret"), std::string::npos) << why_;
