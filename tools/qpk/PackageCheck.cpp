@@ -12,7 +12,7 @@ namespace tavik::qpk {
 namespace {
 
 std::optional<Fault> signatureFault(const std::string& path) try {
-    verifyPackage(Package::open(path), authorRules());
+    verifyWholePackage(Package::open(path), authorRules());
     return std::nullopt;
 } catch (const Error& error) {
     return Fault{static_cast<Status>(error.status()), "", error.detail()};
