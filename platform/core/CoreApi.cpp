@@ -235,7 +235,7 @@ int TavikGetCountOfProduct(unsigned long* out) {
 
 int TavikGetProductsList(unsigned long count, char** names) {
     return inSession([&](Session& current) {
-        const auto& products = current.products().products();
+        const auto& products = current.listedProducts().products();
         requireCount(count, products.size());
         if (count > 0)
             require(names, "names");

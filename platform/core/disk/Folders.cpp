@@ -5,11 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
 
 #include "platform/core/status/Status.h"
+#include "platform/support/FileDescriptor.h"
 
 namespace tavik {
 namespace {
@@ -44,16 +46,29 @@ std::string realPath(const std::string& path) {
     return real ? real.get() : path;
 }
 
-std::vector<std::string> namesIn(int folder) {
-    std::vector<std::string> names;
+std::vector<std::string> namesIn(int folder, const std::string& path) {
     // A descriptor of its own: the stream closes it, and its position is nobody else's.
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(
-        ::fdopendir(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)), &::closedir);
-    while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr) {
+    FileDescriptor own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!own)
+        failErrno(errno, path, "read the folder");
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(own.get()), &::closedir);
+    if (!stream)
+        failErrno(errno, path, "read the folder");
+    own.release();
+    std::vector<std::string> names;
+    for (;;) {
+        // Only errno tells a failure from the end.
+        errno = 0;
+        const dirent* entry = ::readdir(stream.get());
+        if (entry == nullptr && errno != 0)
+            failErrno(errno, path, "read the folder");
+        if (entry == nullptr)
+            break;
         const std::string name = entry->d_name;
         if (name != "." && name != "..")
             names.push_back(name);
     }
+    std::sort(names.begin(), names.end());
     return names;
 }
 
