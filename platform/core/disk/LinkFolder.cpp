@@ -65,7 +65,11 @@ std::optional<LinkFolder> LinkFolder::open(const StoreFolder& store, const std::
 
 std::vector<std::string> LinkFolder::namesAt(const std::string& path) {
     const FileDescriptor folder = openToLook(path);
-    return folder ? namesIn(folder.get(), path) : std::vector<std::string>();
+    if (!folder)
+        return {};
+    auto names = namesIn(folder.get());
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 std::vector<std::string> LinkFolder::linksAt(const std::string& path, const std::string& prefix) {
@@ -108,7 +112,7 @@ void LinkFolder::requireRoomFor(const std::string& name) const {
 
 std::vector<std::string> LinkFolder::linksBelow(const std::string& prefix) const {
     std::vector<std::string> names;
-    for (auto& name : namesIn(descriptor_.get(), path_)) {
+    for (auto& name : namesIn(descriptor_.get())) {
         const Entry entry = lookAt(descriptor_.get(), name, path_);
         if (entry.kind == Entry::Kind::link && leadsBelow(prefix, entry.target))
             names.push_back(std::move(name));

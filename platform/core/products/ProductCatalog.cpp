@@ -111,8 +111,10 @@ void ProductCatalog::read(const StoreFolder& store) {
     const FileDescriptor folder = store.existingSubfolder("products.d");
     if (!folder)
         return;
-    // In the order of the files' names: of two that clash, the same one counts everywhere.
-    for (const auto& name : namesIn(folder.get(), store.path() + "/products.d"))
+    auto names = namesIn(folder.get());
+    // Of two that clash, the same one counts everywhere.
+    std::sort(names.begin(), names.end());
+    for (const auto& name : names)
         if (isDescriptorName(name))
             add(store, folder.get(), name);
 }

@@ -45,21 +45,21 @@ StoreChange::StoreChange(const StoreFolder& folder)
       table_(ExtensionTable::openForWriting(folder, lock_)) {}
 
 bool StoreChange::wasInterrupted() const {
-    return !namesIn(staging_.get(), folder_.path() + "/staging").empty();
+    return !namesIn(staging_.get()).empty();
 }
 
 void StoreChange::sweep() {
     std::unordered_set<std::string> named;
     for (auto& folder : table().readFolders())
         named.insert(std::move(folder));
-    for (const auto& name : namesIn(content_.get(), folder_.path() + "/ext"))
+    for (const auto& name : namesIn(content_.get()))
         if (named.count(name) == 0)
             removeTree(content_.get(), name);
     removeMark();
 }
 
 void StoreChange::emptyStaging() {
-    for (const auto& name : namesIn(staging_.get(), folder_.path() + "/staging"))
+    for (const auto& name : namesIn(staging_.get()))
         if (name != kMark)
             removeTree(staging_.get(), name);
 }
