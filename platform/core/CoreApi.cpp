@@ -236,7 +236,7 @@ int TavikGetCountOfProduct(unsigned long* out) {
 int TavikGetProductsList(unsigned long count, char** names) {
     return inSession([&](Session& current) {
         require(names, "names");
-        const auto& products = current.products().products();
+        const auto& products = current.listedProducts().products();
         requireCount(count, products.size());
         for (unsigned long i = 0; i < count; ++i) {
             require(names[i], "names[i]");

@@ -23,9 +23,6 @@ TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
         {"mv user real; ln -s real user", -21, "user: "},
         {"chmod 777 user/QZ", -21, "user/QZ"},
         {"chmod 770 user", -21, "user: "},
-        {"echo '{\"name\": 1}' > user/QZ/products.d/bad.json", -29, "products.d/bad.json"},
-        {"cd user/QZ/products.d; cp sketch.json x.json", -29, "products.d/x.json"},
-        {"cd user/QZ/products.d; sed s/\"sketch\"/\"x\"/ sketch.json > x.json", -29, "Sketch Pro"},
         {"cd user/QZ; rm store.db; mkfifo store.db", -21, "store.db"},
         {"printf x | dd of=user/QZ/store.db bs=1 seek=68 conv=notrunc", -23, "another program"},
         // A byte more than the callers of the interface have room for.

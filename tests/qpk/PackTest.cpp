@@ -78,7 +78,7 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
     expectIn("lie in the folder", bad({"pack", source("a"), "-o", at("out/../a/x.qpk")}));
     ::mkfifo(at("pipe").c_str(), 0600);
     fs::create_symlink("pipe", at("pipe.qpk"));
-    expectIn("no regular file", bad({"pack", source("a"), "-o", at("pipe.qpk")}));
+    expectIn("not a regular file", bad({"pack", source("a"), "-o", at("pipe.qpk")}));
     EXPECT_TRUE(fs::is_fifo(at("pipe.qpk")));
 }
 

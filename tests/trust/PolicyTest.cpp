@@ -68,7 +68,7 @@ TEST(Policy, IsRefusedWhereOthersCouldHaveMadeIt) {
     expectStatus(Status::policyInvalid, "link", [&] { loadPolicy(folder); });
     std::filesystem::remove(file);
     std::filesystem::create_directory(file);
-    expectStatus(Status::policyInvalid, "no regular file", [&] { loadPolicy(folder); });
+    expectStatus(Status::policyInvalid, "not a regular file", [&] { loadPolicy(folder); });
     const TemporaryFolder other;
     std::filesystem::create_symlink(folder, other / "QZ");
     expectStatus(Status::storeUnsafe, "link", [&] { loadPolicy(other / "QZ"); });

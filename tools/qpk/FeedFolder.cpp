@@ -106,7 +106,7 @@ std::vector<FeedPackage> readPackages(const std::string& folder, const FaultSink
 }
 
 std::optional<Feed> readOldFeed(const std::string& folder) {
-    const auto text = readWhole(folder + "/" + kFeedName, kMaxFileBytes, Links::follow);
+    const auto text = readWhole(folder + "/" + kFeedName, kMaxFileBytes, FinalLink::followed);
     if (!text)
         return std::nullopt;
     return readFeedText(folder, *text);
