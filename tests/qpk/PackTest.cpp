@@ -62,7 +62,7 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
         {"mkdir b; echo > b/.DS_Store", "entry \"b/.DS_Store\": was left behind"},
         {"echo > x; echo > X", "on some systems"},
         {"rm extension.json", "extension.json: is missing"},
-        {"sed -i '1s/{/{\"licence\": \"x\", /' extension.json", "licence is a member that nobody"},
+        {"sed -i '1s/{/{\"licence\": \"x\", /' extension.json", "unknown member \"licence\""},
     };
     for (const auto& [spoil, text] : rows) {
         SCOPED_TRACE(spoil);
@@ -96,9 +96,10 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
     EXPECT_EQ(result.exitCode, 1);
     for (const char* fault :
          {"extension.json: id \"bad id\"", "extension.json: version \"x\"", "homepage begins",
-          "updateUrl is http:", "requiredAccount is a member", "products: minversion is a member",
-          "products[1].name", "products[2]", "entry \"link\": is a link",
-          "entry \"../up\": has a component", "entry \".git/config\": was left behind"})
+          "updateUrl is http:", "unknown member \"requiredAccount\"",
+          "products[0] has an unknown member \"minversion\"", "products[1].name", "products[2]",
+          "entry \"link\": is a link", "entry \"../up\": has a component",
+          "entry \".git/config\": was left behind"})
         expectIn(at("a.qpk") + ": ", result.out), expectIn(fault, result.out);
     EXPECT_LT(result.out.find("requiredAccount"), result.out.find("entry \"../up\"")) << "by place";
 }

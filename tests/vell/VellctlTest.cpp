@@ -18,7 +18,7 @@ TEST_F(Vellctl, ExportsWhatItImported) {
 
 TEST_F(Vellctl, NamesThePlaceOfAFaultAndImportsNothing) {
     const std::pair<const char*, const char*> rows[] = {
-        {R"({"pcd": {}, "pcds": {}})", R"($["pcds"] is unknown)"},
+        {R"({"pcd": {}, "pcds": {}})", R"($ has an unknown member "pcds")"},
         {R"({"pcd": {"01": {}}})", R"($.pcd["01"] is not a domain)"},
         {R"({"pcd": {"1": {"": {}}}})", R"($.pcd["1"] has an empty name)"},
         {R"({"pcd": {"1": {"/a": {"k": 1}}}})", R"($.pcd["1"]["/a"]["k"] is not a string)"},

@@ -13,7 +13,8 @@
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/package/Version.h"
 #include "platform/core/status/Status.h"
-#include "platform/support/Json.h"
+#include "platform/support/JsonObject.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -22,40 +23,38 @@ constexpr std::size_t kMaxDescriptorBytes = std::size_t{64} << 10;
 constexpr std::size_t kMaxNameBytes = 63;
 constexpr std::string_view kEnding = ".json";
 
-/// A product's name becomes a folder's name.
-bool isName(const std::string& name) {
-    return !name.empty() && name.size() <= kMaxNameBytes && name.front() != '.' &&
-           name.find('/') == std::string::npos && isPrintableText(name);
+bool isDisplayName(const std::string& name) {
+    return name.size() <= kMaxNameBytes && isNameText(name);
 }
 
-bool isDisplayName(const std::string& name) {
-    return !name.empty() && name.size() <= kMaxNameBytes && isPrintableText(name);
+/// A product's name becomes a folder's name.
+bool isName(const std::string& name) {
+    return isDisplayName(name) && name.front() != '.' && name.find('/') == std::string::npos;
 }
 
 Product parseDescriptor(const std::string& text) {
     const auto document = parseJson(text, {kMaxDescriptorBytes, 8});
-    if (!document.IsObject())
-        throw JsonError("$ is not an object");
+    const JsonObject object(document, "$");
     Product product;
-    product.name = requiredText(document, "name", "$");
-    product.displayName = requiredText(document, "displayName", "$");
-    product.version = requiredText(document, "version", "$");
-    product.extensionsFolder = optionalText(document, "extensionsFolder", "$").value_or("");
-    product.updateFeed = optionalText(document, "updateFeed", "$").value_or("");
+    product.name = object.neededText("name");
+    product.displayName = object.neededText("displayName");
+    product.version = object.neededText("version");
+    product.extensionsFolder = object.text("extensionsFolder").value_or("");
+    product.updateFeed = object.text("updateFeed").value_or("");
     if (!isName(product.name))
-        throw JsonError("$.name is no name of 1 to 63 bytes");
+        object.complain("name", "is no name of 1 to 63 bytes");
     if (!isDisplayName(product.displayName))
-        throw JsonError("$.displayName is no text of 1 to 63 bytes");
+        object.complain("displayName", "is no text of 1 to 63 bytes that can be shown");
     if (!Version::parse(product.version))
-        throw JsonError("$.version \"" + product.version + "\" is no version");
+        object.complain("version", quoteName(product.version) + " is no version");
     if (!product.extensionsFolder.empty() && product.extensionsFolder.front() != '/')
-        throw JsonError("$.extensionsFolder is not an absolute path");
+        object.complain("extensionsFolder", "is not an absolute path");
     // One folder, one spelling: links are compared by it.
     if (!product.extensionsFolder.empty())
         product.extensionsFolder =
             std::filesystem::path(product.extensionsFolder + "/").lexically_normal().parent_path();
     if (!isPrintableText(product.extensionsFolder))
-        throw JsonError("$.extensionsFolder is no printable text");
+        object.complain("extensionsFolder", "is no printable text");
     return product;
 }
 
@@ -70,7 +69,8 @@ Product readDescriptor(int folder, const std::string& name, const std::string& p
     try {
         Product product = parseDescriptor(readUpTo(file.get(), kMaxDescriptorBytes));
         if (product.name + std::string(kEnding) != name)
-            throw JsonError("$.name \"" + product.name + "\" does not match the file's name");
+            throw JsonError("$.name " + quoteName(product.name) +
+                            " does not match the file's name");
         return product;
     } catch (const JsonError& error) {
         fail(Status::productInvalid, path, error.what());

@@ -10,6 +10,7 @@
 #include "platform/core/trust/StablePackage.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
