@@ -53,6 +53,25 @@ const Row kRows[] = {
      PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|@\n"
              "tavik-7.0: IsShellTool=true; ExecutableExtensionMac=; ExecutableBasename=A",
      "A.term"},
+    {"path by payload, application",
+     PAYLOAD "vellGetPayloadData|{P}|4" CONFIG
+             "tavik-7.0: ExecutableExtensionMac=; ExecutableBasename=P",
+     "P.app"},
+    {"path by payload, specifier in other letters",
+     "{P}: ParlexCode=/norva/parlex/end-1.0; QRTConfigPath=@P.app/Contents/Resources/Q/conf.xml\n"
+     "End-1.0: ExecutableBasename=P\ntavik-7.0: RedirectTo=End-1.0",
+     "P.app"},
+    {"own path before the payload's",
+     PAYLOAD "vellGetPayloadData|{P}|4" CONFIG "tavik-7.0: Path=@A.app; ExecutableBasename=P",
+     "A.app"},
+    {"own path before a web address",
+     "tavik-7.0: Path=@A.app; ExecutableBasename=https://x.norva.com/y", "A.app"},
+    {"no path by payload without a basename",
+     PAYLOAD "vellGetPayloadData|{P}|4" CONFIG "tavik-7.0: DisplayName=P", ""},
+    {"no path by what is no payload",
+     "/P: ParlexCode=/norva/parlex/tavik-7.0; QRTConfigPath=@P.app/Contents/Resources/Q/conf.xml\n"
+     "tavik-7.0: ExecutableBasename=P",
+     ""},
     {"payload's file not deep enough",
      PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|/a/b/c/d/e.xml\n"
              "tavik-7.0: ExecutableBasename=P",
@@ -62,10 +81,11 @@ const Row kRows[] = {
      "between-1.0: Path=/x; RedirectTo=End_2-1.0",
      "B.app"},
     {"redirect to nothing", "tavik-7.0: Path=@A.app; RedirectTo=nobody", "A.app"},
-    {"last payload of two, codes up to an empty one",
+    {"last payload with a file, codes up to an empty one",
      "{A}: ParlexCode=/norva/parlex/tavik-7.0; QRTConfigPath=/nowhere\n"
      "{B}: ParlexCode=/norva/parlex/TAVIK-7.0; ParlexCode1=; QRTConfigPath=@\n"
      "{C}: ParlexCode=; ParlexCode1=/norva/parlex/tavik-7.0; QRTConfigPath=/nowhere\n"
+     "{D}: ParlexCode=/norva/parlex/tavik-7.0\n"
      "tavik-7.0: ExecutableBasename=A",
      "A.app"},
     {"a value that cannot be read empties the list",

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -13,6 +14,7 @@
 namespace tavik::testing {
 namespace {
 
+constexpr uid_t kAnotherUser = 65534;
 const std::string kList(kContentListPath);
 const std::string kSignature(kContentSignaturePath);
 
@@ -97,6 +99,8 @@ TEST_F(PackageSignature, HoldsForExactlyTheContentThatWasSigned) {
         {"a feed", differs, "unknown member", signedWith(honest(), feed)},
         {"newer form", differs, "formatVersion",
          replaced("\"formatVersion\": 1", "\"formatVersion\": 2")},
+        {"a rule that nobody reads", differs, "unknown member",
+         replaced("\"size\": 5", "\"mode\": 511, \"size\": 5")},
         {"no size", differs, "size is not", replaced("\"size\": 5, ", "")},
         // None of these passes for a package that is simply unsigned.
         {"no signature", wrong, "META-INF", honest().file(kList, list)},
@@ -120,16 +124,27 @@ TEST_F(PackageSignature, HoldsForExactlyTheContentThatWasSigned) {
 // What is extracted after the check is what was checked, whoever else can write to the file.
 TEST_F(PackageSignature, HoldsWhileOthersCanWriteToTheFile) {
     const PackageBuilder good = signedWith(honest(), writeContentList(listed(honest())));
-    for (const unsigned mode : {0666U, 0644U}) {
+    struct Row {
+        unsigned mode;
+        bool belongsToAnother;
+    };
+    std::vector<Row> rows = {{0666, false}, {0664, false}, {0646, false}, {0644, false}};
+    if (::geteuid() == 0)  // Nobody else can give a file away.
+        rows.push_back({0644, true});
+    for (const auto& [mode, belongsToAnother] : rows) {
+        SCOPED_TRACE(mode);
         good.write(path_);
         std::filesystem::permissions(path_, std::filesystem::perms(mode));
+        if (belongsToAnother) {
+            ASSERT_EQ(::chown(path_.c_str(), kAnotherUser, kAnotherUser), 0);
+        }
         const Package package = openStable(path_, {});
         EXPECT_FALSE(verify(package).empty());
         std::string bytes = readFile(path_);
         bytes.assign(bytes.size(), 'x');
         writeFile(path_, bytes);  // in place
         const auto read = [&] { return package.read(*package.archive().find("a.txt"), 100); };
-        if (mode == 0666)
+        if (mode != 0644 || belongsToAnother)
             EXPECT_EQ(read(), "hello");
         else  // Nobody but us could have done that; no copy is made, and the damage shows.
             expectStatus(Status::packageDamaged, "a.txt", read);
