@@ -87,6 +87,7 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
     builder.with("homepage", "\"example.com\"")
         .with("updateUrl", "\"http://example.com/feed.json\"")
         .with("requiredAccount", "true")
+        .with("storeName", R"("A & B")")
         .with("products", R"([{"name": "sketch", "minversion": "1"}, {}, 3])")
         .file("link", "/etc/passwd", 0120777)
         .file("../up", "")
@@ -96,7 +97,7 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
     EXPECT_EQ(result.exitCode, 1);
     for (const char* fault :
          {"extension.json: id \"bad id\"", "extension.json: version \"x\"", "homepage begins",
-          "updateUrl is http:", "unknown member \"requiredAccount\"",
+          "updateUrl is http:", "unknown member \"requiredAccount\"", "storeName has one of < &",
           "products[0] has an unknown member \"minversion\"", "products[1].name", "products[2]",
           "entry \"link\": is a link", "entry \"../up\": has a component",
           "entry \".git/config\": was left behind"})

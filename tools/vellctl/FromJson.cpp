@@ -3,11 +3,12 @@
 #include <set>
 
 #include "platform/support/JsonObject.h"
-#include "tools/vellctl/Content.h"
+#include "tools/vellctl/ContentJson.h"
 
 namespace tavik::vellctl {
 namespace {
 
+using vell::Content;
 using Value = rapidjson::Value;
 
 constexpr JsonLimits kLimits{std::size_t{64} << 20, 8};
@@ -32,7 +33,18 @@ std::string nameAt(const Value& value, const std::string& place) {
     std::string name = textAt(value, place);
     if (name.empty())
         throwJsonComplaint(place, "has an empty name");
+    if (name.size() > vell::kMaxNameBytes)
+        throwJsonComplaint(
+            place, "has a name of more than " + std::to_string(vell::kMaxNameBytes) + " bytes");
     return name;
+}
+
+std::string valueAt(const Value& value, const std::string& place) {
+    std::string text = textAt(value, place);
+    if (text.size() > vell::kMaxValueBytes)
+        throwJsonComplaint(place,
+                           "has more than " + std::to_string(vell::kMaxValueBytes) + " bytes");
+    return text;
 }
 
 /// A domain is written as a number without sign or leading zeros, so that no domain has two names.
@@ -52,7 +64,7 @@ Content::DataSet readDataSet(const Value& value, const std::string& place, vell:
     Content::DataSet set{kind, domain, name, {}};
     for (const auto& member : objectAt(value, place).GetObject()) {
         std::string key = nameAt(member.name, place);
-        std::string text = textAt(member.value, within(place, key));
+        std::string text = valueAt(member.value, within(place, key));
         set.values.emplace_back(std::move(key), std::move(text));
     }
     return set;
@@ -121,7 +133,7 @@ void readLists(const Value& value, const std::string& place, Content::ListKind k
 
 }  // namespace
 
-Content fromJson(std::string_view text) {
+vell::Content fromJson(std::string_view text) {
     const rapidjson::Document document = parseJson(text, kLimits);
     const JsonObject root(document, "$");
     root.allowOnly({"pcd", "payloads", "collections", "products"});
