@@ -9,6 +9,7 @@
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 #include "tools/qpk/InputFile.h"
 #include "tools/qpk/PackageCheck.h"
 #include "tools/qpk/Signing.h"

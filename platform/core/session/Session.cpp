@@ -12,6 +12,7 @@
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
