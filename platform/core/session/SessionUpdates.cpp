@@ -44,9 +44,9 @@ FeedVerifier Session::feedVerifier() const {
     return [rules = trustRules(policy())](const std::string& address, std::string_view feed,
                                           const std::optional<std::string>& signature) {
         if (signature)
-            verifySignature(address, "the .sig file", feed, *signature, rules);
-        else
-            requireNoSignatureNeeded(address, rules);
+            return verifySignature(address, "the .sig file", feed, *signature, rules);
+        requireNoSignatureNeeded(address, rules);
+        return Signer();
     };
 }
 
