@@ -33,8 +33,8 @@ void FeedRetrieval::remember(KnownFeed known) {
 
 DocumentRequest FeedRetrieval::request() const {
     if (!remembered_)
-        return {address_, {}, {}};
-    return {address_, remembered_->etag, remembered_->lastModified};
+        return {place_, {}, {}};
+    return {place_, remembered_->etag, remembered_->lastModified};
 }
 
 void FeedRetrieval::take(FetchResult result) {
@@ -56,7 +56,7 @@ void FeedRetrieval::take(FetchResult result) {
             break;
         case Outcome::absent:
         case Outcome::failed:
-            refuse(Status::feedUnreachable, result.failure);
+            refuseFetch(result.failure);
             break;
     }
 }
@@ -76,7 +76,7 @@ bool FeedRetrieval::lacksSignature(const FeedVerifier& verifier) const {
 }
 
 DocumentRequest FeedRetrieval::signatureRequest() const {
-    return {address_.withPathSuffix(kSignatureSuffix), {}, {}, spent_};
+    return {place_.withPathSuffix(kSignatureSuffix), {}, {}, spent_};
 }
 
 void FeedRetrieval::takeSignature(FetchResult result) {
@@ -85,7 +85,7 @@ void FeedRetrieval::takeSignature(FetchResult result) {
     if (result.outcome == Outcome::fetched || result.outcome == Outcome::absent)
         copy_.signature = std::move(result.body);
     else
-        refuse(Status::feedUnreachable, "its signature " + result.failure);
+        refuseFetch("its signature " + result.failure);
 }
 
 void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
@@ -143,6 +143,13 @@ std::string FeedRetrieval::rememberedSigner(const FeedVerifier& verifier) const 
     } catch (const Error&) {
         return {};  // Keys or rules have changed: what is kept tells nothing any more.
     }
+}
+
+/// Names the place that was asked, where it is another than the address that people know.
+void FeedRetrieval::refuseFetch(const std::string& cause) {
+    const std::string place = place_.text();
+    refuse(Status::feedUnreachable,
+           place == address() ? cause : "by policy asked at " + place + ": " + cause);
 }
 
 void FeedRetrieval::refuse(Status status, const std::string& detail) {

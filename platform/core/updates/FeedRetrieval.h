@@ -27,7 +27,9 @@ using FeedVerifier = std::function<Signer(const std::string& address, std::strin
 /// no later step is taken then.
 class FeedRetrieval {
   public:
-    explicit FeedRetrieval(Address address) : address_(std::move(address)) {}
+    /// `address`: as it is named, under which the feed is remembered; `place`: where it is fetched.
+    FeedRetrieval(Address address, Address place)
+        : address_(std::move(address)), place_(std::move(place)) {}
 
     /// What earlier runs know of the feed.
     void remember(KnownFeed known);
@@ -64,8 +66,10 @@ class FeedRetrieval {
   private:
     std::string rememberedSigner(const FeedVerifier& verifier) const;
     void refuse(Status status, const std::string& detail);
+    void refuseFetch(const std::string& cause);
 
     Address address_;
+    Address place_;
     Address source_;  ///< where redirects ended: relative addresses belong to it
     std::optional<CachedFeed> remembered_;
     std::vector<SeenVersion> seen_;       ///< in DigestOrder
