@@ -140,7 +140,7 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
 // A product that only an administrator may add to; the store is for its user's eyes.
 TEST(SharedStore, WhereTheHostsFolderIsClosedNothingIsInstalled) {
     Machine machine;
-    fs::permissions(machine.path(""), fs::perms(0777));
+    fs::permissions(machine.path(""), fs::perms(01777));  // as /tmp is
     const std::string folder = machine.path("plug-ins");
     fs::create_directories(folder);
     fs::create_directories(machine.shared());
