@@ -16,7 +16,7 @@ ARROWS = {
     "platform/support": "",
     "platform/core/status": "platform/support",
     "platform/core/disk": "platform/core/status platform/support",
-    "platform/core/crypto": "",
+    "platform/core/crypto": "platform/support",
     "platform/core/net": "platform/core/crypto platform/core/disk platform/core/status"
                          " platform/support",
     "platform/core/package": "platform/core/disk platform/core/status platform/support",

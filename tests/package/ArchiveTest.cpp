@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/core/package/Package.h"
+#include "platform/support/Text.h"
 #include "tests/package/Expect.h"
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"

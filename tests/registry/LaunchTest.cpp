@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "tests/registry/ScriptedFramework.h"
@@ -141,6 +143,47 @@ TEST(Launch, ClosesItsSessionsAndTakesEveryEntryAsOptional) {
         EXPECT_EQ(framework.launch("", {entry}).out, "A.app 1 ''\n") << entry;
 }
 
+/// What a refused launch leaves: one line, the status for "not found", and nothing started.
+void expectRefused(const Result& result, const std::string& cause) {
+    EXPECT_EQ(result.exitCode, kNotFound) << cause;
+    EXPECT_EQ(result.out, "") << cause;
+    EXPECT_NE(result.err.find(cause), std::string::npos) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+}
+
+// A relative path is another program in each folder.
+TEST(Launch, RefusesAPathThatIsNotAbsolute) {
+    ScriptedFramework framework;
+    application(framework, "A.app");
+    framework.script("tavik-7.0: Path=../A\x1B.app");
+    const Result result = framework.launch("fr_FR");
+    expectRefused(result, "no absolute path");
+    EXPECT_EQ(result.err.find('\x1B'), std::string::npos);
+}
+
+// Another user must not choose what runs as root: not by owning the program, by writing to it or to
+// a folder above it, nor by a link.
+TEST(Launch, RootStartsRootsProgramsAlone) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can give a program away";
+    ScriptedFramework framework;
+    for (const char* name : {"A.app", "B.app", "C.app", "D.app"})
+        application(framework, name);
+    const auto in = [&](const std::string& name) { return framework.folder() / name; };
+    const std::string program = "/Contents/MacOS/Norva Quendel QZ";
+    ASSERT_EQ(chown(in("A.app" + program).c_str(), 65534, 65534), 0);
+    fs::permissions(in("B.app/Contents"), fs::perms::others_write, fs::perm_options::add);
+    ASSERT_EQ(chown(in("C.app").c_str(), 65534, 65534), 0);
+    fs::create_directory_symlink("A.app", in("link.app"));
+    fs::create_directory_symlink("D.app", in("good.app"));
+    for (const char* name : {"A.app", "B.app", "C.app", "link.app"}) {
+        framework.script(std::string("tavik-7.0: Path=@") + name);
+        expectRefused(framework.launch("fr_FR"), "others than root can change");
+    }
+    framework.script("tavik-7.0: Path=@good.app");
+    EXPECT_EQ(framework.launch("fr_FR").out, "D.app 1 'fr_FR'\n");
+}
+
 // The sample registry and the sample application, through the local framework; then without the
 // database, and with a framework that is no library.
 TEST(Launch, StartsTheSampleApplicationFromARealDatabase) {
@@ -153,7 +196,9 @@ TEST(Launch, StartsTheSampleApplicationFromARealDatabase) {
                             {"LD_LIBRARY_PATH", libraries}};
     const std::string vellctl = program("vellctl");
     run({vellctl, "import", source("samples/registry.json")}, environment);
-    run({vellctl, "set", "1", "/norva/parlex/tavik-7.0", "Path", source("samples/Quendel.app")},
+    // A copy: the source folder may belong to somebody else than who runs this.
+    fs::copy(source("samples/Quendel.app"), folder / "Quendel.app", fs::copy_options::recursive);
+    run({vellctl, "set", "1", "/norva/parlex/tavik-7.0", "Path", folder / "Quendel.app"},
         environment);
     const auto launch = [&environment](int exitCode) {
         const Result result = run({program("TavikCmd"), "--launch", "de_DE"}, environment);

@@ -110,7 +110,7 @@ TEST_F(UpdateCheckTest, ItsOwnFeedGoesFirstAndOfSeveralTheNewestVersion) {
     install("c", "sketch", server_.address("/own"));
     publish(feedText(
         1, feedItem("a", "1.6") + "," + feedItem("b", "1.6") + "," + feedItem("c", "1.9")));
-    UpdateCheck check(input_);
+    BackgroundCheck check(input_);
     EXPECT_EQ(updateOf(check, "a"), "1.6");
     EXPECT_EQ(updateOf(check, "b"), "1.6");
     EXPECT_EQ(updateOf(check, "c"), "1.2");

@@ -7,8 +7,10 @@
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/SafeFolder.h"
 #include "platform/core/package/Version.h"
+#include "platform/core/status/Status.h"
 #include "platform/support/Environment.h"
-#include "platform/support/Json.h"
+#include "platform/support/JsonObject.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -19,7 +21,7 @@ constexpr std::string_view kEnding = ".json";
 constexpr std::string_view kHome = "~/";
 
 bool isDisplayName(const std::string& name) {
-    return !name.empty() && name.size() <= kMaxNameBytes && isPrintableText(name);
+    return name.size() <= kMaxNameBytes && isNameText(name);
 }
 
 bool beginsWithHome(const std::string& path) noexcept {
@@ -27,37 +29,37 @@ bool beginsWithHome(const std::string& path) noexcept {
 }
 
 /// One folder, one spelling: links are compared by it. Empty where there is none.
-std::string checkedFolder(const std::string& text) {
+std::string checkedFolder(const JsonObject& descriptor) {
+    constexpr std::string_view kMember = "extensionsFolder";
+    const std::string text = descriptor.text(kMember).value_or("");
     if (text.empty())
         return {};
     const bool isInHome = beginsWithHome(text);
     if (!isInHome && text.front() != '/')
-        throw JsonError("$.extensionsFolder is neither an absolute path nor one below ~/");
+        descriptor.complain(kMember, "is neither an absolute path nor one below ~/");
     if (!isPrintableText(text))
-        throw JsonError("$.extensionsFolder is not a printable text");
+        descriptor.complain(kMember, "is no printable text");
     const std::string folder = std::filesystem::path(text + "/").lexically_normal().parent_path();
     if (isInHome && !beginsWithHome(folder))
-        throw JsonError("$.extensionsFolder leads out of the home folder");
+        descriptor.complain(kMember, "leads out of the home folder");
     return folder;
 }
 
 Product parseDescriptor(const std::string& text) {
     const auto document = parseJson(text, {kMaxDescriptorBytes, 8});
-    if (!document.IsObject())
-        throw JsonError("$ is not an object");
+    const JsonObject object(document, "$");
     Product product;
-    product.name = requiredText(document, "name", "$");
-    product.displayName = requiredText(document, "displayName", "$");
-    product.version = requiredText(document, "version", "$");
-    product.extensionsFolder =
-        checkedFolder(optionalText(document, "extensionsFolder", "$").value_or(""));
-    product.updateFeed = optionalText(document, "updateFeed", "$").value_or("");
+    product.name = object.neededText("name");
+    product.displayName = object.neededText("displayName");
+    product.version = object.neededText("version");
+    product.extensionsFolder = checkedFolder(object);
+    product.updateFeed = object.text("updateFeed").value_or("");
     if (!isProductName(product.name))
-        throw JsonError("$.name is no name of 1 to 63 bytes");
+        object.complain("name", "is no name of 1 to 63 bytes");
     if (!isDisplayName(product.displayName))
-        throw JsonError("$.displayName is no text of 1 to 63 bytes");
+        object.complain("displayName", "is no text of 1 to 63 bytes that can be shown");
     if (!Version::parse(product.version))
-        throw JsonError("$.version \"" + product.version + "\" is no version");
+        object.complain("version", quoteName(product.version) + " is no version");
     return product;
 }
 
@@ -71,7 +73,8 @@ std::optional<Product> readDescriptor(int folder, const std::string& name,
     try {
         Product product = parseDescriptor(*text);
         if (product.name + std::string(kEnding) != name)
-            throw JsonError("$.name \"" + product.name + "\" does not match the file's name");
+            throw JsonError("$.name " + quoteName(product.name) +
+                            " does not match the file's name");
         return product;
     } catch (const JsonError& error) {
         fail(Status::productInvalid, path, error.what());
@@ -151,8 +154,7 @@ const Product* ProductCatalog::byDisplayName(const std::string& displayName) con
 }
 
 bool isProductName(const std::string& name) noexcept {
-    return !name.empty() && name.size() <= kMaxNameBytes && name.front() != '.' &&
-           name.find('/') == std::string::npos && isPrintableText(name);
+    return isDisplayName(name) && name.front() != '.' && name.find('/') == std::string::npos;
 }
 
 std::string extensionsFolderOf(const Product& product, const StoreLocation& store) {

@@ -10,9 +10,9 @@
 #include "platform/core/session/ProgressLine.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/trust/PackageSignature.h"
-#include "platform/core/trust/StablePackage.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -121,7 +121,7 @@ ExtensionHandle Session::install(const std::string& path) {
     // The handle comes from the catalog: a store that cannot be read shows before the change.
     catalog();
     const ExtensionRow row =
-        installInto(Scope::user, openStable(path, policy()), Account::toBeAsked);
+        installInto(Scope::user, Package::open(path, policy().limits), Account::toBeAsked);
     const InstalledExtension* installed = catalog().byKey(row.idKey);
     if (installed == nullptr)
         fail(Status::extensionNotFound, row.id, "removed at once by another process");
@@ -129,25 +129,26 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
-    installInto(Scope::shared, openStable(path, policy()), Account::toBeAsked);
+    installInto(Scope::shared, Package::open(path, policy().limits), Account::toBeAsked);
 }
 
 ExtensionRow Session::installInto(Scope scope, const Package& package, Account account) {
     const Manifest& manifest = package.manifest();
     requireFittingProduct(manifest, reachableProducts(), package.path());
-    const std::string signer = verifyPackage(package, trustRules(policy()));
+    const VerifiedPackage verified = verifyPackage(package, trustRules(policy()));
     // In the user's list, the user's copy takes the place of the one for all users.
     if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
-        requireSameSigner(shared->signer, signer, package.path());
+        requireSameSigner(shared->signer, verified.signer, package.path());
     if (manifest.requiresAccount && account == Account::toBeAsked)
         identity_.requireAccount(manifest.id, manifest.name);
 
     Store target = store(scope);
     ProgressLine line;
     catalogIsCurrent_ = false;
-    return target.install(package, {signer, [&line](std::uint64_t done, std::uint64_t total) {
-                                        line.show(done, total);
-                                    }});
+    const Progress progress = [&line](std::uint64_t done, std::uint64_t total) {
+        line.show(done, total);
+    };
+    return target.install(package, {verified.signer, progress, verified.content});
 }
 
 std::optional<ExtensionRow> Session::rowIn(const StoreLocation& location,

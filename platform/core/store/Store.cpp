@@ -88,7 +88,7 @@ ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& det
     }
     links_.prepare(row, change.lock());
 
-    change.publish(package, row.folder, details.progress);
+    change.publish(package, row.folder, details.progress, details.content.get());
     change.commit([&](ExtensionTable& table) { table.put(row); },
                   [&](ExtensionTable& table) {
                       const auto now = table.find(row.idKey);

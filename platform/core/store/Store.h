@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@ namespace tavik {
 struct InstallDetails {
     std::string signer;  ///< fingerprint of the package's key; empty: unsigned
     Progress progress;   ///< may be empty
+    std::shared_ptr<const ContentCheck> content;  ///< what the files are compared with; may be null
 };
 
 /// Told of trouble that does not undo a change: the next change repairs it.
