@@ -83,11 +83,22 @@ std::vector<std::string> Machine::garbage() const {
         while (select.step())
             rows.emplace_back(select.text(0));
     }
-    const auto folders = namesIn(user("ext"));
+    auto folders = namesIn(user("ext"));
+    // The list of files belongs to its folder; what an earlier version installed has none.
+    folders.erase(std::remove_if(folders.begin(), folders.end(),
+                                 [&](const std::string& name) {
+                                     const auto end = name.rfind(".files");
+                                     return end != std::string::npos &&
+                                            std::binary_search(rows.begin(), rows.end(),
+                                                               name.substr(0, end));
+                                 }),
+                  folders.end());
     std::set_symmetric_difference(rows.begin(), rows.end(), folders.begin(), folders.end(),
                                   std::back_inserter(found));
     for (const auto& name : namesIn(user("staging")))
         found.push_back("staging/" + name);
+    for (const auto& name : namesIn(user("set-aside")))
+        found.push_back("set-aside/" + name);
     const std::string links = user("products/sketch/extensions");
     for (const auto& name : namesIn(links))
         if (!fs::exists(links + "/" + name))
