@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "tests/support/Machine.h"
@@ -28,6 +29,23 @@ const Change kChanges[] = {
     {"disabling", kOld, {"Disabled com.example.a 1.0"}, "--disable"},
 };
 
+/// Links that lead nowhere: a host would fail on them.
+List danglingLinks(const Machine& machine) {
+    const std::string folder = machine.user("products/sketch/extensions/");
+    List names = namesIn(folder);
+    names.erase(std::remove_if(names.begin(), names.end(),
+                               [&](const std::string& name) { return fs::exists(folder + name); }),
+                names.end());
+    return names;
+}
+
+void expectHostSees(const Machine& machine, const List& listed, const std::string& where) {
+    const bool enabled = !listed.empty() && listed[0].substr(0, 8) == "Enabled ";
+    EXPECT_EQ(machine.seenByHost("com.example.a"),
+              enabled ? listed[0].substr(listed[0].size() - 3) : "")
+        << where;
+}
+
 /// The host sees what the list says, `now`, once another change has gone through.
 void expectSoundAfterNextChange(Machine& machine, const List& now, const std::string& where) {
     ASSERT_EQ(machine.install(machine.package("com.example.other", "1.0")).exitCode, 0) << where;
@@ -35,9 +53,7 @@ void expectSoundAfterNextChange(Machine& machine, const List& now, const std::st
     then.push_back("Enabled com.example.other 1.0");
     EXPECT_EQ(machine.listed(), then) << where;
     EXPECT_EQ(machine.garbage(), List{}) << where;
-    const bool enabled = !now.empty() && now[0].substr(0, 8) == "Enabled ";
-    EXPECT_EQ(machine.seenByHost("com.example.a"), enabled ? now[0].substr(now[0].size() - 3) : "")
-        << where;
+    expectHostSees(machine, now, where);
 }
 
 enum class Duration { once, onward };
@@ -93,7 +109,9 @@ void runWithFaults(const Change& change, const std::string& fault, Duration dura
             std::string(change.name) + ", " + fault + " at call " + std::to_string(call);
         const Result result = changing.run(fault, duration, call);
         const bool struck = changing.wasStruck();
+        EXPECT_EQ(danglingLinks(changing.machine), List{}) << where;
         const List now = changing.machine.listed();
+        expectHostSees(changing.machine, now, where + ", after the list");
         EXPECT_TRUE(now == change.before || now == change.after)
             << where << ": " << ::testing::PrintToString(now);
         if (result.exitCode == 0) {

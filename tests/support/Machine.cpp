@@ -1,5 +1,7 @@
 #include "tests/support/Machine.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
@@ -63,6 +65,15 @@ std::vector<std::string> Machine::listed(const std::string& displayName) const {
 std::string Machine::seenByHost(const std::string& id, const std::string& file) const {
     const std::string path = user("products/sketch/extensions/" + id + "/" + file);
     return fs::exists(path) ? readFile(path) : "";
+}
+
+std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command;
+    if (::geteuid() == 0)
+        command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    command.push_back(program("TavikCmd"));
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
 }
 
 std::vector<std::string> namesIn(const std::string& folder) {
