@@ -225,6 +225,22 @@ TEST_F(Links, ADanglingLinkInAFolderOfBothIsCorrectedByEitherStore) {
     EXPECT_EQ(version(links), "1.0");
 }
 
+// In such a folder the shared link takes the place of the one that the user has switched off.
+TEST_F(Links, AFolderOfBothStoresShowsNothingThatTheUserHasSwitchedOff) {
+    const std::string links = machine.path("plug-ins");
+    linkIn(links);
+    const auto loaded = [&] {
+        return run({TAVIK_SAMPLE_HOST, machine.user(), machine.shared(), "sketch", links}).out;
+    };
+    const auto package = machine.package("com.example.a", "1.0");
+    ASSERT_EQ(tavik({"--install_for_all", package, "--install", package}).exitCode, 0);
+    EXPECT_EQ(loaded().find("com.example.a " + machine.user("ext/com.example.a@")), 0U);
+    ASSERT_EQ(tavik({"--disable", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(loaded(), "");
+    ASSERT_EQ(tavik({"--enable", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(loaded().find("com.example.a " + machine.user("ext/com.example.a@")), 0U);
+}
+
 TEST_F(Links, ChangesOfBothStoresAtOnceLeaveWhatTheListSays) {
     const std::string links = machine.path("plug-ins");
     linkIn(links);
