@@ -120,8 +120,9 @@ void Session::warnOnce(const Error& warning) const {
 ExtensionHandle Session::install(const std::string& path) {
     // The handle comes from the catalog: a store that cannot be read shows before the change.
     catalog();
-    const ExtensionRow row =
-        installInto(Scope::user, Package::open(path, policy().limits), Account::toBeAsked);
+    const TrustRules rules = readRules();
+    const ExtensionRow row = installInto(Scope::user, Package::open(path, rules.policy.limits),
+                                         rules, Account::toBeAsked);
     const InstalledExtension* installed = catalog().byKey(row.idKey);
     if (installed == nullptr)
         fail(Status::extensionNotFound, row.id, "removed at once by another process");
@@ -129,13 +130,16 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
-    installInto(Scope::shared, Package::open(path, policy().limits), Account::toBeAsked);
+    const TrustRules rules = readRules();
+    installInto(Scope::shared, Package::open(path, rules.policy.limits), rules, Account::toBeAsked);
 }
 
-ExtensionRow Session::installInto(Scope scope, const Package& package, Account account) {
+ExtensionRow Session::installInto(Scope scope, const Package& package, const TrustRules& rules,
+                                  Account account) {
     const Manifest& manifest = package.manifest();
+    requireAllowedExtension(rules.policy, manifest.idKey, package.path());
     requireFittingProduct(manifest, reachableProducts(), package.path());
-    const VerifiedPackage verified = verifyPackage(package, trustRules(policy()));
+    const VerifiedPackage verified = verifyPackage(package, rules);
     // In the user's list, the user's copy takes the place of the one for all users.
     if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
         requireSameSigner(shared->signer, verified.signer, package.path());
