@@ -76,7 +76,7 @@ TEST_F(Links, NobodyElseLeadsRootToAnotherFolder) {
         {"mkdir -m 1777 pub; ln -s ../private pub/ext", "pub/ext", "pub/ext: "},
         {"mkdir -m 1777 ext", "ext", "ext: "},
         {"ln -s theirs ours; $as mkdir theirs/ext", "ours/ext", "theirs: "},
-        {"ln -s private/../theirs ours", "ours", "private/../theirs: "},
+        {"ln -s private/../theirs ours", "ours", "theirs: "},
         {"ln -s round round", "round/ext", "round: "},
         {"touch file; chmod 600 file", "file/ext", "file: "},
     };

@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <set>
-
 #include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
 #include "platform/core/session/ProgressLine.h"
@@ -45,7 +43,7 @@ const ProductCatalog& Session::reachableProducts() {
     if (!products_) {
         products_ = ProductCatalog::load(locations());
         for (const auto& leftOut : products_->leftOut())
-            warnOnce(leftOut);
+            warn(leftOut);
     }
     return *products_;
 }
@@ -108,13 +106,6 @@ Store Session::store(Scope scope) {
 
 void Session::warn(const Error& warning) const {
     writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
-}
-
-/// A run has one session for each of its commands; what stays as it is needs to be said once.
-void Session::warnOnce(const Error& warning) const {
-    static std::set<std::string> told;
-    if (told.insert(warning.what()).second)
-        warn(warning);
 }
 
 ExtensionHandle Session::install(const std::string& path) {

@@ -84,7 +84,6 @@ class Session {
     Store store(Scope scope);
     void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
-    void warnOnce(const Error& warning) const;
     TrustRules readRules() const;
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput(const TrustRules& rules);
