@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/core/identity/IdentityService.h"
@@ -73,12 +74,17 @@ class Session {
 
   private:
     const ExtensionCatalog& catalog();
+    void forgetCatalog() noexcept;
     const ProductCatalog& reachableProducts();
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
     enum class Account { toBeAsked, asked };
     ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
                              Account account);
+    std::optional<ExtensionTable> openTable(const StoreLocation& location);
+    std::optional<ExtensionTable> openOrLeaveOut(const StoreLocation& location);
+    bool finishInterrupted(const StoreLocation& location);
+    ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
     Package downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules);
     Store store(Scope scope);
@@ -96,6 +102,8 @@ class Session {
     std::optional<ExtensionCatalog> catalog_;
     bool catalogIsCurrent_ = false;
     std::vector<const InstalledExtension*> byHandle_;
+    std::vector<std::unique_ptr<ExtensionCatalog>> installed_;  ///< since the catalog was read
+    const InstalledExtension* lastInstalled_ = nullptr;         ///< until the next change
     IdentityService identity_;
     std::unique_ptr<BackgroundCheck> updateCheck_;
     std::optional<TrustRules> updateRules_;  ///< what the check judges by
