@@ -21,7 +21,7 @@ constexpr const char* kHelp =
     "you alone, and NAME.pem, the public key for those who are to trust it. NAME is\n"
     "signing-key unless given. Files that exist are never overwritten.\n";
 
-/// Writes a file that is not there yet, durably; takes it away again on a failure.
+/// Writes a new file durably. After a failure the file is removed again.
 void writeNewFile(const std::string& path, const std::string& text, mode_t mode) {
     const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!file && errno == EEXIST)

@@ -10,10 +10,10 @@
 
 namespace tavik::qpk {
 
-/// A file that appears under its name whole or not at all: it is written without a name, where the
-/// file system can do that, or under a hidden name beside it, which is gone with this object unless
-/// the file was finished. A link that has the name stays one: what it leads to is replaced, and
-/// only where that is a regular file. Failures are Errors about the file.
+/// A file that appears under its name complete or not at all. It is written without a name if the
+/// file system supports that, otherwise under a hidden name beside it; unless it is finished, it is
+/// removed with this object. If the name is a link, the link stays and its target is replaced,
+/// which must be a regular file. Failures are Errors about the file.
 class OutputFile {
   public:
     explicit OutputFile(std::string path);
@@ -28,7 +28,7 @@ class OutputFile {
 
     void write(std::string_view bytes);
 
-    /// Replaces what has the name; durable. The first form gives the rights of a new file.
+    /// Replaces the file of that name, durably. The first form gives it the mode of a new file.
     void finish();
     void finish(mode_t mode);
 

@@ -8,10 +8,10 @@
 
 namespace tavik::qpk {
 
-/// What authors' packages are judged by: any key may have signed them, or none.
+/// The rules for authors' packages: any key may have signed them, or none.
 TrustRules authorRules();
 
-/// The cryptography of the rules; lives as long as the process.
+/// The cryptography that the rules use. It lives as long as the process.
 Crypto& authorCrypto();
 
 /// Throws Error (keyInvalid) about the file.
