@@ -13,8 +13,9 @@ constexpr const char* kHelp =
     "usage: qpk check FILE [--product NAME=VERSION]...\n\n"
     "Shows everything that is wrong with a package, a line for each fault: the container, the\n"
     "manifest, every entry, the signature. Stricter than an install: members of the manifest\n"
-    "that nobody reads, addresses that nobody follows and files left behind by an editor or a\n"
-    "version control system are faults as well. Exit status 0: it has none.\n\n"
+    "that nobody reads, addresses that nobody follows, names that break the list as XML and\n"
+    "files left behind by an editor or a version control system are faults as well. Exit status 0: "
+    "it has none.\n\n"
     "  --product NAME=VERSION  would it also install where this host product is; several\n"
     "                          are installed side by side\n";
 
@@ -36,6 +37,8 @@ int check(const CommandLine& line) {
     std::vector<Fault> faults = findAuthorFaults(path);
     if (!products.empty())
         addProductFaults(path, products, faults);
+    if (faults.empty())
+        addListFaults(Package::open(path), faults);
     for (const std::string& text : describeFaults(faults))
         std::cout << path << ": " << text << '\n';
     if (!faults.empty())

@@ -114,6 +114,18 @@ void addProductFaults(const std::string& path, const std::vector<TargetProduct>&
                           ", and does not fit " + oneLine(found)});
 }
 
+void addListFaults(const Package& package, std::vector<Fault>& faults) {
+    const auto check = [&](const char* member, const std::string& text) {
+        if (text.find_first_of("&<>\"") != std::string::npos)
+            faults.push_back({Status::manifestInvalid, std::string(kManifestPath),
+                              std::string(member) + " " + quoteName(text) +
+                                  " has one of & < > \" in it, which breaks the list of "
+                                  "TavikCmd --list_as_xml"});
+    };
+    check("name", package.manifest().name);
+    check("storeName", package.manifest().storeName);
+}
+
 std::vector<std::string> describeFaults(const std::vector<Fault>& faults) {
     std::vector<std::string> lines;
     for (const Fault& fault : faults)

@@ -5,6 +5,7 @@
 
 #include "platform/core/package/Fault.h"
 #include "platform/core/package/Manifest.h"
+#include "platform/core/package/Package.h"
 
 namespace tavik::qpk {
 
@@ -27,6 +28,10 @@ std::vector<Fault> findAuthorFaults(const std::string& path);
 /// where one of them fits, or where the manifest cannot be read.
 void addProductFaults(const std::string& path, const std::vector<TargetProduct>& products,
                       std::vector<Fault>& faults);
+
+/// Adds the faults of texts that `TavikCmd --list_as_xml` cannot show: it writes them between
+/// quotation marks as they are.
+void addListFaults(const Package& package, std::vector<Fault>& faults);
 
 /// One line for each fault: those of the whole first, then by entry.
 std::vector<std::string> describeFaults(const std::vector<Fault>& faults);
