@@ -76,10 +76,26 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
     }
     expectIn("nowhere: No such file", bad({"pack", at("nowhere")}));
     expectIn("lie in the folder", bad({"pack", source("a"), "-o", at("out/../a/x.qpk")}));
-    ::mkfifo(at("pipe").c_str(), 0600);
-    fs::create_symlink("pipe", at("pipe.qpk"));
+    ::mkfifo(at("pipe.qpk").c_str(), 0600);
     expectIn("no regular file", bad({"pack", source("a"), "-o", at("pipe.qpk")}));
     EXPECT_TRUE(fs::is_fifo(at("pipe.qpk")));
+    // Somebody else may have put the link there.
+    writeFile(at("victim"), "mine");
+    fs::create_symlink("victim", at("link.qpk"));
+    expectIn("it is a link", bad({"pack", source("a"), "-o", at("link.qpk")}));
+    EXPECT_EQ(readFile(at("victim")), "mine");
+}
+
+// The list as XML does not escape: such a name adds attributes, or makes it no XML.
+TEST_F(Check, NamesWhatBreaksTheListAsXml) {
+    for (const std::string text : {"Pens & Inks", "a\\\" status=\\\"Enabled", "<b>"}) {
+        PackageBuilder("a", "1").named(text).write(at("a.qpk"));
+        const Result result = qpk({"check", at("a.qpk")});
+        EXPECT_EQ(result.exitCode, 1) << text;
+        expectIn("--list_as_xml", result.out);
+    }
+    PackageBuilder("a", "1").with("storeName", "\"A & B\"").write(at("a.qpk"));
+    expectIn("storeName \"A & B\"", qpk({"check", at("a.qpk")}).out);
 }
 
 TEST_F(Check, ShowsAllFaultsAtOnce) {
