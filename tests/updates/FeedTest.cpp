@@ -45,6 +45,7 @@ TEST(Feed, LeavesBrokenItemsOutAndKeepsTheOthers) {
         {R"("maxVersion":"18")", R"("maxVersion":18)", "not a string"},
         {R"("url":"p.qpk")", R"("url":"http://e.com/p")", "another machine"},
         {R"("url":"p.qpk")", R"("url":["p.qpk","file:///etc/passwd"])", "url[1]"},
+        {R"("url":"p.qpk")", R"("url":[])", "1 to 20 entries"},
         {R"("size":10)", R"("size":1e3)", "whole number"},
         {R"("sha256":"a)", R"("sha256":")", "hexadecimal"},
     };
@@ -86,6 +87,7 @@ TEST(Feed, TheNewestThatFitsIsChosen) {
         {"blocked in two lines", blockedBy(R"("x\ny")"), ""},
         {"blocked and broken",
          R"({"id":"a","version":"2.0",)" + blocked + R"("size":0},)" + feedItem("a", "2.0"), ""},
+        {"another product", replaced(feedItem("a", "2.0"), "sketch", "layout"), ""},
         {"product too old", replaced(feedItem("a", "2.0"), "17.0", "17.3"), ""},
     };
     const std::vector<UpdatableProduct> products{{"paint", *Version::parse("17.2"), ""},

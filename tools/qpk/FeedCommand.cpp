@@ -97,7 +97,7 @@ void requireReplaceable(const std::string& folder, bool isSigned) {
         throw Failure(signature, "the feed was signed",
                       "give --key, or remove that file to publish the feed unsigned");
     const std::string page = folder + "/" + kPageName;
-    const auto text = readWhole(page, kMaxFileBytes, Links::follow);
+    const auto text = readWhole(page, kMaxFileBytes, FinalLink::followed);
     if (text && text->find(kPageMark) == std::string::npos)
         throw Failure(page, "it was not made by qpk feed", "move it away");
 }
@@ -126,9 +126,9 @@ FeedDocument makeFeed(const CommandLine& line, std::vector<Fault>& faults) {
 /// Who signed the folder's feed so far; nobody where it is not to be told.
 Signer formerSigner(const std::string& folder) {
     const std::string path = folder + "/" + kFeedName;
-    const auto feed = readWhole(path, kMaxFileBytes, Links::follow);
+    const auto feed = readWhole(path, kMaxFileBytes, FinalLink::followed);
     const auto signature =
-        readWhole(path + std::string(kSignatureSuffix), kMaxFileBytes, Links::follow);
+        readWhole(path + std::string(kSignatureSuffix), kMaxFileBytes, FinalLink::followed);
     if (!feed || !signature)
         return {};
     return {authorCrypto().findSigner(*feed, *signature).fingerprint, {}};
@@ -154,14 +154,14 @@ void warnOfSigners(const std::string& folder, const FeedDocument& feed,
 void publish(const std::string& folder, const FeedDocument& feed, const std::string& text,
              const std::string& signature, const std::string& succession) {
     const std::string path = folder + "/" + kFeedName;
-    OutputFile page(folder + "/" + kPageName, Links::refuse);
+    OutputFile page(folder + "/" + kPageName, FinalLink::refused);
     page.write(writeFeedPage(feed));
-    OutputFile json(path, Links::refuse);
+    OutputFile json(path, FinalLink::refused);
     json.write(text);
     std::list<OutputFile> besides;
     const auto addFile = [&](std::string_view suffix, const std::string& content) {
         if (!content.empty())
-            besides.emplace_back(path + std::string(suffix), Links::refuse).write(content);
+            besides.emplace_back(path + std::string(suffix), FinalLink::refused).write(content);
     };
     addFile(kSuccessionSuffix, succession);
     addFile(kSignatureSuffix, signature);

@@ -17,7 +17,7 @@ namespace tavik::qpk {
 /// stays one and what it leads to is replaced. Failures are Errors about the file.
 class OutputFile {
   public:
-    OutputFile(std::string path, Links links);
+    OutputFile(std::string path, FinalLink link);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;

@@ -26,8 +26,8 @@ constexpr const char* kHelp =
 
 /// From the manifest; where that has faults, the check will say so before the name matters.
 std::string defaultName(const std::string& folder, const PackageLimits& limits) try {
-    const auto bytes =
-        readWhole(folder + "/" + std::string(kManifestPath), limits.manifest.bytes, Links::refuse);
+    const auto bytes = readWhole(folder + "/" + std::string(kManifestPath), limits.manifest.bytes,
+                                 FinalLink::refused);
     const Manifest manifest = parseManifest(bytes.value_or(""), limits.manifest,
                                             [](const Fault&) { throw CheckStopped(); });
     return manifest.id + "-" + manifest.version.text() + ".qpk";
@@ -74,7 +74,7 @@ int pack(const CommandLine& line) {
     const auto output = line.option("output");
     const std::string path = output ? *output : defaultName(folder, limits);
     requireOutside(folder, path);
-    OutputFile file(path, Links::refuse);
+    OutputFile file(path, FinalLink::refused);
     writeEntries(folder, entries, limits, file);
     faults = findAuthorFaults(file.temporaryPath());
     if (!faults.empty())

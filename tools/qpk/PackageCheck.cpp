@@ -5,11 +5,14 @@
 #include "platform/core/crypto/OpenSslCrypto.h"
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
+#include "platform/support/Text.h"
 #include "tools/qpk/ManifestRules.h"
 #include "tools/qpk/Signing.h"
 
 namespace tavik::qpk {
 namespace {
+
+constexpr std::size_t kMaxFactBytes = 300;  // of a manifest that names many products
 
 std::optional<Fault> signatureFault(const std::string& path) try {
     verifyWholePackage(Package::open(path), authorRules());
@@ -110,20 +113,9 @@ void addProductFaults(const std::string& path, const std::vector<TargetProduct>&
     for (const TargetProduct& product : products)
         found += (found.empty() ? "" : ", ") + product.name + " " + product.version.text();
     faults.push_back({Status::noFittingProduct, std::string(kManifestPath),
-                      "is made for " + (wanted.empty() ? "no product" : wanted) +
+                      "is made for " +
+                          (wanted.empty() ? "no product" : shortened(wanted, kMaxFactBytes)) +
                           ", and does not fit " + oneLine(found)});
-}
-
-void addListFaults(const Package& package, std::vector<Fault>& faults) {
-    const auto check = [&](const char* member, const std::string& text) {
-        if (text.find_first_of("&<>\"") != std::string::npos)
-            faults.push_back({Status::manifestInvalid, std::string(kManifestPath),
-                              std::string(member) + " " + quoteName(text) +
-                                  " has one of & < > \" in it, which breaks the list of "
-                                  "TavikCmd --list_as_xml"});
-    };
-    check("name", package.manifest().name);
-    check("storeName", package.manifest().storeName);
 }
 
 std::vector<std::string> describeFaults(const std::vector<Fault>& faults) {

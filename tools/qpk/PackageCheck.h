@@ -5,7 +5,6 @@
 
 #include "platform/core/package/Fault.h"
 #include "platform/core/package/Manifest.h"
-#include "platform/core/package/Package.h"
 
 namespace tavik::qpk {
 
@@ -20,7 +19,7 @@ struct TargetProduct {
 std::vector<Fault> findCoreFaults(const std::string& path);
 
 /// The same, and what an install lets pass although its author would not want it: members of the
-/// manifest that nobody reads, addresses that nobody follows, files that an editor or a version
+/// manifest that are unknown, addresses that no core fetches, files that an editor or a version
 /// control system left behind.
 std::vector<Fault> findAuthorFaults(const std::string& path);
 
@@ -28,10 +27,6 @@ std::vector<Fault> findAuthorFaults(const std::string& path);
 /// where one of them fits, or where the manifest cannot be read.
 void addProductFaults(const std::string& path, const std::vector<TargetProduct>& products,
                       std::vector<Fault>& faults);
-
-/// Adds the faults of texts that `TavikCmd --list_as_xml` cannot show: it writes them between
-/// quotation marks as they are.
-void addListFaults(const Package& package, std::vector<Fault>& faults);
 
 /// One line for each fault: those of the whole first, then by entry.
 std::vector<std::string> describeFaults(const std::vector<Fault>& faults);

@@ -56,7 +56,7 @@ int sign(const CommandLine& line) {
         return refuseFor(path, faults);
 
     const Package package = Package::open(path);
-    OutputFile file(path, Links::follow);
+    OutputFile file(path, FinalLink::followed);
     writeSigned(package, key, file);
     // The two entries may be what makes it too large, and others may stand in their folder.
     faults = findCoreFaults(file.temporaryPath());

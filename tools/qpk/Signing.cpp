@@ -54,7 +54,7 @@ std::string readKeyText(const std::string& source) {
         return readDescriptor(source);
     if (source.rfind(kVariable, 0) == 0)
         return readVariable(source);
-    auto pem = readWhole(source, kMaxKeyBytes, Links::follow);
+    auto pem = readWhole(source, kMaxKeyBytes, FinalLink::followed);
     if (!pem)
         failSystem(ENOENT, source, "open the file");
     return *std::move(pem);
@@ -62,7 +62,7 @@ std::string readKeyText(const std::string& source) {
 
 std::vector<Succession> readSuccession(const std::string& keyFile) {
     const std::string path = successionFileOf(keyFile);
-    const auto json = readWhole(path, kMaxSuccessionBytes, Links::follow);
+    const auto json = readWhole(path, kMaxSuccessionBytes, FinalLink::followed);
     if (!json)
         return {};
     try {

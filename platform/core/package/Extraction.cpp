@@ -12,6 +12,7 @@
 
 #include "platform/core/package/EntryReader.h"
 #include "platform/core/package/FolderTree.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {

@@ -1,6 +1,9 @@
 #include "platform/core/session/Session.h"
 
+#include <fcntl.h>
 #include <unistd.h>
+
+#include <set>
 
 #include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
@@ -9,6 +12,7 @@
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -18,6 +22,11 @@ std::string checkedFamily(const std::string& family) {
         family.find('/') != std::string::npos || !isPrintableText(family))
         fail(Status::invalidArgument, "product family", "\"" + family + "\" is no folder name");
     return family;
+}
+
+/// Whether the current user has the right to change the store.
+bool mayChange(const StoreLocation& location) {
+    return ::faccessat(AT_FDCWD, location.familyFolder().c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
 }  // namespace
@@ -33,9 +42,17 @@ const ProductCatalog& Session::products() {
 }
 
 const ProductCatalog& Session::reachableProducts() {
-    if (!products_)
+    if (!products_) {
         products_ = ProductCatalog::load(locations());
+        for (const auto& leftOut : products_->leftOut())
+            warnOnce(leftOut);
+    }
     return *products_;
+}
+
+const ProductCatalog& Session::listedProducts() {
+    catalog();
+    return products();
 }
 
 const std::vector<const InstalledExtension*>& Session::extensionsOf(
@@ -91,6 +108,13 @@ Store Session::store(Scope scope) {
 
 void Session::warn(const Error& warning) const {
     writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
+}
+
+/// A run has one session for each of its commands; what stays as it is needs to be said once.
+void Session::warnOnce(const Error& warning) const {
+    static std::set<std::string> told;
+    if (told.insert(warning.what()).second)
+        warn(warning);
 }
 
 ExtensionHandle Session::install(const std::string& path) {
@@ -158,9 +182,28 @@ void Session::removeForAll(const std::string& nameOrId) {
 
 void Session::setState(ExtensionHandle handle, ExtensionState state) {
     const InstalledExtension& installed = extension(handle);
+    if (installed.scope == Scope::shared)
+        return setStateOfShared(installed, state);
     catalogIsCurrent_ = false;
-    store(installed.scope)
-        .setState(std::string(installed.idKey), std::string(installed.name), state);
+    store(Scope::user).setState(std::string(installed.idKey), std::string(installed.name), state);
+}
+
+/// Who may change the shared store switches the extension for everybody, anybody else for himself.
+void Session::setStateOfShared(const InstalledExtension& installed, ExtensionState state) {
+    const std::string idKey(installed.idKey);
+    const std::string name(installed.name);
+    const bool isMasked = installed.isMasked;
+    const bool isForAll = mayChange(shared_);
+    const bool hasState = installed.stateForAll == state;
+    catalogIsCurrent_ = false;
+    if (state == ExtensionState::disabled ? isForAll : isForAll || !hasState)
+        store(Scope::shared).setState(idKey, name, state);
+    if (state == ExtensionState::disabled ? isForAll : !isMasked)
+        return;
+    const auto row = rowIn(shared_, idKey);
+    if (!row)
+        fail(Status::extensionNotFound, name);
+    store(Scope::user).setMask(*row, state);
 }
 
 }  // namespace tavik

@@ -30,6 +30,9 @@ class Session {
     /// The host products, for lists: Status::noHome where the user's part of them is out of reach.
     const ProductCatalog& products();
 
+    /// The same, and the failure of a store that cannot be read: it shows before the first list.
+    const ProductCatalog& listedProducts();
+
     /// The extensions made for the product; Status::productNotFound where there is none.
     const std::vector<const InstalledExtension*>& extensionsOf(const std::string& displayName);
 
@@ -43,6 +46,10 @@ class Session {
     void installForAll(const std::string& path);
     void remove(ExtensionHandle handle);
     void removeForAll(const std::string& nameOrId);
+
+    /// Switches a user's own extension, and with it the shared one of its id, for this user. One of
+    /// the shared store is switched for all users where the current user may change that store,
+    /// otherwise for the current user alone.
     void setState(ExtensionHandle handle, ExtensionState state);
 
     /// Starts a check of what is installed now; one that is under way is ended. Failures show when
@@ -75,7 +82,9 @@ class Session {
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
     Package downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules);
     Store store(Scope scope);
+    void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
+    void warnOnce(const Error& warning) const;
     TrustRules readRules() const;
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput(const TrustRules& rules);

@@ -8,6 +8,7 @@
 #include "platform/core/status/Status.h"
 #include "platform/core/updates/VersionOrder.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
