@@ -38,14 +38,13 @@ const std::string kHelp =
         "  With --key, the feed is signed, into FOLDER/feed.json.sig.\n") +
     kKeyHelp;
 
-constexpr std::int64_t kMaxSerial = std::int64_t{1} << 53;  // beyond it readers may round
 constexpr std::time_t kDay = std::time_t{24} * 60 * 60;
 
 std::int64_t parseSerial(const std::string& text) {
     std::int64_t serial = 0;
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, serial);
-    if (error != std::errc() || stop != end || serial < 0 || serial > kMaxSerial)
+    if (error != std::errc() || stop != end || serial < 0 || serial > kMaxFeedSerial)
         throw UsageError("--serial " + text + " is not a whole number from 0 to 2^53");
     return serial;
 }
@@ -80,6 +79,12 @@ std::string expiryOf(const CommandLine& line) {
 
 std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
     const auto given = line.option("serial");
+    if (old && old->serial == kMaxFeedSerial)
+        throw Failure(
+            line.operand() + "/" + kFeedName,
+            "its number is the highest there is, and no reader takes a lower one",
+            "publish the feed at another address, or remove that file and tell readers to "
+            "delete feeds.db");
     if (!given)
         return old ? old->serial + 1 : 1;
     const std::int64_t serial = parseSerial(*given);

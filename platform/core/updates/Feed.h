@@ -12,6 +12,9 @@
 
 namespace tavik {
 
+/// The highest serial: beyond it readers may round.
+inline constexpr std::int64_t kMaxFeedSerial = std::int64_t{1} << 53;
+
 /// One version of one extension in a feed.
 struct FeedItem {
     std::string id;  ///< as the feed writes it

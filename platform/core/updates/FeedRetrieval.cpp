@@ -49,8 +49,9 @@ void FeedRetrieval::take(FetchResult result) {
             refuse(Status::feedInvalid, result.failure);
             break;
         case Outcome::absent:
+        case Outcome::untrusted:
         case Outcome::failed:
-            refuseFetch(result.failure);
+            refuseFetch(result, {});
             break;
     }
 }
@@ -79,7 +80,7 @@ void FeedRetrieval::takeSignature(FetchResult result) {
     if (result.outcome == Outcome::fetched || result.outcome == Outcome::absent)
         copy_.signature = std::move(result.body);
     else
-        refuseFetch("its signature " + result.failure);
+        refuseFetch(result, "its signature ");
 }
 
 bool FeedRetrieval::lacksSuccession(const FeedVerifier& verifier) const {
@@ -121,8 +122,13 @@ void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
     if (feed_.expires <= now)
         refuse(Status::feedExpired, "on " + feed_.expiresText);
     else if (remembered_ && feed_.serial < remembered_->serial)
-        refuse(Status::feedRolledBack, "serial " + std::to_string(feed_.serial) +
-                                           ", seen before: " + std::to_string(remembered_->serial));
+        refuse(Status::feedRolledBack,
+               "serial " + std::to_string(feed_.serial) +
+                   ", seen before: " + std::to_string(remembered_->serial) +
+                   (remembered_->serial == kMaxFeedSerial
+                        ? ", the highest there is; to get out of it, delete feeds.db in the folder "
+                          "of the user's extensions"
+                        : ""));
 }
 
 bool FeedRetrieval::isRepublished(const FeedItem& item) const {
@@ -161,10 +167,12 @@ std::string FeedRetrieval::rememberedSigner(const FeedVerifier& verifier) const 
 }
 
 /// Names the place that was asked, where it is another than the address that people know.
-void FeedRetrieval::refuseFetch(const std::string& cause) {
+void FeedRetrieval::refuseFetch(const FetchResult& result, const std::string& what) {
     const std::string place = place_.text();
-    refuse(Status::feedUnreachable,
-           place == address() ? cause : "by policy asked at " + place + ": " + cause);
+    const std::string cause = what + result.failure;
+    refuse(
+        result.outcome == Outcome::untrusted ? Status::certificateRefused : Status::feedUnreachable,
+        place == address() ? cause : "by policy asked at " + place + ": " + cause);
 }
 
 void FeedRetrieval::refuse(Status status, const std::string& detail) {

@@ -72,7 +72,7 @@ class FeedRetrieval {
   private:
     std::string rememberedSigner(const FeedVerifier& verifier) const;
     void refuse(Status status, const std::string& detail);
-    void refuseFetch(const std::string& cause);
+    void refuseFetch(const FetchResult& result, const std::string& what);
 
     Address address_;
     Address place_;
