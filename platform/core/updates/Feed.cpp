@@ -188,7 +188,7 @@ void readItem(FeedItem& item, const rapidjson::Value& value, const std::string& 
         return;
     }
     if (findMember(value, "name") != nullptr)
-        printableText(value, "name", place, kMaxNameBytes);
+        item.name = printableText(value, "name", place, kMaxNameBytes);
     item.products = readProducts(value, place);
     item.mirrors = readMirrors(value, place, base);
     item.size = static_cast<std::uint64_t>(requiredNumber(value, "size", place));

@@ -19,6 +19,7 @@ inline constexpr std::int64_t kMaxFeedSerial = std::int64_t{1} << 53;
 struct FeedItem {
     std::string id;  ///< as the feed writes it
     std::string idKey;
+    std::string name;  ///< for people; may be empty
     Version version;
     std::vector<ProductRequirement> products;
     std::vector<Address> mirrors;  ///< in the order in which they are tried
