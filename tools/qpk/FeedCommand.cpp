@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <array>
 #include <charconv>
 #include <ctime>
 #include <filesystem>
@@ -8,6 +7,7 @@
 #include <list>
 
 #include "platform/core/crypto/DetachedSignature.h"
+#include "platform/support/UtcTime.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/FeedFolder.h"
@@ -49,32 +49,19 @@ std::int64_t parseSerial(const std::string& text) {
     return serial;
 }
 
-constexpr const char* kTimeForm = "%Y-%m-%dT%H:%M:%SZ";
-
-std::string writeTime(std::time_t time) {
-    std::tm fields{};
-    ::gmtime_r(&time, &fields);
-    std::array<char, sizeof "0000-00-00T00:00:00Z"> text{};
-    const std::size_t size = std::strftime(text.data(), text.size(), kTimeForm, &fields);
-    return {text.data(), size};
-}
-
-std::time_t parseTime(const std::string& date) {
-    const std::string text = date.find('T') == std::string::npos ? date + "T00:00:00Z" : date;
-    std::tm fields{};
-    const bool hasForm = ::strptime(text.c_str(), kTimeForm, &fields) != nullptr;
-    const std::time_t time = hasForm ? ::timegm(&fields) : 0;
-    // Spaces, missing digits and a 31st of June come back as another text.
-    if (!hasForm || writeTime(time) != text)
+std::int64_t parseTime(const std::string& date) {
+    const auto time =
+        parseUtcTime(date.find('T') == std::string::npos ? date + "T00:00:00Z" : date);
+    if (!time)
         throw UsageError("--expires " + date + " is no date such as 2027-06-01");
-    if (time <= std::time(nullptr))
+    if (*time <= std::time(nullptr))
         throw UsageError("--expires " + date + " is over");
-    return time;
+    return *time;
 }
 
 std::string expiryOf(const CommandLine& line) {
     const auto date = line.option("expires");
-    return writeTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
+    return formatUtcTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
 }
 
 std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
