@@ -7,16 +7,17 @@
 #include <string_view>
 
 #include "platform/support/FileDescriptor.h"
+#include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
 
 /// A file that appears under its name complete or not at all. It is written without a name if the
 /// file system supports that, otherwise under a hidden name beside it; unless it is finished, it is
-/// removed with this object. If the name is a link, the link stays and its target is replaced,
-/// which must be a regular file. Failures are Errors about the file.
+/// removed with this object. Only a regular file is replaced. If the name is a link, the link is
+/// refused, or it stays and its target is replaced. Failures are Errors about the file.
 class OutputFile {
   public:
-    explicit OutputFile(std::string path);
+    OutputFile(std::string path, FinalLink link);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
