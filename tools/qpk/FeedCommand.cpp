@@ -82,7 +82,8 @@ std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
     return serial;
 }
 
-/// Neither a feed that was signed nor a page of somebody's own is replaced by accident.
+/// A signed feed is not replaced by an unsigned one by accident, nor is a page that qpk did not
+/// make.
 void requireReplaceable(const std::string& folder, bool isSigned) {
     const std::string signature = folder + "/" + kFeedName + std::string(kSignatureSuffix);
     if (!isSigned && fs::exists(signature))
@@ -94,7 +95,7 @@ void requireReplaceable(const std::string& folder, bool isSigned) {
         throw Failure(page, "it was not made by qpk feed", "move it away");
 }
 
-/// What lies in the folder gets published.
+/// Everything in the folder is published, so the private key must not be there.
 void requireElsewhere(const std::string& key, const std::string& folder) {
     const fs::path wayThere = fs::canonical(key).lexically_relative(fs::canonical(folder));
     if (*wayThere.begin() != "..")
@@ -159,7 +160,7 @@ void publish(const std::string& folder, const FeedDocument& feed, const std::str
     addFile(kSignatureSuffix, signature);
     if (succession.empty())  // One that is there is about another key.
         ::unlink((path + std::string(kSuccessionSuffix)).c_str());
-    // Everything is written: what follows are renames, as close together as can be.
+    // Everything is written. Only the renames are left, one directly after the other.
     for (OutputFile& file : besides)
         file.finish();
     json.finish();
