@@ -110,7 +110,7 @@ ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& det
     row.installedBy = line.by;
     links_.prepare(row, change.lock());
 
-    change.publish(package, row, details.progress);
+    change.publish(package, row, details);
     change.table().put(row);
     change.table().addHistory(line);
     change.commit();

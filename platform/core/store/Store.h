@@ -14,12 +14,6 @@
 
 namespace tavik {
 
-/// What an install is told besides the package.
-struct InstallDetails {
-    std::string signer;  ///< fingerprint of the package's key; empty: unsigned
-    Progress progress;   ///< may be empty
-};
-
 /// The changes of one store. Each is done or has changed nothing when it comes back.
 ///
 /// Every change begins alike. It takes the lock, and looks what the last one left:

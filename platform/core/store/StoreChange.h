@@ -17,6 +17,12 @@ namespace tavik {
 /// Told of trouble that does not undo a change: the next change repairs it.
 using WarningSink = std::function<void(const Error&)>;
 
+/// What an install is told besides the package.
+struct InstallDetails {
+    std::string signer;  ///< fingerprint of the package's key; empty: unsigned
+    Progress progress;   ///< may be empty
+};
+
 /// One change of a store, under its lock: the steps that Store puts together.
 ///
 ///  1. Take the lock. Read the database into memory. Nothing on the disk has changed.
@@ -67,7 +73,7 @@ class StoreChange {
     void sweep();
 
     /// Extracts the package and names it `ext/FOLDER`, its list of files beside it.
-    void publish(const Package& package, const ExtensionRow& row, const Progress& progress);
+    void publish(const Package& package, const ExtensionRow& row, const InstallDetails& details);
 
     /// Makes the table's rows the store's.
     void commit();
@@ -86,7 +92,7 @@ class StoreChange {
 
   private:
     void mark();
-    void stage(const Package& package, const ExtensionRow& row, const Progress& progress);
+    void stage(const Package& package, const ExtensionRow& row, const InstallDetails& details);
     void writeNextVersion();
     void keepPrevious() noexcept;
     void putInPlace();
@@ -94,6 +100,7 @@ class StoreChange {
     void undo() noexcept;
     void removeOrSetAside(int folder, const std::string& name);
     void setAsideUnknown();
+    void setAsideCompanions(SetAside place);
     void commitRepair();
     std::unordered_set<std::string> knownNames();
     bool isFirst() const noexcept;
