@@ -7,6 +7,11 @@
 
 namespace tavik::vell {
 
+/// The longest name of a subdomain, a payload or a key, and the longest value. A row with both
+/// stays below the limit that our databases set for a row.
+inline constexpr std::size_t kMaxNameBytes = std::size_t{64} << 10;
+inline constexpr std::size_t kMaxValueBytes = std::size_t{8} << 20;
+
 /// Whose keys and values a data set holds: a pcd subdomain's, or a payload's in one domain.
 enum class DataKind { pcd, payload };
 
@@ -18,11 +23,11 @@ class DataWriter {
   public:
     explicit DataWriter(const Database& database);
 
-    /// The data set's id; it is made where it is missing.
+    /// The data set's id. A missing data set is created.
     std::int64_t dataSet(DataKind kind, int domain, std::string_view name);
     void set(std::int64_t dataSet, std::string_view key, std::string_view value);
 
-    /// Takes a pcd value out, and its subdomain with the last one. False where there is none.
+    /// Removes a pcd value, and its subdomain with the last value. False if there is no such value.
     bool remove(int domain, std::string_view subdomain, std::string_view key);
 
   private:

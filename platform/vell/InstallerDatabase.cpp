@@ -1,5 +1,9 @@
 #include "platform/vell/InstallerDatabase.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 
@@ -10,6 +14,7 @@ namespace tavik::vell {
 namespace {
 
 namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
 
 constexpr const char* kSystemPath = "/var/lib/norva/vell.db";
 constexpr std::chrono::milliseconds kBusyTimeout{2000};
@@ -99,8 +104,7 @@ int flagsFor(Access access) {
     return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
 }
 
-/// The path without links: an administrator may well keep the file, or a folder above it,
-/// elsewhere.
+/// The path without links: an administrator may keep the file, or a folder above it, elsewhere.
 std::string resolved(const std::string& path, Access access) {
     std::error_code error;
     const fs::path real = fs::canonical(path, error);
@@ -125,10 +129,41 @@ std::string resolved(const std::string& path, Access access) {
     return realFolder / fs::path(path).filename();
 }
 
+void requireOwn(const fs::path& real, const std::string& path) {
+    struct stat info {};
+    if (::stat(real.c_str(), &info) != 0)
+        return;  // Opening it will tell.
+    if (info.st_uid != 0 && info.st_uid != ::geteuid())
+        throw untrusted(path, real.string() +
+                                  " belongs to another user; name a database of yours in "
+                                  "NORVA_VELL_DB, or run as that user");
+    if ((info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        throw untrusted(path, "others may write to " + real.string() + "; take that right away");
+}
+
+/// Whoever may write to the database chooses the program that is started. Whoever may write to its
+/// folder can put a journal there, and SQLite would roll the database back to what that says.
+void requireOwnFiles(const fs::path& real, const std::string& path) {
+    requireOwn(real.parent_path(), path);
+    requireOwn(real, path);
+}
+
+/// When this process last gave up waiting for the database; 0 for never. A command opens several
+/// sessions: it waits only for the first of them.
+std::atomic<Clock::rep> lastVainWait{0};
+
+std::chrono::milliseconds patience() {
+    const Clock::rep last = lastVainWait;
+    const auto since = Clock::now().time_since_epoch() - Clock::duration(last);
+    return last != 0 && since < kBusyTimeout ? std::chrono::milliseconds(0) : kBusyTimeout;
+}
+
 Database openChecked(const std::string& real, const std::string& path, Access access) {
-    Database database(real, flagsFor(access), kBusyTimeout);
+    Database database(real, flagsFor(access), patience());
     if (access != Access::create || !isEmpty(database))
         checkForm(database, path);
+    // The database is free: later statements wait for their locks as usual.
+    sqlite3_busy_timeout(database.get(), static_cast<int>(kBusyTimeout.count()));
     return database;
 }
 
@@ -148,16 +183,20 @@ std::string databasePath() {
 
 Database open(const std::string& path, Access access) try {
     const std::string real = resolved(path, access);
+    requireOwnFiles(real, path);
     try {
         return openChecked(real, path, access);
     } catch (const SqliteError& error) {
         if (error.extendedCode() != SQLITE_READONLY_ROLLBACK)
             throw;
     }
-    // A writer was killed in the middle; its half is undone by the next one who may write.
+    // A writer was killed in the middle of a transaction. Opening the database for writing rolls
+    // that back.
     Database(real, SQLITE_OPEN_READWRITE, kBusyTimeout).pragmaNumber("schema_version");
     return openChecked(real, path, access);
 } catch (const SqliteError& error) {
+    if (error.code() == SQLITE_BUSY)
+        lastVainWait = Clock::now().time_since_epoch().count();
     throw describe(error, path);
 }
 

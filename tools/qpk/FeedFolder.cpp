@@ -9,6 +9,7 @@
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 #include "tools/qpk/InputFile.h"
 #include "tools/qpk/PackageCheck.h"
 #include "tools/qpk/Signing.h"
@@ -18,12 +19,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// In any letter case, which a feed's author may not see.
+/// The ending counts in any letter case, because an author may overlook the difference.
 bool looksLikePackage(const fs::path& name) {
     return ::strcasecmp(name.extension().c_str(), ".qpk") == 0 && name.string().front() != '.';
 }
 
-/// Why a package of that name is not to be published; empty where it is.
+/// Why a package of that name must not be published; empty if it may be.
 std::string nameFault(const fs::path& name) {
     if (!isPrintableText(name.string()))
         return "has a name that is no UTF-8 text in one line; rename it";
@@ -56,7 +57,7 @@ FeedPackage describePackage(const std::string& folder, const std::string& name) 
     described.fileName = name;
     described.size = package.file().size();
     described.sha256 = digestOf(package.file());
-    described.signer = verifyPackage(package, authorRules());
+    described.signer = verifyWholePackage(package, authorRules()).signer;
     return described;
 }
 
@@ -79,7 +80,7 @@ void reportSameVersions(const std::vector<FeedPackage>& packages, const FaultSin
     }
 }
 
-/// The address of the folder's feed, were it read as a file.
+/// The file: address of the folder's feed.
 Address feedAddress(const std::string& folder) {
     std::string url = "file://";
     for (const fs::path& part : fs::weakly_canonical(folder) / kFeedName)
@@ -106,7 +107,7 @@ std::vector<FeedPackage> readPackages(const std::string& folder, const FaultSink
 }
 
 std::optional<Feed> readOldFeed(const std::string& folder) {
-    const auto text = readWhole(folder + "/" + kFeedName, kMaxFileBytes, Links::follow);
+    const auto text = readWhole(folder + "/" + kFeedName, kMaxFileBytes, FinalLink::followed);
     if (!text)
         return std::nullopt;
     return readFeedText(folder, *text);
@@ -117,6 +118,20 @@ Feed readFeedText(const std::string& folder, const std::string& text) {
     if (!feed.warnings.empty())
         fail(Status::feedInvalid, folder + "/" + kFeedName, feed.warnings.front().text);
     return feed;
+}
+
+std::vector<std::string> signerWarnings(const std::vector<FeedPackage>& packages) {
+    std::vector<std::string> warnings;
+    for (std::size_t i = 0; i + 1 < packages.size(); ++i) {
+        const FeedPackage& newer = packages[i];
+        const FeedPackage& older = packages[i + 1];
+        if (newer.manifest.idKey == older.manifest.idKey &&
+            !maySucceed(older.signer.key, newer.signer))
+            warnings.push_back(newer.fileName + ": is " + describe(newer.signer) + ", and " +
+                               older.fileName + " is " + describe(older.signer) +
+                               "; who has the older one installed will not get the newer one");
+    }
+    return warnings;
 }
 
 void compareWithOld(const Feed& old, FeedDocument& feed, const FaultSink& report) {

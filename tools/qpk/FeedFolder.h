@@ -12,7 +12,7 @@ namespace tavik::qpk {
 
 inline constexpr const char* kFeedName = "feed.json";
 inline constexpr const char* kPageName = "index.html";
-/// More than either of them ever has.
+/// More than a feed or its page ever has.
 inline constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 
 /// The packages in a folder (`*.qpk`, not in folders below it), by id and the newest version first.
@@ -26,6 +26,10 @@ std::optional<Feed> readOldFeed(const std::string& folder);
 
 /// What the core makes of the text when it reads it as the folder's feed. Throws Error.
 Feed readFeedText(const std::string& folder, const std::string& text);
+
+/// A line for each package whose signer may not take the place of the version's before it. The
+/// packages are in the order of readPackages.
+std::vector<std::string> signerWarnings(const std::vector<FeedPackage>& packages);
 
 /// Takes over which versions were blocked and why, also where their packages are gone, and reports
 /// versions that were published with other bytes: no core would take these any more.

@@ -7,16 +7,17 @@
 #include <string_view>
 
 #include "platform/support/FileDescriptor.h"
+#include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
 
-/// A file that appears under its name whole or not at all: it is written without a name, where the
-/// file system can do that, or under a hidden name beside it, which is gone with this object unless
-/// the file was finished. A link that has the name stays one: what it leads to is replaced, and
-/// only where that is a regular file. Failures are Errors about the file.
+/// A file that appears under its name complete or not at all. It is written without a name if the
+/// file system supports that, otherwise under a hidden name beside it; unless it is finished, it is
+/// removed with this object. Only a regular file is replaced. If the name is a link, the link is
+/// refused, or it stays and its target is replaced. Failures are Errors about the file.
 class OutputFile {
   public:
-    explicit OutputFile(std::string path);
+    OutputFile(std::string path, FinalLink link);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
@@ -28,7 +29,7 @@ class OutputFile {
 
     void write(std::string_view bytes);
 
-    /// Replaces what has the name; durable. The first form gives the rights of a new file.
+    /// Replaces the file of that name, durably. The first form gives it the mode of a new file.
     void finish();
     void finish(mode_t mode);
 

@@ -21,7 +21,7 @@ ArchiveEntry::Kind kindOf(const fs::file_status& status) {
                                                                    : ArchiveEntry::Kind::executable;
 }
 
-/// What is wrong with taking this into a package; empty where nothing is.
+/// Why this cannot be part of a package; empty if it can.
 std::string sourceFault(const std::string& path, fs::file_type type) {
     if (isReservedPath(path))
         return "is in the folder that is reserved for the signature";
@@ -44,7 +44,7 @@ std::vector<SourceEntry> walk(const std::string& folder, const PackageLimits& li
             at.disable_recursion_pending();
             continue;
         }
-        // A folder with something in it comes with what is in it.
+        // A folder that is not empty is implied by its files.
         if (fs::is_directory(status) && !fs::is_empty(at->path()))
             continue;
         entries.push_back({path, kindOf(status)});
@@ -70,7 +70,7 @@ std::vector<SourceEntry> readSourceFolder(const std::string& folder, const Packa
 std::string readSourceFile(const std::string& folder, const std::string& path,
                            std::uint64_t limit) {
     const std::string whole = folder + "/" + path;
-    auto content = readWhole(whole, static_cast<std::size_t>(limit), Links::refuse);
+    auto content = readWhole(whole, static_cast<std::size_t>(limit), FinalLink::refused);
     if (!content)
         failSystem(ENOENT, whole, "open the file");
     if (content->size() > limit)

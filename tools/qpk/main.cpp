@@ -3,6 +3,7 @@
 
 #include "platform/core/package/Fault.h"
 #include "platform/core/status/Texts.h"
+#include "platform/support/Text.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 
@@ -36,7 +37,7 @@ const Command* findCommand(const std::string& name) {
     return nullptr;
 }
 
-/// Of packages and feeds, their author can do more than ask the author.
+/// Remedies for the author, in the place of texts that tell a user to ask the author.
 std::string remedyFor(const Error& error) {
     const auto status = static_cast<Status>(error.status());
     if (status <= Status::packageDamaged && status >= Status::packageUnsupported)

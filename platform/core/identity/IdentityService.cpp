@@ -5,11 +5,12 @@
 #include "platform/core/net/Online.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
 
-constexpr const char* kEndPoint = "identity service";
+constexpr const char* kEndPoint = "--setKPSEndPoint";
 constexpr std::size_t kMaxTokenBytes = 16384;
 constexpr std::size_t kMaxTypeBytes = 64;
 constexpr std::size_t kMaxAccountBytes = 255;
@@ -83,6 +84,8 @@ void IdentityService::requireAccount(const std::string& extensionId, const std::
         authorization_.reveal());
     if (result.outcome == FetchResult::Outcome::fetched)
         return;
+    if (result.outcome == FetchResult::Outcome::untrusted)
+        fail(Status::certificateRefused, name, "the identity service: " + result.failure);
     // Others, such as 408 and 429, are no word on the account.
     const int status = result.httpStatus;
     const bool refused = status == 401 || status == 403 || status == 404;

@@ -22,17 +22,10 @@ using FaultSink = std::function<void(const Fault&)>;
 /// The sink that throws an Error about `subject` on the first fault.
 FaultSink throwOnFault(std::string subject);
 
-/// Thrown after a fault behind which nothing can be judged, where the sink did not throw itself.
+/// Thrown after a fault that makes further checks meaningless, if the sink did not throw itself.
 struct CheckStopped {};
 
-/// Reports a fault behind which nothing can be judged.
+/// Reports a fault that makes further checks meaningless, and throws.
 [[noreturn]] void stopAt(const FaultSink& report, const Fault& fault);
-
-/// A foreign text made fit for one line of output: cut where it is long, and its bytes escaped
-/// where it is no printable text.
-std::string oneLine(std::string_view text);
-
-/// The same between quotes.
-std::string quoteName(std::string_view name);
 
 }  // namespace tavik

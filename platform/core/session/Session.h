@@ -32,6 +32,9 @@ class Session {
     /// The host products, for lists: Status::noHome where the user's part of them is out of reach.
     const ProductCatalog& products();
 
+    /// The same, and the failure of a store that cannot be read: it shows before the first list.
+    const ProductCatalog& listedProducts();
+
     /// The extensions made for the product; Status::productNotFound where there is none.
     const std::vector<const InstalledExtension*>& extensionsOf(const std::string& displayName);
 
@@ -45,6 +48,10 @@ class Session {
     void installForAll(const std::string& path);
     void remove(ExtensionHandle handle);
     void removeForAll(const std::string& nameOrId);
+
+    /// Switches a user's own extension, and with it the shared one of its id, for this user. One of
+    /// the shared store is switched for all users where the current user may change that store,
+    /// otherwise for the current user alone.
     void setState(ExtensionHandle handle, ExtensionState state);
 
     /// Starts a check of what is installed now; one that is under way is ended. Failures show when
@@ -64,6 +71,18 @@ class Session {
     /// Downloads and installs the extension's update.
     void update(ExtensionHandle handle);
 
+    /// What the feeds offer that products and installed extensions name.
+    struct Search {
+        std::vector<Offer> offers;    ///< see UpdateCheck::offers
+        std::vector<Error> failures;  ///< of feeds that are missing in it
+    };
+    Search searchOffers();
+
+    /// Installs an extension from the feeds of the installed products: the version that is wanted,
+    /// or the newest that fits. All checks of an update are made. Throws Error: notOffered, or the
+    /// failure of a feed that kept it from being found.
+    void installOffered(const std::string& id, const std::optional<Version>& wanted, Scope scope);
+
     IdentityService& identity() noexcept { return identity_; }
 
   private:
@@ -73,21 +92,22 @@ class Session {
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
     enum class Account { toBeAsked, asked };
-    ExtensionRow installInto(Scope scope, const Package& package, Account account);
+    ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
+                             Account account);
     std::optional<ExtensionTable> openTable(const StoreLocation& location);
     std::optional<ExtensionTable> openOrLeaveOut(const StoreLocation& location);
     bool finishInterrupted(const StoreLocation& location);
     ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
-    Package downloadOffer(const Offer& offer, Scope scope);
+    Package downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules);
     Store store(Scope scope);
+    void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
     void warnOnce(const Error& warning);
-    Policy policy() const;
-    TrustRules trustRules(const Policy& policy) const;
-    FeedVerifier feedVerifier() const;
+    TrustRules readRules() const;
     std::string cacheFile() const;
-    UpdateCheckInput updateCheckInput();
+    UpdateCheckInput updateCheckInput(const TrustRules& rules);
+    std::unique_ptr<UpdateCheck> askFeeds(AskedFeeds asked, const TrustRules& rules);
 
     Language language_;
     std::optional<StoreLocation> user_;
@@ -101,6 +121,7 @@ class Session {
     std::set<std::string> told_;                                ///< what was warned of already
     IdentityService identity_;
     std::unique_ptr<BackgroundCheck> updateCheck_;
+    std::optional<TrustRules> updateRules_;  ///< what the check judges by
     std::optional<Error> updateCheckFailure_;
 };
 

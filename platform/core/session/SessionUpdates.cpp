@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <unordered_set>
 
+#include "platform/core/disk/SystemFolder.h"
 #include "platform/core/net/Online.h"
 #include "platform/core/session/ProgressLine.h"
 #include "platform/core/session/Session.h"
@@ -20,31 +22,29 @@ UpdatableExtension updatable(const ExtensionRow& row) {
     return extension;
 }
 
-}  // namespace
-
-Policy Session::policy() const {
-    return loadPolicy(shared_.familyFolder());
-}
-
-TrustRules Session::trustRules(const Policy& policy) const {
-    std::vector<std::string> folders;
-    for (const auto& each : locations())
-        folders.push_back(each.familyFolder());
-    return {policy, TrustedKeys(std::move(folders)),
-            []() -> Crypto& { return loadOnline().crypto(); }};
-}
-
-FeedVerifier Session::feedVerifier() const {
-    return [rules = trustRules(policy())](const std::string& address, std::string_view feed,
-                                          const std::optional<std::string>& signature) {
-        if (signature)
-            verifySignature(address, "the .sig file", feed, *signature, rules);
-        else
-            requireNoSignatureNeeded(address, rules);
+FeedVerifier verifierBy(const TrustRules& rules) {
+    return [rules](const CachedFeed& feed, const std::string& succession) {
+        if (!feed.signature.empty())
+            return verifySignature(
+                {feed.address, "the .sig file", feed.body, feed.signature, succession}, rules);
+        requireNoSignatureNeeded(feed.address, rules);
+        return Signer();
     };
 }
 
-UpdateCheckInput Session::updateCheckInput() {
+}  // namespace
+
+/// Policy and keys, for one operation from its first step to its last: no two steps judge by
+/// different rules.
+TrustRules Session::readRules() const {
+    std::vector<std::string> folders{systemFolder()};
+    for (const auto& each : locations())
+        folders.push_back(each.familyFolder());
+    return {loadPolicy({systemFolder(), shared_.familyFolder()}), TrustedKeys(std::move(folders)),
+            []() -> Crypto& { return loadOnline().crypto(); }};
+}
+
+UpdateCheckInput Session::updateCheckInput(const TrustRules& rules) {
     UpdateCheckInput input;
     std::unordered_set<std::string> known;
     for (const auto& each : locations()) {
@@ -57,7 +57,8 @@ UpdateCheckInput Session::updateCheckInput() {
         input.products.push_back({product.name, Version::parse(product.version).value_or(Version()),
                                   product.updateFeed});
     input.cacheFile = cacheFile();
-    input.verify = feedVerifier();
+    input.policy = rules.policy;
+    input.verify = verifierBy(rules);
     return input;
 }
 
@@ -76,7 +77,8 @@ void Session::startUpdateCheck() {
     updateCheck_.reset();
     updateCheckFailure_.reset();
     try {
-        updateCheck_ = std::make_unique<BackgroundCheck>(updateCheckInput());
+        updateRules_ = readRules();
+        updateCheck_ = std::make_unique<BackgroundCheck>(updateCheckInput(*updateRules_));
     } catch (const Error& error) {
         updateCheckFailure_ = error;
     }
@@ -114,13 +116,48 @@ void Session::update(ExtensionHandle handle) {
     if (account == Account::asked)
         identity_.requireAccount(row->id, row->name);
 
-    const Package package = downloadOffer(offer, scope);
+    const TrustRules rules = updateRules_.value();  // what the offer was judged by
+    const Package package = downloadOffer(offer, scope, rules);
     requireOffered(offer, package.manifest().idKey, package.manifest().version);
-    installInto(scope, package, account);
+    installInto(scope, package, rules, account);
 }
 
-Package Session::downloadOffer(const Offer& offer, Scope scope) {
-    const PackageLimits limits = policy().limits;
+std::unique_ptr<UpdateCheck> Session::askFeeds(AskedFeeds asked, const TrustRules& rules) {
+    UpdateCheckInput input = updateCheckInput(rules);
+    input.asked = asked;
+    auto check = std::make_unique<UpdateCheck>(std::move(input));
+    check->run();
+    if (check->warning())
+        warn(*check->warning());
+    return check;
+}
+
+Session::Search Session::searchOffers() {
+    const auto check = askFeeds(AskedFeeds::all, readRules());
+    return {check->offers(), check->failures()};
+}
+
+void Session::installOffered(const std::string& id, const std::optional<Version>& wanted,
+                             Scope scope) {
+    const TrustRules rules = readRules();
+    requireAllowedExtension(rules.policy, toIdKey(id), id);
+    const auto check = askFeeds(AskedFeeds::ofProducts, rules);
+    const std::vector<Offer> offers = check->offers(wanted);
+    const auto offer = std::find_if(offers.begin(), offers.end(), [&](const Offer& each) {
+        return each.item.idKey == toIdKey(id);
+    });
+    if (offer == offers.end()) {
+        for (const Error& failure : check->failures())
+            throw Error(failure);
+        fail(Status::notOffered, id, wanted ? "version " + wanted->text() : std::string());
+    }
+    const Package package = downloadOffer(*offer, scope, rules);
+    requireOffered(*offer, package.manifest().idKey, package.manifest().version);
+    installInto(scope, package, rules, Account::toBeAsked);
+}
+
+Package Session::downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules) {
+    const PackageLimits& limits = rules.policy.limits;
     // A package is hardly ever larger than its content.
     if (offer.item.size > 2 * limits.totalBytes)
         fail(Status::packageTooLarge, offer.name, std::to_string(offer.item.size) + " bytes");

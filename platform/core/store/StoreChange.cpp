@@ -213,7 +213,7 @@ void StoreChange::stage(const Package& package, const ExtensionRow& row,
                                          O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!staged || ::fchmod(staged.get(), 0755) != 0)
         failErrno(errno, path, "set the folder's rights");
-    extractInto(package, staged.get(), details.progress);
+    extractInto(package, staged.get(), details.progress, details.content.get());
     writeNewFile(staging_.get(), fileListOf(row.folder), path,
                  [&](const auto& write) { write(fileListText(row, package)); });
 }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "platform/core/disk/StoreLock.h"
 #include "platform/core/package/Extraction.h"
 #include "platform/core/store/ExtensionTable.h"
+#include "platform/core/trust/Signer.h"
 
 namespace tavik {
 
@@ -19,8 +21,9 @@ using WarningSink = std::function<void(const Error&)>;
 
 /// What an install is told besides the package.
 struct InstallDetails {
-    std::string signer;  ///< fingerprint of the package's key; empty: unsigned
-    Progress progress;   ///< may be empty
+    Signer signer;
+    Progress progress;                            ///< may be empty
+    std::shared_ptr<const ContentCheck> content;  ///< what the files are compared with; may be null
 };
 
 /// One change of a store, under its lock: the steps that Store puts together.
@@ -72,6 +75,9 @@ class StoreChange {
     /// that was not whole from the start deletes nothing: it is reconciled.
     void sweep();
 
+    /// Makes the mark, where this change has not made it yet.
+    void mark();
+
     /// Extracts the package and names it `ext/FOLDER`, its list of files beside it.
     void publish(const Package& package, const ExtensionRow& row, const InstallDetails& details);
 
@@ -91,7 +97,6 @@ class StoreChange {
     void finish() noexcept;
 
   private:
-    void mark();
     void stage(const Package& package, const ExtensionRow& row, const InstallDetails& details);
     void writeNextVersion();
     void keepPrevious() noexcept;

@@ -2,12 +2,32 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "platform/core/crypto/Crypto.h"
 #include "platform/core/policy/Policy.h"
 #include "platform/core/trust/TrustedKeys.h"
 
 namespace tavik {
+
+/// Who signed a package or a feed.
+struct Signer {
+    std::string key;  ///< the key's fingerprint: SHA-256 of its DER form in lower-case hexadecimal
+                      ///< digits; empty: unsigned
+    /// The fingerprints of the keys whose place this key takes: those that named it as their
+    /// successor, and, where the key is itself a trusted one, those that were taken back.
+    std::vector<std::string> succeeds;
+};
+
+/// What a signature was found on.
+struct SignedText {
+    std::string subject;  ///< what failures are about
+    std::string place;    ///< where the signature is, for failures
+    std::string_view message;
+    std::string_view signature;   ///< the bytes of the signature file
+    std::string_view succession;  ///< the bytes of the file of successions; empty: there is none
+};
 
 /// What signatures are judged by.
 struct TrustRules {
@@ -21,17 +41,26 @@ struct TrustRules {
 /// none.
 void requireNoSignatureNeeded(const std::string& subject, const TrustRules& rules);
 
-/// The fingerprint of the key that signed `message`, whose signature file has the bytes
-/// `signature`: SHA-256 of the key's DER form in lower-case hexadecimal digits. Throws Error about
-/// `subject`: signatureWrong with `place` in its text, signerUnknown where the policy requires a
-/// trusted key and this is none, and what TrustedKeys throws.
-std::string verifySignature(const std::string& subject, const std::string& place,
-                            std::string_view message, std::string_view signature,
-                            const TrustRules& rules);
+/// Who signed the text. A key counts as trusted too where a trusted one named it as its successor.
+/// Throws Error about the subject: signatureWrong with the place in its text, signerRevoked,
+/// signerUnknown where the policy requires a trusted key and this is none, and what TrustedKeys
+/// throws.
+Signer verifySignature(const SignedText& text, const TrustRules& rules);
+
+/// "unsigned" or "signed by key ...".
+std::string describe(const Signer& signer);
+
+/// Whether what `now` signed may replace what the key `before` signed, a fingerprint; an empty one
+/// means unsigned.
+bool maySucceed(const std::string& before, const Signer& now);
 
 /// Throws Error (signerChanged) where an extension that was signed would be replaced by an unsigned
-/// one or by one under another key. Both are fingerprints; an empty one means unsigned.
-void requireSameSigner(const std::string& installed, const std::string& offered,
+/// one or by one under another key. See maySucceed.
+void requireSameSigner(const std::string& installed, const Signer& offered,
                        const std::string& subject);
+
+/// The same for a feed and the key that signed it before (feedSignerChanged).
+void requireSameFeedSigner(const std::string& before, const Signer& now,
+                           const std::string& subject);
 
 }  // namespace tavik

@@ -1,9 +1,27 @@
+// How a feed comes to be believed, and which attack each step answers:
+//
+//  1. Its bytes: new ones, or the kept copy where the server says that nothing has changed.
+//  2. Its signature belongs to exactly these bytes: new bytes need it anew, kept ones only where
+//  keys
+//     or rules have changed since. Right, trusted where that is required, not taken back.
+//  3. The signer is the one of the last good copy, or named by it as its successor: whoever takes
+//  over
+//     the server cannot drop the signature or bring a key of his own.
+//  4. The content is valid as a whole; entries with faults are left out.
+//  5. It is not past its date: nobody holds an old feed back for ever.
+//  6. Its serial is not lower than the last good one's: nobody plays an old feed to us before its
+//     date.
+//  7. A version keeps the checksum of the first time: isRepublished tells otherwise.
+//
+// The first failure ends it, and nothing of a feed that failed is kept.
+
 #include "platform/core/updates/FeedRetrieval.h"
 
 #include <algorithm>
 
 #include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/Succession.h"
 #include "platform/core/updates/VersionOrder.h"
 
 namespace tavik {
@@ -13,7 +31,7 @@ using Outcome = FetchResult::Outcome;
 
 bool isSame(const CachedFeed& a, const CachedFeed& b) {
     return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
-           a.lastModified == b.lastModified;
+           a.lastModified == b.lastModified && a.signer == b.signer;
 }
 
 }  // namespace
@@ -26,8 +44,8 @@ void FeedRetrieval::remember(KnownFeed known) {
 
 DocumentRequest FeedRetrieval::request() const {
     if (!remembered_)
-        return {address_, {}, {}};
-    return {address_, remembered_->etag, remembered_->lastModified};
+        return {place_, {}, {}};
+    return {place_, remembered_->etag, remembered_->lastModified};
 }
 
 void FeedRetrieval::take(FetchResult result) {
@@ -36,8 +54,10 @@ void FeedRetrieval::take(FetchResult result) {
     switch (result.outcome) {
         case Outcome::fetched:
             isFresh_ = true;
-            copy_ = {address(), std::move(result.etag), std::move(result.lastModified), 0,
-                     {},        std::move(result.body)};
+            copy_.address = address();
+            copy_.etag = std::move(result.etag);
+            copy_.lastModified = std::move(result.lastModified);
+            copy_.body = std::move(result.body);
             break;
         case Outcome::unchanged:
             copy_ = *remembered_;
@@ -46,8 +66,9 @@ void FeedRetrieval::take(FetchResult result) {
             refuse(Status::feedInvalid, result.failure);
             break;
         case Outcome::absent:
+        case Outcome::untrusted:
         case Outcome::failed:
-            refuse(Status::feedUnreachable, result.failure);
+            refuseFetch(result, {});
             break;
     }
 }
@@ -59,7 +80,7 @@ bool FeedRetrieval::lacksSignature(const FeedVerifier& verifier) const {
         return true;
     // What was believed once need not be asked for again, unless keys or rules have changed since.
     try {
-        verify(verifier);
+        verifier(copy_, {});
         return false;
     } catch (const Error&) {
         return true;
@@ -67,7 +88,7 @@ bool FeedRetrieval::lacksSignature(const FeedVerifier& verifier) const {
 }
 
 DocumentRequest FeedRetrieval::signatureRequest() const {
-    return {address_.withPathSuffix(kSignatureSuffix), {}, {}, spent_};
+    return {place_.withPathSuffix(kSignatureSuffix), {}, {}, spent_};
 }
 
 void FeedRetrieval::takeSignature(FetchResult result) {
@@ -76,14 +97,39 @@ void FeedRetrieval::takeSignature(FetchResult result) {
     if (result.outcome == Outcome::fetched || result.outcome == Outcome::absent)
         copy_.signature = std::move(result.body);
     else
-        refuse(Status::feedUnreachable, "its signature " + result.failure);
+        refuseFetch(result, "its signature ");
+}
+
+bool FeedRetrieval::lacksSuccession(const FeedVerifier& verifier) const {
+    if (failure_ || !verifier || copy_.signature.empty())
+        return false;
+    try {
+        const std::string before = rememberedSigner(verifier);
+        return !before.empty() && before != verifier(copy_, {}).key;
+    } catch (const Error& error) {
+        return error.status() == static_cast<int>(Status::signerUnknown);
+    }
+}
+
+DocumentRequest FeedRetrieval::successionRequest() const {
+    return {place_.withPathSuffix(kSuccessionSuffix), {}, {}, spent_};
+}
+
+/// Without them, or where they cannot be had, the signer is judged as it is.
+void FeedRetrieval::takeSuccession(FetchResult result) {
+    if (result.outcome == Outcome::fetched)
+        succession_ = std::move(result.body);
 }
 
 void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
     if (failure_)
         return;
     try {
-        verify(verifier);
+        if (verifier) {
+            const Signer signer = verifier(copy_, succession_);
+            requireSameFeedSigner(rememberedSigner(verifier), signer, address());
+            copy_.signer = signer.key;
+        }
         feed_ = parseFeed(copy_.body, source_);
     } catch (const Error& error) {
         failure_ = error;
@@ -93,8 +139,13 @@ void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
     if (feed_.expires <= now)
         refuse(Status::feedExpired, "on " + feed_.expiresText);
     else if (remembered_ && feed_.serial < remembered_->serial)
-        refuse(Status::feedRolledBack, "serial " + std::to_string(feed_.serial) +
-                                           ", seen before: " + std::to_string(remembered_->serial));
+        refuse(Status::feedRolledBack,
+               "serial " + std::to_string(feed_.serial) +
+                   ", seen before: " + std::to_string(remembered_->serial) +
+                   (remembered_->serial == kMaxFeedSerial
+                        ? ", the highest there is; to get out of it, delete feeds.db in the folder "
+                          "of the user's extensions"
+                        : ""));
 }
 
 bool FeedRetrieval::isRepublished(const FeedItem& item) const {
@@ -118,13 +169,27 @@ std::optional<GoodFeed> FeedRetrieval::news(const std::set<std::string>& install
     return good;
 }
 
-void FeedRetrieval::verify(const FeedVerifier& verifier) const {
-    if (!verifier)
-        return;
-    std::optional<std::string> signature;
-    if (!copy_.signature.empty())
-        signature = copy_.signature;
-    verifier(copy_.address, copy_.body, signature);
+/// The key that signed the feed when it was last good; empty where it was unsigned or never seen.
+std::string FeedRetrieval::rememberedSigner(const FeedVerifier& verifier) const {
+    if (!remembered_)
+        return {};
+    if (!remembered_->signer.empty() || remembered_->signature.empty())
+        return remembered_->signer;
+    // It was kept before signers were.
+    try {
+        return verifier(*remembered_, {}).key;
+    } catch (const Error&) {
+        return {};  // Keys or rules have changed: what is kept tells nothing any more.
+    }
+}
+
+/// Names the place that was asked, where it is another than the address that people know.
+void FeedRetrieval::refuseFetch(const FetchResult& result, const std::string& what) {
+    const std::string place = place_.text();
+    const std::string cause = what + result.failure;
+    refuse(
+        result.outcome == Outcome::untrusted ? Status::certificateRefused : Status::feedUnreachable,
+        place == address() ? cause : "by policy asked at " + place + ": " + cause);
 }
 
 void FeedRetrieval::refuse(Status status, const std::string& detail) {

@@ -10,23 +10,26 @@
 #include <vector>
 
 #include "platform/core/net/Fetcher.h"
+#include "platform/core/trust/Signer.h"
 #include "platform/core/updates/Feed.h"
 #include "platform/core/updates/FeedDatabase.h"
 #include "platform/support/Error.h"
 
 namespace tavik {
 
-/// Throws Error where a feed must not be believed: it gets the feed's address, its bytes and those
-/// of the signature beside it (nothing where there is none). Called from the thread of the check.
-/// An empty one believes every feed, and no signature is fetched.
-using FeedVerifier = std::function<void(const std::string& address, std::string_view feed,
-                                        const std::optional<std::string>& signature)>;
+/// Who signed a feed, by its bytes, its signature and the bytes of the succession beside it, which
+/// is empty where there is none or none was asked for. Throws Error where the feed must not be
+/// believed. Called from the thread of the check. An empty one believes every feed, and no
+/// signature is fetched.
+using FeedVerifier = std::function<Signer(const CachedFeed& feed, const std::string& succession)>;
 
 /// One feed on its way from an address to a content that may be believed. The first failure stays;
 /// no later step is taken then.
 class FeedRetrieval {
   public:
-    explicit FeedRetrieval(Address address) : address_(std::move(address)) {}
+    /// `address`: as it is named, under which the feed is remembered; `place`: where it is fetched.
+    FeedRetrieval(Address address, Address place)
+        : address_(std::move(address)), place_(std::move(place)) {}
 
     /// What earlier runs know of the feed.
     void remember(KnownFeed known);
@@ -44,13 +47,22 @@ class FeedRetrieval {
     DocumentRequest signatureRequest() const;
     void takeSignature(FetchResult result);
 
-    /// Reads the feed; refuses one that is not trusted, not valid, past its date at `now` (seconds
-    /// since 1970), or older than the one that is remembered.
+    /// Whether the statements of succession have to be fetched: where its key is not the one that
+    /// is remembered, or is not trusted by itself.
+    bool lacksSuccession(const FeedVerifier& verifier) const;
+    DocumentRequest successionRequest() const;
+    void takeSuccession(FetchResult result);
+
+    /// Reads the feed; refuses one that is not trusted, signed by another key than the one that is
+    /// remembered, not valid, past its date at `now` (seconds since 1970), or older than the one
+    /// that is remembered.
     void judge(const FeedVerifier& verifier, std::int64_t now);
 
     const std::optional<Error>& failure() const noexcept { return failure_; }
     std::string address() const { return address_.text(); }
     const Feed& feed() const noexcept { return feed_; }
+    /// Fingerprint of the key that signed it; empty: unsigned.
+    const std::string& signer() const noexcept { return copy_.signer; }
 
     /// Whether the feed, now or once, has that version under another digest.
     bool isRepublished(const FeedItem& item) const;
@@ -60,15 +72,18 @@ class FeedRetrieval {
     std::optional<GoodFeed> news(const std::set<std::string>& installed) const;
 
   private:
-    void verify(const FeedVerifier& verifier) const;
+    std::string rememberedSigner(const FeedVerifier& verifier) const;
     void refuse(Status status, const std::string& detail);
+    void refuseFetch(const FetchResult& result, const std::string& what);
 
     Address address_;
+    Address place_;
     Address source_;  ///< where redirects ended: relative addresses belong to it
     std::optional<CachedFeed> remembered_;
     std::vector<SeenVersion> seen_;       ///< in DigestOrder
     std::chrono::milliseconds spent_{0};  ///< on its bytes; its signature has what is left
     CachedFeed copy_;
+    std::string succession_;
     bool isFresh_ = false;  ///< its bytes have come with this check
     Feed feed_;
     std::optional<Error> failure_;
