@@ -100,6 +100,7 @@ ProductCatalog ProductCatalog::load(const std::vector<StoreLocation>& locations)
                 continue;
             const std::string path = store->path() + "/products.d/" + name;
             Product product = readDescriptor(folder.get(), name, path);
+            product.scope = location.scope;
             if (catalog.byName(product.name) != nullptr)
                 continue;
             // Commands name products by what is displayed.

@@ -14,6 +14,7 @@ struct Product {
     std::string version;           ///< a valid version
     std::string extensionsFolder;  ///< absolute path, or empty: a folder in the store
     std::string updateFeed;        ///< empty: none
+    Scope scope = Scope::user;     ///< of the store that has the descriptor
 };
 
 /// The host products that descriptors in `products.d/` of the stores make known.

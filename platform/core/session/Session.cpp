@@ -97,8 +97,7 @@ void Session::warn(const Error& warning) const {
 ExtensionHandle Session::install(const std::string& path) {
     // The handle comes from the catalog: a store that cannot be read shows before the change.
     catalog();
-    const ExtensionRow row =
-        installInto(Scope::user, openStable(path, policy()), Account::toBeAsked);
+    const ExtensionRow row = install(path, Scope::user);
     const InstalledExtension* installed = catalog().byKey(row.idKey);
     if (installed == nullptr)
         fail(Status::extensionNotFound, row.id, "removed at once by another process");
@@ -106,7 +105,11 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
-    installInto(Scope::shared, openStable(path, policy()), Account::toBeAsked);
+    install(path, Scope::shared);
+}
+
+ExtensionRow Session::install(const std::string& path, Scope scope) {
+    return installInto(scope, openStable(path, policy()), Account::toBeAsked);
 }
 
 ExtensionRow Session::installInto(Scope scope, const Package& package, Account account) {

@@ -10,6 +10,8 @@
 #include "platform/core/identity/IdentityService.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/session/ExtensionCatalog.h"
+#include "platform/core/session/ExtensionDetails.h"
+#include "platform/core/session/Inventory.h"
 #include "platform/core/status/Texts.h"
 #include "platform/core/store/Store.h"
 #include "platform/core/trust/Signer.h"
@@ -61,6 +63,27 @@ class Session {
 
     /// Downloads and installs the extension's update.
     void update(ExtensionHandle handle);
+
+    // For programs that look at both stores as they are. Each call names a store: whether the other
+    // one holds the same id makes no difference.
+
+    /// What both stores hold now, whole.
+    Inventory inventory();
+
+    /// What the disk has of it.
+    ExtensionDetails details(const InventoryEntry& entry);
+
+    /// Where a host application finds this user's extensions of the product.
+    std::string extensionsFolder(const Product& product) const;
+
+    ExtensionRow install(const std::string& path, Scope scope);
+    void remove(const InventoryEntry& entry);
+    void setState(const InventoryEntry& entry, ExtensionState state);
+
+    /// The entry's update; null where there is none, and for an entry that another one covers.
+    /// Throws the failure that kept it from being found. Valid until the next check.
+    const Offer* findUpdate(const InventoryEntry& entry);
+    void update(const InventoryEntry& entry);
 
     IdentityService& identity() noexcept { return identity_; }
 

@@ -74,6 +74,11 @@ enum class Status : int {
     contentDiffers = -58,
     signerChanged = -59,
     keyInvalid = -60,
+
+    // Work for people and scripts.
+    outputFailed = -75,
+    cancelled = -76,
+    stateFileInvalid = -77,
 };
 
 /// Throws the Error with that status: `subject` is the thing (a path, a name), `detail` the facts

@@ -1,0 +1,55 @@
+#include "tools/tavik/Listing.h"
+
+#include "tools/tavik/Changes.h"
+#include "tools/tavik/Words.h"
+
+namespace tavik::front {
+namespace {
+
+constexpr std::size_t kShortDigits = 12;
+
+}  // namespace
+
+const char* stateName(const InventoryEntry& entry) noexcept {
+    return entry.row.state == ExtensionState::enabled ? "enabled" : "disabled";
+}
+
+Cell stateCell(const InventoryEntry& entry, Language language) {
+    if (entry.row.state == ExtensionState::enabled)
+        return {word(Word::enabled, language), Tone::good};
+    return {word(Word::disabled, language), Tone::faint};
+}
+
+std::string describeProducts(const InventoryEntry& entry, Language language) {
+    std::string text;
+    for (const auto& product : entry.products) {
+        const bool isHere = !product.displayName.empty();
+        text += (text.empty() ? "" : ", ") + (isHere ? product.displayName : product.name);
+        if (!product.fits)
+            text +=
+                std::string(" (") + word(isHere ? Word::doesNotFit : Word::notHere, language) + ")";
+    }
+    return text;
+}
+
+std::string shortSigner(const std::string& fingerprint) {
+    return fingerprint.substr(0, kShortDigits);
+}
+
+void writeExtension(JsonText& json, const InventoryEntry& entry, const std::string& update) {
+    json.member("id", entry.row.id);
+    json.member("name", entry.row.name);
+    json.member("version", entry.row.version);
+    json.member("state", stateName(entry));
+    json.member("scope", scopeName(entry.scope));
+    json.objects("products", entry.products, [&](const ProductFit& product) {
+        json.member("name", product.name);
+        json.optional("displayName", product.displayName);
+        json.boolean("fits", product.fits);
+    });
+    json.optional("signer", entry.row.signer);
+    json.optional("update", update);
+    json.optional("installedAt", "");
+}
+
+}  // namespace tavik::front
