@@ -9,7 +9,8 @@ namespace tavik::front {
 namespace {
 
 const Verb* const kVerbs[] = {&kInstallVerb, &kRemoveVerb, &kEnableVerb, &kDisableVerb,
-                              &kUpdateVerb,  &kListVerb,   &kInfoVerb,   &kProductsVerb};
+                              &kUpdateVerb,  &kListVerb,   &kInfoVerb,   &kProductsVerb,
+                              &kFreezeVerb,  &kApplyVerb,  &kMirrorVerb};
 
 constexpr const char* kFooter =
     "Exit status: 0 done, or nothing to do; 1 something failed; 2 the command line is wrong,\n"

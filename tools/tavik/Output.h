@@ -55,6 +55,8 @@ class Output {
     /// feed that is out of reach fails for each of its extensions.
     void failure(const Error& error);
 
+    bool hasFailures() const noexcept { return !failures_.empty(); }
+
     /// Notes that there would be something to do: exit status 3 where nothing failed.
     void pending() noexcept { isPending_ = true; }
 

@@ -12,10 +12,12 @@
 #include "platform/core/session/ExtensionCatalog.h"
 #include "platform/core/session/ExtensionDetails.h"
 #include "platform/core/session/Inventory.h"
+#include "platform/core/session/PackageSource.h"
 #include "platform/core/status/Texts.h"
 #include "platform/core/store/Store.h"
 #include "platform/core/trust/Signer.h"
 #include "platform/core/updates/BackgroundCheck.h"
+#include "platform/core/updates/Mirror.h"
 
 namespace tavik {
 
@@ -77,6 +79,10 @@ class Session {
     std::string extensionsFolder(const Product& product) const;
 
     ExtensionRow install(const std::string& path, Scope scope);
+    /// Throws Error (wrongExtension, downloadDiffers) where the package is not what it must be.
+    ExtensionRow install(const PackageSource& source, Scope scope);
+    /// The version that would be installed then.
+    std::string versionOf(const PackageSource& source, Scope scope);
     void remove(const InventoryEntry& entry);
     void setState(const InventoryEntry& entry, ExtensionState state);
 
@@ -84,6 +90,9 @@ class Session {
     /// Throws the failure that kept it from being found. Valid until the next check.
     const Offer* findUpdate(const InventoryEntry& entry);
     void update(const InventoryEntry& entry);
+
+    /// Mirrors feeds that this machine believes.
+    MirrorReport mirror(const std::vector<std::string>& addresses, const std::string& folder);
 
     IdentityService& identity() noexcept { return identity_; }
 
@@ -95,6 +104,7 @@ class Session {
     enum class Account { toBeAsked, asked };
     ExtensionRow installInto(Scope scope, const Package& package, Account account);
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
+    Package openSource(const PackageSource& source, Scope scope);
     Package downloadOffer(const Offer& offer, Scope scope);
     Store store(Scope scope);
     void warn(const Error& warning) const;
