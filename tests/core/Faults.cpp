@@ -3,6 +3,9 @@
 // with FAULT_ONWARD all later ones too: from when the file that FAULT_FROM names is opened, until
 // the one that FAULT_RELIEF names is deleted.
 // FAULT_LOG names a file that is written when the N-th call was reached.
+// FAULT_PATH=NAME instead of a number: each opening, making or deleting of what the program calls
+// NAME, and each reading of a link of that name, fails with FAULT; with FAULT=stop the process says
+// "stopped" on its standard output and stops until it is continued.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -47,6 +50,22 @@ bool strikes() {
     return true;
 }
 
+/// True where a call about this path is to fail; errno is set then.
+bool strikesAt(const char* path) {
+    static const char* const name = std::getenv("FAULT_PATH");
+    if (name == nullptr || path == nullptr || std::strcmp(path, name) != 0)
+        return false;
+    errno = static_cast<int>(numberFrom("FAULT"));
+    if (errno != 0)
+        return true;
+    static std::atomic<bool> hasStopped{false};
+    if (!hasStopped.exchange(true)) {
+        if (write(STDOUT_FILENO, "stopped\n", 8) == 8)
+            raise(SIGSTOP);
+    }
+    return false;
+}
+
 template <class Function>
 Function* next(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -69,9 +88,18 @@ COUNTED(int, syncfs, (int fd), (fd))
 COUNTED(int, mkdir, (const char* path, mode_t mode), (path, mode))
 COUNTED(int, mkdirat, (int fd, const char* path, mode_t mode), (fd, path, mode))
 COUNTED(int, renameat, (int a, const char* from, int b, const char* to), (a, from, b, to))
-COUNTED(int, symlinkat, (const char* target, int fd, const char* path), (target, fd, path))
 COUNTED(int, unlink, (const char* path), (path))
 COUNTED(int, fchmod, (int fd, mode_t mode), (fd, mode))
+
+EXPORTED int symlinkat(const char* target, int folder, const char* path) {
+    static auto* const real = next<int(const char*, int, const char*)>("symlinkat");
+    return strikesAt(path) || strikes() ? -1 : real(target, folder, path);
+}
+
+EXPORTED ssize_t readlinkat(int folder, const char* path, char* buffer, size_t size) {
+    static auto* const real = next<ssize_t(int, const char*, char*, size_t)>("readlinkat");
+    return strikesAt(path) ? -1 : real(folder, path, buffer, size);
+}
 
 EXPORTED int ftruncate64(int fd, off64_t size) {
     static auto* const real = next<int(int, off64_t)>("ftruncate64");
@@ -92,7 +120,7 @@ EXPORTED int openat(int folder, const char* path, int flags, ...) {
     const char* from = std::getenv("FAULT_FROM");
     if (from != nullptr && std::strcmp(path, from) == 0)
         isArmed = true;
-    if ((flags & O_CREAT) != 0 && strikes())
+    if (strikesAt(path) || ((flags & O_CREAT) != 0 && strikes()))
         return -1;
     return real(folder, path, flags, mode);
 }
@@ -102,5 +130,5 @@ EXPORTED int unlinkat(int folder, const char* path, int flags) {
     const char* relief = std::getenv("FAULT_RELIEF");
     if (relief != nullptr && std::strcmp(path, relief) == 0)
         isRelieved = true;
-    return strikes() ? -1 : real(folder, path, flags);
+    return strikesAt(path) || strikes() ? -1 : real(folder, path, flags);
 }

@@ -16,9 +16,10 @@ ARROWS = {
     "platform/support": "",
     "platform/core/status": "platform/support",
     "platform/core/disk": "platform/core/status platform/support",
-    "platform/core/crypto": "",
-    "platform/core/net": "platform/core/crypto platform/core/status platform/support",
-    "platform/core/package": "platform/core/status platform/support",
+    "platform/core/crypto": "platform/support",
+    "platform/core/net": "platform/core/crypto platform/core/disk platform/core/status"
+                         " platform/support",
+    "platform/core/package": "platform/core/disk platform/core/status platform/support",
     "platform/core/policy": "platform/core/package platform/core/disk platform/core/status",
     "platform/core/products": "platform/core/package platform/core/disk platform/core/status"
                               " platform/support",
@@ -44,7 +45,7 @@ ARROWS = {
     "TavikCmd/reporting": "platform/include",
     "TavikCmd": "TavikCmd/registry TavikCmd/reporting platform/include",
     "tools/qpk": "platform/core/updates platform/core/trust"
-                 " platform/core/package platform/core/net platform/core/crypto"
+                 " platform/core/package platform/core/net platform/core/crypto platform/core/disk"
                  " platform/core/status platform/support",
     "tools/tavik": "platform/core/session platform/core/package"
                    " platform/core/disk platform/core/status platform/support",

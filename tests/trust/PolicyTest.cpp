@@ -12,15 +12,19 @@ namespace {
 
 TEST(Policy, FillsWhatItNamesAndKeepsTheRest) {
     const Policy policy = parsePolicy(R"({"requireSignature": true,
-        "limits": {"entries": 7, "totalBytes": 1099511627776, "graceBytes": 0,
-                   "manifestBytes": 2000, "manifestDepth": 5}})");
+        "limits": {"entries": 7, "totalBytes": 1099511627776, "fileBytes": 6, "ratio": 3,
+                   "graceBytes": 0, "manifestBytes": 2000, "manifestDepth": 5}})");
     EXPECT_TRUE(policy.requireSignature);
     EXPECT_EQ(policy.limits.entries, 7U);
     EXPECT_EQ(policy.limits.totalBytes, std::uint64_t{1} << 40);
+    EXPECT_EQ(policy.limits.fileBytes, 6U);
+    EXPECT_EQ(policy.limits.ratio, 3U);
+    EXPECT_EQ(policy.limits.graceBytes, 0U);
     EXPECT_EQ(policy.limits.manifest.bytes, 2000U);
     EXPECT_EQ(policy.limits.manifest.depth, 5U);
-    EXPECT_EQ(policy.limits.fileBytes, PackageLimits().fileBytes);
-    EXPECT_FALSE(parsePolicy("{}").requireSignature);
+    const Policy rest = parsePolicy(R"({"limits": {"entries": 7}})");
+    EXPECT_EQ(rest.limits.fileBytes, PackageLimits().fileBytes);
+    EXPECT_FALSE(rest.requireSignature);
 }
 
 // Each row is a rule that an administrator meant and that must not be dropped in silence.
@@ -64,7 +68,7 @@ TEST(Policy, IsRefusedWhereOthersCouldHaveMadeIt) {
     expectStatus(Status::policyInvalid, "link", [&] { loadPolicy(folder); });
     std::filesystem::remove(file);
     std::filesystem::create_directory(file);
-    expectStatus(Status::policyInvalid, "no regular file", [&] { loadPolicy(folder); });
+    expectStatus(Status::policyInvalid, "not a regular file", [&] { loadPolicy(folder); });
     const TemporaryFolder other;
     std::filesystem::create_symlink(folder, other / "QZ");
     expectStatus(Status::storeUnsafe, "link", [&] { loadPolicy(other / "QZ"); });

@@ -70,8 +70,9 @@ class UpdateCheckTest : public ::testing::Test {
 };
 
 TEST_F(UpdateCheckTest, OneFeedsFailureIsItsProductsAndNobodyElses) {
-    publish(feedText(
-        1, feedItem("a", "1.5") + "," + feedItem("b", "1.0") + "," + feedItem("c", "2.0")));
+    publish(feedText(1, feedItem("a", "1.5") + "," + feedItem("b", "1.0") + "," +
+                            feedItem("b", "0.9", R"("blocked":"crashes",)") + "," +
+                            feedItem("c", "2.0")));
     install("b", "sketch");
     install("c", "sketch", "HTTP" + server_.address("/sketch").substr(4));
     install("d", "paint", server_.address("/none"));
@@ -80,6 +81,7 @@ TEST_F(UpdateCheckTest, OneFeedsFailureIsItsProductsAndNobodyElses) {
     BackgroundCheck check(input_);
     EXPECT_EQ(updatesOf(check, "sketch"), "ac");
     EXPECT_EQ(updateOf(check, "b"), failed(Status::noUpdate));
+    EXPECT_EQ(why_.find("crashes"), std::string::npos) << why_ << ": older than the installed one";
     EXPECT_EQ(updateOf(check, "d"), failed(Status::feedUnreachable));
     EXPECT_EQ(updateOf(check, "e"), failed(Status::addressRefused));
     EXPECT_EQ(why_.find("secret"), std::string::npos) << why_;
@@ -98,6 +100,22 @@ TEST_F(UpdateCheckTest, AListThatMayHaveAGapIsNoList) {
     EXPECT_EQ(updatesOf(check, "paint"), failed(Status::feedUnreachable));
 }
 
+TEST_F(UpdateCheckTest, ItsOwnFeedGoesFirstAndOfSeveralTheNewestVersion) {
+    server_.serve("/paint", {feedText(1, feedItem("a", "1.5") + "," + feedItem("b", "1.5"))});
+    server_.serve("/own", {feedText(1, feedItem("c", "1.2"))});
+    input_.products[1].updateFeed = server_.address("/paint");
+    input_.extensions[0].products = {"sketch", "paint"};
+    install("b", "paint");
+    input_.extensions[1].products = {"paint", "sketch"};
+    install("c", "sketch", server_.address("/own"));
+    publish(feedText(
+        1, feedItem("a", "1.6") + "," + feedItem("b", "1.6") + "," + feedItem("c", "1.9")));
+    BackgroundCheck check(input_);
+    EXPECT_EQ(updateOf(check, "a"), "1.6");
+    EXPECT_EQ(updateOf(check, "b"), "1.6");
+    EXPECT_EQ(updateOf(check, "c"), "1.2");
+}
+
 TEST_F(UpdateCheckTest, RemembersWhatItSaw) {
     const std::string twoContents = feedItem("a", "1.6") + "," + feedItem("a", "1.6", "", kDigestB);
     const std::pair<std::string, std::string> rows[] = {
@@ -107,7 +125,10 @@ TEST_F(UpdateCheckTest, RemembersWhatItSaw) {
         {feedText(3, ""), failed(Status::noUpdate)},
         {feedText(4, feedItem("a", "1.5.0", "", kDigestB)), failed(Status::versionRepublished)},
         {feedText(5, twoContents), failed(Status::versionRepublished)},
-        {feedText(6, feedItem("a", "1.7", R"("blocked":"crashes",)")), failed(Status::noUpdate)},
+        {feedText(6, feedItem("a", "1.7", R"("blocked":"a mistake",)")), failed(Status::noUpdate)},
+        {feedText(7, feedItem("a", "1.7")), "1.7"},
+        {feedText(8, feedItem("a", "1.7", "", kDigestB)), failed(Status::versionRepublished)},
+        {feedText(9, feedItem("a", "1.8", R"("blocked":"crashes",)")), failed(Status::noUpdate)},
     };
     for (const auto& [feed, expected] : rows) {
         publish(feed);
@@ -163,6 +184,8 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
     EXPECT_EQ(server_.requests("/sketch.sig").size(), 1U);
     key = "by key 2";
     EXPECT_EQ(updateOfA(), failed(Status::signatureWrong)) << why_;
+    server_.serve("/sketch.sig", {"", 500});
+    EXPECT_EQ(updateOfA(), failed(Status::feedUnreachable)) << "passed for an unsigned feed";
     server_.serve("/sketch.sig", {key});
     EXPECT_EQ(updateOfA(), "1.6") << why_;
 }

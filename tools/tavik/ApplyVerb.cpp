@@ -44,6 +44,11 @@ class Application {
         const ExtensionState state = entry == nullptr ? ExtensionState::enabled : entry->row.state;
         if (state != wanted.state)
             switchTo(wanted, version);
+        // A user's own copy goes before the one for all users, and decides about its mask too.
+        const bool isCovered = before_.find(Scope::user, toIdKey(wanted.id)) != nullptr;
+        const bool isMasked = entry != nullptr && entry->isMasked;
+        if (wanted.scope == Scope::shared && !isCovered && isMasked != wanted.isMasked)
+            mask(wanted, version);
     }
 
     void prune(const std::vector<WantedExtension>& wanted) {
@@ -79,16 +84,27 @@ class Application {
     }
 
     void switchTo(const WantedExtension& wanted, const std::string& version) {
-        if (!isDry_) {
-            const Inventory now = run_.session().inventory();
-            const InventoryEntry* entry = now.find(wanted.scope, toIdKey(wanted.id));
-            if (entry == nullptr)
-                fail(Status::extensionNotFound, wanted.id);
-            run_.session().setState(*entry, wanted.state);
-        }
+        if (!isDry_)
+            run_.session().setState(present(run_.session().inventory(), wanted), wanted.state);
         const bool enables = wanted.state == ExtensionState::enabled;
         changes_.add({enables ? Operation::enable : Operation::disable, wanted.id, version, version,
                       wanted.scope});
+    }
+
+    void mask(const WantedExtension& wanted, const std::string& version) {
+        if (!isDry_)
+            run_.session().setMask(
+                present(run_.session().inventory(), wanted),
+                wanted.isMasked ? ExtensionState::disabled : ExtensionState::enabled);
+        changes_.add({wanted.isMasked ? Operation::mask : Operation::unmask, wanted.id, version,
+                      version, wanted.scope});
+    }
+
+    static InventoryEntry present(const Inventory& now, const WantedExtension& wanted) {
+        const InventoryEntry* entry = now.find(wanted.scope, toIdKey(wanted.id));
+        if (entry == nullptr)
+            fail(Status::extensionNotFound, wanted.id);
+        return *entry;
     }
 
     void remove(const InventoryEntry& entry) {

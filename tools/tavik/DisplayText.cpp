@@ -48,16 +48,6 @@ std::string validUtf8(std::string_view text) {
     return valid;
 }
 
-std::string printable(std::string_view text) {
-    std::string line;
-    forEachCharacter(text, [&](const Character& character) {
-        const bool isControl =
-            character.code >= 0 && utf8proc_category(character.code) == UTF8PROC_CATEGORY_CC;
-        line += character.code < 0 ? kReplacement : isControl ? "?" : character.bytes;
-    });
-    return line;
-}
-
 std::size_t displayWidth(std::string_view text) {
     std::size_t columns = 0;
     forEachCharacter(text, [&](const Character& character) { columns += widthOf(character); });

@@ -11,13 +11,17 @@ constexpr std::size_t kShortDigits = 12;
 }  // namespace
 
 const char* stateName(const InventoryEntry& entry) noexcept {
-    return entry.row.state == ExtensionState::enabled ? "enabled" : "disabled";
+    if (entry.row.state == ExtensionState::disabled)
+        return "disabled";
+    return entry.isMasked ? "masked" : "enabled";
 }
 
 Cell stateCell(const InventoryEntry& entry, Language language) {
-    if (entry.row.state == ExtensionState::enabled)
-        return {word(Word::enabled, language), Tone::good};
-    return {word(Word::disabled, language), Tone::faint};
+    if (entry.row.state == ExtensionState::disabled)
+        return {word(Word::disabled, language), Tone::faint};
+    if (entry.isMasked)
+        return {word(Word::masked, language), Tone::faint};
+    return {word(Word::enabled, language), Tone::good};
 }
 
 std::string describeProducts(const InventoryEntry& entry, Language language) {

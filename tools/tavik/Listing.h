@@ -8,7 +8,7 @@
 
 namespace tavik::front {
 
-/// "enabled", "disabled" as documents have it.
+/// "enabled", "disabled" or "masked" as documents have it.
 const char* stateName(const InventoryEntry& entry) noexcept;
 
 /// The state in the run's language, in its colour.

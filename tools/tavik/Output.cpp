@@ -9,7 +9,7 @@
 #include "platform/core/status/Status.h"
 #include "platform/support/Environment.h"
 #include "platform/support/FileDescriptor.h"
-#include "tools/tavik/DisplayText.h"
+#include "platform/support/Text.h"
 #include "tools/tavik/Words.h"
 
 namespace tavik::front {

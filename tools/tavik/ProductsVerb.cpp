@@ -7,6 +7,7 @@ namespace {
 void products(const Arguments&, Run& run) {
     Session& session = run.session();
     const auto& found = session.products().products();
+    const auto& invalid = session.products().leftOut();
     Table table;
     for (const Word head : {Word::product, Word::name, Word::version, Word::folder, Word::feed})
         table.heads.emplace_back(word(head, run.language()));
@@ -21,6 +22,13 @@ void products(const Arguments&, Run& run) {
         json.member("extensionsFolder", session.extensionsFolder(product));
         json.optional("updateFeed", product.updateFeed);
         json.member("scope", scopeName(product.scope));
+    });
+    // As text, each was told when the descriptors were read.
+    run.output().objects("invalid", invalid, [&](JsonText& json, const Error& error) {
+        json.member("path", error.subject());
+        json.member("cause", error.detail().empty()
+                                 ? wordingOf(error.status(), run.language()).cause
+                                 : error.detail());
     });
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "platform/support/Text.h"
 #include "tools/tavik/DisplayText.h"
 
 namespace tavik::front {

@@ -1,10 +1,10 @@
 #include "platform/core/session/ExtensionCatalog.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 #include "platform/core/package/Manifest.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/store/MaskKeeper.h"
 
 namespace tavik {
 namespace {
@@ -29,16 +29,31 @@ bool isListedBefore(const InstalledExtension* a, const InstalledExtension* b) {
 
 ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locations) {
     ExtensionCatalog catalog;
+    std::unordered_set<std::string> masked;
     for (const auto& location : locations) {
         const auto folder = StoreFolder::open(location);
         if (!folder)
             continue;
+        if (location.scope == Scope::user)
+            masked = MaskKeeper(*folder).read();
         auto table = ExtensionTable::openForReading(*folder);
         if (table)
             catalog.add(table->readList(catalog.texts_), location.scope);
     }
+    catalog.mask(masked);
     catalog.arrange();
     return catalog;
+}
+
+void ExtensionCatalog::mask(const std::unordered_set<std::string>& idKeys) {
+    if (idKeys.empty())
+        return;
+    for (auto& extension : extensions_) {
+        extension.isMasked =
+            extension.scope == Scope::shared && idKeys.count(std::string(extension.idKey)) != 0;
+        if (extension.isMasked)
+            extension.state = ExtensionState::disabled;
+    }
 }
 
 void ExtensionCatalog::add(const ExtensionList& list, Scope scope) {
@@ -53,7 +68,7 @@ void ExtensionCatalog::add(const ExtensionList& list, Scope scope) {
         const bool isHidden = !known.empty() && known.count(extension.idKey) != 0;
         positions.push_back(isHidden ? kNotListed : extensions_.size());
         if (!isHidden)
-            extensions_.push_back({extension, scope, -1});
+            extensions_.push_back({extension, scope, -1, false, extension.state});
     }
     for (const auto& [extension, product] : list.memberships)
         if (positions[extension] != kNotListed)

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/core/disk/LinkFolder.h"
 #include "platform/core/package/Manifest.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
@@ -43,11 +42,10 @@ std::vector<std::string> linksOf(const InventoryEntry& entry, const ProductCatal
         if (product == nullptr)
             continue;
         for (const auto& location : locations) {
-            const auto folder = LinkFolder::open(extensionsFolderOf(*product, location));
-            const auto target = folder ? folder->target(entry.row.id) : std::nullopt;
-            const std::string link = folder ? folder->path() + "/" + entry.row.id : "";
-            const bool isKnown = !links.empty() && links.back() == link;
-            if (target == entry.folder && !isKnown)
+            const std::string link = extensionsFolderOf(*product, location) + "/" + entry.row.id;
+            std::error_code fault;
+            const bool leadsHere = fs::read_symlink(link, fault) == entry.folder;
+            if (leadsHere && (links.empty() || links.back() != link))
                 links.push_back(link);
         }
     }

@@ -5,6 +5,7 @@
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/products/Fit.h"
+#include "platform/core/store/MaskKeeper.h"
 
 namespace tavik {
 namespace {
@@ -37,6 +38,9 @@ Inventory Inventory::read(const std::vector<StoreLocation>& locations,
             inventory.failures_.push_back(error);
         }
     }
+    for (const auto& location : locations)
+        if (location.scope == Scope::user)
+            inventory.mask(location);
     std::sort(inventory.entries_.begin(), inventory.entries_.end(), isListedBefore);
     return inventory;
 }
@@ -50,8 +54,16 @@ void Inventory::add(const StoreLocation& location, const ProductCatalog& product
         std::string path = folder->path() + "/ext/" + row.folder;
         auto productFits = fitsOf(row, products);
         entries_.push_back(
-            {std::move(row), location.scope, std::move(path), std::move(productFits)});
+            {std::move(row), location.scope, false, std::move(path), std::move(productFits)});
     }
+}
+
+void Inventory::mask(const StoreLocation& user) {
+    const auto folder = StoreFolder::open(user);
+    const auto masked = folder ? MaskKeeper(*folder).read() : std::unordered_set<std::string>();
+    for (auto& entry : entries_)
+        entry.isMasked = entry.scope == Scope::shared && masked.count(entry.row.idKey) != 0 &&
+                         find(Scope::user, entry.row.idKey) == nullptr;
 }
 
 const InventoryEntry* Inventory::find(Scope scope, const std::string& idKey) const noexcept {

@@ -22,7 +22,8 @@ struct ProductFit {
 struct InventoryEntry {
     ExtensionRow row;
     Scope scope = Scope::user;
-    std::string folder;                ///< absolute path of the installed files
+    bool isMasked = false;  ///< for all users, and switched off by this user, who has no own copy
+    std::string folder;     ///< absolute path of the installed files
     std::vector<ProductFit> products;  ///< in the manifest's order
 };
 
@@ -44,6 +45,7 @@ class Inventory {
 
   private:
     void add(const StoreLocation& location, const ProductCatalog& products);
+    void mask(const StoreLocation& user);
 
     std::vector<InventoryEntry> entries_;
     std::vector<Error> failures_;

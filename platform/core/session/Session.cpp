@@ -1,15 +1,18 @@
 #include "platform/core/session/Session.h"
 
+#include <fcntl.h>
 #include <unistd.h>
+
+#include <set>
 
 #include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
 #include "platform/core/session/ProgressLine.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/trust/PackageSignature.h"
-#include "platform/core/trust/StablePackage.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -19,6 +22,11 @@ std::string checkedFamily(const std::string& family) {
         family.find('/') != std::string::npos || !isPrintableText(family))
         fail(Status::invalidArgument, "product family", "\"" + family + "\" is no folder name");
     return family;
+}
+
+/// Whether the current user has the right to change the store.
+bool mayChange(const StoreLocation& location) {
+    return ::faccessat(AT_FDCWD, location.familyFolder().c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
 }  // namespace
@@ -34,9 +42,17 @@ const ProductCatalog& Session::products() {
 }
 
 const ProductCatalog& Session::reachableProducts() {
-    if (!products_)
+    if (!products_) {
         products_ = ProductCatalog::load(locations());
+        for (const auto& leftOut : products_->leftOut())
+            warnOnce(leftOut);
+    }
     return *products_;
+}
+
+const ProductCatalog& Session::listedProducts() {
+    catalog();
+    return products();
 }
 
 const std::vector<const InstalledExtension*>& Session::extensionsOf(
@@ -94,6 +110,13 @@ void Session::warn(const Error& warning) const {
     writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
 }
 
+/// A run has one session for each of its commands; what stays as it is needs to be said once.
+void Session::warnOnce(const Error& warning) const {
+    static std::set<std::string> told;
+    if (told.insert(warning.what()).second)
+        warn(warning);
+}
+
 ExtensionHandle Session::install(const std::string& path) {
     // The handle comes from the catalog: a store that cannot be read shows before the change.
     catalog();
@@ -109,25 +132,26 @@ void Session::installForAll(const std::string& path) {
 }
 
 ExtensionRow Session::install(const std::string& path, Scope scope) {
-    return installInto(scope, openStable(path, policy()), Account::toBeAsked);
+    return installInto(scope, Package::open(path, policy().limits), Account::toBeAsked);
 }
 
 ExtensionRow Session::installInto(Scope scope, const Package& package, Account account) {
     const Manifest& manifest = package.manifest();
     requireFittingProduct(manifest, reachableProducts(), package.path());
-    const std::string signer = verifyPackage(package, trustRules(policy()));
+    const VerifiedPackage verified = verifyPackage(package, trustRules(policy()));
     // In the user's list, the user's copy takes the place of the one for all users.
     if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
-        requireSameSigner(shared->signer, signer, package.path());
+        requireSameSigner(shared->signer, verified.signer, package.path());
     if (manifest.requiresAccount && account == Account::toBeAsked)
         identity_.requireAccount(manifest.id, manifest.name);
 
     Store target = store(scope);
     ProgressLine line;
     catalogIsCurrent_ = false;
-    return target.install(package, {signer, [&line](std::uint64_t done, std::uint64_t total) {
-                                        line.show(done, total);
-                                    }});
+    const Progress progress = [&line](std::uint64_t done, std::uint64_t total) {
+        line.show(done, total);
+    };
+    return target.install(package, {verified.signer, progress, verified.content});
 }
 
 std::optional<ExtensionRow> Session::rowIn(const StoreLocation& location,
@@ -157,9 +181,28 @@ void Session::removeForAll(const std::string& nameOrId) {
 
 void Session::setState(ExtensionHandle handle, ExtensionState state) {
     const InstalledExtension& installed = extension(handle);
+    if (installed.scope == Scope::shared)
+        return setStateOfShared(installed, state);
     catalogIsCurrent_ = false;
-    store(installed.scope)
-        .setState(std::string(installed.idKey), std::string(installed.name), state);
+    store(Scope::user).setState(std::string(installed.idKey), std::string(installed.name), state);
+}
+
+/// Who may change the shared store switches the extension for everybody, anybody else for himself.
+void Session::setStateOfShared(const InstalledExtension& installed, ExtensionState state) {
+    const std::string idKey(installed.idKey);
+    const std::string name(installed.name);
+    const bool isMasked = installed.isMasked;
+    const bool isForAll = mayChange(shared_);
+    const bool hasState = installed.stateForAll == state;
+    catalogIsCurrent_ = false;
+    if (state == ExtensionState::disabled ? isForAll : isForAll || !hasState)
+        store(Scope::shared).setState(idKey, name, state);
+    if (state == ExtensionState::disabled ? isForAll : !isMasked)
+        return;
+    const auto row = rowIn(shared_, idKey);
+    if (!row)
+        fail(Status::extensionNotFound, name);
+    store(Scope::user).setMask(*row, state);
 }
 
 }  // namespace tavik

@@ -34,6 +34,9 @@ class Session {
     /// The host products, for lists: Status::noHome where the user's part of them is out of reach.
     const ProductCatalog& products();
 
+    /// The same, and the failure of a store that cannot be read: it shows before the first list.
+    const ProductCatalog& listedProducts();
+
     /// The extensions made for the product; Status::productNotFound where there is none.
     const std::vector<const InstalledExtension*>& extensionsOf(const std::string& displayName);
 
@@ -47,6 +50,10 @@ class Session {
     void installForAll(const std::string& path);
     void remove(ExtensionHandle handle);
     void removeForAll(const std::string& nameOrId);
+
+    /// Switches a user's own extension, and with it the shared one of its id, for this user. One of
+    /// the shared store is switched for all users where the current user may change that store,
+    /// otherwise for the current user alone.
     void setState(ExtensionHandle handle, ExtensionState state);
 
     /// Starts a check of what is installed now; one that is under way is ended. Failures show when
@@ -85,6 +92,8 @@ class Session {
     std::string versionOf(const PackageSource& source, Scope scope);
     void remove(const InventoryEntry& entry);
     void setState(const InventoryEntry& entry, ExtensionState state);
+    /// Switches an extension of the shared store off for this user alone, or takes that back.
+    void setMask(const InventoryEntry& entry, ExtensionState state);
 
     /// The entry's update; null where there is none, and for an entry that another one covers.
     /// Throws the failure that kept it from being found. Valid until the next check.
@@ -107,7 +116,9 @@ class Session {
     Package openSource(const PackageSource& source, Scope scope);
     Package downloadOffer(const Offer& offer, Scope scope);
     Store store(Scope scope);
+    void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
+    void warnOnce(const Error& warning) const;
     Policy policy() const;
     TrustRules trustRules(const Policy& policy) const;
     FeedVerifier feedVerifier() const;

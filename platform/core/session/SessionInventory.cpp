@@ -25,6 +25,11 @@ void Session::setState(const InventoryEntry& entry, ExtensionState state) {
     store(entry.scope).setState(entry.row.idKey, entry.row.name, state);
 }
 
+void Session::setMask(const InventoryEntry& entry, ExtensionState state) {
+    catalogIsCurrent_ = false;
+    store(Scope::user).setMask(entry.row, state);
+}
+
 const Offer* Session::findUpdate(const InventoryEntry& entry) {
     const InstalledExtension* listed = catalog().byKey(entry.row.idKey);
     if (listed == nullptr || listed->scope != entry.scope)

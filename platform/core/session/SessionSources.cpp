@@ -4,7 +4,6 @@
 #include "platform/core/session/ProgressLine.h"
 #include "platform/core/session/Session.h"
 #include "platform/core/status/Status.h"
-#include "platform/core/trust/StablePackage.h"
 #include "platform/core/updates/Download.h"
 
 namespace tavik {
@@ -60,7 +59,7 @@ Package Session::openSource(const PackageSource& source, Scope scope) {
     const Policy rules = policy();
     std::optional<Package> package;
     if (source.place.find("://") == std::string::npos) {
-        package = openStable(source.place, rules);
+        package = Package::open(source.place, rules.limits);
         if (!source.sha256.empty())
             requireDigest(source, digestOf(package->file()));
     } else {

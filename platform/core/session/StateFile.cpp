@@ -1,11 +1,13 @@
 #include "platform/core/session/StateFile.h"
 
-#include <algorithm>
+#include <initializer_list>
 #include <set>
 
 #include "platform/core/package/Manifest.h"
 #include "platform/core/status/Status.h"
-#include "platform/support/Json.h"
+#include "platform/support/Hex.h"
+#include "platform/support/JsonObject.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -13,8 +15,6 @@ namespace {
 constexpr JsonLimits kLimits{std::size_t{8} << 20, 8};
 constexpr int kFormatVersion = 1;
 constexpr std::size_t kDigestDigits = 64;
-constexpr std::string_view kMembers[] = {"id",     "version", "minVersion", "source",
-                                         "sha256", "state",   "allUsers"};
 
 /// Null where the member is missing or null.
 const rapidjson::Value* given(const rapidjson::Value& entry, std::string_view name) {
@@ -35,23 +35,11 @@ std::optional<Version> versionOf(const rapidjson::Value& entry, std::string_view
     return version;
 }
 
-void requireKnownMembers(const rapidjson::Value& entry, const std::string& place) {
-    for (const auto& member : entry.GetObject()) {
-        const std::string_view name(member.name.GetString(), member.name.GetStringLength());
-        if (std::find(std::begin(kMembers), std::end(kMembers), name) == std::end(kMembers))
-            throw JsonError(place + " has a member " + quoteJson(name) + " that nobody reads");
-    }
-}
-
 std::string digestOf(const rapidjson::Value& entry, const std::string& place) {
-    std::string digest = textOf(entry, "sha256", place);
-    for (char& c : digest)
-        c = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-    const bool isDigest = digest.size() == kDigestDigits &&
-                          digest.find_first_not_of("0123456789abcdef") == std::string::npos;
-    if (!digest.empty() && !isDigest)
+    const std::string digest = textOf(entry, "sha256", place);
+    if (!digest.empty() && (digest.size() != kDigestDigits || !fromHex(digest)))
         throw JsonError(place + ".sha256 is not 64 hexadecimal digits");
-    return digest;
+    return toLowerAscii(digest);
 }
 
 void readState(WantedExtension& wanted, const rapidjson::Value& entry, const std::string& place) {
@@ -67,9 +55,8 @@ void readState(WantedExtension& wanted, const rapidjson::Value& entry, const std
 }
 
 WantedExtension readEntry(const rapidjson::Value& entry, const std::string& place) {
-    if (!entry.IsObject())
-        throw JsonError(place + " is not an object");
-    requireKnownMembers(entry, place);
+    JsonObject(entry, place)
+        .allowOnly({"id", "version", "minVersion", "source", "sha256", "state", "allUsers"});
     WantedExtension wanted;
     wanted.id = requiredText(entry, "id", place);
     if (!isExtensionId(wanted.id))
@@ -91,18 +78,13 @@ WantedExtension readEntry(const rapidjson::Value& entry, const std::string& plac
 
 std::vector<WantedExtension> readEntries(std::string_view text) {
     const rapidjson::Document document = parseJson(text, kLimits);
-    if (!document.IsObject())
-        throw JsonError("$ is not an object");
-    const rapidjson::Value* format = findMember(document, "formatVersion");
-    if (format == nullptr || !format->IsInt() || format->GetInt() != kFormatVersion)
-        throw JsonError("$.formatVersion is not " + std::to_string(kFormatVersion));
-    const rapidjson::Value* entries = findMember(document, "extensions");
-    if (entries == nullptr || !entries->IsArray())
-        throw JsonError("$.extensions is missing or no list");
+    const JsonObject state(document, "$");
+    state.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
+    const rapidjson::Value* entries = state.neededArray("extensions");
     std::vector<WantedExtension> all;
     std::set<std::pair<Scope, std::string>> known;
     for (const auto& entry : entries->GetArray()) {
-        const std::string place = "$.extensions[" + std::to_string(all.size()) + "]";
+        const std::string place = entryPlace("$.extensions", all.size());
         all.push_back(readEntry(entry, place));
         if (!known.emplace(all.back().scope, toIdKey(all.back().id)).second)
             throw JsonError(place + ".id is there twice");

@@ -88,15 +88,15 @@ ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& det
     }
     links_.prepare(row, change.lock());
 
-    change.publish(package, row.folder, details.progress);
+    change.publish(package, row.folder, details.progress, details.content.get());
     change.commit([&](ExtensionTable& table) { table.put(row); },
                   [&](ExtensionTable& table) {
                       const auto now = table.find(row.idKey);
                       return now && now->folder == row.folder;
                   },
                   [&] { change.discard(row.folder); });
-    updateLinks(change, before, row);
-    if (before)
+    const OldLinks oldLinks = updateLinks(change, before, row);
+    if (before && oldLinks == OldLinks::gone)
         change.retire(before->folder);
     change.finish();
     return row;
@@ -112,8 +112,8 @@ void Store::tryRemove(const std::string& idKey, const std::string& name) {
     change.mark();
     change.commit([&](ExtensionTable& table) { table.remove(idKey); },
                   [&](ExtensionTable& table) { return !table.find(idKey); }, [] {});
-    updateLinks(change, before, std::nullopt);
-    change.retire(before->folder);
+    if (updateLinks(change, before, std::nullopt) == OldLinks::gone)
+        change.retire(before->folder);
     change.finish();
 }
 
@@ -153,35 +153,48 @@ void Store::catchUp(StoreChange& change) {
     if (change.wasInterrupted()) {
         change.emptyStaging();
         change.table().settle();
-        repairLinks(change);
-        change.sweep();
-    } else if (change.table().linkedProducts() != links_.productsText()) {
+        if (repairLinks(change) == OldLinks::gone)
+            change.sweep();
+    } else if (change.table().linkedProducts() != links_.productsText() ||
+               links_.isIncomplete(change.table())) {
         repairLinks(change);
     }
 }
 
-void Store::repairLinks(StoreChange& change) {
+Store::OldLinks Store::repairLinks(StoreChange& change) {
     try {
         const std::string products = links_.productsText();
         const std::string linked = change.table().linkedProducts();
         links_.repair(change.table().readAll(), linked, change.lock());
         if (products != linked)
             change.table().setLinkedProducts(products);
+        return OldLinks::gone;
     } catch (const Error& error) {
         change.keepMark();
         warn_(error);
+        return OldLinks::mayRemain;
     }
 }
 
-void Store::updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
-                        const std::optional<ExtensionRow>& after) {
+Store::OldLinks Store::updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
+                                   const std::optional<ExtensionRow>& after) {
     // The change is committed: trouble with a link is reported and left for the next change.
     try {
         links_.update(before, after, change.lock());
+        return OldLinks::gone;
     } catch (const Error& error) {
         change.keepMark();
         warn_(error);
+        return OldLinks::mayRemain;
     }
+}
+
+void Store::setMask(const ExtensionRow& shared, ExtensionState state) {
+    StoreChange change(folder_);
+    catchUp(change);
+    change.mark();
+    links_.setMask(shared, state, change.lock());
+    change.finish();
 }
 
 }  // namespace tavik

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@ namespace tavik {
 struct InstallDetails {
     std::string signer;  ///< fingerprint of the package's key; empty: unsigned
     Progress progress;   ///< may be empty
+    std::shared_ptr<const ContentCheck> content;  ///< what the files are compared with; may be null
 };
 
 /// Told of trouble that does not undo a change: the next change repairs it.
@@ -49,15 +51,22 @@ class Store {
     void remove(const std::string& idKey, const std::string& name);
     void setState(const std::string& idKey, const std::string& name, ExtensionState state);
 
+    /// For a user's store: switches an extension of the shared store off for this user alone, or
+    /// takes that back. No row changes.
+    void setMask(const ExtensionRow& shared, ExtensionState state);
+
   private:
+    /// Whether links may still lead to folders that no row names, which must stay then.
+    enum class OldLinks { gone, mayRemain };
+
     ExtensionRow tryInstall(const Package& package, const InstallDetails& details);
     void tryRemove(const std::string& idKey, const std::string& name);
     void trySetState(const std::string& idKey, const std::string& name, ExtensionState state);
     void tidyUp() noexcept;
     void catchUp(StoreChange& change);
-    void repairLinks(StoreChange& change);
-    void updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
-                     const std::optional<ExtensionRow>& after);
+    OldLinks repairLinks(StoreChange& change);
+    OldLinks updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
+                         const std::optional<ExtensionRow>& after);
 
     StoreFolder folder_;
     std::optional<StoreLocation> other_;

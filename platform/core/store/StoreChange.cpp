@@ -83,7 +83,7 @@ void StoreChange::removeMark() noexcept {
 }
 
 void StoreChange::publish(const Package& package, const std::string& folder,
-                          const Progress& progress) {
+                          const Progress& progress, const ContentCheck* check) {
     const std::string path = folder_.path() + "/staging/" + folder;
     try {
         makeMark();
@@ -93,7 +93,7 @@ void StoreChange::publish(const Package& package, const std::string& folder,
                                              O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (!staged || ::fchmod(staged.get(), 0755) != 0)
             failErrno(errno, path, "set the folder's rights");
-        extractInto(package, staged.get(), progress);
+        extractInto(package, staged.get(), progress, check);
         // The name has never been used: a plain rename would replace nothing either.
         if (::renameat(staging_.get(), folder.c_str(), content_.get(), folder.c_str()) != 0)
             failErrno(errno, path, "name the folder");

@@ -37,8 +37,9 @@ class StoreChange {
     void mark();
 
     /// Extracts the package, makes it durable and names it `ext/FOLDER`; sets the mark as well. On
-    /// failure nothing stays.
-    void publish(const Package& package, const std::string& folder, const Progress& progress);
+    /// failure nothing stays. `check`, which may be null, judges the files as extractInto says.
+    void publish(const Package& package, const std::string& folder, const Progress& progress,
+                 const ContentCheck* check);
 
     /// Runs `work`, which commits. Where it fails, the database is asked anew whether `isDone`
     /// holds, since a commit may have failed only in its answer; if not, `undo` runs and the
