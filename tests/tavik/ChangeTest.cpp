@@ -70,6 +70,26 @@ TEST_F(Change, AllUsersIsTheOtherStore) {
               List{"remove com.example.a 2.0 - allUsers"});
 }
 
+// Catches a user's own switch that changes what all users have, or has no effect.
+TEST_F(Change, DisablingForOneselfIsAMask) {
+    out(kDone, {"install", machine_.package("com.example.a", "2.0"), "--all-users"});
+    EXPECT_EQ(changes(json(kDone, {"disable", "com.example.a"})),
+              List{"mask com.example.a 2.0 2.0 allUsers"});
+    EXPECT_EQ(changes(json(kDone, {"disable", "com.example.a"})), List{});
+    EXPECT_EQ(listed(), List{"com.example.a 2.0 masked allUsers"});
+    const std::string file = machine_.path("frozen.json");
+    writeFile(file, out(kDone, {"freeze"}));
+    EXPECT_EQ(changes(json(kDone, {"enable", "com.example.a"})),
+              List{"unmask com.example.a 2.0 2.0 allUsers"});
+    EXPECT_EQ(listed(), List{"com.example.a 2.0 enabled allUsers"});
+    EXPECT_EQ(changes(json(kDone, {"apply", file})), List{"mask com.example.a 2.0 2.0 allUsers"});
+    EXPECT_EQ(changes(json(kDone, {"apply", file})), List{});
+
+    out(kDone, {"disable", "com.example.a", "--all-users"});
+    EXPECT_EQ(failures(json(kFailed, {"enable", "com.example.a"})),
+              List{"installedForAllUsers com.example.a"});
+}
+
 // Catches a name that is taken for another one, for an option or for a list.
 TEST_F(Change, NameMeansOneExtension) {
     install(PackageBuilder("com.example.a", "1").named("Palettes d'\xC3\xA9t\xC3\xA9"));

@@ -109,12 +109,16 @@ TEST_F(Lists, InfoHasTheManifestAndTheFiles) {
 }
 
 TEST_F(Lists, ProductsHaveFoldersAndScopes) {
+    writeFile(machine_.user("products.d/bad.json"), R"({"name": "bad"})");
     writeFile(machine_.shared("products.d/layout.json"),
               R"({"name": "layout", "displayName": "Layout", "version": "5",
                   "extensionsFolder": "/opt/layout", "updateFeed": "https://example.com/f.json"})");
     const auto document = json(kDone, {"products"});
     const auto& products = document["products"];
     ASSERT_EQ(products.Size(), 2U);
+    ASSERT_EQ(document["invalid"].Size(), 1U);
+    EXPECT_EQ(text(document["invalid"][0], "path"), machine_.user("products.d/bad.json"));
+    EXPECT_NE(text(document["invalid"][0], "cause").find("displayName"), std::string::npos);
     EXPECT_EQ(text(products[0], "extensionsFolder") + " " + text(products[0], "scope") + " " +
                   text(products[0], "updateFeed"),
               "/opt/layout allUsers https://example.com/f.json");

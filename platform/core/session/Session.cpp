@@ -10,6 +10,7 @@
 #include "platform/core/session/ProgressLine.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/trust/PackageSignature.h"
+#include "platform/support/DeferredTermination.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
 #include "platform/support/Text.h"
@@ -151,6 +152,8 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, Account a
     const Progress progress = [&line](std::uint64_t done, std::uint64_t total) {
         line.show(done, total);
     };
+    // Who ends the program meanwhile would leave half an extension for the next change to delete.
+    const DeferredTermination untilTidy;
     return target.install(package, {verified.signer, progress, verified.content});
 }
 
