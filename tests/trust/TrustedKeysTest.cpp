@@ -100,7 +100,7 @@ TEST(FeedSignature, IsRefusedWhereItIsWrong) {
         {"Windows line ends", std::string(strange).replace(strange.find('\n'), 1, "\r\n")},
         {"much too long", strange + std::string(1 << 20, '\n')},
     };
-    EXPECT_FALSE(verifySignature("", "", feed, strange, rules).empty());
+    EXPECT_FALSE(verifySignature("", "", feed, strange, rules).key.empty());
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         expectStatus(Status::signatureWrong, "e.example", [&] {

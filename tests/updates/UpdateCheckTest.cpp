@@ -147,7 +147,7 @@ TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
     EXPECT_EQ(updateOfA(), "1.5") << why_;
     EXPECT_EQ(server_.bodies(), 1U);
     Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
-        .execute("PRAGMA user_version = 2");
+        .execute("PRAGMA user_version = 3");
     EXPECT_EQ(updateOfA(), failed(Status::storeNewer)) << why_;
     for (const std::string& unusable : {folder_ / "missing/feeds.db", folder_.path().string()}) {
         input_.cacheFile = unusable;
@@ -159,8 +159,8 @@ TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
 
 TEST_F(UpdateCheckTest, ASlowerProcessDoesNotTurnTheSerialBack) {
     FeedDatabase cache(input_.cacheFile);
-    cache.save({{{"https://e.com/f", "", "", 42, "", "newer"}, {}}});
-    cache.save({{{"https://e.com/f", "", "", 41, "", "older"}, {}}});
+    cache.save({{{"https://e.com/f", "", "", 42, "", "newer", ""}, {}}});
+    cache.save({{{"https://e.com/f", "", "", 41, "", "older", ""}, {}}});
     EXPECT_EQ(cache.find({"https://e.com/f"}).front().copy->body, "newer");
 }
 
@@ -175,6 +175,7 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
                         const std::optional<std::string>& signature) {
         if (signature.value_or(key) != key)
             fail(Status::signatureWrong, "feed");
+        return Signer();
     };
     EXPECT_EQ(updateOfA(), "1.5") << why_;
     EXPECT_TRUE(server_.requests("/sketch.sig").empty()) << "the feed was believed before";
@@ -188,6 +189,36 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
     EXPECT_EQ(updateOfA(), failed(Status::feedUnreachable)) << "passed for an unsigned feed";
     server_.serve("/sketch.sig", {key});
     EXPECT_EQ(updateOfA(), "1.6") << why_;
+}
+
+// Who can replace a feed on its server cannot sign it; without this memory nobody would notice.
+TEST_F(UpdateCheckTest, AFeedKeepsItsSigner) {
+    input_.verify = [](const std::string&, std::string_view,
+                       const std::optional<std::string>& signature) {
+        return Signer{signature.value_or(""), {}};
+    };
+    const struct {
+        const char* signature;  ///< empty: the feed is unsigned
+        std::string expected;
+    } rows[] = {
+        {"", "1.1"},
+        {"A", "1.2"},
+        {"", failed(Status::feedSignerChanged)},
+        {"B", failed(Status::feedSignerChanged)},
+        {"A", "1.5"},
+        {"B", failed(Status::feedSignerChanged)},
+    };
+    int serial = 0;
+    for (const auto& [signature, expected] : rows) {
+        ++serial;
+        publish(feedText(serial, feedItem("a", "1." + std::to_string(serial))));
+        server_.serve("/sketch.sig", {signature, *signature == '\0' ? 404 : 200});
+        EXPECT_EQ(updateOfA(), expected) << serial << ": " << why_;
+        // The form before this one did not know signers: they are found out from the signatures.
+        if (serial == 2)
+            Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
+                .execute("ALTER TABLE feed DROP COLUMN signer; PRAGMA user_version = 1");
+    }
 }
 
 TEST_F(UpdateCheckTest, ACheckThatNobodyWaitsForIsGivenUp) {

@@ -57,7 +57,7 @@ FeedPackage describePackage(const std::string& folder, const std::string& name) 
     described.fileName = name;
     described.size = package.file().size();
     described.sha256 = digestOf(package.file());
-    described.signer = verifyWholePackage(package, authorRules()).signer;
+    described.signer = verifyWholePackage(package, authorRules()).signer.key;
     return described;
 }
 

@@ -133,13 +133,16 @@ void Session::installForAll(const std::string& path) {
 }
 
 ExtensionRow Session::install(const std::string& path, Scope scope) {
-    return installInto(scope, Package::open(path, policy().limits), Account::toBeAsked);
+    const TrustRules rules = readRules();
+    return installInto(scope, Package::open(path, rules.policy.limits), rules, Account::toBeAsked);
 }
 
-ExtensionRow Session::installInto(Scope scope, const Package& package, Account account) {
+ExtensionRow Session::installInto(Scope scope, const Package& package, const TrustRules& rules,
+                                  Account account) {
     const Manifest& manifest = package.manifest();
+    requireAllowedExtension(rules.policy, manifest.idKey, package.path());
     requireFittingProduct(manifest, reachableProducts(), package.path());
-    const VerifiedPackage verified = verifyPackage(package, trustRules(policy()));
+    const VerifiedPackage verified = verifyPackage(package, rules);
     // In the user's list, the user's copy takes the place of the one for all users.
     if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
         requireSameSigner(shared->signer, verified.signer, package.path());

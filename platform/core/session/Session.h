@@ -111,19 +111,18 @@ class Session {
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
     enum class Account { toBeAsked, asked };
-    ExtensionRow installInto(Scope scope, const Package& package, Account account);
+    ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
+                             Account account);
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
-    Package openSource(const PackageSource& source, Scope scope);
-    Package downloadOffer(const Offer& offer, Scope scope);
+    Package openSource(const PackageSource& source, Scope scope, const TrustRules& rules);
+    Package downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules);
     Store store(Scope scope);
     void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
     void warnOnce(const Error& warning) const;
-    Policy policy() const;
-    TrustRules trustRules(const Policy& policy) const;
-    FeedVerifier feedVerifier() const;
+    TrustRules readRules() const;
     std::string cacheFile() const;
-    UpdateCheckInput updateCheckInput();
+    UpdateCheckInput updateCheckInput(const TrustRules& rules);
 
     Language language_;
     std::optional<StoreLocation> user_;
@@ -134,6 +133,7 @@ class Session {
     std::vector<const InstalledExtension*> byHandle_;
     IdentityService identity_;
     std::unique_ptr<BackgroundCheck> updateCheck_;
+    std::optional<TrustRules> updateRules_;  ///< what the check judges by
     std::optional<Error> updateCheckFailure_;
 };
 

@@ -45,43 +45,36 @@ void requireWanted(const PackageSource& source, const Package& package) {
 }  // namespace
 
 ExtensionRow Session::install(const PackageSource& source, Scope scope) {
-    return installInto(scope, openSource(source, scope), Account::toBeAsked);
+    const TrustRules rules = readRules();
+    return installInto(scope, openSource(source, scope, rules), rules, Account::toBeAsked);
 }
 
 std::string Session::versionOf(const PackageSource& source, Scope scope) {
     return source.version ? source.version->text()
-                          : openSource(source, scope).manifest().version.text();
+                          : openSource(source, scope, readRules()).manifest().version.text();
 }
 
-Package Session::openSource(const PackageSource& source, Scope scope) {
+Package Session::openSource(const PackageSource& source, Scope scope, const TrustRules& rules) {
     if (source.place.empty())
         fail(Status::packageUnreadable, source.id, "no file or address is named for it");
-    const Policy rules = policy();
     std::optional<Package> package;
     if (source.place.find("://") == std::string::npos) {
-        package = Package::open(source.place, rules.limits);
+        package = Package::open(source.place, rules.policy.limits);
         if (!source.sha256.empty())
             requireDigest(source, digestOf(package->file()));
     } else {
         const StoreFolder folder = StoreFolder::create(location(scope));
         ProgressLine line;
         DownloadedFile loaded = downloadFile(
-            addressOf(source.place), 2 * rules.limits.totalBytes, folder.subfolder("staging").get(),
+            addressOf(source.place), 2 * rules.policy.limits.totalBytes,
+            folder.subfolder("staging").get(),
             [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); });
         requireDigest(source, loaded.sha256);
-        package =
-            Package::open(PackageFile::adopt(std::move(loaded.file), source.place), rules.limits);
+        package = Package::open(PackageFile::adopt(std::move(loaded.file), source.place),
+                                rules.policy.limits);
     }
     requireWanted(source, *package);
     return *std::move(package);
-}
-
-MirrorReport Session::mirror(const std::vector<std::string>& addresses, const std::string& folder) {
-    ProgressLine line;
-    return mirrorFeeds(
-        addresses, folder,
-        {feedVerifier(), 2 * policy().limits.totalBytes,
-         [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); }});
 }
 
 }  // namespace tavik

@@ -59,6 +59,8 @@ enum class Status : int {
     downloadDiffers = -39,
     wrongExtension = -40,
     versionRepublished = -41,
+    feedSignerChanged = -42,
+    certificateRefused = -43,
 
     // The identity service.
     endPointInvalid = -45,
@@ -74,6 +76,8 @@ enum class Status : int {
     contentDiffers = -58,
     signerChanged = -59,
     keyInvalid = -60,
+    policyForbids = -61,
+    signerRevoked = -62,
 
     // Work for people and scripts.
     outputFailed = -75,

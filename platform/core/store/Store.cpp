@@ -3,7 +3,6 @@
 #include "platform/core/disk/Reserve.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/store/StoreChange.h"
-#include "platform/core/trust/Signer.h"
 
 namespace tavik {
 namespace {
@@ -26,7 +25,7 @@ ExtensionRow rowOf(const Manifest& manifest, const InstallDetails& details) {
     row.storeName = manifest.storeName;
     row.updateUrl = manifest.updateUrl;
     row.folder = newFolderName(manifest.id);
-    row.signer = details.signer;
+    row.signer = details.signer.key;
     row.requiresAccount = manifest.requiresAccount;
     row.products = manifest.products;
     return row;

@@ -12,13 +12,14 @@
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/store/ExtensionTable.h"
 #include "platform/core/store/LinkKeeper.h"
+#include "platform/core/trust/Signer.h"
 
 namespace tavik {
 
 /// What an install is told besides the package.
 struct InstallDetails {
-    std::string signer;  ///< fingerprint of the package's key; empty: unsigned
-    Progress progress;   ///< may be empty
+    Signer signer;
+    Progress progress;                            ///< may be empty
     std::shared_ptr<const ContentCheck> content;  ///< what the files are compared with; may be null
 };
 

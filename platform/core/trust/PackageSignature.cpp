@@ -148,7 +148,7 @@ VerifiedPackage verifyPackage(const Package& package, const TrustRules& rules) {
     const std::uint64_t limit = kMaxListBytesPerEntry * package.archive().entries().size();
     const std::string list = package.read(*entries.list, limit);
     const std::string signature = package.read(*entries.signature, limit);
-    std::string signer =
+    Signer signer =
         verifySignature(package.path(), std::string(kContentSignaturePath), list, signature, rules);
     const auto listed = parseList(package, list);
     Crypto& crypto = rules.crypto();

@@ -23,7 +23,7 @@ std::vector<ListedEntry> listContent(const Package& package, Crypto& crypto);
 
 /// A package whose signature is right.
 struct VerifiedPackage {
-    std::string signer;  ///< fingerprint of the signer's key; empty: unsigned
+    Signer signer;
     /// What the signature vouches for, to be given to the extraction; null for an unsigned package.
     std::shared_ptr<const ContentCheck> content;
 };

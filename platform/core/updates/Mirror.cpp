@@ -82,7 +82,7 @@ class Mirror {
 
     void copyFeed(const std::string& text) {
         const Address address = Address::parse(text);
-        FeedRetrieval feed(address);
+        FeedRetrieval feed(address, address);
         const auto fetcher = loadOnline().newFetcher({});
         auto results = fetcher->fetchAll({feed.request(), feed.signatureRequest()});
         feed.take(std::move(results[0]));
