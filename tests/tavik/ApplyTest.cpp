@@ -92,7 +92,7 @@ TEST_F(Apply, DoesTheRestOfWhatCannotBeDone) {
     for (const auto& each : document["failures"].GetArray())
         names.push_back(text(each, "name"));
     EXPECT_EQ(names, (List{"downloadDiffers", "wrongExtension", "wrongExtension", "wrongExtension",
-                           "packageUnreadable", "olderVersion"}));
+                           "notOffered", "olderVersion"}));
     EXPECT_EQ(listed(),
               (List{"com.example.b 1.0 enabled user", "com.example.new 3.0 enabled user"}));
     EXPECT_EQ(machine_.garbage(), List{});

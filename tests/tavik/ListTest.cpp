@@ -87,6 +87,56 @@ TEST_F(Lists, DeadFeedIsOneFailureAndHoldsNobodyUp) {
     EXPECT_EQ(failures(document), List{"feedUnreachable file://" + machine_.path("dead.json")});
 }
 
+// Catches an offer that a search hides, and an install by id that takes another version or store.
+TEST_F(Lists, OffersAreFoundAndInstalledByTheirIds) {
+    publish({PackageBuilder("com.example.a", "1.0").named("Encre d'\xC3\xA9t\xC3\xA9"),
+             PackageBuilder("com.example.a", "1.5").named("Encre d'\xC3\xA9t\xC3\xA9"),
+             PackageBuilder("com.example.b", "3.0")});
+    install("com.example.b", "2.0");
+    const auto all = json(kDone, {"search"});
+    ASSERT_EQ(all["offers"].Size(), 2U);
+    EXPECT_EQ(text(all["offers"][0], "version") + " " + text(all["offers"][0], "installed"),
+              "1.5 -");
+    EXPECT_EQ(text(all["offers"][1], "version") + " " + text(all["offers"][1], "installed"),
+              "3.0 2.0");
+    EXPECT_EQ(json(kDone, {"search", "ETE", "encre"})["offers"].Size(), 1U);
+    EXPECT_EQ(json(kDone, {"search", "ete", "b"})["offers"].Size(), 0U);
+
+    EXPECT_EQ(changes(json(kDone, {"install", "com.example.a@1.0"})),
+              List{"install com.example.a - 1.0 user"});
+    EXPECT_EQ(changes(json(kDone, {"install", "COM.example.a", "--all-users"})),
+              List{"install com.example.a - 1.5 allUsers"});
+    EXPECT_EQ(failures(json(kFailed, {"install", "com.example.none", "com.example.a@7"})),
+              (List{"notOffered com.example.none", "notOffered com.example.a"}));
+    err(kUsage, {"install", "com.example.b", "com.example.a@one"});
+
+    const std::string file = machine_.path("state.json");
+    writeFile(file, R"({"formatVersion": 1, "extensions": [
+        {"id": "com.example.a", "minVersion": "1.2"}, {"id": "com.example.b", "version": "3"}]})");
+    const List wanted{"update com.example.a 1.0 1.5 user", "update com.example.b 2.0 3.0 user"};
+    EXPECT_EQ(changes(json(kPending, {"apply", file, "--dry-run"})), wanted);
+    EXPECT_EQ(changes(json(kDone, {"apply", file})), wanted);
+}
+
+// Catches a page that ends at the first thing that is wrong, or leaves it out.
+TEST_F(Lists, DoctorTellsWhatIsWrong) {
+    install("com.example.a", "1.0");
+    writeFile(machine_.user("products.d/bad.json"), "{");
+    writeFile(machine_.shared("policy.json"), R"({"requireSignatur": true})");
+    const auto document = json(kDone, {"doctor"});
+    EXPECT_EQ(text(document["stores"][0], "place"),
+              machine_.user().substr(0, machine_.user().size() - 1));
+    EXPECT_NE(text(document["stores"][0], "facts").find("extensions 1"), std::string::npos);
+    EXPECT_EQ(document["products"][1]["problems"].Size(), 1U);
+    const auto& policy = document["policy"];
+    EXPECT_EQ(text(policy[0], "place"), machine_.shared("policy.json"));
+    EXPECT_NE(std::string(policy[1]["problems"][0].GetString()).find("requireSignatur"),
+              std::string::npos);
+    EXPECT_EQ(document["bus"][0]["problems"].Size(), 1U);
+    EXPECT_EQ(text(document["launch"][0], "place"), machine_.path("vell.db"));
+    EXPECT_EQ(document["launch"][0]["problems"].Size(), 1U);
+}
+
 // Catches details that are not those of the package and of the disk.
 TEST_F(Lists, InfoHasTheManifestAndTheFiles) {
     install(PackageBuilder("com.example.a", "1.0")

@@ -19,6 +19,12 @@ constexpr const char* kX25519 =
     "MCowBQYDK2VuAyEAGb9ECWmEzf6FQbrBZ9w7lshQhqowtrbLDFw4rXAxZuE=\n"
     "-----END PUBLIC KEY-----\n";
 
+// The neutral point with its sign bit set: under it, one signature fits every message.
+constexpr const char* kSmallOrder =
+    "-----BEGIN PUBLIC KEY-----\n"
+    "MCowBQYDK2VwAyEAAQAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAIA=\n"
+    "-----END PUBLIC KEY-----\n";
+
 TEST(TrustedKeys, AreThePemFilesOfBothFolders) {
     OpenSslCrypto crypto;
     const PublicKey user = PrivateKey::generate().publicKey();
@@ -53,6 +59,7 @@ TEST(TrustedKeys, NameTheFileThatIsNoKey) {
         {"other kind", kX25519, "another kind"},
         {"a byte behind the key", std::string(good).replace(good.find('='), 1, "A"), "no key in"},
         {"no DER", "-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n", "no key in"},
+        {"small order", kSmallOrder, "small order"},
         {"too long", good + std::string(20'000, '\n'), "more than 16384 bytes"},
     };
     for (const auto& row : rows) {
@@ -100,12 +107,12 @@ TEST(FeedSignature, IsRefusedWhereItIsWrong) {
         {"Windows line ends", std::string(strange).replace(strange.find('\n'), 1, "\r\n")},
         {"much too long", strange + std::string(1 << 20, '\n')},
     };
-    EXPECT_FALSE(verifySignature("", "", feed, strange, rules).key.empty());
+    EXPECT_FALSE(verifySignature({"", "", feed, strange, {}}, rules).key.empty());
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         expectStatus(Status::signatureWrong, "e.example", [&] {
-            verifySignature("https://e.example/feed.json", "the .sig file", feed, row.signature,
-                            rules);
+            verifySignature(
+                {"https://e.example/feed.json", "the .sig file", feed, row.signature, {}}, rules);
         });
     }
 }

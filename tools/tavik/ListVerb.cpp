@@ -1,7 +1,5 @@
 #include <algorithm>
 
-#include "platform/core/session/NameSearch.h"
-#include "platform/core/status/Status.h"
 #include "tools/tavik/Changes.h"
 #include "tools/tavik/Listing.h"
 #include "tools/tavik/Words.h"
@@ -13,19 +11,6 @@ struct ListedEntry {
     const InventoryEntry* entry;
     std::string update;
 };
-
-/// The internal name of the product, which is told by that or by what is displayed.
-std::string productNamed(const ProductCatalog& products, const std::string& text) {
-    const Product* product = products.byName(text);
-    if (product == nullptr)
-        product = products.byDisplayName(text);
-    for (const auto& each : products.products())
-        if (product == nullptr && foldName(each.displayName) == foldName(text))
-            product = &each;
-    if (product == nullptr)
-        fail(Status::productNotFound, text);
-    return product->name;
-}
 
 bool isWanted(const InventoryEntry& entry, const std::string& product, const Arguments& arguments) {
     if (arguments.has("user") && entry.scope != Scope::user)

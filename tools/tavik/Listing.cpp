@@ -1,5 +1,7 @@
 #include "tools/tavik/Listing.h"
 
+#include "platform/core/session/NameSearch.h"
+#include "platform/core/status/Status.h"
 #include "tools/tavik/Changes.h"
 #include "tools/tavik/Words.h"
 
@@ -9,6 +11,18 @@ namespace {
 constexpr std::size_t kShortDigits = 12;
 
 }  // namespace
+
+std::string productNamed(const ProductCatalog& products, const std::string& text) {
+    const Product* product = products.byName(text);
+    if (product == nullptr)
+        product = products.byDisplayName(text);
+    for (const auto& each : products.products())
+        if (product == nullptr && foldName(each.displayName) == foldName(text))
+            product = &each;
+    if (product == nullptr)
+        fail(Status::productNotFound, text);
+    return product->name;
+}
 
 const char* stateName(const InventoryEntry& entry) noexcept {
     if (entry.row.state == ExtensionState::disabled)

@@ -8,6 +8,10 @@
 
 namespace tavik::front {
 
+/// The internal name of the product, which is told by that or by what is displayed. Throws Error
+/// (productNotFound).
+std::string productNamed(const ProductCatalog& products, const std::string& text);
+
 /// "enabled", "disabled" or "masked" as documents have it.
 const char* stateName(const InventoryEntry& entry) noexcept;
 

@@ -73,8 +73,27 @@ class Session {
     /// Downloads and installs the extension's update.
     void update(ExtensionHandle handle);
 
+    /// What the feeds offer that products and installed extensions name.
+    struct Search {
+        std::vector<Offer> offers;    ///< see UpdateCheck::offers
+        std::vector<Error> failures;  ///< of feeds that are missing in it
+    };
+    Search searchOffers();
+
+    /// Installs an extension from the feeds of the installed products: the version that is wanted,
+    /// or the newest that fits. All checks of an update are made. Throws Error: notOffered, or the
+    /// failure of a feed that kept it from being found.
+    ExtensionRow installOffered(const std::string& id, const std::optional<Version>& wanted,
+                                Scope scope);
+
     // For programs that look at both stores as they are. Each call names a store: whether the other
     // one holds the same id makes no difference.
+
+    /// The stores that this user works with, the own one first.
+    std::vector<StoreLocation> locations() const;
+
+    /// Policy and keys, read anew.
+    TrustRules readRules() const;
 
     /// What both stores hold now, whole.
     Inventory inventory();
@@ -108,21 +127,24 @@ class Session {
   private:
     const ExtensionCatalog& catalog();
     const ProductCatalog& reachableProducts();
-    std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
     enum class Account { toBeAsked, asked };
     ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
                              Account account);
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
+    Offer offered(const std::string& id, const std::optional<Version>& wanted,
+                  const TrustRules& rules);
+    Offer wantedOffer(const PackageSource& source, const TrustRules& rules);
+    Package openOffered(const PackageSource& source, Scope scope, const TrustRules& rules);
     Package openSource(const PackageSource& source, Scope scope, const TrustRules& rules);
     Package downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules);
     Store store(Scope scope);
     void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
     void warnOnce(const Error& warning) const;
-    TrustRules readRules() const;
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput(const TrustRules& rules);
+    std::unique_ptr<UpdateCheck> askFeeds(AskedFeeds asked, const TrustRules& rules);
 
     Language language_;
     std::optional<StoreLocation> user_;

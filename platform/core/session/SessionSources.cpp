@@ -50,13 +50,33 @@ ExtensionRow Session::install(const PackageSource& source, Scope scope) {
 }
 
 std::string Session::versionOf(const PackageSource& source, Scope scope) {
+    const TrustRules rules = readRules();
+    if (source.place.empty())
+        return wantedOffer(source, rules).item.version.text();
     return source.version ? source.version->text()
-                          : openSource(source, scope, readRules()).manifest().version.text();
+                          : openSource(source, scope, rules).manifest().version.text();
+}
+
+Offer Session::wantedOffer(const PackageSource& source, const TrustRules& rules) {
+    Offer offer = offered(source.id, source.version, rules);
+    if (source.minVersion && offer.item.version < *source.minVersion)
+        fail(Status::notOffered, source.id, "version " + source.minVersion->text());
+    if (!source.sha256.empty() && offer.item.sha256 != source.sha256)
+        fail(Status::downloadDiffers, source.id,
+             "the feed has the SHA-256 " + offer.item.sha256 + ", wanted: " + source.sha256);
+    return offer;
+}
+
+Package Session::openOffered(const PackageSource& source, Scope scope, const TrustRules& rules) {
+    const Offer offer = wantedOffer(source, rules);
+    Package package = downloadOffer(offer, scope, rules);
+    requireOffered(offer, package.manifest().idKey, package.manifest().version);
+    return package;
 }
 
 Package Session::openSource(const PackageSource& source, Scope scope, const TrustRules& rules) {
     if (source.place.empty())
-        fail(Status::packageUnreadable, source.id, "no file or address is named for it");
+        return openOffered(source, scope, rules);
     std::optional<Package> package;
     if (source.place.find("://") == std::string::npos) {
         package = Package::open(source.place, rules.policy.limits);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <unordered_set>
 
 #include "platform/core/disk/SystemFolder.h"
@@ -28,11 +29,11 @@ std::vector<ExtensionRow> rowsOf(const StoreLocation& location) {
 }
 
 FeedVerifier verifierBy(const TrustRules& rules) {
-    return [rules](const std::string& address, std::string_view feed,
-                   const std::optional<std::string>& signature) {
-        if (signature)
-            return verifySignature(address, "the .sig file", feed, *signature, rules);
-        requireNoSignatureNeeded(address, rules);
+    return [rules](const CachedFeed& feed, const std::string& succession) {
+        if (!feed.signature.empty())
+            return verifySignature(
+                {feed.address, "the .sig file", feed.body, feed.signature, succession}, rules);
+        requireNoSignatureNeeded(feed.address, rules);
         return Signer();
     };
 }
@@ -123,6 +124,42 @@ void Session::update(ExtensionHandle handle) {
     const Package package = downloadOffer(offer, scope, rules);
     requireOffered(offer, package.manifest().idKey, package.manifest().version);
     installInto(scope, package, rules, account);
+}
+
+std::unique_ptr<UpdateCheck> Session::askFeeds(AskedFeeds asked, const TrustRules& rules) {
+    UpdateCheckInput input = updateCheckInput(rules);
+    input.asked = asked;
+    auto check = std::make_unique<UpdateCheck>(std::move(input));
+    check->run();
+    if (check->warning())
+        warn(*check->warning());
+    return check;
+}
+
+Session::Search Session::searchOffers() {
+    const auto check = askFeeds(AskedFeeds::all, readRules());
+    return {check->offers(), check->failures()};
+}
+
+ExtensionRow Session::installOffered(const std::string& id, const std::optional<Version>& wanted,
+                                     Scope scope) {
+    PackageSource source;
+    source.id = id;
+    source.version = wanted;
+    return install(source, scope);
+}
+
+/// The offer of the feeds that is to be installed: see installOffered.
+Offer Session::offered(const std::string& id, const std::optional<Version>& wanted,
+                       const TrustRules& rules) {
+    requireAllowedExtension(rules.policy, toIdKey(id), id);
+    const auto check = askFeeds(AskedFeeds::ofProducts, rules);
+    for (const Offer& offer : check->offers(wanted))
+        if (offer.item.idKey == toIdKey(id))
+            return offer;
+    for (const Error& failure : check->failures())
+        throw Error(failure);
+    fail(Status::notOffered, id, wanted ? "version " + wanted->text() : std::string());
 }
 
 Package Session::downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules) {

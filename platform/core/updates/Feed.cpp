@@ -15,7 +15,6 @@ namespace {
 
 constexpr int kFormatVersion = 1;
 constexpr std::size_t kMaxFeedBytes = std::size_t{8} << 20;
-constexpr std::int64_t kMaxExactNumber = std::int64_t{1} << 53;  // beyond it readers may round
 constexpr std::size_t kMaxFeedItems = 10'000;
 constexpr std::size_t kMaxMirrors = 20;
 constexpr std::size_t kMaxReasonBytes = 255;
@@ -44,7 +43,7 @@ const rapidjson::Value& requiredArray(const rapidjson::Value& object, const char
 std::int64_t requiredNumber(const rapidjson::Value& object, const char* member,
                             const std::string& place) {
     const rapidjson::Value& value = required(object, member, place);
-    if (!value.IsInt64() || value.GetInt64() < 0 || value.GetInt64() > kMaxExactNumber)
+    if (!value.IsInt64() || value.GetInt64() < 0 || value.GetInt64() > kMaxFeedSerial)
         refuse(place + "." + member, "is not a whole number from 0 to 2^53");
     return value.GetInt64();
 }
@@ -189,7 +188,7 @@ void readItem(FeedItem& item, const rapidjson::Value& value, const std::string& 
         return;
     }
     if (findMember(value, "name") != nullptr)
-        printableText(value, "name", place, kMaxNameBytes);
+        item.name = printableText(value, "name", place, kMaxNameBytes);
     item.products = readProducts(value, place);
     item.mirrors = readMirrors(value, place, base);
     item.size = static_cast<std::uint64_t>(requiredNumber(value, "size", place));

@@ -4,6 +4,7 @@
 
 #include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/Succession.h"
 #include "platform/core/updates/VersionOrder.h"
 
 namespace tavik {
@@ -14,13 +15,6 @@ using Outcome = FetchResult::Outcome;
 bool isSame(const CachedFeed& a, const CachedFeed& b) {
     return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
            a.lastModified == b.lastModified && a.signer == b.signer;
-}
-
-Signer signerOf(const CachedFeed& copy, const FeedVerifier& verifier) {
-    std::optional<std::string> signature;
-    if (!copy.signature.empty())
-        signature = copy.signature;
-    return verifier(copy.address, copy.body, signature);
 }
 
 }  // namespace
@@ -55,8 +49,9 @@ void FeedRetrieval::take(FetchResult result) {
             refuse(Status::feedInvalid, result.failure);
             break;
         case Outcome::absent:
+        case Outcome::untrusted:
         case Outcome::failed:
-            refuseFetch(result.failure);
+            refuseFetch(result, {});
             break;
     }
 }
@@ -68,7 +63,7 @@ bool FeedRetrieval::lacksSignature(const FeedVerifier& verifier) const {
         return true;
     // What was believed once need not be asked for again, unless keys or rules have changed since.
     try {
-        signerOf(copy_, verifier);
+        verifier(copy_, {});
         return false;
     } catch (const Error&) {
         return true;
@@ -85,7 +80,28 @@ void FeedRetrieval::takeSignature(FetchResult result) {
     if (result.outcome == Outcome::fetched || result.outcome == Outcome::absent)
         copy_.signature = std::move(result.body);
     else
-        refuseFetch("its signature " + result.failure);
+        refuseFetch(result, "its signature ");
+}
+
+bool FeedRetrieval::lacksSuccession(const FeedVerifier& verifier) const {
+    if (failure_ || !verifier || copy_.signature.empty())
+        return false;
+    try {
+        const std::string before = rememberedSigner(verifier);
+        return !before.empty() && before != verifier(copy_, {}).key;
+    } catch (const Error& error) {
+        return error.status() == static_cast<int>(Status::signerUnknown);
+    }
+}
+
+DocumentRequest FeedRetrieval::successionRequest() const {
+    return {place_.withPathSuffix(kSuccessionSuffix), {}, {}, spent_};
+}
+
+/// Without them, or where they cannot be had, the signer is judged as it is.
+void FeedRetrieval::takeSuccession(FetchResult result) {
+    if (result.outcome == Outcome::fetched)
+        succession_ = std::move(result.body);
 }
 
 void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
@@ -93,7 +109,7 @@ void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
         return;
     try {
         if (verifier) {
-            const Signer signer = signerOf(copy_, verifier);
+            const Signer signer = verifier(copy_, succession_);
             requireSameFeedSigner(rememberedSigner(verifier), signer, address());
             copy_.signer = signer.key;
         }
@@ -106,8 +122,13 @@ void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
     if (feed_.expires <= now)
         refuse(Status::feedExpired, "on " + feed_.expiresText);
     else if (remembered_ && feed_.serial < remembered_->serial)
-        refuse(Status::feedRolledBack, "serial " + std::to_string(feed_.serial) +
-                                           ", seen before: " + std::to_string(remembered_->serial));
+        refuse(Status::feedRolledBack,
+               "serial " + std::to_string(feed_.serial) +
+                   ", seen before: " + std::to_string(remembered_->serial) +
+                   (remembered_->serial == kMaxFeedSerial
+                        ? ", the highest there is; to get out of it, delete feeds.db in the folder "
+                          "of the user's extensions"
+                        : ""));
 }
 
 bool FeedRetrieval::isRepublished(const FeedItem& item) const {
@@ -139,17 +160,19 @@ std::string FeedRetrieval::rememberedSigner(const FeedVerifier& verifier) const 
         return remembered_->signer;
     // It was kept before signers were.
     try {
-        return signerOf(*remembered_, verifier).key;
+        return verifier(*remembered_, {}).key;
     } catch (const Error&) {
         return {};  // Keys or rules have changed: what is kept tells nothing any more.
     }
 }
 
 /// Names the place that was asked, where it is another than the address that people know.
-void FeedRetrieval::refuseFetch(const std::string& cause) {
+void FeedRetrieval::refuseFetch(const FetchResult& result, const std::string& what) {
     const std::string place = place_.text();
-    refuse(Status::feedUnreachable,
-           place == address() ? cause : "by policy asked at " + place + ": " + cause);
+    const std::string cause = what + result.failure;
+    refuse(
+        result.outcome == Outcome::untrusted ? Status::certificateRefused : Status::feedUnreachable,
+        place == address() ? cause : "by policy asked at " + place + ": " + cause);
 }
 
 void FeedRetrieval::refuse(Status status, const std::string& detail) {

@@ -45,6 +45,14 @@ void UpdateCheck::run() {
 }
 
 void UpdateCheck::nameFeeds() {
+    if (input_.asked != AskedFeeds::ofExtensions)
+        for (const auto& each : input_.products)
+            if (!each.updateFeed.empty())
+                feedAt(each.updateFeed, each.name);
+    if (input_.asked == AskedFeeds::ofProducts) {
+        findings_.resize(input_.extensions.size());
+        return;
+    }
     for (const auto& extension : input_.extensions) {
         Finding& finding = findings_.emplace_back();
         if (!extension.updateUrl.empty()) {
@@ -112,6 +120,12 @@ void UpdateCheck::fetch() {
         if (feed->lacksSignature(input_.verify))
             errands.push_back({feed, feed->signatureRequest(), &FeedRetrieval::takeSignature});
     run(errands);
+
+    errands.clear();
+    for (FeedRetrieval* feed : sources())
+        if (feed->lacksSuccession(input_.verify))
+            errands.push_back({feed, feed->successionRequest(), &FeedRetrieval::takeSuccession});
+    run(errands);
 }
 
 /// Hands each answer to its feed, a feed's own before its signature's.
@@ -163,7 +177,7 @@ void UpdateCheck::keep(FeedDatabase& cache) {
 
 Offer UpdateCheck::offerOf(const FeedItem& item, const FeedRetrieval& source,
                            std::string name) const {
-    Offer offer{item, source.address(), std::move(name)};
+    Offer offer{item, source.address(), std::move(name), source.signer()};
     offer.item.mirrors.clear();
     for (const Address& mirror : item.mirrors) {
         try {
@@ -202,6 +216,38 @@ const UpdatableProduct* UpdateCheck::product(const std::string& name) const {
         std::find_if(input_.products.begin(), input_.products.end(),
                      [&](const UpdatableProduct& each) { return each.name == name; });
     return found == input_.products.end() ? nullptr : &*found;
+}
+
+std::vector<Offer> UpdateCheck::offers(const std::optional<Version>& wanted) const {
+    std::vector<Offer> offers;
+    for (const FeedRetrieval* source : sources()) {
+        if (source->failure())
+            continue;
+        const auto& items = source->feed().items;
+        for (auto at = items.begin(); at != items.end();) {
+            const std::string& idKey = at->idKey;
+            const FeedItem* item = input_.policy.allowsExtension(idKey)
+                                       ? chooseItem(source->feed(), idKey, wanted, input_.products)
+                                       : nullptr;
+            if (item != nullptr && !source->isRepublished(*item))
+                offers.push_back(
+                    offerOf(*item, *source, item->name.empty() ? item->id : item->name));
+            at = itemsOf(source->feed(), idKey).end();
+        }
+    }
+    std::stable_sort(offers.begin(), offers.end(), [](const Offer& a, const Offer& b) {
+        const int ids = a.item.idKey.compare(b.item.idKey);
+        return ids != 0 ? ids < 0 : b.item.version < a.item.version;
+    });
+    return offers;
+}
+
+std::vector<Error> UpdateCheck::failures() const {
+    std::vector<Error> failures;
+    for (const auto& [address, feed] : feeds_)
+        if (feed.failure())
+            failures.push_back(*feed.failure());
+    return failures;
 }
 
 const Offer& UpdateCheck::updateOf(const std::string& idKey) const {
