@@ -35,7 +35,8 @@ TEST_F(Interrupted, InstallLeavesNothingAndEndsByTheSignal) {
         ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(process.pid()), &stopped,
                            WSTOPPED | WEXITED | WNOWAIT),
                   0);
-        EXPECT_EQ(namesIn(machine_.user("staging")).size(), 2U) << "no longer in the extraction";
+        EXPECT_NE(namesIn(machine_.user("staging")), std::vector<std::string>{})
+            << "not in the extraction";
         process.kill(row.signal);
         process.kill(SIGCONT);
         const Result result = process.wait();

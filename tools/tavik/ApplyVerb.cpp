@@ -36,9 +36,8 @@ class Application {
 
     void bring(const WantedExtension& wanted) {
         const InventoryEntry* entry = before_.find(wanted.scope, toIdKey(wanted.id));
-        std::string version = entry == nullptr ? "" : entry->row.version;
-        const auto installed = entry == nullptr ? std::nullopt : Version::parse(version);
-        if (!installed || !wanted.accepts(*installed))
+        std::string version = entry == nullptr ? "" : entry->row.version.text();
+        if (entry == nullptr || !wanted.accepts(entry->row.version))
             version = install(wanted, version);
         // A new extension is enabled.
         const ExtensionState state = entry == nullptr ? ExtensionState::enabled : entry->row.state;
@@ -65,7 +64,7 @@ class Application {
     std::string install(const WantedExtension& wanted, const std::string& from) {
         const PackageSource source = sourceOf(wanted);
         const std::string to = isDry_ ? run_.session().versionOf(source, wanted.scope)
-                                      : run_.session().install(source, wanted.scope).version;
+                                      : run_.session().install(source, wanted.scope).version.text();
         changes_.add({installOperation(from, to), wanted.id, from, to, wanted.scope});
         return to;
     }
@@ -110,7 +109,7 @@ class Application {
     void remove(const InventoryEntry& entry) {
         if (!isDry_)
             run_.session().remove(entry);
-        changes_.add({Operation::remove, entry.row.id, entry.row.version, "", entry.scope});
+        changes_.add({Operation::remove, entry.row.id, entry.row.version.text(), "", entry.scope});
     }
 
     std::filesystem::path folder_;  ///< of the state file: relative paths in it begin here

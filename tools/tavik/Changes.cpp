@@ -6,23 +6,13 @@
 namespace tavik::front {
 namespace {
 
-struct OperationName {
-    const char* name;
-    Word word;
-};
-
 // In the order of the enumeration.
-constexpr OperationName kOperations[] = {
-    {"install", Word::didInstall}, {"update", Word::didUpdate}, {"reinstall", Word::didReinstall},
-    {"remove", Word::didRemove},   {"enable", Word::didEnable}, {"disable", Word::didDisable},
-    {"mask", Word::didMask},       {"unmask", Word::didUnmask}};
-
-const OperationName& nameOf(Operation operation) {
-    return kOperations[static_cast<std::size_t>(operation)];
-}
+constexpr Word kOperations[] = {Word::didInstall, Word::didUpdate, Word::didReinstall,
+                                Word::didRemove,  Word::didEnable, Word::didDisable,
+                                Word::didMask,    Word::didUnmask};
 
 std::string describe(const Change& change, Language language) {
-    std::string text = word(nameOf(change.operation).word, language);
+    std::string text = word(kOperations[static_cast<std::size_t>(change.operation)], language);
     text += " " + change.id + " " + (change.from.empty() ? change.to : change.from);
     if (change.operation == Operation::update)
         text += " -> " + change.to;
@@ -35,7 +25,7 @@ std::string describe(const Change& change, Language language) {
 
 Changes::~Changes() {
     run_.output().objects(kChangesMember.name, changes_, [](JsonText& json, const Change& change) {
-        json.member("operation", nameOf(change.operation).name);
+        json.member("operation", nameOf(change.operation));
         json.member("id", change.id);
         json.optional("from", change.from);
         json.optional("to", change.to);

@@ -4,11 +4,10 @@
 #include <vector>
 
 #include "platform/core/disk/StoreLocation.h"
+#include "platform/core/store/History.h"
 #include "tools/tavik/Run.h"
 
 namespace tavik::front {
-
-enum class Operation { install, update, reinstall, remove, enable, disable, mask, unmask };
 
 /// A change of one extension in one store.
 struct Change {

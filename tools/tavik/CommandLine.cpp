@@ -8,10 +8,10 @@
 namespace tavik::front {
 namespace {
 
-const Verb* const kVerbs[] = {&kInstallVerb,  &kRemoveVerb, &kEnableVerb, &kDisableVerb,
-                              &kUpdateVerb,   &kSearchVerb, &kListVerb,   &kInfoVerb,
-                              &kProductsVerb, &kFreezeVerb, &kApplyVerb,  &kMirrorVerb,
-                              &kVerifyVerb,   &kDoctorVerb};
+const Verb* const kVerbs[] = {&kInstallVerb,  &kRemoveVerb, &kEnableVerb,  &kDisableVerb,
+                              &kUpdateVerb,   &kSearchVerb, &kListVerb,    &kInfoVerb,
+                              &kProductsVerb, &kFreezeVerb, &kApplyVerb,   &kMirrorVerb,
+                              &kVerifyVerb,   &kRepairVerb, &kHistoryVerb, &kDoctorVerb};
 
 constexpr const char* kFooter =
     "Exit status: 0 done, or nothing to do; 1 something failed; 2 the command line is wrong,\n"

@@ -13,7 +13,7 @@ void freeze(const Arguments&, Run& run) {
     run.output().objects("extensions", inventory.entries(),
                          [](JsonText& json, const InventoryEntry& entry) {
                              json.member("id", entry.row.id);
-                             json.member("version", entry.row.version);
+                             json.member("version", entry.row.version.text());
                              json.optional("source", "");
                              json.optional("sha256", "");
                              json.member("state", stateName(entry));

@@ -15,12 +15,14 @@ void showText(const InventoryEntry& entry, const ExtensionDetails& details, Run&
             table.rows.push_back({word(name, language), text});
     };
     add(Word::id, entry.row.id);
-    add(Word::version, entry.row.version);
+    add(Word::version, entry.row.version.text());
     table.rows.push_back({word(Word::state, language), stateCell(entry, language)});
     add(Word::scope, scopeText(entry.scope, language));
     add(Word::products, describeProducts(entry, language));
     add(Word::signer, entry.row.signer);
     add(Word::feed, details.feed);
+    add(Word::time, entry.row.installedAt);
+    add(Word::user, entry.row.installedBy.name);
     add(Word::folder, entry.folder);
     for (const auto& link : details.links)
         add(Word::links, link);
@@ -44,6 +46,7 @@ void info(const Arguments& arguments, Run& run) {
         json.member("folder", entry.folder);
         json.array("links", details.links, [&](const std::string& link) { json.text(link); });
         json.optional("feed", details.feed);
+        json.object("installedBy", [&] { writeActor(json, entry.row.installedBy); });
         json.object("files", [&] {
             json.number("count", details.files);
             json.number("bytes", details.bytes);

@@ -33,8 +33,9 @@ void installOne(const PackageSource& source, Scope scope, Run& run, Changes& cha
     const Inventory before = run.session().inventory();
     const ExtensionRow row = run.session().install(source, scope);
     const InventoryEntry* replaced = before.find(scope, row.idKey);
-    const std::string from = replaced == nullptr ? "" : replaced->row.version;
-    changes.add({installOperation(from, row.version), row.id, from, row.version, scope});
+    const std::string from = replaced == nullptr ? "" : replaced->row.version.text();
+    changes.add(
+        {installOperation(from, row.version.text()), row.id, from, row.version.text(), scope});
 }
 
 void install(const Arguments& arguments, Run& run) {

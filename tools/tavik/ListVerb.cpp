@@ -41,7 +41,7 @@ void showTable(const std::vector<ListedEntry>& listed, bool hasUpdates, Run& run
     if (hasUpdates)
         table.heads.emplace_back(word(Word::update, language));
     for (const auto& [entry, update] : listed) {
-        table.rows.push_back({entry->row.name, entry->row.id, entry->row.version,
+        table.rows.push_back({entry->row.name, entry->row.id, entry->row.version.text(),
                               stateCell(*entry, language), scopeText(entry->scope, language),
                               describeProducts(*entry, language), shortSigner(entry->row.signer)});
         if (hasUpdates)

@@ -54,10 +54,19 @@ std::string shortSigner(const std::string& fingerprint) {
     return fingerprint.substr(0, kShortDigits);
 }
 
+void writeActor(JsonText& json, const Actor& actor) {
+    json.key("number");
+    if (actor.number < 0)
+        json.null();
+    else
+        json.number(actor.number);
+    json.optional("name", actor.name);
+}
+
 void writeExtension(JsonText& json, const InventoryEntry& entry, const std::string& update) {
     json.member("id", entry.row.id);
     json.member("name", entry.row.name);
-    json.member("version", entry.row.version);
+    json.member("version", entry.row.version.text());
     json.member("state", stateName(entry));
     json.member("scope", scopeName(entry.scope));
     json.objects("products", entry.products, [&](const ProductFit& product) {
@@ -67,7 +76,7 @@ void writeExtension(JsonText& json, const InventoryEntry& entry, const std::stri
     });
     json.optional("signer", entry.row.signer);
     json.optional("update", update);
-    json.optional("installedAt", "");
+    json.optional("installedAt", entry.row.installedAt);
 }
 
 }  // namespace tavik::front

@@ -24,6 +24,9 @@ std::string describeProducts(const InventoryEntry& entry, Language language);
 /// A key's fingerprint as short as people compare it.
 std::string shortSigner(const std::string& fingerprint);
 
+/// The members of who made a change.
+void writeActor(JsonText& json, const Actor& actor);
+
 /// The members that `list` and `info` have of an extension; `update` is empty for none.
 void writeExtension(JsonText& json, const InventoryEntry& entry, const std::string& update);
 

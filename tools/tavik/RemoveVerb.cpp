@@ -12,7 +12,7 @@ void removeOne(const std::string& name, const Arguments& arguments, Run& run, Ch
     if (!isForAll && entry.scope == Scope::shared)
         fail(Status::installedForAllUsers, entry.row.name);
     run.session().remove(entry);
-    changes.add({Operation::remove, entry.row.id, entry.row.version, "", entry.scope});
+    changes.add({Operation::remove, entry.row.id, entry.row.version.text(), "", entry.scope});
 }
 
 void remove(const Arguments& arguments, Run& run) {

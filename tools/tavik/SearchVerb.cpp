@@ -27,7 +27,7 @@ std::string installedVersion(const Inventory& inventory, const Offer& offer) {
     const InventoryEntry* entry = inventory.find(Scope::user, offer.item.idKey);
     if (entry == nullptr)
         entry = inventory.find(Scope::shared, offer.item.idKey);
-    return entry == nullptr ? "" : entry->row.version;
+    return entry == nullptr ? "" : entry->row.version.text();
 }
 
 void search(const Arguments& arguments, Run& run) {

@@ -12,8 +12,8 @@ void switchForUser(const InventoryEntry& entry, ExtensionState state, Run& run, 
     if (entry.row.state == ExtensionState::disabled || entry.isMasked != enables)
         return;
     run.session().setMask(entry, state);
-    changes.add({enables ? Operation::unmask : Operation::mask, entry.row.id, entry.row.version,
-                 entry.row.version, entry.scope});
+    changes.add({enables ? Operation::unmask : Operation::mask, entry.row.id,
+                 entry.row.version.text(), entry.row.version.text(), entry.scope});
 }
 
 void switchOne(const std::string& name, ExtensionState state, const Arguments& arguments, Run& run,
@@ -28,7 +28,7 @@ void switchOne(const std::string& name, ExtensionState state, const Arguments& a
         return;
     run.session().setState(entry, state);
     changes.add({state == ExtensionState::enabled ? Operation::enable : Operation::disable,
-                 entry.row.id, entry.row.version, entry.row.version, entry.scope});
+                 entry.row.id, entry.row.version.text(), entry.row.version.text(), entry.scope});
 }
 
 void switchAll(ExtensionState state, const Arguments& arguments, Run& run) {

@@ -12,7 +12,7 @@ void updateOne(const InventoryEntry& entry, bool isDry, Run& run, Changes& chang
         run.output().pending();
     else
         run.session().update(entry);
-    changes.add({Operation::update, entry.row.id, entry.row.version, version, entry.scope});
+    changes.add({Operation::update, entry.row.id, entry.row.version.text(), version, entry.scope});
 }
 
 void update(const Arguments& arguments, Run& run) {

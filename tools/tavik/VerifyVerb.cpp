@@ -1,18 +1,9 @@
 #include <algorithm>
 
-#include "platform/core/session/Verification.h"
-#include "tools/tavik/Run.h"
-#include "tools/tavik/Words.h"
+#include "tools/tavik/Problems.h"
 
 namespace tavik::front {
 namespace {
-
-/// In the order of the enumeration, as documents have them.
-constexpr const char* kNames[] = {"noFolder", "noRow", "noLink", "wrongLink"};
-
-const char* nameOf(StoreProblem::Kind kind) {
-    return kNames[static_cast<std::size_t>(kind)];
-}
 
 void verify(const Arguments& arguments, Run& run) {
     Session& session = run.session();
@@ -31,17 +22,7 @@ void verify(const Arguments& arguments, Run& run) {
                                                            problem.id) == wanted.end();
                                       }),
                        problems.end());
-    Table table;
-    for (const Word head : {Word::problem, Word::id, Word::path})
-        table.heads.emplace_back(word(head, run.language()));
-    for (const StoreProblem& problem : problems)
-        table.rows.push_back({nameOf(problem.kind), problem.id, problem.path});
-    run.output().table(table);
-    run.output().objects("problems", problems, [](JsonText& json, const StoreProblem& problem) {
-        json.optional("id", problem.id);
-        json.member("path", problem.path);
-        json.member("problem", nameOf(problem.kind));
-    });
+    showProblems("problems", problems, run);
     if (!problems.empty())
         run.output().pending();
 }
@@ -49,7 +30,7 @@ void verify(const Arguments& arguments, Run& run) {
 }  // namespace
 
 const Verb kVerifyVerb = {"verify",
-                          "compares rows, folders and links of both stores; changes nothing",
+                          "compares both stores with what was recorded; changes nothing",
                           {"NAME", "names or ids of extensions; none: everything", 0, kAny},
                           {},
                           {{"problems", DocumentMember::Kind::list}},

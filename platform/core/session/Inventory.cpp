@@ -50,6 +50,8 @@ void Inventory::add(const StoreLocation& location, const ProductCatalog& product
     auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
     if (!table)
         return;
+    if (table->trouble())
+        troubles_.push_back(*table->trouble());
     for (auto& row : table->readAll()) {
         std::string path = folder->path() + "/ext/" + row.folder;
         auto productFits = fitsOf(row, products);

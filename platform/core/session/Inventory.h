@@ -43,12 +43,16 @@ class Inventory {
 
     const std::vector<Error>& failures() const noexcept { return failures_; }
 
+    /// Why databases are not sound, whose rows had to be found from the installed folders.
+    const std::vector<Error>& troubles() const noexcept { return troubles_; }
+
   private:
     void add(const StoreLocation& location, const ProductCatalog& products);
     void mask(const StoreLocation& user);
 
     std::vector<InventoryEntry> entries_;
     std::vector<Error> failures_;
+    std::vector<Error> troubles_;
 };
 
 }  // namespace tavik

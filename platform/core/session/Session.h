@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/core/identity/IdentityService.h"
@@ -20,6 +21,12 @@
 #include "platform/core/updates/Mirror.h"
 
 namespace tavik {
+
+/// A line of a store's history, and which store that is.
+struct StoreHistoryLine {
+    HistoryLine line;
+    Scope scope;
+};
 
 /// What lies between TavikInit and TavikTerminate: where the stores are, what has been read of
 /// them, and which handle names which extension. Everything is read when it is first asked for and
@@ -119,6 +126,12 @@ class Session {
     const Offer* findUpdate(const InventoryEntry& entry);
     void update(const InventoryEntry& entry);
 
+    /// The changes of both stores, the oldest first.
+    std::vector<StoreHistoryLine> history();
+
+    /// Brings a store in order: see Store::repair.
+    void repair(Scope scope);
+
     /// Mirrors feeds that this machine believes.
     MirrorReport mirror(const std::vector<std::string>& addresses, const std::string& folder);
 
@@ -126,11 +139,16 @@ class Session {
 
   private:
     const ExtensionCatalog& catalog();
+    void forgetCatalog() noexcept;
     const ProductCatalog& reachableProducts();
     const StoreLocation& location(Scope scope) const;
     enum class Account { toBeAsked, asked };
     ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
                              Account account);
+    std::optional<ExtensionTable> openTable(const StoreLocation& location);
+    std::optional<ExtensionTable> openOrLeaveOut(const StoreLocation& location);
+    bool finishInterrupted(const StoreLocation& location);
+    ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
     Offer offered(const std::string& id, const std::optional<Version>& wanted,
                   const TrustRules& rules);
@@ -153,6 +171,8 @@ class Session {
     std::optional<ExtensionCatalog> catalog_;
     bool catalogIsCurrent_ = false;
     std::vector<const InstalledExtension*> byHandle_;
+    std::vector<std::unique_ptr<ExtensionCatalog>> installed_;  ///< since the catalog was read
+    const InstalledExtension* lastInstalled_ = nullptr;         ///< until the next change
     IdentityService identity_;
     std::unique_ptr<BackgroundCheck> updateCheck_;
     std::optional<TrustRules> updateRules_;  ///< what the check judges by

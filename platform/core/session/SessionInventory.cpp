@@ -1,3 +1,6 @@
+#include <algorithm>
+
+#include "platform/core/disk/StoreFolder.h"
 #include "platform/core/session/Session.h"
 #include "platform/core/status/Status.h"
 
@@ -16,17 +19,17 @@ std::string Session::extensionsFolder(const Product& product) const {
 }
 
 void Session::remove(const InventoryEntry& entry) {
-    catalogIsCurrent_ = false;
+    forgetCatalog();
     store(entry.scope).remove(entry.row.idKey, entry.row.name);
 }
 
 void Session::setState(const InventoryEntry& entry, ExtensionState state) {
-    catalogIsCurrent_ = false;
+    forgetCatalog();
     store(entry.scope).setState(entry.row.idKey, entry.row.name, state);
 }
 
 void Session::setMask(const InventoryEntry& entry, ExtensionState state) {
-    catalogIsCurrent_ = false;
+    forgetCatalog();
     store(Scope::user).setMask(entry.row, state);
 }
 
@@ -45,6 +48,26 @@ const Offer* Session::findUpdate(const InventoryEntry& entry) {
 
 void Session::update(const InventoryEntry& entry) {
     update(extension(entry.row.id).handle);
+}
+
+std::vector<StoreHistoryLine> Session::history() {
+    std::vector<StoreHistoryLine> lines;
+    for (const StoreLocation& location : locations()) {
+        const auto folder = StoreFolder::open(location);
+        auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
+        if (!table)
+            continue;
+        for (auto& line : table->readHistory())
+            lines.push_back({std::move(line), location.scope});
+    }
+    std::stable_sort(lines.begin(), lines.end(),
+                     [](const auto& a, const auto& b) { return a.line.time < b.line.time; });
+    return lines;
+}
+
+void Session::repair(Scope scope) {
+    forgetCatalog();
+    store(scope).repair();
 }
 
 }  // namespace tavik

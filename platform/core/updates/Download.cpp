@@ -140,8 +140,11 @@ DownloadedFile downloadFile(const Address& address, std::uint64_t limit, int fol
         failErrno(errno, name, "make a file for the download");
     const auto fetcher = loadOnline().newFetcher(bounds);
     Arrival arrival(file.get(), 0, progress);
-    const FetchResult result = fetcher->download(
-        address, limit, [&](std::string_view bytes) { return arrival.take(bytes); });
+    FeedItem largest;
+    largest.size = limit;
+    const FetchResult result =
+        fetcher->download(address, limit, timeFor(largest, bounds),
+                          [&](std::string_view bytes) { return arrival.take(bytes); });
     if (arrival.writeError() != 0)
         failErrno(arrival.writeError(), name, "write the download");
     if (result.outcome != Outcome::fetched)

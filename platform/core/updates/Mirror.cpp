@@ -87,6 +87,13 @@ class Mirror {
         auto results = fetcher->fetchAll({feed.request(), feed.signatureRequest()});
         feed.take(std::move(results[0]));
         feed.takeSignature(std::move(results[1]));
+        // Clients may need the statements of succession although this machine does not.
+        const DocumentRequest succession = feed.successionRequest();
+        FetchResult statements = fetcher->fetchAll({succession}).front();
+        const std::string statementBytes =
+            statements.outcome == FetchResult::Outcome::fetched ? statements.body : "";
+        if (feed.lacksSuccession(rules_.verify))
+            feed.takeSuccession(std::move(statements));
         feed.judge(rules_.verify, std::time(nullptr));
         if (feed.failure())
             throw Error(*feed.failure());
@@ -103,6 +110,8 @@ class Mirror {
         // A feed must not offer what the mirror does not have.
         if (report_.failures.size() != failed)
             return;
+        if (!statementBytes.empty())
+            put(placeOf(succession.address), statementBytes);
         if (!copy.signature.empty())
             put(placeOf(address.withPathSuffix(kSignatureSuffix)), copy.signature);
         put(placeOf(address), copy.body);
@@ -141,7 +150,7 @@ class Mirror {
         if (!folder)
             failErrno(errno, parent, "open the folder");
         const FileDescriptor file =
-            downloadUpdate({item, "", item.id}, folder.get(), rules_.progress);
+            downloadUpdate({item, "", item.id, ""}, folder.get(), rules_.progress);
         const std::string temporary = path + ".new";
         ::unlink(temporary.c_str());
         const std::string link = "/proc/self/fd/" + std::to_string(file.get());
