@@ -2,9 +2,9 @@
  *
  *   host USER_STORE SHARED_STORE PRODUCT [EXTENSIONS_FOLDER]
  *
- * The stores are family folders, as ~/.local/share/tavik/QZ and /var/lib/tavik/QZ. EXTENSIONS_FOLDER
- * is the descriptor's: one that begins with "/" serves both stores, one below the home folder
- * takes the place of the user's alone. */
+ * The stores are family folders, as ~/.local/share/tavik/QZ and /var/lib/tavik/QZ.
+ * EXTENSIONS_FOLDER is the descriptor's: one that begins with "/" serves both stores, one below the
+ * home folder takes the place of the user's alone. */
 #include <dirent.h>
 #include <limits.h>
 #include <stdio.h>
@@ -12,7 +12,8 @@
 #include <string.h>
 #include <strings.h>
 
-/* Whether the folder has an entry for this id; ids that differ in letter case alone are the same. */
+/* Whether the folder has an entry for this id; ids that differ in letter case alone are the same.
+ */
 static int has(const char* folder, const char* id) {
     DIR* entries = opendir(folder);
     const struct dirent* entry;

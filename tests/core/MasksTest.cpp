@@ -110,6 +110,7 @@ TEST_F(Masks, WithACopyOfHisOwnTheSwitchConcernsBoth) {
     expectState("Disabled");
     expectDone({"--enable", kId});
     expectState("Enabled");
+    EXPECT_FALSE(fs::exists(machine.user(kEntry)));
 
     // Who removes what he has switched off does not ask for the shared one.
     expectDone({"--disable", kId});

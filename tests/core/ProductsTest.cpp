@@ -51,7 +51,6 @@ TEST(Products, ABadDescriptorIsLeftOutAndNamedOnce) {
         ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
         shell(machine, std::string("cd user/QZ/products.d; ") + row.commands);
 
-        // Each command of a run starts the core anew.
         const Result result = machine.tavik({"--install", machine.package("com.example.b", "1.0"),
                                              "--remove", "com.example.a", "--list", "all"});
         EXPECT_EQ(result.exitCode, 0) << result.err;

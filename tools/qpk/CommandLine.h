@@ -14,7 +14,7 @@ struct OptionRule {
     enum class Times { once, any } times = Times::once;
 };
 
-/// What may stand behind a command's name.
+/// The operands and options that a command takes.
 struct Syntax {
     const char* operand;  ///< what the one operand is called, "FOLDER"
     enum class Operand { needed, optional } operandIs = Operand::needed;

@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <array>
 #include <charconv>
 #include <ctime>
 #include <filesystem>
@@ -8,6 +7,7 @@
 #include <list>
 
 #include "platform/core/crypto/DetachedSignature.h"
+#include "platform/support/UtcTime.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/FeedFolder.h"
@@ -49,32 +49,19 @@ std::int64_t parseSerial(const std::string& text) {
     return serial;
 }
 
-constexpr const char* kTimeForm = "%Y-%m-%dT%H:%M:%SZ";
-
-std::string writeTime(std::time_t time) {
-    std::tm fields{};
-    ::gmtime_r(&time, &fields);
-    std::array<char, sizeof "0000-00-00T00:00:00Z"> text{};
-    const std::size_t size = std::strftime(text.data(), text.size(), kTimeForm, &fields);
-    return {text.data(), size};
-}
-
-std::time_t parseTime(const std::string& date) {
-    const std::string text = date.find('T') == std::string::npos ? date + "T00:00:00Z" : date;
-    std::tm fields{};
-    const bool hasForm = ::strptime(text.c_str(), kTimeForm, &fields) != nullptr;
-    const std::time_t time = hasForm ? ::timegm(&fields) : 0;
-    // Spaces, missing digits and a 31st of June come back as another text.
-    if (!hasForm || writeTime(time) != text)
+std::int64_t parseTime(const std::string& date) {
+    const auto time =
+        parseUtcTime(date.find('T') == std::string::npos ? date + "T00:00:00Z" : date);
+    if (!time)
         throw UsageError("--expires " + date + " is no date such as 2027-06-01");
-    if (time <= std::time(nullptr))
+    if (*time <= std::time(nullptr))
         throw UsageError("--expires " + date + " is over");
-    return time;
+    return *time;
 }
 
 std::string expiryOf(const CommandLine& line) {
     const auto date = line.option("expires");
-    return writeTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
+    return formatUtcTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
 }
 
 std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
@@ -95,7 +82,8 @@ std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
     return serial;
 }
 
-/// Neither a feed that was signed nor a page of somebody's own is replaced by accident.
+/// A signed feed is not replaced by an unsigned one by accident, nor is a page that qpk did not
+/// make.
 void requireReplaceable(const std::string& folder, bool isSigned) {
     const std::string signature = folder + "/" + kFeedName + std::string(kSignatureSuffix);
     if (!isSigned && fs::exists(signature))
@@ -107,7 +95,7 @@ void requireReplaceable(const std::string& folder, bool isSigned) {
         throw Failure(page, "it was not made by qpk feed", "move it away");
 }
 
-/// What lies in the folder gets published.
+/// Everything in the folder is published, so the private key must not be there.
 void requireElsewhere(const std::string& key, const std::string& folder) {
     const fs::path wayThere = fs::canonical(key).lexically_relative(fs::canonical(folder));
     if (*wayThere.begin() != "..")
@@ -172,7 +160,7 @@ void publish(const std::string& folder, const FeedDocument& feed, const std::str
     addFile(kSignatureSuffix, signature);
     if (succession.empty())  // One that is there is about another key.
         ::unlink((path + std::string(kSuccessionSuffix)).c_str());
-    // Everything is written: what follows are renames, as close together as can be.
+    // Everything is written. Only the renames are left, one directly after the other.
     for (OutputFile& file : besides)
         file.finish();
     json.finish();

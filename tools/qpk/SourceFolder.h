@@ -15,7 +15,7 @@ struct SourceEntry {
     ArchiveEntry::Kind kind;
 };
 
-/// What a package made from the folder has in it, in the order of the paths' bytes. Faults: links
+/// What a package made from the folder contains, ordered by the bytes of the paths. Faults: links
 /// and special files, a reserved folder, more entries than a package may have. Throws Error where
 /// something cannot be read.
 std::vector<SourceEntry> readSourceFolder(const std::string& folder, const PackageLimits& limits,

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <set>
 
 #include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
@@ -48,7 +47,7 @@ const ProductCatalog& Session::reachableProducts() {
     if (!products_) {
         products_ = ProductCatalog::load(locations());
         for (const auto& leftOut : products_->leftOut())
-            warnOnce(leftOut);
+            warn(leftOut);
     }
     return *products_;
 }
@@ -177,10 +176,8 @@ void Session::warn(const Error& warning) const {
     writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
 }
 
-/// A run has one session for each of its commands; what stays as it is needs to be said once.
-void Session::warnOnce(const Error& warning) const {
-    static std::set<std::string> told;
-    if (told.insert(warning.what()).second)
+void Session::warnOnce(const Error& warning) {
+    if (told_.insert(warning.what()).second)
         warn(warning);
 }
 

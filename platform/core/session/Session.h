@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -159,7 +160,7 @@ class Session {
     Store store(Scope scope);
     void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
-    void warnOnce(const Error& warning) const;
+    void warnOnce(const Error& warning);
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput(const TrustRules& rules);
     std::unique_ptr<UpdateCheck> askFeeds(AskedFeeds asked, const TrustRules& rules);
@@ -173,6 +174,7 @@ class Session {
     std::vector<const InstalledExtension*> byHandle_;
     std::vector<std::unique_ptr<ExtensionCatalog>> installed_;  ///< since the catalog was read
     const InstalledExtension* lastInstalled_ = nullptr;         ///< until the next change
+    std::set<std::string> told_;                                ///< what was warned of already
     IdentityService identity_;
     std::unique_ptr<BackgroundCheck> updateCheck_;
     std::optional<TrustRules> updateRules_;  ///< what the check judges by

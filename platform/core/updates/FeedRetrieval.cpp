@@ -1,3 +1,20 @@
+// How a feed comes to be believed, and which attack each step answers:
+//
+//  1. Its bytes: new ones, or the kept copy where the server says that nothing has changed.
+//  2. Its signature belongs to exactly these bytes: new bytes need it anew, kept ones only where
+//  keys
+//     or rules have changed since. Right, trusted where that is required, not taken back.
+//  3. The signer is the one of the last good copy, or named by it as its successor: whoever takes
+//  over
+//     the server cannot drop the signature or bring a key of his own.
+//  4. The content is valid as a whole; entries with faults are left out.
+//  5. It is not past its date: nobody holds an old feed back for ever.
+//  6. Its serial is not lower than the last good one's: nobody plays an old feed to us before its
+//     date.
+//  7. A version keeps the checksum of the first time: isRepublished tells otherwise.
+//
+// The first failure ends it, and nothing of a feed that failed is kept.
+
 #include "platform/core/updates/FeedRetrieval.h"
 
 #include <algorithm>

@@ -1,3 +1,24 @@
+// One check for updates, step by step:
+//
+//  1. Name the feeds. An extension's own address goes before those of its products; two spellings
+//  of
+//     one address are one feed. The policy decides which may be asked, and where.
+//  2. Recall what earlier checks know of them: the last good copy, the versions once offered, the
+//     signer. Without a memory the check goes on as a first one does, with a warning.
+//  3. Fetch, in three rounds, each with all its requests at once: the feeds (only what has
+//  changed),
+//     with the signatures of those of which nothing is kept; then signatures that turned out to be
+//     needed; then statements of succession, where a feed has another signer than before.
+//  4. Judge each feed by itself (see FeedRetrieval). One that fails keeps no other from being read.
+//  5. Keep what was new and good, in one step, before anything is offered: a server cannot take
+//  back
+//     in the next check what it has said in this one.
+//  6. Find each extension's update among the feeds that may have one. A failure on the way stays
+//  with
+//     the extension and its products, so that a list with a gap does not pass for a whole one.
+//
+// Nothing here takes a store's lock: the input is a snapshot, and an install judges anew.
+
 #include "platform/core/updates/UpdateCheck.h"
 
 #include <algorithm>
