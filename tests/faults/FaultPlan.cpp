@@ -99,7 +99,7 @@ bool strikes(const char* name, unsigned traits) {
     if (at == 0 || (onward ? call < at : call != at))
         return false;
     if (call == at)
-        writeText("FAULT_LOG", name);
+        logStrike(name);
     if (equals("FAULT", "stop")) {
         kill(getpid(), SIGSTOP);
         return false;
@@ -118,4 +118,8 @@ void noteOpened(const char* path) {
 void noteDeleted(const char* path) {
     if (equals("FAULT_RELIEF", path))
         isRelieved = true;
+}
+
+void logStrike(const char* text) {
+    writeText("FAULT_LOG", text);
 }

@@ -18,6 +18,9 @@ enum CallTraits : unsigned {
 /// Counts this call; true where it is to fail, errno is set then. `name` goes into the log.
 bool strikes(const char* name, unsigned traits);
 
+/// Puts this into the log, in the place of what is there.
+void logStrike(const char* text);
+
 /// A file is opened: the calls count from when FAULT_FROM is.
 void noteOpened(const char* path);
 /// A file is deleted: no call fails any more once FAULT_RELIEF is.
