@@ -12,16 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 using List = std::vector<std::string>;
 
-/// The command as a user without special rights: itself for one, root steps down.
-std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command;
-    if (::geteuid() == 0)
-        command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
-    command.push_back(program("TavikCmd"));
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
-}
-
 TEST(SharedStore, UsersCopyWinsAndEachIsRemovedByItsOwnCommand) {
     Machine machine;
     const std::string folder = machine.path("plug-ins");  // the product finds both stores' links

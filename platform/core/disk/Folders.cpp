@@ -7,9 +7,13 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <string_view>
+#include <system_error>
 
 #include "platform/core/status/Status.h"
+#include "platform/support/FileDescriptor.h"
 
 namespace tavik {
 namespace {
@@ -24,6 +28,18 @@ void makeOne(const std::string& path, mode_t mode) {
     const int error = errno;
     if (::access(path.c_str(), F_OK) != 0)
         failErrno(error, path, "make the folder");
+}
+
+struct CloseFolder {
+    void operator()(DIR* folder) const noexcept { ::closedir(folder); }
+};
+
+/// For failures: what the system calls the open folder.
+std::string pathOf(int folder) {
+    std::error_code failure;
+    const auto path =
+        std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder), failure);
+    return failure ? "folder" : path.string();
 }
 
 }  // namespace
@@ -45,15 +61,24 @@ std::string realPath(const std::string& path) {
 }
 
 std::vector<std::string> namesIn(int folder) {
-    std::vector<std::string> names;
     // A descriptor of its own: the stream closes it, and its position is nobody else's.
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(
-        ::fdopendir(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)), &::closedir);
-    while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr) {
-        const std::string name = entry->d_name;
+    FileDescriptor own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!own)
+        failErrno(errno, pathOf(folder), "open the folder");
+    const std::unique_ptr<DIR, CloseFolder> stream(::fdopendir(own.get()));
+    if (!stream)
+        failErrno(errno, pathOf(folder), "open the folder");
+    own.release();
+    std::vector<std::string> names;
+    errno = 0;  // readdir's end and its failure differ in errno alone
+    while (const dirent* entry = ::readdir(stream.get())) {
+        const std::string_view name = entry->d_name;
         if (name != "." && name != "..")
-            names.push_back(name);
+            names.emplace_back(name);
+        errno = 0;
     }
+    if (errno != 0)
+        failErrno(errno, pathOf(folder), "read the folder");
     return names;
 }
 

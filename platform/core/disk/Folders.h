@@ -14,7 +14,8 @@ void makeFolders(const std::string& path, mode_t mode);
 /// The path without links in it; as it was where it leads nowhere.
 std::string realPath(const std::string& path);
 
-/// The names in an open folder, in no order, without "." and ".."; empty where it cannot be read.
+/// The names in an open folder, in no order, without "." and "..". Throws errno failures naming the
+/// folder: a folder that cannot be read is no empty one.
 std::vector<std::string> namesIn(int folder);
 
 }  // namespace tavik
