@@ -63,10 +63,17 @@ def strike_at(machine, operation, strike, call):
     else:
         run = machine.run(operation.arguments(machine), faults)
     struck = log.read_text() if log.exists() else "no call"
-    # The tool itself ends where there is no memory, as it is meant to; the core never may.
-    if strike.error == "memory" and run.exit_code == -signal.SIGABRT and "core" not in struck:
+    if strike.error == "memory" and "core" not in struck and ended_outside_the_core(run):
         run.was_killed = True
     return run, struck
+
+
+def ended_outside_the_core(run):
+    """The tool's own code and its framework end the process where they get no memory; so they may,
+    as long as the stores are as after a kill. The core never may."""
+    framework_exits = (70, 78)
+    return run.exit_code == -signal.SIGABRT or (run.exit_code in framework_exits and
+                                                "bad_alloc" in run.err)
 
 
 def wait_until_stopped(process):

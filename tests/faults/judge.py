@@ -165,6 +165,7 @@ def judge_aftermath(machine, operation, run, before, error=None):
 def judge_change(machine, operation, run, before, error=None):
     """All of it, for a change that was killed or in which something failed."""
     now = judge_aftermath(machine, operation, run, before, error)
+    judge_links(machine)  # the list has finished what it could
     judge_next_change(machine, operation, now)
 
 
