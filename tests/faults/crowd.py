@@ -11,6 +11,7 @@ from operations import OPERATIONS
 
 WRITERS, READERS = 8, 2
 COMMANDS = 60  # of each writer
+ATTEMPTS = 20
 OPERATION = next(index for index, each in enumerate(OPERATIONS) if each.name == "list")
 NAMES = [f"com.example.crowd{index}" for index in range(5)]
 
@@ -57,21 +58,22 @@ class Crowd:
                 self.note(f"a list shows {found}")
 
     def load(self):
-        """Who has opened an extension's folder reads all of it, whatever happens meanwhile."""
+        """Whatever happens meanwhile, a link leads to a whole extension, of one version."""
         folder = self.machine.user / "products/sketch/extensions"
         while not self.is_over.is_set():
             for name in os.listdir(folder):
                 self.points += 1
-                try:
-                    descriptor = os.open(folder / name, os.O_RDONLY | os.O_DIRECTORY)
-                except FileNotFoundError:
-                    continue  # removed since the folder was read
-                try:
-                    self.load_from(name, descriptor)
-                finally:
-                    os.close(descriptor)
+                # A folder may be replaced while it is read; its link leads to the next one then.
+                if not any(self.load_from(name, folder / name) for _ in range(ATTEMPTS)):
+                    self.note(f"a host never finds all of {name}")
 
-    def load_from(self, name, descriptor):
+    def load_from(self, name, link):
+        """False where the folder was deleted meanwhile."""
+        try:
+            descriptor = os.open(link, os.O_RDONLY | os.O_DIRECTORY)
+        except FileNotFoundError:
+            return not link.is_symlink()  # removed since the folder of links was read
+
         def content(file):
             with open(os.open(file, os.O_RDONLY, dir_fd=descriptor), encoding="utf-8") as opened:
                 return opened.read()
@@ -79,13 +81,16 @@ class Crowd:
             version = json.loads(content("extension.json"))["version"]
             if content("data/more.txt") != version * 100:
                 self.note(f"a host finds half of {name}")
-        except (OSError, ValueError) as error:
-            self.note(f"a host has opened {name}, and then: {error}")
+        except FileNotFoundError:
+            return False
+        finally:
+            os.close(descriptor)
+        return True
 
     def watched(self, function, *arguments):
         try:
             function(*arguments)
-        except (Disagreement, OSError) as trouble:
+        except (Disagreement, OSError, ValueError) as trouble:
             self.note(str(trouble))
 
     def run(self):

@@ -9,6 +9,7 @@ import judge
 from machine import STATUSES, Disagreement
 from operations import A, B, NEW, NEXT, OPERATIONS
 
+FOREIGN_TARGET = "/nonexistent"
 FLIPS = 64  # regions of a file in which a bit is flipped
 OPERATION = next(index for index, each in enumerate(OPERATIONS) if each.name == "list")
 
@@ -58,7 +59,7 @@ def folder_instead(path):
 
 def link_instead(path):
     delete(path)
-    path.symlink_to("/nonexistent")
+    path.symlink_to(FOREIGN_TARGET)
 
 
 WHOLE = {"deleted": delete, "a folder": folder_instead, "a dangling link": link_instead}
@@ -122,6 +123,12 @@ def run_damage(bench, _, target_index, every):
     return points, bad
 
 
+def is_refused(run, path):
+    """What stands there is no file or folder of ours: that is left to people, and named."""
+    return (run.exit_code != 0 and run.status == STATUSES["storeUnsafe"] and
+            str(path) in run.err)
+
+
 def judge_damage(machine, path, is_of_other_kind, change, before):
     listing = machine.list_run()
     if listing.exit_code == 0 and "atus = " not in listing.out:
@@ -132,36 +139,43 @@ def judge_damage(machine, path, is_of_other_kind, change, before):
         judge.judge_explained(listing)
     run = machine.run(CHANGES[change](machine))
     judge.judge_ending(run, None)
-    if is_of_other_kind and run.exit_code and run.status == STATUSES["storeUnsafe"]:
-        judge.require(str(path) in run.err, f"it does not name {path}: {run}")
-        return  # what is no file or folder of ours is left to people
-    judge.require(machine.run(["--install", machine.package(NEXT, "1.0")]).exit_code == 0,
-                  f"the next change fails as well; before it: {run}")
+    if is_of_other_kind and is_refused(run, path):
+        return
+    following = machine.run(["--install", machine.package(NEXT, "1.0")])
+    if is_of_other_kind and is_refused(following, path):
+        return
+    judge.require(following.exit_code == 0,
+                  f"the next change fails as well: {following}; before it: {run}")
     judge_nothing_lost(machine, path, change, run, before)
+
+
+def versions_after(change, run, before):
+    """What the user's store is to hold after both changes: {id: version}."""
+    versions = {name: version for name, (version, _) in before["user"].items()}
+    versions[NEXT] = "1.0"
+    if run.exit_code == 0:
+        versions.update({"install": {NEW: "1.0"}, "update": {A: "2.0"}}.get(change, {}))
+        if change == "remove":
+            versions.pop(B)
+    return versions
 
 
 def judge_nothing_lost(machine, path, change, run, before):
     """Everything that was installed still is, and what was reported has happened."""
-    done = run.exit_code == 0
-    versions = {name: version for name, (version, _) in before["user"].items()}
-    versions[NEXT] = "1.0"
-    if done and change == "install":
-        versions[NEW] = "1.0"
-    if done and change == "update":
-        versions[A] = "2.0"
-    if done and change == "remove":
-        versions.pop(B)
     now = judge.shown(machine)
-    # Who deletes an extension's folder has deleted the extension; it is to be said, no more.
-    lost = A if path.name.startswith(A + "@") and not path.name.endswith(".files") else None
-    if lost and not (done and change == "update"):
-        versions.pop(lost)
-        now["user"].pop(lost, None)
-        judge.require({name: version for name, (version, _) in now["user"].items()} == versions,
-                      f"the store holds {now['user']}")
-        return
+    versions = versions_after(change, run, before)
     judge.require({name: version for name, (version, _) in now["user"].items()} == versions,
                   f"the store holds {now['user']}, not {versions}; {run}")
+    is_content = path.name == "ext" or path.parent.name == "ext"
+    if is_content and path.suffix != ".files":
+        # Whoever deletes content has deleted it. It is said, and installing it again repairs it.
+        for name, version in versions.items():
+            machine.run(["--install", machine.package(name, version)])
+    if path.parent.name == "extensions" and os.path.islink(path) and \
+            os.readlink(path) == FOREIGN_TARGET:
+        path.unlink()  # never ours to replace
+        machine.must(["--enable", path.name])
+        now = judge.shown(machine)
     judge.judge_sound(machine, now)
 
 
