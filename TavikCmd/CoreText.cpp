@@ -1,6 +1,5 @@
 #include "CoreText.h"
 
-#include <memory>
 #include <new>
 
 namespace {
@@ -32,15 +31,12 @@ std::string textOf(TextQuery query, ExtensionHandle handle) {
     return text;
 }
 
-ProductNames::ProductNames(unsigned long count) : buffers(count) {
-    pointers.reserve(count);
-    for (Buffer& buffer : buffers) {
-        buffer.fill('\0');
-        pointers.push_back(buffer.data());
-    }
+ProductNames::ProductNames(unsigned long count) : buffers(count), pointers(count) {
+    for (std::size_t i = 0; i < count; ++i)
+        pointers.data()[i] = buffers.data()[i].data();
 }
 
 std::string ProductNames::operator[](std::size_t index) const {
-    const Buffer& buffer = buffers[index];
+    const Buffer& buffer = buffers.begin()[index];
     return {buffer.data(), strnlen(buffer.data(), buffer.size())};
 }

@@ -4,9 +4,9 @@
 
 #include <array>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 /// The core's form of a text query: handle, buffer size, buffer, size needed.
 using TextQuery = int (*)(ExtensionHandle, unsigned long, char*, unsigned long*);
@@ -26,22 +26,38 @@ std::string_view fieldText(const char (&field)[kSize]) {
     return {field, strnlen(field, kSize)};
 }
 
+/// `count` zeroed elements for the core to fill. Unlike a vector's, their address is never null: a
+/// core may refuse a null array even where it has nothing to fill.
+template <typename Element>
+class CoreArray {
+  public:
+    explicit CoreArray(unsigned long count)
+        : elements(std::make_unique<Element[]>(count)), size(count) {}
+
+    Element* data() { return elements.get(); }
+    unsigned long count() const { return size; }
+    const Element* begin() const { return elements.get(); }
+    const Element* end() const { return begin() + size; }
+
+  private:
+    std::unique_ptr<Element[]> elements;
+    unsigned long size;
+};
+
 /// Room for the names of `count` products, zeroed, 64 bytes each.
 class ProductNames {
   public:
     explicit ProductNames(unsigned long count);
-    ProductNames(const ProductNames&) = delete;
-    ProductNames& operator=(const ProductNames&) = delete;
 
     /// The list of buffers, as the core takes it.
     char** list() { return pointers.data(); }
-    char* buffer(std::size_t index) { return pointers[index]; }
+    char* buffer(std::size_t index) { return list()[index]; }
 
-    std::size_t count() const { return buffers.size(); }
+    unsigned long count() const { return buffers.count(); }
     std::string operator[](std::size_t index) const;
 
   private:
     using Buffer = std::array<char, 64>;
-    std::vector<Buffer> buffers;
-    std::vector<char*> pointers;  // one to each buffer
+    CoreArray<Buffer> buffers;
+    CoreArray<char*> pointers;  // one to each buffer
 };

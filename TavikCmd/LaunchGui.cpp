@@ -1,7 +1,10 @@
 #include <Poco/Exception.h>
 #include <Poco/Process.h>
 
+#include <iostream>
+
 #include "TavikCmd.h"
+#include "registry/LaunchCheck.h"
 #include "registry/TavikInfo.h"
 
 void CTavikCmd::handleLaunchTavikGUI(const std::string& /*name*/, const std::string& value) {
@@ -12,10 +15,17 @@ void CTavikCmd::handleLaunchTavikGUI(const std::string& /*name*/, const std::str
     m_status = info.getTavikInfo(path);
     if (m_status != 0)
         return;
+    const LaunchCheck check = checkLaunch(path);
+    if (!check.refusal.empty()) {
+        std::cerr << "TavikCmd: " << check.refusal << std::endl;
+        m_status = -1;
+    }
+    if (check.program.empty())
+        return;
     try {
-        // The application goes its own way: nobody waits for it or asks how it fares.
-        Poco::Process::launch(path, arguments);
+        // The application runs on its own: nobody waits for it or asks how it ended.
+        Poco::Process::launch(check.program, arguments);
     } catch (const Poco::Exception&) {
-        // That it was found is what the status tells.
+        // The status says whether the application was found, not whether it could be started.
     }
 }

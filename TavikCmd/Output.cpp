@@ -2,17 +2,6 @@
 
 #include <iostream>
 
-namespace {
-
-constexpr std::size_t kWriteSize = 65536;
-
-void write(std::string& text) {
-    std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
-    text.clear();
-}
-
-}  // namespace
-
 void printLine(const std::string& text) {
     std::cout << text << std::endl;
 }
@@ -22,19 +11,10 @@ int printFailure(const std::string& text, int status) {
     return status;
 }
 
-RowBuffer& RowBuffer::operator<<(std::string_view text) {
-    pending += text;
-    if (pending.size() >= kWriteSize)
-        write(pending);
-    return *this;
-}
-
-int RowBuffer::failure(const std::string& text, int status) {
-    flush();
-    return printFailure(text, status);
-}
-
-void RowBuffer::flush() {
-    write(pending);
+Rows::~Rows() {
     std::cout.flush();
+}
+
+void Rows::print(std::string_view lines) {
+    std::cout << lines;
 }

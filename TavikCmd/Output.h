@@ -9,23 +9,18 @@ void printLine(const std::string& text);
 /// Writes the text, the status in decimal and "!" as one flushed line; returns the status.
 int printFailure(const std::string& text, int status);
 
-/// Lines that reach standard output together, in large writes and with one flush at the end: what
-/// the flush of each line would cost shows in a listing of thousands. The rest is flushed on every
-/// way out, an exception's too.
-class RowBuffer {
+/// The rows of a listing. Each is handed to standard output's stream at once and nothing is kept
+/// here, so a row is in the stream before the next call to the core. On a terminal the stream shows
+/// it right away; into a pipe or a file it writes when its own buffer is full. The rows are flushed
+/// together on every way out, an exception's too: a flush of each would show in a listing of
+/// thousands.
+class Rows {
   public:
-    RowBuffer() = default;
-    ~RowBuffer() { flush(); }
-    RowBuffer(const RowBuffer&) = delete;
-    RowBuffer& operator=(const RowBuffer&) = delete;
+    Rows() = default;
+    ~Rows();
+    Rows(const Rows&) = delete;
+    Rows& operator=(const Rows&) = delete;
 
-    RowBuffer& operator<<(std::string_view text);
-
-    /// Flushes the rows so far and then writes the failure's line; returns the status.
-    int failure(const std::string& text, int status);
-
-    void flush();
-
-  private:
-    std::string pending;
+    /// Prints whole lines.
+    void print(std::string_view lines);
 };

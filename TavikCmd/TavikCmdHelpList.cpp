@@ -12,20 +12,20 @@ constexpr unsigned long kSpareNameBytes = 10;
 constexpr std::size_t kLongestName = 50;
 constexpr int kEnabled = 1;
 
-void appendHead(RowBuffer& rows, unsigned long count, const char* productDisplayName) {
-    rows << extensionCount(count) << "installed for " << productDisplayName << "\n"
-         << rightAligned("Status", 7) << rightAligned("Extension Name", 38)
-         << rightAligned("Version", 32) << "\n"
-         << "=========  =======================================================  ==========\n";
+void printHead(Rows& rows, unsigned long count, const char* productDisplayName) {
+    rows.print(extensionCount(count) + "installed for " + productDisplayName + "\n" +
+               rightAligned("Status", 7) + rightAligned("Extension Name", 38) +
+               rightAligned("Version", 32) + "\n" +
+               "=========  =======================================================  ==========\n");
 }
 
-/// Appends the row of one extension; returns the status of the call that failed, or of the last.
-int appendRow(RowBuffer& rows, ExtensionHandle handle, unsigned long nameQuerySize,
-              unsigned long nameLength) {
+/// Prints the row of one extension; returns the status of the call that failed, or of the last.
+int printRow(Rows& rows, ExtensionHandle handle, unsigned long nameQuerySize,
+             unsigned long nameLength) {
     int state = 0;
     int status = TavikGetExtensionStatus(handle, &state);
     if (status < 0)
-        return rows.failure("Failed to get extension status, status = ", status);
+        return printFailure("Failed to get extension status, status = ", status);
 
     std::string version;
     unsigned long versionSize = 0;
@@ -33,17 +33,17 @@ int appendRow(RowBuffer& rows, ExtensionHandle handle, unsigned long nameQuerySi
     if (status >= 0)
         status = copyText(&TavikGetExtensionVersion, handle, versionSize, 0, version);
     if (status < 0)
-        return rows.failure("Failed to get extension version, status = ", status);
+        return printFailure("Failed to get extension version, status = ", status);
 
     std::string name;
     status = TavikGetExtensionName(handle, nameQuerySize, nullptr, &nameLength);
     if (status >= 0)
         status = copyText(&TavikGetExtensionName, handle, nameLength, kSpareNameBytes, name);
     if (status < 0)
-        return rows.failure("Failed to get extension name status = ", status);
+        return printFailure("Failed to get extension name status = ", status);
 
-    rows << rightAligned(state == kEnabled ? "Enabled" : "Disabled", 8)
-         << nameColumn(name, kLongestName, 55) << rightAligned(version, 15) << "\n";
+    rows.print(rightAligned(state == kEnabled ? "Enabled" : "Disabled", 8) +
+               nameColumn(name, kLongestName, 55) + rightAligned(version, 15) + "\n");
     return status;
 }
 
@@ -82,19 +82,19 @@ int TavikCmdHelper::TavikGetExtListOfProduct(const char* productDisplayName,
     int status = TavikGetExtensionCountOfProductByDisplayName(productDisplayName, &extensionCount);
     if (status < 0)
         return printFailure("Failed to get extension count of product status = ", status);
-    RowBuffer rows;
-    appendHead(rows, extensionCount, productDisplayName);
-    std::vector<ExtensionHandle> handles(extensionCount);
+    Rows rows;
+    printHead(rows, extensionCount, productDisplayName);
+    CoreArray<ExtensionHandle> handles(extensionCount);
     status = TavikGetExtensionsListOfProductByDisplayName(productDisplayName, extensionCount,
                                                           handles.data());
     if (status < 0)
-        return rows.failure("Failed to get extensions list of product status = ", status);
+        return printFailure("Failed to get extensions list of product status = ", status);
     for (const ExtensionHandle handle : handles) {
-        status = appendRow(rows, handle, nameQuerySize, nameLength);
+        status = printRow(rows, handle, nameQuerySize, nameLength);
         if (status < 0)
             return status;
     }
-    rows << "\n";
+    rows.print("\n");
     return status;
 }
 
@@ -104,7 +104,7 @@ int TavikCmdHelper::TavikGetExtHandlesByProductDisplayName(const std::string& pr
     int status = TavikGetExtensionCountOfProductByDisplayName(productDisplayName.c_str(), &count);
     if (status < 0)
         return printFailure("Failed to get extension count of product status = ", status);
-    std::vector<ExtensionHandle> found(count);
+    CoreArray<ExtensionHandle> found(count);
     status = TavikGetExtensionsListOfProductByDisplayName(productDisplayName.c_str(), count,
                                                           found.data());
     if (status < 0)

@@ -15,26 +15,26 @@ void waitForUpdateCheck() {
     TavikWaitUpdateComplete();
 }
 
-void appendHead(RowBuffer& rows) {
-    rows << rightAligned("Extension Name", 15) << rightAligned("Version", 60) << "\n"
-         << "=================================================================  ===========\n";
+void printHead(Rows& rows) {
+    rows.print(rightAligned("Extension Name", 15) + rightAligned("Version", 60) + "\n" +
+               "=================================================================  ===========\n");
 }
 
-void appendRow(RowBuffer& rows, const TavikUpdateInfo& update) {
-    rows << nameColumn(fieldText(update.name), kLongestName, 62)
-         << rightAligned(fieldText(update.version), 16) << "\n";
+void printRow(Rows& rows, const TavikUpdateInfo& update) {
+    rows.print(nameColumn(fieldText(update.name), kLongestName, 62) +
+               rightAligned(fieldText(update.version), 16) + "\n");
 }
 
 /// Prints the updates of one product, or nothing where there is none.
 void printUpdates(const std::string& productDisplayName,
-                  const std::vector<TavikUpdateInfo>& updates) {
-    if (updates.empty())
+                  const CoreArray<TavikUpdateInfo>& updates) {
+    if (updates.count() == 0)
         return;
-    RowBuffer rows;
-    rows << extensionCount(updates.size()) << "of " << productDisplayName << " need update\n";
-    appendHead(rows);
+    Rows rows;
+    rows.print(extensionCount(updates.count()) + "of " + productDisplayName + " need update\n");
+    printHead(rows);
     for (const TavikUpdateInfo& update : updates)
-        appendRow(rows, update);
+        printRow(rows, update);
 }
 
 int countUpdates(const std::string& productName, unsigned long& count) {
@@ -44,9 +44,9 @@ int countUpdates(const std::string& productName, unsigned long& count) {
     return status;
 }
 
-int readUpdates(const std::string& productName, std::vector<TavikUpdateInfo>& updates) {
+int readUpdates(const std::string& productName, CoreArray<TavikUpdateInfo>& updates) {
     const int status =
-        TavikGetUpdateInfoByProduct(productName.c_str(), updates.size(), updates.data());
+        TavikGetUpdateInfoByProduct(productName.c_str(), updates.count(), updates.data());
     // The same words as for a failing count.
     if (status < 0)
         printFailure("Get extension count failed, status = ", status);
@@ -82,7 +82,7 @@ int TavikCmdHelper::listUpdatesOfProduct(const std::string& productDisplayName) 
     if (status < 0)
         return status;
     // Asked for even where there is none: the command's status is this call's.
-    std::vector<TavikUpdateInfo> updates(count);
+    CoreArray<TavikUpdateInfo> updates(count);
     status = readUpdates(names[0], updates);
     if (status >= 0)
         printUpdates(productDisplayName, updates);
@@ -111,7 +111,7 @@ int TavikCmdHelper::listUpdatesOfAllProducts() {
         status = countUpdates(names[i], count);
         if (status < 0 || count == 0)
             continue;
-        std::vector<TavikUpdateInfo> updates(count);
+        CoreArray<TavikUpdateInfo> updates(count);
         status = readUpdates(names[i], updates);
         if (status >= 0)
             printUpdates(displayNames[i], updates);
@@ -130,9 +130,9 @@ int TavikCmdHelper::invokeTavikUpdateInfoForExt(const std::string& extensionName
     // An extension without an update is told by the status alone.
     if (status < 0)
         return status;
-    RowBuffer rows;
-    appendHead(rows);
-    appendRow(rows, update);
+    Rows rows;
+    printHead(rows);
+    printRow(rows, update);
     return status;
 }
 

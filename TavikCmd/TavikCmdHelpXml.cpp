@@ -7,11 +7,19 @@
 namespace {
 
 /// Values are written as they are: the programs that read this list do not unescape.
-void appendElement(RowBuffer& rows, const TavikExtensionMetadata& metadata) {
-    rows << "<extension status=\"" << (metadata.enabled != 0 ? "Enabled" : "Disabled")
-         << "\" name=\"" << fieldText(metadata.name) << "\" id=\"" << fieldText(metadata.id)
-         << "\" version=\"" << fieldText(metadata.version) << "\" StoreName=\""
-         << fieldText(metadata.storeName) << "\" />\n";
+void printElement(Rows& rows, const TavikExtensionMetadata& metadata) {
+    std::string element = "<extension status=\"";
+    element.append(metadata.enabled != 0 ? "Enabled" : "Disabled")
+        .append("\" name=\"")
+        .append(fieldText(metadata.name))
+        .append("\" id=\"")
+        .append(fieldText(metadata.id))
+        .append("\" version=\"")
+        .append(fieldText(metadata.version))
+        .append("\" StoreName=\"")
+        .append(fieldText(metadata.storeName))
+        .append("\" />\n");
+    rows.print(element);
 }
 
 }  // namespace
@@ -29,17 +37,17 @@ int TavikCmdHelper::invokeTavikGetExtensionMetadata(const std::string& which) {
     if (status < 0 || handles.empty())
         return status;
 
-    RowBuffer rows;
-    rows << "<extensions>\n";
+    Rows rows;
+    rows.print("<extensions>\n");
     TavikExtensionMetadata metadata{};
     for (const long handle : handles) {
         status = TavikGetExtensionMetadataStruct(static_cast<ExtensionHandle>(handle), &metadata);
         // The closing tag is left out: a reader is to notice that the list is not whole.
         if (status < 0)
-            return rows.failure("Failed to get extension meta-data, status = ", status);
-        appendElement(rows, metadata);
+            return printFailure("Failed to get extension meta-data, status = ", status);
+        printElement(rows, metadata);
     }
-    rows << "</extensions>\n";
+    rows.print("</extensions>\n");
     return status;
 }
 

@@ -49,13 +49,14 @@ std::size_t bytesOf(std::string_view text, std::size_t count) {
     return at;
 }
 
-}  // namespace
-
+/// The characters of a text: its code points where it is valid UTF-8, else its bytes.
 std::size_t columnWidth(std::string_view text) {
     if (countsByBytes(text))
         return text.size();
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), opensCharacter));
 }
+
+}  // namespace
 
 std::string rightAligned(std::string_view text, std::size_t field) {
     const std::size_t width = columnWidth(text);

@@ -3,10 +3,8 @@
 #include <string>
 #include <string_view>
 
-/// The width of a text in a table: its code points where it is valid UTF-8, else its bytes.
-std::size_t columnWidth(std::string_view text);
-
-/// The text with blanks before it up to `field` characters; a wider text stays as it is.
+/// The text with blanks before it up to `field` characters; a wider text stays as it is. Here and
+/// below the characters are code points where the text is valid UTF-8, else bytes.
 std::string rightAligned(std::string_view text, std::size_t field);
 
 /// A name as a column of `longest` + 1 characters, right-aligned in `field`: padded with blanks,

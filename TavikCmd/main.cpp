@@ -1,6 +1,12 @@
 #include <Poco/AutoPtr.h>
 #include <Poco/Exception.h>
 #include <Poco/Logger.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <system_error>
 
 #include "TavikCmd.h"
 
@@ -9,8 +15,35 @@ namespace {
 // The framework's text for --launch as the last argument, without its locale.
 constexpr const char* kLaunchWithoutLocale = "Missing option argument: launch requires <locale>";
 
+/// Lets a listing go into a pipe or a file in large writes; a terminal still shows line by line.
+void enlargeOutputBuffer() {
+    static char buffer[65536];
+    if (isatty(STDOUT_FILENO) == 0)
+        static_cast<void>(std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer));
+}
+
+void explainMissingWorkingDirectory() {
+    std::error_code failure;
+    if (std::filesystem::current_path(failure).empty() &&
+        failure == std::errc::no_such_file_or_directory)
+        std::cerr << "TavikCmd: working directory: it no longer exists; change to another "
+                     "folder and run the command again"
+                  << std::endl;
+}
+
+/// The framework notes the working directory as it starts and throws where there is none. That
+/// ends the process; the line before its end says what the framework's own text does not.
+CTavikCmd* makeApplication() {
+    try {
+        return new CTavikCmd;
+    } catch (const Poco::Exception&) {
+        explainMissingWorkingDirectory();
+        throw;
+    }
+}
+
 int runTool(int argc, char** argv) {
-    Poco::AutoPtr<CTavikCmd> application(new CTavikCmd);
+    Poco::AutoPtr<CTavikCmd> application(makeApplication());
     try {
         // Every command runs in here, at the moment its option is met.
         application->init(argc, argv);
@@ -28,6 +61,7 @@ int runTool(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    enlargeOutputBuffer();
     // An exception that nothing catches ends the process without unwinding the stack, and so
     // without releasing the application, which ends the core. A handler that only throws on makes
     // the stack of runTool unwind first; the process then ends as abnormally as without it.

@@ -89,7 +89,7 @@ bool PCDIterator::run(PCDWrapper& w) {
     return true;
 }
 
-bool PCDIterator::walkSubDomain(PCDWrapper& w, const SoString& sub, const char** keys) {
+void PCDIterator::walkSubDomain(PCDWrapper& w, const SoString& sub, const char** keys) {
     PXConnectorAppInfo info;
     SoString key;
     onStartSubDomain(w, sub, info);
@@ -97,7 +97,7 @@ bool PCDIterator::walkSubDomain(PCDWrapper& w, const SoString& sub, const char**
         key.assign(*keys, -1);
         onKey(w, sub, key, info);
     }
-    return onEndSubDomain(w, sub, info);
+    onEndSubDomain(w, sub, info);
 }
 
 int PCDIterator::getPCDValue(PCDWrapper& w, const SoString& sub, const SoString& key,

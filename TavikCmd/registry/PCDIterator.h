@@ -64,7 +64,7 @@ class PCDIterator {
     struct TextKey;
     struct FlagKey;
 
-    bool walkSubDomain(PCDWrapper& w, const SoString& sub, const char** keys);
+    void walkSubDomain(PCDWrapper& w, const SoString& sub, const char** keys);
     bool onGroupKey(PCDWrapper& w, const SoString& sub, const SoString& key);
     /// Reads a key of an application; nothing to do for an unknown one, which counts as success.
     int readAppKey(PCDWrapper& w, const SoString& sub, const SoString& key,

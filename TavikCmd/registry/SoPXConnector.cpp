@@ -71,6 +71,20 @@ std::vector<long> chainEnds(const std::vector<long>& targets) {
     return ends;
 }
 
+/// The path at the end of a record's chain or, where that is empty, the last path on the way there;
+/// the record's own is not on the way.
+SoString pathAlong(const SoVector<PXConnectorAppInfo>& items, const std::vector<long>& targets,
+                   long record, long end) {
+    const SoString* path = &items.at(end)->path;
+    if (path->length != 0)
+        return *path;
+    for (long at = targets[static_cast<std::size_t>(record)]; at != end;
+         at = targets[static_cast<std::size_t>(at)])
+        if (items.at(at)->path.length != 0)
+            path = &items.at(at)->path;
+    return *path;
+}
+
 }  // namespace
 
 bool PXConnectorAppInfo::operator==(const PXConnectorAppInfo& other) const {
@@ -178,12 +192,15 @@ void PXConnectorAppInfoList::clearWithoutLocking() {
 
 bool PXConnectorAppInfoList::resolveRedirectTo() {
     bool anyRedirects = false;
-    const std::vector<long> ends = chainEnds(redirectTargets(items));
+    const std::vector<long> targets = redirectTargets(items);
+    const std::vector<long> ends = chainEnds(targets);
     for (long i = 0; i < items.count; ++i) {
         PXConnectorAppInfo& record = *items.at(i);
         anyRedirects = anyRedirects || record.redirectTarget.length != 0;
-        // Paths at the ends of chains never change here, so the order does not matter.
-        record.path = items.at(ends[static_cast<std::size_t>(i)])->path;
+        // In list order: a path that is set or emptied here counts for the records that follow.
+        const long end = ends[static_cast<std::size_t>(i)];
+        if (end != i)
+            record.path = pathAlong(items, targets, i, end);
     }
     return anyRedirects;
 }

@@ -72,9 +72,11 @@ class PXConnectorAppInfoList {
     /// What clear() does; a list that is shared between threads would take its lock there.
     void clearWithoutLocking();
 
-    /// Gives each record that redirects to another the path at the end of its chain of redirects.
-    /// A target that is in no record ends a chain, and so does a record that leads back to itself:
-    /// it keeps its own path. True where any record has a redirect target.
+    /// Gives each record that redirects to another the path at the end of its chain of redirects;
+    /// where that is empty, the last path on the way there; "" where there is none. Records are
+    /// taken in list order, each with the paths that the ones before it were given. A target that
+    /// is in no record ends a chain, and so does a record that leads back to itself: it keeps its
+    /// own path. True where any record has a redirect target.
     bool resolveRedirectTo();
 
     /// False where no record has exactly this specifier.

@@ -235,10 +235,9 @@ int TavikGetCountOfProduct(unsigned long* out) {
 
 int TavikGetProductsList(unsigned long count, char** names) {
     return inSession([&](Session& current) {
-        const auto& products = current.products().products();
+        require(names, "names");
+        const auto& products = current.listedProducts().products();
         requireCount(count, products.size());
-        if (count > 0)
-            require(names, "names");
         for (unsigned long i = 0; i < count; ++i) {
             require(names[i], "names[i]");
             std::memcpy(names[i], products[i].displayName.c_str(),
@@ -259,10 +258,9 @@ int TavikGetExtensionsListOfProductByDisplayName(const char* displayName, unsign
                                                  ExtensionHandle* handles) {
     return inSession([&](Session& current) {
         require(displayName, "displayName");
+        require(handles, "handles");
         const auto& extensions = current.extensionsOf(displayName);
         requireCount(count, extensions.size());
-        if (count > 0)
-            require(handles, "handles");
         for (unsigned long i = 0; i < count; ++i)
             handles[i] = extensions[i]->handle;
     });
@@ -298,10 +296,9 @@ int TavikGetUpdateInfoByProduct(const char* productName, unsigned long count,
                                 TavikUpdateInfo* records) {
     return inSession([&](Session& current) {
         require(productName, "productName");
+        require(records, "records");
         const auto offers = current.updateCheck().updatesOf(productName);
         requireCount(count, offers.size());
-        if (count > 0)
-            require(records, "records");
         for (unsigned long i = 0; i < count; ++i)
             fillRecord(*offers[i], records[i]);
     });

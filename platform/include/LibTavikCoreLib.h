@@ -14,7 +14,9 @@
  *     least that size. A smaller buffer is left untouched and answered with a failing status; the
  *     size needed is stored in both cases.
  *  6. Null pointers, handles that name nothing, and calls outside TavikInit ... TavikTerminate are
- *     refused with a status of their own. Nothing throws across this interface.
+ *     refused with a status of their own. An array that is to be filled is never null, also for a
+ *     count of 0; null are only the buffer of the first call for a text and what is reserved.
+ *     Nothing throws across this interface.
  *  7. Threads. Calls are made from one thread at a time. Several processes may work on one store.
  *  8. Versions. A record only ever grows at its reserved places; sizes and offsets are fixed.
  */
@@ -44,22 +46,21 @@ typedef struct OperationRecord {
     uint64_t opaque[8];
 } OperationRecord;
 
-/** An update that is available for one extension. Texts are NUL-terminated UTF-8. */
+/** An update that is available for one extension. Texts are UTF-8 and end at their NUL, or with
+ *  their field where it is full. */
 typedef struct TavikUpdateInfo {
     unsigned char reserved0[8];
-    char name[256];   /**< the extension's name */
-    char version[64]; /**< the version on offer */
-    unsigned char reserved1[6144];
+    char name[256];     /**< the extension's name */
+    char version[6208]; /**< the version on offer; its room is the rest of the record */
 } TavikUpdateInfo;
 
-/** What is known of one installed extension. Texts are NUL-terminated UTF-8. */
+/** What is known of one installed extension. Texts as in TavikUpdateInfo. */
 typedef struct TavikExtensionMetadata {
     unsigned char reserved0[4];
     char name[512];
-    char version[64];
-    unsigned char reserved1[1248];
-    int32_t enabled; /**< 1 when enabled, 0 when disabled */
-    unsigned char reserved2[6548];
+    char version[1312]; /**< its room reaches to the next field */
+    int32_t enabled;    /**< 1 when enabled, 0 when disabled */
+    unsigned char reserved1[6548];
     char id[256];
     char storeName[256];
 } TavikExtensionMetadata;
@@ -104,8 +105,9 @@ TAVIK_API int TavikEnableExtension(ExtensionHandle, OperationRecord*);
 /** Disables an extension; one that is disabled stays so and the call succeeds. */
 TAVIK_API int TavikDisableExtension(ExtensionHandle, OperationRecord*);
 
-/** Finds an installed extension by its name, or by its id where no extension has that name.
- *  A name that several extensions share is refused. */
+/** Finds an installed extension by its id or, where no extension has exactly that id, by its name.
+ *  A name that several extensions share is refused; where none has it, an id in other letter case
+ *  is found too. */
 TAVIK_API int TavikGetExtensionHandleByName(const char* name, ExtensionHandle* out);
 
 /** The extension's name; two-call text. */
@@ -134,7 +136,7 @@ TAVIK_API int TavikGetProductsList(unsigned long count, char** names);
 TAVIK_API int TavikGetExtensionCountOfProductByDisplayName(const char*, unsigned long* out);
 
 /** Fills `count` handles of that product's extensions, ordered by the bytes of their names.
- *  `count` may be smaller than the number of extensions, not larger; 0 needs no array. */
+ *  `count` may be smaller than the number of extensions, not larger. */
 TAVIK_API int TavikGetExtensionsListOfProductByDisplayName(const char*, unsigned long count,
                                                            ExtensionHandle*);
 
@@ -152,7 +154,7 @@ TAVIK_API int TavikWaitUpdateComplete(void);
 /** The number of extensions of the product (internal name) that have an update. */
 TAVIK_API int TavikGetCountOfUpdateExtByProduct(const char* productName, unsigned long* out);
 
-/** Fills `count` records, ordered by the bytes of the extensions' names; 0 needs no array. */
+/** Fills `count` records, ordered by the bytes of the extensions' names. */
 TAVIK_API int TavikGetUpdateInfoByProduct(const char* productName, unsigned long count,
                                           TavikUpdateInfo*);
 

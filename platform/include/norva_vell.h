@@ -12,15 +12,20 @@
  *  4. Memory. The session owns every string, list and record that it hands out, until it is closed.
  *     On a failure an output holds null (or 0).
  *  5. Nothing is locked between calls, and a wait on another program's lock ends after two seconds
- *     with VELL_STATUS_BUSY. A session sees a pcd domain as it was when it last listed the domain's
+ *     with VELL_STATUS_BUSY. A program that opens another session within two seconds of that is
+ *     answered at once. A session sees a pcd domain as it was when it last listed the domain's
  *     subdomains; listing them again, or writing, shows what others have written since.
  *  6. Null pointers are refused with VELL_STATUS_INVALID. Nothing throws across this interface.
  *  7. Threads. A session is used by one thread at a time.
  *  8. Standard error gets one line, once, for a database that cannot be used: damaged, of a newer
- *     version, locked, not readable or not writable. One that does not exist, and what it does not
- *     hold, is answered by the status alone.
+ *     version, locked, open to others' writing, not readable or not writable. One that does not
+ * exist, and what it does not hold, is answered by the status alone.
  *  9. Domains are numbers from 0 on. What each of them is for is the business of the programs that
  *     fill the database.
+ *
+ * The file and its folder belong to root or to the current user, and nobody else may write to them:
+ * the programs that are named in it will be started. Otherwise opening fails with
+ * VELL_STATUS_UNTRUSTED.
  *
  * The database is the file that NORVA_VELL_DB names; else ${XDG_DATA_HOME:-$HOME/.local/share}/
  * norva/vell.db where that exists; else /var/lib/norva/vell.db.
@@ -38,7 +43,8 @@ extern "C" {
 enum {
     VELL_STATUS_OK = 0,
     VELL_STATUS_EMPTY = 8,          /**< no failure: the domain or collection has no entries */
-    VELL_STATUS_INVALID = 20,       /**< a null pointer, an empty name, text that is no UTF-8 */
+    VELL_STATUS_INVALID = 20,       /**< a null pointer, an empty name, text that is no UTF-8, a
+                                         domain below 0 in a call that writes */
     VELL_STATUS_NO_DATABASE = 21,   /**< there is no such file */
     VELL_STATUS_NOT_FOUND = 22,     /**< the database holds no such subdomain, payload, key, ... */
     VELL_STATUS_DAMAGED = 23,       /**< damaged, or no installer database at all */
@@ -46,7 +52,9 @@ enum {
     VELL_STATUS_BUSY = 25,          /**< another program kept it locked */
     VELL_STATUS_NO_PERMISSION = 26, /**< not readable, or not writable where writing was asked */
     VELL_STATUS_INPUT_OUTPUT = 27,  /**< the system failed to read or write it; a full disk too */
-    VELL_STATUS_INTERNAL = 28       /**< memory ran out, or a fault of this library */
+    VELL_STATUS_INTERNAL = 28,      /**< memory ran out, or a fault of this library */
+    VELL_STATUS_UNTRUSTED = 29,     /**< somebody else may write to the file or its folder */
+    VELL_STATUS_TOO_LARGE = 30      /**< a name of more than 64 KiB or a value of more than 8 MiB */
 };
 
 /** Entries that fit the array of pdbGetPayloadDataKeys, the closing null included. */

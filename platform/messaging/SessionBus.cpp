@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "platform/support/Environment.h"
+#include "platform/support/Hex.h"
 
 namespace norva::zephal {
 namespace {
@@ -29,15 +30,12 @@ std::optional<std::string> unixAddresses(std::string_view list) {
 std::string escapedValue(std::string_view value) {
     constexpr std::string_view kPlain =
         "-_/.*0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-    constexpr std::string_view kHex = "0123456789abcdef";
     std::string escaped;
     for (const char c : value) {
-        if (kPlain.find(c) != std::string_view::npos) {
+        if (kPlain.find(c) != std::string_view::npos)
             escaped += c;
-            continue;
-        }
-        const auto byte = static_cast<unsigned char>(c);
-        escaped.append({'%', kHex[byte >> 4U], kHex[byte & 15U]});
+        else
+            escaped += '%' + tavik::toHex({&c, 1});
     }
     return escaped;
 }

@@ -132,50 +132,6 @@ std::string requiredText(const rapidjson::Value& object, std::string_view key,
     return *std::move(text);
 }
 
-bool isPrintableText(std::string_view text) noexcept {
-    struct Range {
-        unsigned char first, last;
-    };
-    for (std::size_t at = 0; at < text.size();) {
-        const auto lead = static_cast<unsigned char>(text[at]);
-        std::size_t length = 1;
-        Range second{0x80, 0xBF};
-        // The well-formed sequences of the Unicode standard, table 3-7.
-        if (lead < 0x80) {
-            if (lead < 0x20 || lead == 0x7F)
-                return false;
-        } else if (lead >= 0xC2 && lead <= 0xDF) {
-            length = 2;
-            if (lead == 0xC2)
-                second.first = 0xA0;  // U+0080..9F are control characters
-        } else if (lead >= 0xE0 && lead <= 0xEF) {
-            length = 3;
-            if (lead == 0xE0)
-                second.first = 0xA0;
-            else if (lead == 0xED)
-                second.last = 0x9F;
-        } else if (lead >= 0xF0 && lead <= 0xF4) {
-            length = 4;
-            if (lead == 0xF0)
-                second.first = 0x90;
-            else if (lead == 0xF4)
-                second.last = 0x8F;
-        } else {
-            return false;
-        }
-        if (text.size() - at < length)
-            return false;
-        for (std::size_t i = 1; i < length; ++i) {
-            const auto byte = static_cast<unsigned char>(text[at + i]);
-            const Range range = i == 1 ? second : Range{0x80, 0xBF};
-            if (byte < range.first || byte > range.last)
-                return false;
-        }
-        at += length;
-    }
-    return true;
-}
-
 std::string quoteJson(std::string_view text) {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);

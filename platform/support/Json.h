@@ -38,9 +38,6 @@ std::optional<std::string> optionalText(const rapidjson::Value& object, std::str
 std::string requiredText(const rapidjson::Value& object, std::string_view key,
                          std::string_view place);
 
-/// Whether `text` is valid UTF-8 without control characters (U+0000..1F, 7F..9F): fit for a list.
-bool isPrintableText(std::string_view text) noexcept;
-
 /// `text` as a JSON string with its quotes, escaped as far as JSON needs it.
 std::string quoteJson(std::string_view text);
 

@@ -7,6 +7,11 @@
 
 namespace tavik::vell {
 
+/// What a subdomain, a payload or a key is called, and what a key's value is, at the most: together
+/// they fit the longest row that our databases take.
+inline constexpr std::size_t kMaxNameBytes = std::size_t{64} << 10;
+inline constexpr std::size_t kMaxValueBytes = std::size_t{8} << 20;
+
 /// Whose keys and values a data set holds: a pcd subdomain's, or a payload's in one domain.
 enum class DataKind { pcd, payload };
 

@@ -4,6 +4,8 @@
 #include <mutex>
 #include <set>
 
+#include "platform/support/Text.h"
+
 namespace tavik::vell {
 namespace {
 
@@ -16,8 +18,9 @@ int statusOf(const SqliteError& error) {
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
         case SQLITE_ERROR:  // a table that is missing or of another form
-        case SQLITE_TOOBIG:
             return VELL_STATUS_DAMAGED;
+        case SQLITE_TOOBIG:
+            return VELL_STATUS_TOO_LARGE;
         case SQLITE_BUSY:
         case SQLITE_LOCKED:
             return VELL_STATUS_BUSY;
@@ -39,6 +42,8 @@ std::string remedyFor(int status) {
     switch (status) {
         case VELL_STATUS_DAMAGED:
             return "; move it away and fill a new one with \"vellctl import\"";
+        case VELL_STATUS_TOO_LARGE:
+            return "; shorten the value";
         case VELL_STATUS_BUSY:
             return "; another program is using it, try again when that has ended";
         case VELL_STATUS_NO_PERMISSION:
@@ -53,14 +58,6 @@ std::string remedyFor(int status) {
 bool isAnsweredByStatusAlone(int status) {
     return status == VELL_STATUS_NO_DATABASE || status == VELL_STATUS_NOT_FOUND ||
            status == VELL_STATUS_INVALID;
-}
-
-/// A path may hold anything; one line stays one line.
-std::string onOneLine(std::string text) {
-    for (char& c : text)
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)
-            c = '?';
-    return text;
 }
 
 }  // namespace
@@ -80,6 +77,10 @@ Failure damaged(const std::string& path, const std::string& cause) {
     return {VELL_STATUS_DAMAGED, subjectOf(path), cause + remedyFor(VELL_STATUS_DAMAGED)};
 }
 
+Failure untrusted(const std::string& path, const std::string& cause) {
+    return {VELL_STATUS_UNTRUSTED, subjectOf(path), cause};
+}
+
 Failure notFound(const std::string& what) {
     return {VELL_STATUS_NOT_FOUND, what, "not found"};
 }
@@ -91,7 +92,7 @@ void explain(const Failure& failure) noexcept try {
         return;
     const std::lock_guard lock(mutex);
     if (explained.insert(std::to_string(failure.status()) + failure.subject()).second)
-        static_cast<void>(std::fputs((onOneLine(failure.what()) + "\n").c_str(), stderr));
+        static_cast<void>(std::fputs((printable(failure.what()) + "\n").c_str(), stderr));
 } catch (...) {
     // Without memory for the explanation the status has to do.
 }

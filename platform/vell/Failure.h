@@ -21,6 +21,9 @@ Failure noDatabase(const std::string& path);
 /// A file that is there but cannot be used as an installer database.
 Failure damaged(const std::string& path, const std::string& cause);
 
+/// A file that somebody else may change; `cause` says who, and what to do.
+Failure untrusted(const std::string& path, const std::string& cause);
+
 /// The database holds no such thing.
 Failure notFound(const std::string& what);
 

@@ -1,5 +1,9 @@
 #include "platform/vell/InstallerDatabase.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 
@@ -10,6 +14,7 @@ namespace tavik::vell {
 namespace {
 
 namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
 
 constexpr const char* kSystemPath = "/var/lib/norva/vell.db";
 constexpr std::chrono::milliseconds kBusyTimeout{2000};
@@ -125,10 +130,41 @@ std::string resolved(const std::string& path, Access access) {
     return realFolder / fs::path(path).filename();
 }
 
+void requireOwn(const fs::path& real, const std::string& path) {
+    struct stat info {};
+    if (::stat(real.c_str(), &info) != 0)
+        return;  // Opening it will tell.
+    if (info.st_uid != 0 && info.st_uid != ::geteuid())
+        throw untrusted(path, real.string() +
+                                  " belongs to another user; name a database of yours in "
+                                  "NORVA_VELL_DB, or run as that user");
+    if ((info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        throw untrusted(path, "others may write to " + real.string() + "; take that right away");
+}
+
+/// Whoever may write to the database names the program that is started, and whoever may write to
+/// its folder can put a journal there that SQLite takes for its own.
+void requireOwnFiles(const fs::path& real, const std::string& path) {
+    requireOwn(real.parent_path(), path);
+    requireOwn(real, path);
+}
+
+/// When this process last waited for the database in vain; 0 for never. A command opens several
+/// sessions: it waits for the first of them alone.
+std::atomic<Clock::rep> lastVainWait{0};
+
+std::chrono::milliseconds patience() {
+    const Clock::rep last = lastVainWait;
+    const auto since = Clock::now().time_since_epoch() - Clock::duration(last);
+    return last != 0 && since < kBusyTimeout ? std::chrono::milliseconds(0) : kBusyTimeout;
+}
+
 Database openChecked(const std::string& real, const std::string& path, Access access) {
-    Database database(real, flagsFor(access), kBusyTimeout);
+    Database database(real, flagsFor(access), patience());
     if (access != Access::create || !isEmpty(database))
         checkForm(database, path);
+    // What is waited for from now on is the lock of one more statement.
+    sqlite3_busy_timeout(database.get(), static_cast<int>(kBusyTimeout.count()));
     return database;
 }
 
@@ -148,6 +184,7 @@ std::string databasePath() {
 
 Database open(const std::string& path, Access access) try {
     const std::string real = resolved(path, access);
+    requireOwnFiles(real, path);
     try {
         return openChecked(real, path, access);
     } catch (const SqliteError& error) {
@@ -158,6 +195,8 @@ Database open(const std::string& path, Access access) try {
     Database(real, SQLITE_OPEN_READWRITE, kBusyTimeout).pragmaNumber("schema_version");
     return openChecked(real, path, access);
 } catch (const SqliteError& error) {
+    if (error.code() == SQLITE_BUSY)
+        lastVainWait = Clock::now().time_since_epoch().count();
     throw describe(error, path);
 }
 

@@ -6,7 +6,7 @@
 
 namespace tavik::vell {
 
-/// The database that everyone on this machine means now: see norva_vell.h for the rule.
+/// The path of the database that is currently in use: see norva_vell.h for the rule.
 std::string databasePath();
 
 enum class Access {
@@ -15,7 +15,8 @@ enum class Access {
     create  ///< to write, making the file, its folders and its tables where they are missing
 };
 
-/// Opens the database and sees that it is one of ours and not of a newer version. Throws Failure.
+/// Opens the database and checks that nobody else may write to it, that it is one of ours and that
+/// its version is not newer than this program's. Throws Failure.
 /// With Access::create a new file has no tables yet: see createTables.
 Database open(const std::string& path, Access access);
 

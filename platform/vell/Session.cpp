@@ -1,6 +1,7 @@
 #include "platform/vell/Session.h"
 
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 #include "platform/vell/Failure.h"
 #include "platform/vell/InstallerDatabase.h"
 
@@ -56,15 +57,6 @@ std::vector<const char*> column(Query& query, Kept& kept) {
     return texts;
 }
 
-bool isUtf8(std::string_view text) {
-    try {
-        parseJson(quoteJson(text));
-        return true;
-    } catch (const JsonError&) {
-        return false;
-    }
-}
-
 Failure noSubdomain(int domain, std::string_view name) {
     return notFound("subdomain " + quoteJson(name) + " of domain " + std::to_string(domain));
 }
@@ -73,9 +65,23 @@ Failure noKey(std::string_view name, std::string_view key) {
     return notFound("key " + quoteJson(key) + " of " + quoteJson(name));
 }
 
-void checkName(std::string_view what, std::string_view name) {
-    if (name.empty() || !isUtf8(name))
-        throw Failure(VELL_STATUS_INVALID, std::string(what), "is empty or no UTF-8");
+void checkText(const char* what, std::string_view text, std::size_t maxBytes) {
+    if (!isUtf8(text))
+        throw Failure(VELL_STATUS_INVALID, what, "is no UTF-8");
+    if (text.size() > maxBytes)
+        throw Failure(VELL_STATUS_TOO_LARGE, what,
+                      "has more than " + std::to_string(maxBytes) + " bytes; shorten it");
+}
+
+void checkName(const char* what, std::string_view name) {
+    if (name.empty())
+        throw Failure(VELL_STATUS_INVALID, what, "is empty");
+    checkText(what, name, kMaxNameBytes);
+}
+
+void checkDomain(int domain) {
+    if (domain < 0)
+        throw Failure(VELL_STATUS_INVALID, "domain " + std::to_string(domain), "is below 0");
 }
 
 }  // namespace
@@ -153,16 +159,17 @@ void Session::write(Change change) try {
 }
 
 void Session::set(int domain, const char* subdomain, const char* key, const char* value) {
+    checkDomain(domain);
     checkName("subdomain", subdomain);
     checkName("key", key);
-    if (!isUtf8(value))
-        throw Failure(VELL_STATUS_INVALID, "value", "is no UTF-8");
+    checkText("value", value, kMaxValueBytes);
     write([&](DataWriter& writer) {
         writer.set(writer.dataSet(DataKind::pcd, domain, subdomain), key, value);
     });
 }
 
 void Session::remove(int domain, const char* subdomain, const char* key) {
+    checkDomain(domain);
     write([&](DataWriter& writer) {
         if (!writer.remove(domain, subdomain, key))
             throw noKey(subdomain, key);

@@ -58,10 +58,12 @@ std::vector<std::function<int()>> callsWithNull(OperationRecord* record) {
         [=] { return TavikGetExtensionHandleByName(nullptr, &handle); },
         [=] { return TavikGetExtensionName(0, 0, nullptr, nullptr); },
         [=] { return TavikGetExtensionMetadataStruct(0, nullptr); },
-        [=] { return TavikGetProductsList(1, nullptr); },
+        [=] { return TavikGetProductsList(0, nullptr); },
         [=] { return TavikGetExtensionCountOfProductByDisplayName(nullptr, &number); },
+        [=] { return TavikGetExtensionsListOfProductByDisplayName("x", 0, nullptr); },
         [=] { return TavikGetProductNameByProductDisplayName(nullptr, name); },
         [=] { return TavikGetCountOfUpdateExtByProduct("x", nullptr); },
+        [=] { return TavikGetUpdateInfoByProduct("x", 0, nullptr); },
         [=] { return TavikSetKPSEndPoint(nullptr); },
         [=] { return TavikSetKPSCredentials("t", nullptr, "a"); },
     };

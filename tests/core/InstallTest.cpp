@@ -30,7 +30,10 @@ TEST(Install, MainJobLeavesNothingBehind) {
     EXPECT_EQ(machine.listed(), List{"Enabled A 1.0"});
     EXPECT_EQ(machine.seenByHost("com.example.a"), "hello");
 
-    EXPECT_EQ(machine.tavik({"--disable", "A"}).exitCode, 0);
+    // A list in the same run shows the change as well.
+    result = machine.tavik({"--list", "all", "--disable", "A", "--list", "all"});
+    EXPECT_TRUE(contains(result.out, "Enabled ")) << result.out;
+    EXPECT_TRUE(contains(result.out, "Disabled ")) << result.out;
     EXPECT_EQ(machine.listed(), List{"Disabled A 1.0"});
     EXPECT_EQ(machine.seenByHost("com.example.a"), "");
 
@@ -111,13 +114,40 @@ TEST(Install, NothingOfTheHostIsOverwritten) {
     EXPECT_EQ(machine.listed(), List{});
 }
 
+// A link that its user made, to a copy that is being worked on.
+TEST(Install, NoLinkOfSomebodyElseIsTouched) {
+    Machine machine;
+    const std::string place = machine.user("products/sketch/extensions/com.example.a");
+    const auto path = machine.package("com.example.a", "1.0");
+    fs::create_directories(machine.path("work"));
+    const auto putOwnLink = [&] {
+        fs::remove(place);
+        fs::create_directory_symlink(machine.path("work"), place);
+    };
+    const auto expectRefused = [&](const List& command, const List& listed) {
+        const Result result = machine.tavik(command);
+        EXPECT_EQ(result.exitCode, 256 - 21) << command[0] << result.err;
+        EXPECT_EQ(fs::read_symlink(place), machine.path("work")) << command[0];
+        EXPECT_EQ(machine.listed(), listed);
+    };
+    fs::create_directories(fs::path(place).parent_path());
+    putOwnLink();
+    expectRefused({"--install", path}, {});
+    fs::remove(place);
+    ASSERT_EQ(machine.tavik({"--install", path, "--disable", "com.example.a"}).exitCode, 0);
+    putOwnLink();
+    expectRefused({"--enable", "com.example.a"}, {"Disabled com.example.a 1.0"});
+    EXPECT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(fs::read_symlink(place), machine.path("work"));
+}
+
 // A product that was updated, or looks elsewhere since.
 TEST(Install, LinksFollowTheProducts) {
     Machine machine;
     machine.addProduct("layout", "Layout", "5.0");
     const auto path = machine.package(
-        PackageBuilder("com.example.a", "1.0")
-            .with("products", R"([{"name": "sketch"}, {"name": "layout", "minVersion": "6"}])"));
+        PackageBuilder("com.example.a", "1.0").with("products", R"([{"name": "sketch"},
+                                  {"name": "layout", "minVersion": "6", "maxVersion": "6.9"}])"));
     ASSERT_EQ(machine.install(path).exitCode, 0);
     const std::string own = machine.user("products/sketch/extensions");
     EXPECT_EQ(namesIn(own), List{"com.example.a"});
@@ -126,11 +156,20 @@ TEST(Install, LinksFollowTheProducts) {
     const std::string folder = machine.path("host/plug-ins");
     machine.addProduct("layout", "Layout", "6.0");
     machine.addProduct("sketch", "Sketch Pro", "17.2",
-                       R"(, "extensionsFolder": ")" + folder + "\"");
+                       R"(, "extensionsFolder": ")" + folder + "/\"");
     ASSERT_EQ(machine.install(machine.package("com.example.b", "1.0")).exitCode, 0);
     EXPECT_EQ(namesIn(machine.user("products/layout/extensions")), List{"com.example.a"});
     EXPECT_EQ(namesIn(folder), (List{"com.example.a", "com.example.b"}));
     EXPECT_EQ(namesIn(own), List{});
+
+    // Too new for it, and the same folder in another spelling.
+    machine.addProduct("layout", "Layout", "7.0");
+    machine.addProduct("sketch", "Sketch Pro", "17.2",
+                       R"(, "extensionsFolder": ")" + folder + "\"");
+    ASSERT_EQ(machine.tavik({"--disable", "com.example.b"}).exitCode, 0);
+    EXPECT_EQ(namesIn(machine.user("products/layout/extensions")), List{});
+    EXPECT_EQ(namesIn(folder), List{"com.example.a"});
+    ASSERT_EQ(machine.tavik({"--enable", "com.example.b"}).exitCode, 0);
     ASSERT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
     EXPECT_EQ(namesIn(folder), List{"com.example.b"});
 }

@@ -68,6 +68,13 @@ class ChangeMachine {
         if (!change.before.empty()) {
             EXPECT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
         }
+        goOnFromHere(arguments_);
+    }
+
+    /// From now on run() makes this change, on the store as it is now.
+    void goOnFromHere(const List& arguments) {
+        arguments_ = arguments;
+        fs::remove_all(machine.path("saved"));
         fs::copy(machine.path("user"), machine.path("saved"), kWholeTree);
     }
 
@@ -88,6 +95,18 @@ class ChangeMachine {
         Result result = machine.tavik(arguments_);
         environment = clean;
         return result;
+    }
+
+    /// What a list would say. It is asked of a copy, since a list may finish an interrupted change.
+    List listedInACopy() {
+        fs::remove_all(machine.path("copy"));
+        fs::copy(machine.path("user"), machine.path("copy"), kWholeTree);
+        fs::remove_all(machine.path("copy/QZ/products"));  // its links lead to the original
+        const Environment here = machine.environment();
+        machine.environment()["TAVIK_HOME"] = machine.path("copy");
+        List listed = machine.listed();
+        machine.environment() = here;
+        return listed;
     }
 
     bool wasStruck() const { return fs::exists(machine.path("struck")); }
@@ -145,6 +164,34 @@ TEST(Interruption, DiskFullFromAnyCallOnLeavesTheOldOrTheNewState) {
 
 TEST(Interruption, FailingDiskAtAnyCallLeavesTheOldOrTheNewState) {
     runAllWithFaults(std::to_string(EIO));
+}
+
+// The next change is interrupted while it repairs what the last one left: a link that stands on
+// after its extension was disabled.
+TEST(Interruption, OfARepairIsMadeGoodToo) {
+    for (const std::string& fault : {std::string("kill"), std::to_string(EIO)}) {
+        ChangeMachine changing(kChanges[3]);
+        Machine& machine = changing.machine;
+        ASSERT_EQ(machine.install(machine.package("com.example.b", "1.0")).exitCode, 0);
+        changing.goOnFromHere({"--disable", "com.example.a"});
+        List now;
+        for (int call = 1; now.empty() || now[0][0] == 'E'; ++call) {
+            changing.run("kill", Duration::once, call);
+            ASSERT_TRUE(changing.wasStruck()) << "never between the commit and the link";
+            now = changing.listedInACopy();
+        }
+        ASSERT_EQ(machine.seenByHost("com.example.a"), "1.0");
+
+        changing.goOnFromHere({"--enable", "com.example.b"});
+        bool struck = true;
+        for (int call = 1; struck && !::testing::Test::HasFailure(); ++call) {
+            changing.run(fault, Duration::once, call);
+            struck = changing.wasStruck();
+            const std::string where = fault + " at call " + std::to_string(call);
+            EXPECT_EQ(machine.listed(), now) << where;
+            expectSoundAfterNextChange(machine, now, where);
+        }
+    }
 }
 
 // What a power cut may leave: the row without its link, links of no row, folders of no row.

@@ -41,6 +41,42 @@ TEST(SharedStore, UsersCopyWinsAndEachIsRemovedByItsOwnCommand) {
     EXPECT_EQ(machine.tavik({"--remove_for_all", "com.example.a"}).exitCode, 256 - 7);
 }
 
+TEST(SharedStore, WhatIsSwitchedOffForAllStaysOff) {
+    Machine machine;
+    const std::string folder = machine.path("plug-ins");
+    machine.addProduct("sketch", "Sketch Pro", "17.2",
+                       R"(, "extensionsFolder": ")" + folder + "\"");
+    ASSERT_EQ(
+        machine.tavik({"--install_for_all", machine.package("com.example.a", "1.0")}).exitCode, 0);
+    ASSERT_EQ(machine.tavik({"--disable", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{"Disabled com.example.a 1.0"});
+    EXPECT_EQ(namesIn(folder), List{});
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
+    EXPECT_EQ(namesIn(folder), List{"com.example.a"});
+    ASSERT_EQ(machine.tavik({"--remove", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(machine.listed(), List{"Disabled com.example.a 1.0"});
+    EXPECT_EQ(namesIn(folder), List{});
+}
+
+// As in an administrator's script, where nobody is at home.
+TEST(SharedStore, IsFilledWithoutAHome) {
+    Machine machine;
+    const std::string place = machine.shared("products/sketch/extensions/com.example.a");
+    fs::create_directories(machine.shared());
+    fs::rename(machine.user("products.d"), machine.shared("products.d"));
+    for (const char* variable : {"HOME", "TAVIK_HOME"})
+        machine.environment().erase(variable);
+    const List install{"--install_for_all", machine.package("com.example.a", "1.0")};
+    fs::create_directories(fs::path(place).parent_path());
+    fs::create_directory_symlink(machine.path("work"), place);
+    EXPECT_EQ(machine.tavik(install).exitCode, 256 - 21);
+    EXPECT_EQ(fs::read_symlink(place), machine.path("work"));
+    fs::remove(place);
+    const Result result = machine.tavik(install);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(readFile(place + "/content.txt"), "1.0");
+}
+
 TEST(SharedStore, EverythingIsReadableByAllWhateverTheUmask) {
     for (const mode_t mask : {0000U, 0077U}) {
         Machine machine;
@@ -75,7 +111,8 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
     machine.environment()["TAVIK_HOME"] = machine.path("nobody");
     for (const char* folder : {"", "ext", "staging", "products/sketch/extensions"})
         fs::permissions(machine.shared(folder), fs::perms(0555));
-    Result result = run(asOrdinaryUser({"--list", "all"}), machine.environment());
+    machine.runAs(Machine::As::ordinaryUser);
+    Result result = machine.tavik({"--list", "all"});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_NE(result.out.find("com.example.a"), std::string::npos) << result.out;
 
@@ -83,12 +120,42 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
                              {"--remove_for_all", "com.example.a"},
                              {"--disable", "com.example.a"}};
     for (const auto& command : commands) {
-        result = run(asOrdinaryUser(command), machine.environment());
+        result = machine.tavik(command);
         EXPECT_EQ(result.exitCode, 256 - 25) << command[0] << ": " << result.err;
         EXPECT_NE(result.err.find("the right to do this is missing"), std::string::npos);
     }
     for (const char* folder : {"", "ext", "staging", "products/sketch/extensions"})
         fs::permissions(machine.shared(folder), fs::perms(0755));
+}
+
+// A product that only an administrator may add to; the store is for its user's eyes.
+TEST(SharedStore, WhereTheHostsFolderIsClosedNothingIsInstalled) {
+    Machine machine;
+    fs::permissions(machine.path(""), fs::perms(01777));
+    const std::string folder = machine.path("plug-ins");
+    fs::create_directories(folder);
+    fs::create_directories(machine.shared());
+    fs::rename(machine.user("products.d"), machine.shared("products.d"));
+    writeFile(machine.shared("products.d/.sketch.json"), "{\"half");  // being written
+    machine.environment()["TAVIK_HOME"] = machine.path("hers");
+    const List install{"--install", machine.package("com.example.a", "1.0")};
+    machine.runAs(Machine::As::ordinaryUser);
+    ASSERT_EQ(machine.tavik(install).exitCode, 0);
+    EXPECT_EQ(fs::status(machine.path("hers")).permissions(), fs::perms(0700));
+
+    machine.environment()["TAVIK_HOME"] = machine.path("his");
+    writeFile(machine.shared("products.d/sketch.json"),
+              R"({"name": "sketch", "displayName": "Sketch Pro", "version": "17.2",)"
+              R"( "extensionsFolder": ")" +
+                  folder + "\"}");
+    fs::permissions(folder, fs::perms(0555));
+    const Result result = machine.tavik(install);
+    fs::permissions(folder, fs::perms(0755));
+    EXPECT_EQ(result.exitCode, 256 - 25) << result.err;
+    EXPECT_NE(result.err.find(folder), std::string::npos) << result.err;
+    const std::string listed = machine.tavik({"--list", "all"}).out;
+    EXPECT_EQ(listed.find("com.example.a"), std::string::npos) << listed;
+    EXPECT_EQ(namesIn(folder), List{});
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -24,9 +25,6 @@ TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
         {"mv user real; ln -s real user", -21, "user: "},
         {"chmod 777 user/QZ", -21, "user/QZ"},
         {"chmod 770 user", -21, "user: "},
-        {"echo '{\"name\": 1}' > user/QZ/products.d/bad.json", -29, "products.d/bad.json"},
-        {"cd user/QZ/products.d; cp sketch.json x.json", -29, "products.d/x.json"},
-        {"cd user/QZ/products.d; sed s/\"sketch\"/\"x\"/ sketch.json > x.json", -29, "Sketch Pro"},
         {"cd user/QZ; rm store.db; mkfifo store.db", -21, "store.db"},
     };
     for (const auto& row : rows) {
@@ -44,10 +42,31 @@ TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
     }
 }
 
+// Its owner could put anything into it.
+TEST(StoreFailure, WhatBelongsToAnotherUserIsNotUsed) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can give a folder away";
+    for (const char* given : {"user", "user/QZ", "shared", "shared/QZ", "shared/QZ/policy.json"}) {
+        Machine machine;
+        writeFile(machine.shared("policy.json"), "{}");
+        ASSERT_EQ(::chown(machine.path(given).c_str(), 65534, 65534), 0);
+        const Result result = machine.install(machine.package("com.example.a", "1.0"));
+        EXPECT_EQ(result.exitCode, 256 - 21) << given << result.err;
+        EXPECT_NE(result.err.find(machine.path(given) + ": "), std::string::npos) << result.err;
+        EXPECT_EQ(namesIn(machine.user("ext")), std::vector<std::string>{});
+    }
+}
+
 TEST(StoreFailure, ThePlaceOfTheStoreIsKnown) {
     Machine machine;
     machine.environment()["TAVIK_HOME"] = "here";
     EXPECT_NE(machine.tavik({"--list", "all"}).err.find("TAVIK_HOME=here"), std::string::npos);
+    // Behind a slash the system would follow the link.
+    fs::create_directory_symlink(machine.path("user"), machine.path("link"));
+    for (const char* link : {"link", "link/", "user/../link//"}) {
+        machine.environment()["TAVIK_HOME"] = machine.path(link);
+        EXPECT_EQ(machine.tavik({"--list", "all"}).exitCode, 256 - 21) << link;
+    }
     machine.environment().erase("TAVIK_HOME");
     machine.environment().erase("HOME");
     EXPECT_EQ(machine.tavik({"--list", "all"}).exitCode, 256 - 20);
@@ -64,19 +83,22 @@ TEST(StoreFailure, ReadOnlyDiskIsSaidSo) {
     EXPECT_NE(result.err.find("the disk is read-only"), std::string::npos) << result.err;
 }
 
-TEST(StoreFailure, AFullDiskKeepsNobodyFromRemoving) {
-    Machine machine;
-    ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
-    machine.environment().insert({{"LD_PRELOAD", TAVIK_FAULTS_LIBRARY},
-                                  {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
-                                  {"FAULT", std::to_string(ENOSPC)},
-                                  {"FAULT_AT", "1"},
-                                  {"FAULT_ONWARD", "1"},
-                                  {"FAULT_FROM", "staging"},
-                                  {"FAULT_RELIEF", ".reserve"}});
-    const Result result = machine.tavik({"--remove", "com.example.a"});
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(machine.garbage(), std::vector<std::string>{});
+TEST(StoreFailure, AFullDiskKeepsNobodyFromRemovingOrDisabling) {
+    for (const char* command : {"--remove", "--disable"}) {
+        Machine machine;
+        ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+        machine.environment().insert({{"LD_PRELOAD", TAVIK_FAULTS_LIBRARY},
+                                      {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+                                      {"FAULT", std::to_string(ENOSPC)},
+                                      {"FAULT_AT", "1"},
+                                      {"FAULT_ONWARD", "1"},
+                                      {"FAULT_FROM", "staging"},
+                                      {"FAULT_RELIEF", ".reserve"}});
+        const Result result = machine.tavik({command, "com.example.a"});
+        EXPECT_EQ(result.exitCode, 0) << command << result.err;
+        EXPECT_EQ(machine.garbage(), std::vector<std::string>{}) << command;
+        EXPECT_EQ(machine.seenByHost("com.example.a"), "") << command;
+    }
 }
 
 TEST(StoreFailure, ExplanationComesInTheLanguageOfTheLocale) {

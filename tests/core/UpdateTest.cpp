@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
 
 #include "tests/support/FeedServer.h"
@@ -12,6 +13,7 @@ namespace fs = std::filesystem;
 using List = std::vector<std::string>;
 
 constexpr const char* kToken = "s3cr3t-t0ken";
+constexpr int kPackageTooLarge = 256 - 14;
 constexpr int kDownloadFailed = 256 - 38;
 constexpr int kDownloadDiffers = 256 - 39;
 constexpr int kEndPointMissing = 256 - 46;
@@ -102,13 +104,58 @@ TEST_F(Update, OnlyTheFileThatTheFeedDescribesIsInstalled) {
     server_.serve("/site/a.qpk", {right});
     serveFeed("\"1.5\"", "\"1.7\"");  // the digest is right, the version is not
     EXPECT_EQ(update(), 256 - 40);
+    publish(PackageBuilder("com.example.b", "1.6"));
+    serveFeed("com.example.b", "com.example.a");  // nor is this the extension
+    EXPECT_EQ(update(), 256 - 40);
     expectInstalled("Enabled com.example.a 1.0");
+    publish(version("1.5"));
 
     server_.serve("/site/half", half);
     server_.serve("/site/wrong", {wrong});
     serveFeed("\"a.qpk\"", R"(["none", "half", "wrong", "a.qpk"])");
     EXPECT_EQ(update(), 0);
     expectInstalled("Enabled com.example.a 1.5");
+}
+
+// The package lies beside the feed that was read, wherever the address of the feed led to.
+TEST_F(Update, ComesFromWhereTheFeedHasMoved) {
+    publish(version("1.5"));
+    std::string feed = readFile(machine_.path("site/feed.json"));
+    const std::size_t digest = feed.find(':', feed.find("\"sha256\""));
+    for (std::size_t at = digest; feed[at] != '}' && feed[at] != ','; ++at)
+        feed[at] = static_cast<char>(std::toupper(feed[at]));
+    server_.serve("/moved/feed.json", {feed});
+    server_.serve("/moved/a.qpk", {readFile(machine_.path("site/a.qpk"))});
+    server_.serve("/site/feed.json", {"", 302, {"Location: /moved/feed.json"}});
+    server_.serve("/site/a.qpk", {"", 404});
+    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 0);
+    expectInstalled("Enabled com.example.a 1.5");
+}
+
+TEST_F(Update, KeepsToTheLimitsOfAnAdministrator) {
+    const auto large = version("1.5").stored("large", std::string(500, 'x'));
+    publish(large);
+    writeFile(machine_.shared("policy.json"), R"({"limits": {"fileBytes": 499}})");
+    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, kPackageTooLarge);
+    EXPECT_EQ(machine_.install(machine_.package(large)).exitCode, kPackageTooLarge);
+    expectInstalled("Enabled com.example.a 1.0");
+    writeFile(machine_.shared("policy.json"), R"({"limits": {"fileBytes": 500}})");
+    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 0);
+    expectInstalled("Enabled com.example.a 1.5");
+}
+
+// What is listed is what can be updated, and it stays in the store that it is in.
+TEST_F(Update, ConcernsTheCopyThatIsListed) {
+    const List installForAll{"--install_for_all", machine_.package("com.example.a", "0.9")};
+    ASSERT_EQ(machine_.tavik(installForAll).exitCode, 0);
+    publish(version("1.0"));
+    Result result = machine_.tavik({"--list_update", "all"});
+    EXPECT_EQ(result.out + result.err, "") << "the hidden copy is older";
+    ASSERT_EQ(machine_.tavik({"--remove", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(machine_.listed(), List{"Enabled com.example.a 1.0"});
+    EXPECT_EQ(namesIn(machine_.user("ext")), List{});
+    EXPECT_EQ(namesIn(machine_.shared("ext")).size(), 2U) << "one folder and its list of files";
 }
 
 TEST_F(Update, RequiredAccountIsAskedForAndTheTokenIsNeverWritten) {
@@ -127,6 +174,7 @@ TEST_F(Update, RequiredAccountIsAskedForAndTheTokenIsNeverWritten) {
     other.serve("/yes", {"yes"});
     const std::string target = "/kps/accounts/me%2F..%40home/extensions/com.example.a";
     const std::pair<ServerAnswer, int> rows[] = {
+        {{"no", 401}, kAccountRefused},
         {{"no", 403}, kAccountRefused},
         {{"no", 404}, kAccountRefused},
         {{"no", 429}, kIdentityUnreachable},
@@ -147,6 +195,7 @@ TEST_F(Update, RequiredAccountIsAskedForAndTheTokenIsNeverWritten) {
     // Without credentials, an update of such an extension is refused like its install.
     publish(version("1.6").with("requiresAccount", "true"));
     EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, kEndPointMissing);
+    EXPECT_TRUE(server_.requests("/site/a.qpk").empty()) << "downloaded before anybody was asked";
     const List update{"--setKPSEndPoint", server_.address("/kps"), "--update", "com.example.a"};
     EXPECT_EQ(machine_.tavik(update).exitCode, kCredentialsMissing);
 

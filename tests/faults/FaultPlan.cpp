@@ -10,6 +10,9 @@
 // FAULT_FROM    nothing is counted before the file of this name is opened
 // FAULT_RELIEF  nothing fails any more once the file of this name is deleted
 // FAULT_LOG     names a file that gets the struck call's name
+// FAULT_PATH    instead of a number: each opening, making or deleting of what the program calls by
+//               this name, and each reading of a link of this name, fails with FAULT; with "stop",
+//               the process says "stopped" on its standard output and stops, once
 // FAULT_COUNT   names a file that gets the number of counted calls when the process ends
 
 #include "tests/faults/FaultPlan.h"
@@ -86,6 +89,17 @@ __attribute__((destructor)) void writeCount() {
 }
 
 }  // namespace
+
+bool strikesAt(const char* path) {
+    static const char* const name = std::getenv("FAULT_PATH");
+    if (name == nullptr || path == nullptr || std::strcmp(path, name) != 0)
+        return false;
+    errno = static_cast<int>(numberFrom("FAULT"));
+    static std::atomic<bool> hasStopped{false};
+    if (errno == 0 && !hasStopped.exchange(true) && write(STDOUT_FILENO, "stopped\n", 8) == 8)
+        raise(SIGSTOP);
+    return errno != 0;
+}
 
 bool strikes(const char* name, unsigned traits) {
     if (!isArmed || isRelieved || !isOfKind(traits))

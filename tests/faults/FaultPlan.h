@@ -18,6 +18,9 @@ enum CallTraits : unsigned {
 /// Counts this call; true where it is to fail, errno is set then. `name` goes into the log.
 bool strikes(const char* name, unsigned traits);
 
+/// The same for calls about one path, however often they come; see FAULT_PATH.
+bool strikesAt(const char* path);
+
 /// Puts this into the log, in the place of what is there.
 void logStrike(const char* text);
 

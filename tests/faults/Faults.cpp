@@ -85,8 +85,6 @@ COUNTED(int, renameat2, (int a, const char* from, int b, const char* to, unsigne
 COUNTED(int, link, (const char* from, const char* to), (from, to), kChangesName)
 COUNTED(int, linkat, (int a, const char* from, int b, const char* to, int flags),
         (a, from, b, to, flags), kChangesName)
-COUNTED(int, symlinkat, (const char* target, int fd, const char* path), (target, fd, path),
-        kChangesName)
 COUNTED(int, rmdir, (const char* path), (path), kChangesName)
 COUNTED(int, chmod, (const char* path, mode_t mode), (path, mode), kChangesName)
 COUNTED(int, fchmod, (int fd, mode_t mode), (fd, mode), kChangesName)
@@ -117,8 +115,6 @@ COUNTED(int, faccessat, (int fd, const char* path, int mode, int flags), (fd, pa
         kNamesPath)
 COUNTED(ssize_t, readlink, (const char* path, char* text, size_t size), (path, text, size),
         kNamesPath)
-COUNTED(ssize_t, readlinkat, (int fd, const char* path, char* text, size_t size),
-        (fd, path, text, size), kNamesPath)
 COUNTED(int, flock, (int fd, int what), (fd, what), kInterruptible)
 COUNTED(int, memfd_create, (const char* name, unsigned flags), (name, flags), kOpens)
 FAILING(char*, realpath, (const char* path, char* result), (path, result), kNamesPath, nullptr)
@@ -135,21 +131,32 @@ FAILING(FILE*, fopen, (const char* path, const char* mode), (path, mode),
 FAILING(FILE*, fopen64, (const char* path, const char* mode), (path, mode),
         openingTraits(*mode == 'r' ? O_RDONLY : O_CREAT), nullptr)
 
-#define OPENS(name, parameters, arguments)                                 \
-    EXPORTED int name parameters {                                         \
-        static auto* const real = next<int parameters>(#name);             \
-        va_list more;                                                      \
-        va_start(more, flags);                                             \
-        const mode_t mode = modeFrom(flags, more);                         \
-        va_end(more);                                                      \
-        noteOpened(path);                                                  \
-        return strikes(#name, openingTraits(flags)) ? -1 : real arguments; \
+#define OPENS(name, parameters, arguments)                                                    \
+    EXPORTED int name parameters {                                                            \
+        static auto* const real = next<int parameters>(#name);                                \
+        va_list more;                                                                         \
+        va_start(more, flags);                                                                \
+        const mode_t mode = modeFrom(flags, more);                                            \
+        va_end(more);                                                                         \
+        noteOpened(path);                                                                     \
+        return strikesAt(path) || strikes(#name, openingTraits(flags)) ? -1 : real arguments; \
     }
 
 OPENS(open, (const char* path, int flags, ...), (path, flags, mode))
 OPENS(open64, (const char* path, int flags, ...), (path, flags, mode))
 OPENS(openat, (int folder, const char* path, int flags, ...), (folder, path, flags, mode))
 OPENS(openat64, (int folder, const char* path, int flags, ...), (folder, path, flags, mode))
+
+EXPORTED int symlinkat(const char* target, int folder, const char* path) {
+    static auto* const real = next<int(const char*, int, const char*)>("symlinkat");
+    return strikesAt(path) || strikes("symlinkat", kChangesName) ? -1 : real(target, folder, path);
+}
+
+EXPORTED ssize_t readlinkat(int folder, const char* path, char* text, size_t size) {
+    static auto* const real = next<ssize_t(int, const char*, char*, size_t)>("readlinkat");
+    return strikesAt(path) || strikes("readlinkat", kNamesPath) ? -1
+                                                                : real(folder, path, text, size);
+}
 
 EXPORTED int unlink(const char* path) {
     static auto* const real = next<int(const char*)>("unlink");
@@ -160,7 +167,7 @@ EXPORTED int unlink(const char* path) {
 EXPORTED int unlinkat(int folder, const char* path, int flags) {
     static auto* const real = next<int(int, const char*, int)>("unlinkat");
     noteDeleted(path);
-    return strikes("unlinkat", kChangesName) ? -1 : real(folder, path, flags);
+    return strikesAt(path) || strikes("unlinkat", kChangesName) ? -1 : real(folder, path, flags);
 }
 
 EXPORTED long syscall(long number, ...) {

@@ -119,16 +119,20 @@ def judge_folders(machine):
         require(not staging, f"staging/ of the {store} store holds {staging}")
 
 
-def judge_list(machine, state, warnings_are_fine=False):
-    """A list works at once, needs no right to write, and shows what the rows say."""
+def judge_list(machine, state, warnings_are_fine=False, masked=()):
+    """A list works at once, needs no right to write, and shows what the rows say. `masked`: the ids
+    that the user has switched off for himself."""
     found = machine.listed(warnings_are_fine=warnings_are_fine)
-    require(found == merged(state), f"the list shows {found}, the rows say {state}")
+    wanted = merged(state)
+    for name in set(masked) & set(state["shared"]) - set(state["user"]):
+        wanted[name] = (wanted[name][0], "Disabled")
+    require(found == wanted, f"the list shows {found}, the rows say {state}")
 
 
-def judge_sound(machine, state):
+def judge_sound(machine, state, masked=()):
     """Nothing is left to do: list, rows, folders and links are one."""
     require(shown(machine) == state, f"the stores hold {shown(machine)}, not {state}")
-    judge_list(machine, state)
+    judge_list(machine, state, masked=masked)
     judge_folders(machine)
     judge_links(machine)
 

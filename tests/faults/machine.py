@@ -219,3 +219,7 @@ class Machine:
         return {str(folder / name): os.readlink(folder / name)
                 for folder, _ in self.link_folders() for name in os.listdir(folder)
                 if os.path.islink(folder / name)}
+
+    def masked(self):
+        """The ids of the shared store that the user has switched off for himself."""
+        return {path.name for path in (self.user / "products").glob("*/disabled/*")}

@@ -16,18 +16,20 @@ ARROWS = {
     "platform/support": "",
     "platform/core/status": "platform/support",
     "platform/core/disk": "platform/core/status platform/support",
-    "platform/core/crypto": "",
-    "platform/core/net": "platform/core/crypto platform/core/status platform/support",
-    "platform/core/package": "platform/core/status platform/support",
-    "platform/core/policy": "platform/core/package platform/core/disk platform/core/status",
+    "platform/core/crypto": "platform/support",
+    "platform/core/net": "platform/core/crypto platform/core/disk platform/core/status"
+                         " platform/support",
+    "platform/core/package": "platform/core/disk platform/core/status platform/support",
+    "platform/core/policy": "platform/core/package platform/core/net platform/core/disk"
+                            " platform/core/status platform/support",
     "platform/core/products": "platform/core/package platform/core/disk platform/core/status"
                               " platform/support",
     "platform/core/trust": "platform/core/policy platform/core/package platform/core/crypto"
                            " platform/core/disk platform/core/status platform/support",
     "platform/core/store": "platform/core/products platform/core/trust platform/core/package"
                            " platform/core/disk platform/core/status platform/support",
-    "platform/core/updates": "platform/core/package platform/core/net platform/core/crypto"
-                             " platform/core/status platform/support",
+    "platform/core/updates": "platform/core/trust platform/core/policy platform/core/package"
+                             " platform/core/net platform/core/crypto platform/core/status platform/support",
     "platform/core/identity": "platform/core/net platform/core/status platform/support",
     "platform/core/session": "platform/core/identity platform/core/updates platform/core/store"
                              " platform/core/trust platform/core/products"
@@ -44,7 +46,7 @@ ARROWS = {
     "TavikCmd/reporting": "platform/include",
     "TavikCmd": "TavikCmd/registry TavikCmd/reporting platform/include",
     "tools/qpk": "platform/core/updates platform/core/trust"
-                 " platform/core/package platform/core/net platform/core/crypto"
+                 " platform/core/package platform/core/net platform/core/crypto platform/core/disk"
                  " platform/core/status platform/support",
     "tools/vellctl": "platform/vell platform/support",
 }

@@ -39,7 +39,7 @@ TEST(ResultMessage, ReachesTheHubByteForByteAndChangesNothingElse) {
          payload("0", "text of 0", "install", "", "")},
         {"--install p", "status|InstallExtension|-12\nmessage|-12|\n",
          payload("-12", "", "install", "", "")},
-        {"--disableSendResult TRUE --install p --remove Brushes", "", ""},
+        {"--disableSendResult tRuE --install p --remove Brushes", "", ""},
         {"--install_for_all p --remove_for_all Brushes", "", ""},
         {"--remove Brushes", "status|GetExtensionHandleByName|-3\n", ""},
         {"--disableSendResult yes --remove Brushes", "", payload("0", "text of 0", "uninstall")},

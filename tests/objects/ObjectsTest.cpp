@@ -66,6 +66,7 @@ TEST(SoString, ShrinksComparesAndMapsBytes) {
     EXPECT_EQ(text.compare("\xC3\x84"), 0);
     EXPECT_GT(text.compare(nullptr), 0);
     EXPECT_FALSE(SoString("a\0b", 3) == SoString("a\0c", 3));
+    EXPECT_FALSE(SoString("a", 1) == SoString("ab", 2));
 }
 
 // Both ends of what no UTF-16 test reaches, and the first of two bytes.

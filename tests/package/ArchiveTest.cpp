@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/core/package/Package.h"
+#include "platform/support/Text.h"
 #include "tests/package/Expect.h"
 #include "tests/support/PackageBuilder.h"
 #include "tests/support/TemporaryFolder.h"
@@ -104,6 +105,7 @@ TEST(Archive, ReadsEveryFormThatPackersWrite) {
         h.extra = zip64Extra({h.size, h.compressedSize});
         h.size = h.compressedSize = 0xFFFFFFFF;
     };
+    const std::string zeros(20'000, '\0');
     const std::vector<Row> rows = {
         {"descriptor", entry([](auto& e) { addDescriptor(e, "PK\7\10", 4); })},
         {"bare descriptor", entry([](auto& e) { addDescriptor(e, "", 4); })},
@@ -124,6 +126,8 @@ TEST(Archive, ReadsEveryFormThatPackersWrite) {
         {"directory in another order", good().reverseDirectory().bytes()},
         {"depth 32", good().file(deepPath(31), "x").bytes()},
         {"long path", good().file(kLongestPath, "x").bytes()},
+        {"many files of hardly any data",
+         good().file("1", zeros).file("2", zeros).file("3", zeros).file("4", zeros).bytes()},
         {"dots and accents", good().file("..a/.../d\xC3\xA9j\xC3\xA0", "x").bytes()},
     };
     const TemporaryFolder folder;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/core/package/Manifest.h"
+#include "platform/support/Text.h"
 
 namespace tavik::testing {
 namespace {
@@ -24,6 +25,13 @@ std::string manifestWith(const std::string& member, const std::string& json) {
         if (!value.empty())
             text += (text.empty() ? "{\"" : ",\"") + key + "\":" + value;
     return text + "}";
+}
+
+std::string manyProducts(int count) {
+    std::string json;
+    for (int i = 0; i < count; ++i)
+        json += (i == 0 ? "[" : ",") + (R"({"name":")" + std::to_string(i) + "\"}");
+    return json + "]";
 }
 
 std::vector<Fault> faultsOf(const std::string& text) {
@@ -55,6 +63,10 @@ TEST(Manifest, RefusesWhatBreaksARule) {
         {"name", invalid, {"", "\"\"", R"("a\nb")", R"("\u001b[31m")", R"("\u0085")", text(256)}},
         {"version", invalid, {"", "\"\"", "\"one\"", "1.0"}},
         {"products", invalid, {"", "[]", "{}", "[1]", "[{}]", name("\"\""), name(text(64))}},
+        {"name", invalid, {R"(" ")", R"("\u3000")", R"("a\u202eb")", R"("a\u200bb")"}},
+        {"products",
+         invalid,
+         {R"([{"name":"a"},{"name":"a","minVersion":"1"}])", manyProducts(257)}},
         {"products", invalid, {range(R"("minVersion":"x")"), range(R"("maxVersion":"")")}},
         {"products", invalid, {range(R"("minVersion":"2","maxVersion":"1")")}},
         {"storeName", invalid, {text(256), "1"}},
@@ -78,7 +90,8 @@ TEST(Manifest, TakesWhatIsAtTheLimits) {
     const std::pair<const char*, std::string> rows[] = {
         {"id", "\"A_b-c.D\""},
         {"name", "\"Pinceaux d'\xC3\xA9t\xC3\xA9 \xF0\x9F\x8E\xA8\""},
-        {"products", R"([{"name":"a","minVersion":"1.0","maxVersion":"1"},{"name":"a"}])"},
+        {"products", R"([{"name":"a","minVersion":"1.0","maxVersion":"1"},{"name":"A"}])"},
+        {"products", manyProducts(256)},
         {"storeName", "\"\""},
         {"description", R"("one\ntwo\ttabs")"},
         {"requires", "[]"},

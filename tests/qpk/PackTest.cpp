@@ -62,7 +62,7 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
         {"mkdir b; echo > b/.DS_Store", "entry \"b/.DS_Store\": was left behind"},
         {"echo > x; echo > X", "on some systems"},
         {"rm extension.json", "extension.json: is missing"},
-        {"sed -i '1s/{/{\"licence\": \"x\", /' extension.json", "licence is a member that nobody"},
+        {"sed -i '1s/{/{\"licence\": \"x\", /' extension.json", "unknown member \"licence\""},
     };
     for (const auto& [spoil, text] : rows) {
         SCOPED_TRACE(spoil);
@@ -78,7 +78,7 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
     expectIn("lie in the folder", bad({"pack", source("a"), "-o", at("out/../a/x.qpk")}));
     ::mkfifo(at("pipe").c_str(), 0600);
     fs::create_symlink("pipe", at("pipe.qpk"));
-    expectIn("no regular file", bad({"pack", source("a"), "-o", at("pipe.qpk")}));
+    expectIn("not a regular file", bad({"pack", source("a"), "-o", at("pipe.qpk")}));
     EXPECT_TRUE(fs::is_fifo(at("pipe.qpk")));
 }
 
@@ -87,6 +87,7 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
     builder.with("homepage", "\"example.com\"")
         .with("updateUrl", "\"http://example.com/feed.json\"")
         .with("requiredAccount", "true")
+        .with("storeName", R"("A & B")")
         .with("products", R"([{"name": "sketch", "minversion": "1"}, {}, 3])")
         .file("link", "/etc/passwd", 0120777)
         .file("../up", "")
@@ -96,9 +97,10 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
     EXPECT_EQ(result.exitCode, 1);
     for (const char* fault :
          {"extension.json: id \"bad id\"", "extension.json: version \"x\"", "homepage begins",
-          "updateUrl is http:", "requiredAccount is a member", "products: minversion is a member",
-          "products[1].name", "products[2]", "entry \"link\": is a link",
-          "entry \"../up\": has a component", "entry \".git/config\": was left behind"})
+          "updateUrl is http:", "unknown member \"requiredAccount\"", "storeName has one of < &",
+          "products[0] has an unknown member \"minversion\"", "products[1].name", "products[2]",
+          "entry \"link\": is a link", "entry \"../up\": has a component",
+          "entry \".git/config\": was left behind"})
         expectIn(at("a.qpk") + ": ", result.out), expectIn(fault, result.out);
     EXPECT_LT(result.out.find("requiredAccount"), result.out.find("entry \"../up\"")) << "by place";
 }

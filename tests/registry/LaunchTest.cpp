@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "tests/registry/ScriptedFramework.h"
@@ -53,6 +55,25 @@ const Row kRows[] = {
      PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|@\n"
              "tavik-7.0: IsShellTool=true; ExecutableExtensionMac=; ExecutableBasename=A",
      "A.term"},
+    {"path by payload, application",
+     PAYLOAD "vellGetPayloadData|{P}|4" CONFIG
+             "tavik-7.0: ExecutableExtensionMac=; ExecutableBasename=P",
+     "P.app"},
+    {"path by payload, specifier in other letters",
+     "{P}: ParlexCode=/norva/parlex/end-1.0; QRTConfigPath=@P.app/Contents/Resources/Q/conf.xml\n"
+     "End-1.0: ExecutableBasename=P\ntavik-7.0: RedirectTo=End-1.0",
+     "P.app"},
+    {"own path before the payload's",
+     PAYLOAD "vellGetPayloadData|{P}|4" CONFIG "tavik-7.0: Path=@A.app; ExecutableBasename=P",
+     "A.app"},
+    {"own path before a web address",
+     "tavik-7.0: Path=@A.app; ExecutableBasename=https://x.norva.com/y", "A.app"},
+    {"no path by payload without a basename",
+     PAYLOAD "vellGetPayloadData|{P}|4" CONFIG "tavik-7.0: DisplayName=P", ""},
+    {"no path by what is no payload",
+     "/P: ParlexCode=/norva/parlex/tavik-7.0; QRTConfigPath=@P.app/Contents/Resources/Q/conf.xml\n"
+     "tavik-7.0: ExecutableBasename=P",
+     ""},
     {"payload's file not deep enough",
      PAYLOAD "vellGetPayloadData|{P}|4|QRTConfigPath -> 0|/a/b/c/d/e.xml\n"
              "tavik-7.0: ExecutableBasename=P",
@@ -62,10 +83,11 @@ const Row kRows[] = {
      "between-1.0: Path=/x; RedirectTo=End_2-1.0",
      "B.app"},
     {"redirect to nothing", "tavik-7.0: Path=@A.app; RedirectTo=nobody", "A.app"},
-    {"last payload of two, codes up to an empty one",
+    {"last payload with a file, codes up to an empty one",
      "{A}: ParlexCode=/norva/parlex/tavik-7.0; QRTConfigPath=/nowhere\n"
      "{B}: ParlexCode=/norva/parlex/TAVIK-7.0; ParlexCode1=; QRTConfigPath=@\n"
      "{C}: ParlexCode=; ParlexCode1=/norva/parlex/tavik-7.0; QRTConfigPath=/nowhere\n"
+     "{D}: ParlexCode=/norva/parlex/tavik-7.0\n"
      "tavik-7.0: ExecutableBasename=A",
      "A.app"},
     {"a value that cannot be read empties the list",
@@ -121,6 +143,47 @@ TEST(Launch, ClosesItsSessionsAndTakesEveryEntryAsOptional) {
         EXPECT_EQ(framework.launch("", {entry}).out, "A.app 1 ''\n") << entry;
 }
 
+/// What a refused launch leaves: one line, the status for "not found", and nothing started.
+void expectRefused(const Result& result, const std::string& cause) {
+    EXPECT_EQ(result.exitCode, kNotFound) << cause;
+    EXPECT_EQ(result.out, "") << cause;
+    EXPECT_NE(result.err.find(cause), std::string::npos) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+}
+
+// A relative path is another program in each folder.
+TEST(Launch, RefusesAPathThatIsNotAbsolute) {
+    ScriptedFramework framework;
+    application(framework, "A.app");
+    framework.script("tavik-7.0: Path=../A\x1B.app");
+    const Result result = framework.launch("fr_FR");
+    expectRefused(result, "no absolute path");
+    EXPECT_EQ(result.err.find('\x1B'), std::string::npos);
+}
+
+// Another user must not choose what runs as root: not by owning the program, by writing to it or to
+// a folder above it, nor by a link.
+TEST(Launch, RootStartsRootsProgramsAlone) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can give a program away";
+    ScriptedFramework framework;
+    for (const char* name : {"A.app", "B.app", "C.app", "D.app"})
+        application(framework, name);
+    const auto in = [&](const std::string& name) { return framework.folder() / name; };
+    const std::string program = "/Contents/MacOS/Norva Quendel QZ";
+    ASSERT_EQ(chown(in("A.app" + program).c_str(), 65534, 65534), 0);
+    fs::permissions(in("B.app/Contents"), fs::perms::others_write, fs::perm_options::add);
+    ASSERT_EQ(chown(in("C.app").c_str(), 65534, 65534), 0);
+    fs::create_directory_symlink("A.app", in("link.app"));
+    fs::create_directory_symlink("D.app", in("good.app"));
+    for (const char* name : {"A.app", "B.app", "C.app", "link.app"}) {
+        framework.script(std::string("tavik-7.0: Path=@") + name);
+        expectRefused(framework.launch("fr_FR"), "others than root can change");
+    }
+    framework.script("tavik-7.0: Path=@good.app");
+    EXPECT_EQ(framework.launch("fr_FR").out, "D.app 1 'fr_FR'\n");
+}
+
 // The sample registry and the sample application, through the local framework; then without the
 // database, and with a framework that is no library.
 TEST(Launch, StartsTheSampleApplicationFromARealDatabase) {
@@ -133,7 +196,9 @@ TEST(Launch, StartsTheSampleApplicationFromARealDatabase) {
                             {"LD_LIBRARY_PATH", libraries}};
     const std::string vellctl = program("vellctl");
     run({vellctl, "import", source("samples/registry.json")}, environment);
-    run({vellctl, "set", "1", "/norva/parlex/tavik-7.0", "Path", source("samples/Quendel.app")},
+    // A copy: the source folder may belong to somebody else than who runs this.
+    fs::copy(source("samples/Quendel.app"), folder / "Quendel.app", fs::copy_options::recursive);
+    run({vellctl, "set", "1", "/norva/parlex/tavik-7.0", "Path", folder / "Quendel.app"},
         environment);
     const auto launch = [&environment](int exitCode) {
         const Result result = run({program("TavikCmd"), "--launch", "de_DE"}, environment);

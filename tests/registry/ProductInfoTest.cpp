@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "productinfo/DornProductInfoFromVellLib.h"
+#include "registry/PCDConnector.h"
 #include "tests/vell/VellFixture.h"
 
 namespace tavik::testing {
@@ -67,6 +68,14 @@ TEST_F(ProductInfo, TheFirstPayloadOfAnApplicationWins) {
     info->SerializeDummyLanguageKeys(session, "P6", nullptr, serialised);
     EXPECT_EQ(serialised, "");
     info->VellCloseSession(session, nullptr);
+}
+
+TEST_F(Vell, AChangeToTheConfigurationAloneMovesAConnectorsTime) {
+    ASSERT_EQ(import(kContent).exitCode, 0);
+    const Vexil::PCDConnector connector(false, Vexil::kDomainKeyOrvo);
+    const auto before = connector.getTimestamp();
+    vellctl({"set", "1", "/norva/parlex/z", "Path", "/new"});
+    EXPECT_GT(connector.getTimestamp(), before);
 }
 
 TEST_F(ProductInfo, WithoutADatabaseNothingIsKnown) {

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
+#include <iterator>
+#include <random>
 
 #include "registry/PCDConnector.h"
 #include "tests/registry/ScriptedFramework.h"
@@ -32,27 +35,30 @@ TEST_F(Registry, DomainOperationsGoToTheSessionThatServesThem) {
     const char* value = nullptr;
     struct {
         bool usePCD;
-        vellDomain own;
+        vellDomain own, asked;
         int read, write;
         std::string calls;
     } const rows[] = {
-        {true, kVellDomainOrvo, 7, 7,
+        {true, kVellDomainOrvo, kVellDomainTiv, 7, 7,
          "pcdGetDomainDataSubdomains|3\npcdGetDomainDataKeys|3|s\npcdGetDomainData|3|s|k\n"
          "pcdSetDomainData|3|s|k|v\npcdRemoveDomainData|3|s|k\n"},
-        {true, kVellDomainInstaller, 7, 11,
+        {true, kVellDomainInstaller, kVellDomainTiv, 7, 11,
          "vellGetCollectionPayloads|4|OrvoDataCollectionActingAsADomain\n"
          "vellGetPayloadDataKeys|s|3\nvellGetPayloadData|s|0|k\nvellGetPayloadDataKeys|s|0\n"},
-        {false, kVellDomainOrvo, 9, 11, ""},
+        {true, kVellDomainOrvo, kVellDomainInstaller, 7, 11,
+         "vellGetCollectionPayloads|4|OrvoDataCollectionActingAsADomain\n"
+         "vellGetPayloadDataKeys|s|0\nvellGetPayloadData|s|0|k\nvellGetPayloadDataKeys|s|0\n"},
+        {false, kVellDomainOrvo, kVellDomainTiv, 9, 11, ""},
     };
     for (const auto& row : rows) {
         const PCDWrapper w(row.usePCD, row.own);
         framework.calls();
-        EXPECT_EQ(w.pcdGetDomainDataSubdomains(kVellDomainTiv, &list), row.read);
-        EXPECT_EQ(w.pcdGetDomainDataKeys(kVellDomainTiv, "s", &list), row.read);
-        EXPECT_EQ(w.pcdGetDomainData(kVellDomainTiv, "s", "k", &value), row.read);
-        EXPECT_EQ(w.pcdSetDomainData(kVellDomainTiv, "s", "k", "v"), row.write);
-        EXPECT_EQ(w.pcdRemoveDomainData(kVellDomainTiv, "s", "k"), row.write);
-        EXPECT_EQ(framework.calls(), row.calls) << row.usePCD << row.own;
+        EXPECT_EQ(w.pcdGetDomainDataSubdomains(row.asked, &list), row.read);
+        EXPECT_EQ(w.pcdGetDomainDataKeys(row.asked, "s", &list), row.read);
+        EXPECT_EQ(w.pcdGetDomainData(row.asked, "s", "k", &value), row.read);
+        EXPECT_EQ(w.pcdSetDomainData(row.asked, "s", "k", "v"), row.write);
+        EXPECT_EQ(w.pcdRemoveDomainData(row.asked, "s", "k"), row.write);
+        EXPECT_EQ(framework.calls(), row.calls) << row.usePCD << row.own << row.asked;
     }
 }
 
@@ -139,6 +145,28 @@ TEST_F(Registry, ListsGroupsAndDropsWhatIsNotListed) {
     EXPECT_EQ(groups.count, 0);  // the list starts from scratch
 }
 
+TEST_F(Registry, ARegistryWithoutSubdomainsIsReadToItsEnd) {
+    framework.script("pcdGetDomainDataSubdomains|1 -> 8");
+    EXPECT_TRUE(read());
+    framework.script("pcdGetDomainDataSubdomains|1 -> 5");
+    EXPECT_FALSE(read());
+}
+
+// The payloads are scanned in domain 1 first, whichever domain is walked.
+TEST_F(Registry, AKeyChoosesTheDomainThatIsWalked) {
+    const std::string installer = "vellGetCollectionPayloads|4|OrvoDataCollectionActingAsADomain\n";
+    const std::string domain = "pcdGetDomainDataSubdomains|";
+    const std::string walks[] = {installer,      domain + "1\n", domain + "2\n",
+                                 domain + "3\n", domain + "4\n", domain + "1\n"};
+    for (std::uint32_t key = 0; key < std::size(walks); ++key) {
+        PCDConnector connector(true, static_cast<DomainKey>(key));
+        framework.calls();
+        EXPECT_FALSE(connector.initLists(apps, groups));
+        const std::string scan = key == 0 ? installer : domain + "1\n";
+        EXPECT_EQ(framework.calls(), scan + "vellGetLastModTime\n" + walks[key]) << key;
+    }
+}
+
 TEST_F(Registry, ConnectorsHaveNamesTimesAndASharedFolder) {
     SoString names;
     for (const bool usePCD : {false, true})
@@ -196,6 +224,87 @@ TEST(AppInfoList, FindsUpdatesAndRemoves) {
     EXPECT_TRUE(list.update(change));  // appended anew: nothing points to the removed one
     EXPECT_EQ(list.get(3), nullptr);
     EXPECT_EQ(list.get(-1), nullptr);
+
+    PXConnectorAppInfo other;
+    other.specifier = text("other");
+    EXPECT_TRUE(list.update(other));  // beside the record that was updated last
+    EXPECT_STREQ(list.get(2)->specifier.data, "new");
+    EXPECT_STREQ(list.get(3)->specifier.data, "other");
+    list.clear();
+    EXPECT_TRUE(list.update(other));  // nothing points to what was cleared, either
+    ASSERT_NE(list.get(0), nullptr);
+}
+
+TEST(AppInfoList, EqualsInAllButRedirectAndProcess) {
+    using Change = std::function<void(PXConnectorAppInfo&)>;
+    const SoString other = text("other");
+    const std::pair<const char*, Change> changes[] = {
+        {"specifier", [&](auto& r) { r.specifier = other; }},
+        {"path", [&](auto& r) { r.path = other; }},
+        {"window class name", [&](auto& r) { r.windowClassName = other; }},
+        {"bundle identifier", [&](auto& r) { r.bundleIdentifier = other; }},
+        {"display name", [&](auto& r) { r.displayName = other; }},
+        {"bus version", [&](auto& r) { r.busVersion = 7; }},
+        {"multiple instances", [&](auto& r) { r.allowMultipleInstances = true; }},
+        {"shell tool", [&](auto& r) { r.isShellTool = true; }},
+        {"scripting toolkit", [&](auto& r) { r.supportsScriptingToolkit = true; }},
+        {"authentication", [&](auto& r) { r.messageAuthentication = false; }},
+        {"digest", [&](auto& r) { r.messageDigest = false; }},
+        {"basename", [&](auto& r) { r.executableBasename = other; }},
+        {"extension", [&](auto& r) { r.executableExtension = other; }},
+        {"dictionary", [&](auto& r) { r.dictionary = other; }},
+        {"install path", [&](auto& r) { r.developerInstallPath = other; }},
+    };
+    for (const auto& [field, change] : changes) {
+        PXConnectorAppInfo changed;
+        change(changed);
+        EXPECT_FALSE(changed == PXConnectorAppInfo()) << field;
+    }
+    PXConnectorAppInfo same;
+    same.redirectTarget = other;
+    same.processID = 7;
+    EXPECT_TRUE(same == PXConnectorAppInfo());
+}
+
+/// The path that a record takes over by the rule itself; `none` where its target is in no record.
+std::string takenOver(const PXConnectorAppInfoList& list, const PXConnectorAppInfo& record,
+                      const std::string& none) {
+    PXConnectorAppInfo target;
+    if (record.redirectTarget.length == 0 || !list.find(record.redirectTarget, target))
+        return none;
+    const std::string further = takenOver(list, target, "");
+    return further.empty() ? target.path.data : further;
+}
+
+// Random lists without cycles, held against the rule, record by record in list order. What a chain
+// ends with may have no path, and what was emptied before counts for the records that follow.
+TEST(AppInfoList, ResolvesAsTheRuleReads) {
+    // The same lists in every run. NOLINTNEXTLINE(cert-msc32-c,cert-msc51-cpp)
+    std::mt19937 random(20);
+    const auto below = [&random](unsigned long limit) { return random() % limit; };
+    for (int round = 0; round < 3000; ++round) {
+        const auto count = static_cast<long>(1 + below(8));
+        PXConnectorAppInfoList list;
+        PXConnectorAppInfoList expected;
+        std::string shown;
+        for (long i = 0; i < count; ++i) {
+            // Several records may share a specifier. Redirects lead to larger ones only.
+            const unsigned long rank = below(8);
+            const std::string specifier = "r" + std::to_string(rank);
+            const std::string path = below(2) == 0 ? "" : "/" + std::to_string(i);
+            const std::string redirect =
+                below(4) == 0 ? "" : "R" + std::to_string(rank + 1 + below(3)) + "_2";
+            list.appendNew(record(specifier, path, redirect));
+            expected.appendNew(record(specifier, path, redirect));
+            shown += specifier + "(" + path + ") -> " + redirect + "; ";
+        }
+        list.resolveRedirectTo();
+        for (long i = 0; i < count; ++i) {
+            PXConnectorAppInfo& one = *expected.get(i);
+            one.path = text(takenOver(expected, one, one.path.data).c_str());
+            ASSERT_STREQ(list.get(i)->path.data, one.path.data) << i << " of " << shown;
+        }
+    }
 }
 
 // A walk record by record would need as many frames as the chain has records.

@@ -66,6 +66,7 @@ struct Host final : Sent<HostMessage> {
 // Those of suite messages arrive in the dispatchers' tests.
 TEST(MessageHelper, KeepsNulsWithinPayloads) {
     EXPECT_EQ(MessageHelper::GetPayload(Host(""sv)), "");
+    EXPECT_EQ(MessageHelper::GetPayload(Host("a\0"sv)), "a");
     EXPECT_EQ(MessageHelper::GetPayload(Host("a\0b\0"sv)), "a\0b"sv);
 }
 
@@ -87,10 +88,12 @@ struct Destinations final : SuiteMessage {
         : SuiteMessage("t"), counts(std::move(told)) {}
     std::vector<unsigned long> counts;
     mutable std::size_t asked = 0;
+    mutable int filled = 0;
     unsigned long GetDestinationCount() const override {
         return counts[std::min(asked++, counts.size() - 1)];
     }
     void GetDestinations(EndPoint* endPoints) const override {
+        ++filled;
         for (unsigned long i = 0; i < counts[0]; ++i)
             endPoints[i] = EndPoint("app", std::to_string(i).c_str());
     }
@@ -106,10 +109,45 @@ TEST(MessageHelper, CountsDestinationsAnewBeforeEachOfThem) {
                 {"shrinks", {3, 3, 1}, "0"},
                 {"grows", {1, 9}, "0"}};
     for (const auto& row : rows) {
+        const Destinations message(row.counts);
         std::string ids;
-        for (const auto& endPoint : MessageHelper::GetDestinations(Destinations(row.counts)))
+        for (const auto& endPoint : MessageHelper::GetDestinations(message))
             ids += MessageHelper::GetId(endPoint);
         EXPECT_EQ(ids, row.ids) << row.name;
+        EXPECT_EQ(message.filled, 1) << row.name;
+    }
+}
+
+/// Answers each kind of query with one end point that names it, or with none, and logs the fills.
+struct Dispatcher final : IZephalMessageDispatcher {
+    explicit Dispatcher(unsigned long found) : count(found) {}
+    unsigned long count;
+    mutable std::string fills;
+    void give(const std::string& query, EndPoint* endPoints) const {
+        fills += query + ";";
+        *endPoints = EndPoint(query.c_str(), "1");
+    }
+    bool Send(ZephalMessage&) override { return true; }
+    bool Listen() override { return true; }
+    unsigned long GetEndPointCount() const override { return count; }
+    unsigned long GetEndPointCountByAppId(const char*) const override { return count; }
+    unsigned long GetEndPointCountBySpecifier(const char*) const override { return count; }
+    void GetEndPoints(EndPoint* endPoints) const override { give("all", endPoints); }
+    void GetEndPointsByAppId(const char* appId, EndPoint* endPoints) const override {
+        give(std::string("id ") + appId, endPoints);
+    }
+    void GetEndPointsBySpecifier(const char* specifier, EndPoint* endPoints) const override {
+        give(std::string("specifier ") + specifier, endPoints);
+    }
+};
+
+TEST(MessageHelper, AsksForEndPointsByTheirQueryAndNotForNone) {
+    for (const unsigned long count : {0UL, 1UL}) {
+        const Dispatcher dispatcher(count);
+        EXPECT_EQ(MessageHelper::GetEndPoints(&dispatcher).size(), count);
+        EXPECT_EQ(MessageHelper::GetEndPointsByAppId(&dispatcher, "a").size(), count);
+        EXPECT_EQ(MessageHelper::GetEndPointsBySpecifier(&dispatcher, "s").size(), count);
+        EXPECT_EQ(dispatcher.fills, count == 0 ? "" : "all;id a;specifier s;");
     }
 }
 

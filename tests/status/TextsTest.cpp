@@ -6,6 +6,7 @@
 
 #include "platform/core/status/Texts.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -69,14 +70,18 @@ TEST(Texts, LocaleChoosesTheLanguage) {
 }
 
 TEST(Texts, UnknownStatusHasTheTextOfAnUnexpectedFailure) {
-    for (const int status : {1, 42, -61, -91, 2147483647, -2147483647 - 1})
+    for (const int status : {1, 42, -89, -91, 2147483647, -2147483647 - 1})
         EXPECT_STREQ(wordingOf(status, Language::english).cause, "an unexpected failure");
 }
 
-TEST(Texts, ExplanationIsOneLineWhateverTheNamesHold) {
-    const Error error(static_cast<int>(Status::diskFull), "a\nb\x1b[31m.qpk", "write\r: x");
+TEST(Texts, ExplanationIsOneReadableLineWhateverTheNamesHold) {
+    const Error error(static_cast<int>(Status::diskFull), "a\nb\x1b[31m\xE2\x80\xAE\xFF.qpk",
+                      "write\r: x");
     EXPECT_EQ(explain(error, Language::english),
-              "tavik: a?b?[31m.qpk: the disk is full (write?: x); free some space and try again");
+              "tavik: a?b?[31m??.qpk: the disk is full (write?: x); free some space and try again");
+    const Error many(static_cast<int>(Status::diskFull), "", std::string(5000, 'x'));
+    EXPECT_NE(explain(many, Language::english).find('(' + std::string(300, 'x') + "...)"),
+              std::string::npos);
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
-#include "platform/support/Json.h"
+#include "platform/support/JsonObject.h"
 
 namespace tavik {
 namespace {
@@ -43,12 +44,29 @@ TEST(Json, TakesANumberThatOnceLedIntoUndefinedBehaviour) {
     EXPECT_EQ(parseJson("0E-32").GetDouble(), 0);
 }
 
-TEST(Json, PrintableTextIsUtf8WithoutControls) {
-    for (const char* text : {"plain", "d\xC3\xA9t\xC3\xA9", "\xF0\x9F\x8E\xA8", "\xC2\xA0"})
-        EXPECT_TRUE(isPrintableText(text)) << text;
-    for (const char* text : {"tab\there", "\x7F", "\xC2\x9F", "\xE2\x82", "\xC0\x80",
-                             "\xF4\x90\x80\x80", "\x80", "\xED\xA0\x80"})
-        EXPECT_FALSE(isPrintableText(text)) << text;
+// Where a complaint returns, as in a check that collects them, reading goes on.
+TEST(Json, AReaderOfMembersNamesPlaceAndFault) {
+    const auto document = parseJson(
+        R"({"text": 1, "flag": "true", "number": 11, "array": {}, "object": [], "odd\u202E": 0})");
+    std::vector<std::string> faults;
+    const JsonObject object(document, "$.a[0]", [&](const std::string& place, const auto& fault) {
+        faults.push_back(complaintText(place, fault));
+    });
+    EXPECT_EQ(object.text("text"), std::nullopt);
+    EXPECT_EQ(object.neededText("none"), "");
+    EXPECT_EQ(object.flag("flag"), std::nullopt);
+    EXPECT_EQ(object.number("number", 1, 10), std::nullopt);
+    EXPECT_EQ(object.neededNumber("text", 1, 10), 1U);
+    EXPECT_EQ(object.neededArray("array"), nullptr);
+    EXPECT_EQ(object.object("object")->neededText("of no object"), "");
+    object.allowOnly({"text", "flag", "number", "array", "object"});
+    EXPECT_EQ(faults, (std::vector<std::string>{
+                          "$.a[0].text is not a string", "$.a[0].none is missing",
+                          "$.a[0].flag is not true or false",
+                          "$.a[0].number is not a whole number from 1 to 10",
+                          "$.a[0].array is not an array", "$.a[0].object is not an object",
+                          "$.a[0] has an unknown member \"odd\\xe2\\x80\\xae\""}));
+    EXPECT_THROW(JsonObject(document, "$").neededText("none"), JsonError);
 }
 
 }  // namespace

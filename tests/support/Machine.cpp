@@ -38,7 +38,10 @@ std::string Machine::package(const std::string& id, const std::string& version) 
 }
 
 Result Machine::tavik(const std::vector<std::string>& arguments) const {
-    std::vector<std::string> command{program("TavikCmd")};
+    std::vector<std::string> command;
+    if (who_ == As::ordinaryUser && ::geteuid() == 0)
+        command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    command.push_back(program("TavikCmd"));
     command.insert(command.end(), arguments.begin(), arguments.end());
     return run(command, environment_);
 }

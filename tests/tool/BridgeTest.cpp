@@ -67,7 +67,7 @@ TEST(Bridge, PrintsTheTextOfAStatus) {
     const auto texts = [](const char* statuses) {
         return runScripted("message|-5|gone\nmessage|6", statuses, {}, "tests/TavikCmdMessage").out;
     };
-    EXPECT_EQ(texts("0 -5abc abc ''"), "text of 0\ngone\ntext of 0\ntext of 0\n");
+    EXPECT_EQ(texts("0 -5abc abc '' 010"), "text of 0\ngone\ntext of 0\ntext of 0\ntext of 10\n");
     EXPECT_EQ(texts("1 6 2"), "text of 1\n") << "output fails for good at a missing text";
 }
 

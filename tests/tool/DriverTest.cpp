@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/support/TemporaryFolder.h"
 #include "tests/tool/ScriptedTool.h"
 
@@ -50,26 +52,54 @@ TEST(Driver, ReadsSettingsWhenACommandRuns) {
         {"--enable Brushes --locale fr_FR", "", kEnable, "", 0},
         {token + "--accountID A --install_for_all /a --enable Brushes",
          "status|SetKPSCredentials|-7", pass + kInstallForAll + kEnable, "", 0},
+        {"--accountID A " + token + "--install /a", "status|InstallExtension|-7",
+         pass + "InstallExtension(/a, r1, -1)\nGetMessage(-7)\n",
+         "Failed to install, status = -7!\n", -7},
         {token + "--accountID '' --install_for_all /a", "", kInstallForAll, "", 0},
+        {"--accessToken T --accountID A --install_for_all /a", "", kInstallForAll, "", 0},
+        {"--tokenType bearer --accountID A --install_for_all /a", "", kInstallForAll, "", 0},
         {token + "--install_for_all /a --accountID A", "", kInstallForAll, "", 0},
     });
 }
 
-// Every option's name, that it takes an argument, and whether it may come twice.
+// Every option's name and its argument's, as users read it where it is missing, and whether the
+// option may come twice.
 TEST(Driver, KnowsTwentyOptions) {
-    for (const std::string option :
-         {"install", "install_for_all", "remove", "remove_for_all", "enable", "disable", "list",
-          "locale", "product", "list_update", "list_update_extension", "update", "launch"}) {
-        const std::string written = "--" + option + " Brushes ";
-        EXPECT_EQ(runScripted(kScript, written + written).err, "") << option;
-    }
-    for (const std::string option : {"help", "setKPSEndPoint", "accessToken", "tokenType",
-                                     "accountID", "list_as_xml", "disableSendResult"}) {
-        const std::string written = "--" + option + (option == "help" ? " " : " Brushes ");
-        EXPECT_EQ(runScripted(kScript, written).err, "") << option;
-        const ToolRun got = runScripted(kScript, written + written + "--enable Brushes");
-        EXPECT_NE(got.err.find(option), std::string::npos) << option;
-        EXPECT_EQ(got.calls.find("EnableExtension"), std::string::npos) << option;
+    const struct {
+        std::string name, argument;
+        bool repeatable;
+    } rows[] = {
+        {"help", "", false},
+        {"install", "<extension file path>", true},
+        {"install_for_all", "<extension file path>", true},
+        {"remove", "<extension name>", true},
+        {"remove_for_all", "<extension name>", true},
+        {"enable", "<extension name>", true},
+        {"disable", "<extension name>", true},
+        {"list", "<product display name>", true},
+        {"locale", "<Locale of the Product>", true},
+        {"product", "<product dispaly name>", true},
+        {"list_update", "<all || product display name>", true},
+        {"list_update_extension", "<extension name>", true},
+        {"update", "<extension name>", true},
+        {"launch", "", true},  // what is missing here is not told, but launched with
+        {"setKPSEndPoint", "<kpsEndPoint>", false},
+        {"accessToken", "<accessToken>", false},
+        {"tokenType", "<tokenType>", false},
+        {"accountID", "<accountID>", false},
+        {"list_as_xml", "<product display name | all>", false},
+        {"disableSendResult", "<true | false>", false},
+    };
+    for (const auto& [name, argument, repeatable] : rows) {
+        SCOPED_TRACE(name);
+        const std::string missing = "Missing option argument: " + name + " requires " + argument;
+        EXPECT_EQ(runScripted(kScript, "--" + name).err, argument.empty() ? "" : missing + "\n");
+
+        const std::string written = "--" + name + (name == "help" ? " " : " Brushes ");
+        EXPECT_EQ(runScripted(kScript, written).err, "");
+        const ToolRun twice = runScripted(kScript, written + written + "--update Brushes");
+        EXPECT_EQ(twice.err.find(name) == std::string::npos, repeatable);
+        EXPECT_EQ(twice.calls.find("UpdateExtension") != std::string::npos, repeatable);
     }
 }
 
@@ -85,6 +115,21 @@ TEST(Driver, EndsWithTheStatusReachedAtAnOptionError) {
 TEST(Driver, EndsTheCoreBeforeAnAbnormalEnd) {
     const ToolRun got = runScripted("message|0", "--install /a --enable Brushes");
     EXPECT_EQ(got.calls, kInit + "InstallExtension(/a, r1, -1)\nGetMessage(0)\n" + kEnd);
+    EXPECT_EQ(got.exitCode, 134) << "an abort";
+}
+
+// The framework's own end for it names neither the cause nor what to do.
+TEST(Driver, SaysThatItsWorkingDirectoryIsGone) {
+    const TemporaryFolder folder;
+    const std::string gone = folder / "gone";
+    std::filesystem::create_directory(gone);
+    const Result got = run(
+        {"sh", "-c", "cd \"$1\" && rmdir \"$1\" && exec \"$0\" --help", program("TavikCmd"), gone});
+    EXPECT_NE(got.err.find("TavikCmd: working directory: it no longer exists; change to another "
+                           "folder and run the command again\n"),
+              std::string::npos)
+        << got.err;
+    EXPECT_EQ(got.out, "");
     EXPECT_EQ(got.exitCode, 134) << "an abort";
 }
 

@@ -84,6 +84,7 @@ TEST(Listing, PrintsUpdates) {
     const std::string two =
         "2 extensions of Sketch need update\n" + kUpdateHead + kUpdate + kUpdate;
     const std::string failed = "Get extension count failed, status = -7!\n";
+    const std::string room(6208, '1');  // a version may take all of the record that is left
     check({
         {"--list_update Sketch", kUpdates + "status|GetUpdateInfoByProduct|5",
          kSketchName + kChecked + updates("sketch", "2"), two, 5},
@@ -94,6 +95,8 @@ TEST(Listing, PrintsUpdates) {
          kProducts + kSketchName + kPaintName + kChecked + updates("sketch", "2") +
              "GetCountOfUpdateExtByProduct(paint)\n",
          two, 0},
+        {"--list_update_extension Brushes", "update|sketch|Brushes|" + room + "y", kAnyCalls,
+         kUpdateHead + " Brushes" + std::string(54, ' ') + room + "\n", 0},
         {"--list_update all", "update|paint|Brushes|2.0", kAnyCalls,
          "1 extension of Paint need update\n" + kUpdateHead + kUpdate, 0},
         {"--list_update_extension Brushes", kUpdates,
@@ -121,16 +124,20 @@ TEST(Listing, PrintsUpdates) {
 TEST(Listing, PrintsXml) {
     const std::string info = "Failed to get extension info, status = -7!\n";
     const std::string full(256, 'x');
+    const std::string room(1312, '1');  // a version may reach to the next field
     check({
-        {"--list_as_xml All", "extension|Paint|0|a \"<&>|1|" + full + "y|" + full + "y",
+        {"--list_as_xml All", "extension|Paint|0|a \"<&>|" + room + "y|" + full + "y|" + full + "y",
          kProducts + handles("Sketch", "2") + handles("Paint", "1") +
              "GetExtensionMetadataStruct(1)\nGetExtensionMetadataStruct(2)\n"
              "GetExtensionMetadataStruct(3)\n",
          "<extensions>\n" + kXmlBrushes + kXmlEtude +
-             "<extension status=\"Disabled\" name=\"a \"<&>\" id=\"" + full +
-             "\" version=\"1\" StoreName=\"" + full + "\" />\n</extensions>\n",
+             "<extension status=\"Disabled\" name=\"a \"<&>\" id=\"" + full + "\" version=\"" +
+             room + "\" StoreName=\"" + full + "\" />\n</extensions>\n",
          0},
-        {"--list_as_xml Paint", "", handles("Paint", "0"), "", 0},
+        {"--list_as_xml Paint", "status|GetExtensionsListOfProductByDisplayName|5",
+         handles("Paint", "0"), "", 5},
+        {"--list_as_xml Sketch", "status|GetExtensionMetadataStruct|0|5", kAnyCalls,
+         "<extensions>\n" + kXmlBrushes + kXmlEtude + "</extensions>\n", 5},
         failing(
             "--list_as_xml Sketch", "GetExtensionMetadataStruct|0|-7",
             "<extensions>\n" + kXmlBrushes + "Failed to get extension meta-data, status = -7!\n"),
@@ -145,15 +152,62 @@ TEST(Listing, PrintsXml) {
     });
 }
 
-// Names at the limits of both tables: what is cut, and where the version begins. The last is no
-// valid UTF-8, so that each byte counts.
+// A core may refuse a null array, and one that has nothing to list is given an array, too.
+TEST(Listing, HandsOverAnArrayForNothing) {
+    for (const char* command :
+         {"--list all", "--list_update all", "--list_as_xml all", "--list_update Paint"}) {
+        const std::string script = std::string(command) == "--list_update Paint" ? kScript : "";
+        const ToolRun got = runScripted(script, command);
+        EXPECT_EQ(got.out, "") << command;
+        EXPECT_EQ(got.exitCode, 0) << command;
+    }
+}
+
+// A core that crashes shows what had left the tool before the call: on a terminal every row, in a
+// pipe what was flushed, which are whole tables and failures.
+TEST(Listing, HandsOverEachRowBeforeTheNextCall) {
+    const std::string count = "Failed to get extension count of product status = -7!\n";
+    const struct {
+        std::string command, statuses, terminal, pipe;
+    } rows[] = {
+        {"--list Sketch", "GetExtensionsListOfProductByDisplayName|crash", kSketch, ""},
+        {"--list Sketch", "GetExtensionStatus|0|crash", kSketch + kBrushes, ""},
+        {"--list_as_xml Sketch", "GetExtensionMetadataStruct|0|crash",
+         "<extensions>\n" + kXmlBrushes, ""},
+        {"--list Paint --enable Brushes", "EnableExtension|crash", kPaint, kPaint},
+        {"--list_update_extension Brushes --enable Brushes",
+         "EnableExtension|crash\nupdate|sketch|Brushes|2.0", kUpdateHead + kUpdate,
+         kUpdateHead + kUpdate},
+        {"--list Paint", "GetExtensionCountOfProductByDisplayName|-7\nstatus|Terminate|crash",
+         count + "Failde to get extension of product, status = 0!\n",
+         count + "Failde to get extension of product, status = 0!\n"},
+        {"--list_update none", "Terminate|crash", "There isn't a product named: none\n",
+         "There isn't a product named: none\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.command + " [" + row.statuses + "]");
+        const std::string script = kScript + "status|" + row.statuses;
+        const ToolRun terminal = runOnTerminal(script, row.command);
+        EXPECT_EQ(terminal.out, row.terminal);
+        EXPECT_EQ(terminal.exitCode, 134);
+        EXPECT_EQ(runScripted(script, row.command).out, row.pipe);
+    }
+}
+
+// Names at the limits of both tables: what is cut, and where the version begins. The last four are
+// no valid UTF-8, so that each byte counts: no lead byte, a lead byte alone, too long a form, a
+// surrogate.
 TEST(Listing, CountsCharactersOfNames) {
-    for (const std::string character :
-         {"x", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x8E\xA8", "\xFF"}) {
+    const struct {
+        std::string start;
+        std::string character;
+    } rows[] = {{"", "x"},     {"", "\xC3\xA9"}, {"", "\xE2\x82\xAC"},  {"", "\xF0\x9F\x8E\xA8"},
+                {"\xFF", "x"}, {"\xC3", "x"},    {"\xE0\x9F\xBF", "x"}, {"\xED\xA0\x80", "x"}};
+    for (const auto& row : rows) {
         const auto name = [&](std::size_t length) {
-            std::string text;
-            while (length-- > 0)
-                text += character;
+            std::string text = row.start;
+            for (std::size_t i = text.size(); i < length; ++i)
+                text += row.character;
             return text;
         };
         std::string script = "product|P|p\n";
@@ -161,10 +215,10 @@ TEST(Listing, CountsCharactersOfNames) {
             script +=
                 "extension|P|1|" + name(length) + "|1.0|i|s\nupdate|p|" + name(length) + "|1.0\n";
         const std::string out = runScripted(script, "--list P --list_update P").out;
-        for (const std::string& row :
+        for (const std::string& column :
              {name(50) + std::string(13, ' '), name(48) + "..." + std::string(12, ' '),
               name(60) + std::string(14, ' '), name(58) + "..." + std::string(13, ' ')})
-            EXPECT_NE(out.find(" " + row + "1.0\n"), std::string::npos) << row << "\n" << out;
+            EXPECT_NE(out.find(" " + column + "1.0\n"), std::string::npos) << column << "\n" << out;
     }
 }
 

@@ -36,6 +36,9 @@ ToolRun runScripted(const std::string& script, const std::string& command,
                     const Environment& moreVariables = {},
                     const std::string& binary = "bin/TavikCmd");
 
+/// The same for the tool with a terminal as its standard output; what the terminal shows is `out`.
+ToolRun runOnTerminal(const std::string& script, const std::string& command);
+
 /// Runs each row and holds calls, output and exit status against it; standard error stays empty.
 void check(const std::vector<Row>& rows);
 

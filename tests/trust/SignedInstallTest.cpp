@@ -66,6 +66,14 @@ TEST_F(SignedInstall, IsUpdatedByItsOwnSignerOnly) {
     expectInstall(0, package("1.2", "two"), {"Enabled com.example.a 1.2"});
 }
 
+// What all users have from one signer, no user gets from another under the same id.
+TEST_F(SignedInstall, TakesThePlaceOfASharedOneByItsSignerOnly) {
+    ASSERT_EQ(machine_.tavik({"--install_for_all", package("1.0", "one")}).exitCode, 0);
+    expectInstall(kSignerChanged, package("1.1", ""), {"Enabled com.example.a 1.0"});
+    expectInstall(kSignerChanged, package("1.1", "two"), {"Enabled com.example.a 1.0"});
+    expectInstall(0, package("1.1", "one"), {"Enabled com.example.a 1.1"});
+}
+
 TEST_F(SignedInstall, KeepsToWhatAnAdministratorRequires) {
     requireSignatures();
     expectInstall(kSignatureMissing, package("1.0", ""), {});

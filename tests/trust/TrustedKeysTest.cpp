@@ -40,6 +40,8 @@ TEST(TrustedKeys, NameTheFileThatIsNoKey) {
     OpenSslCrypto crypto;
     const PrivateKey key = PrivateKey::generate();
     const std::string good = key.publicKey().pem();
+    const TemporaryFolder sound;
+    writeFile(sound / "trusted-keys/a.pem", good);
     const struct {
         const char* name;
         std::string text;
@@ -49,6 +51,7 @@ TEST(TrustedKeys, NameTheFileThatIsNoKey) {
         {"private", key.pem(), "has a block PRIVATE KEY"},
         {"two keys", good + PrivateKey::generate().publicKey().pem(), "more than one"},
         {"other kind", kX25519, "another kind"},
+        {"a byte behind the key", std::string(good).replace(good.find('='), 1, "A"), "no key in"},
         {"no DER", "-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n", "no key in"},
         {"too long", good + std::string(20'000, '\n'), "more than 16384 bytes"},
     };
@@ -56,9 +59,11 @@ TEST(TrustedKeys, NameTheFileThatIsNoKey) {
         SCOPED_TRACE(row.name);
         const TemporaryFolder family;
         writeFile(family / "trusted-keys/z.pem", row.text);
-        const TrustedKeys keys({family.path().string()});
+        // Also for the key that was found before.
+        const TrustedKeys keys({sound.path().string(), family.path().string()});
         for (const char* named : {row.cause, "trusted-keys/z.pem"})
-            expectStatus(Status::keyInvalid, named, [&] { keys.contain("", crypto); });
+            expectStatus(Status::keyInvalid, named,
+                         [&] { keys.contain(key.publicKey().fingerprint(), crypto); });
     }
 }
 
@@ -95,7 +100,7 @@ TEST(FeedSignature, IsRefusedWhereItIsWrong) {
         {"Windows line ends", std::string(strange).replace(strange.find('\n'), 1, "\r\n")},
         {"much too long", strange + std::string(1 << 20, '\n')},
     };
-    EXPECT_FALSE(verifySignature("", "", feed, strange, rules).empty());
+    EXPECT_FALSE(verifySignature("", "", feed, strange, rules).key.empty());
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         expectStatus(Status::signatureWrong, "e.example", [&] {

@@ -45,9 +45,9 @@ TEST(Feed, LeavesBrokenItemsOutAndKeepsTheOthers) {
         {R"("maxVersion":"18")", R"("maxVersion":18)", "not a string"},
         {R"("url":"p.qpk")", R"("url":"http://e.com/p")", "another machine"},
         {R"("url":"p.qpk")", R"("url":["p.qpk","file:///etc/passwd"])", "url[1]"},
+        {R"("url":"p.qpk")", R"("url":[])", "1 to 20 entries"},
         {R"("size":10)", R"("size":1e3)", "whole number"},
         {R"("sha256":"a)", R"("sha256":")", "hexadecimal"},
-        {R"("url")", R"("blocked":true,"url")", "blocked"},
     };
     for (const auto& row : rows) {
         const std::string broken = replaced(feedItem("b", "2.0"), row.from, row.to);
@@ -63,6 +63,10 @@ TEST(Feed, LeavesBrokenItemsOutAndKeepsTheOthers) {
 
 TEST(Feed, TheNewestThatFitsIsChosen) {
     const std::string blocked = R"("blocked":"crashes",)";
+    // Beside an entry that offers the version as if nothing were wrong with it.
+    const auto blockedBy = [](const std::string& reason) {
+        return feedItem("a", "2.0") + "," + feedItem("a", "2.0", R"("blocked":)" + reason + ",");
+    };
     struct {
         const char* name;
         std::string items;
@@ -75,8 +79,15 @@ TEST(Feed, TheNewestThatFitsIsChosen) {
         {"pre-release", feedItem("a", "2.0-rc.1") + "," + feedItem("a", "1.5"), "1.5"},
         {"blocked in another entry", feedItem("a", "2.0") + "," + feedItem("a", "2.0.0", blocked),
          ""},
+        {"blocked by whatever it says", blockedBy("true"), ""},
+        {"blocked: false", blockedBy("false"), ""},
+        {"blocked: null", blockedBy("null"), ""},
+        {"blocked without words", blockedBy(R"("")"), ""},
+        {"blocked with too many words", blockedBy('"' + std::string(256, 'x') + '"'), ""},
+        {"blocked in two lines", blockedBy(R"("x\ny")"), ""},
         {"blocked and broken",
          R"({"id":"a","version":"2.0",)" + blocked + R"("size":0},)" + feedItem("a", "2.0"), ""},
+        {"another product", replaced(feedItem("a", "2.0"), "sketch", "layout"), ""},
         {"product too old", replaced(feedItem("a", "2.0"), "17.0", "17.3"), ""},
     };
     const std::vector<UpdatableProduct> products{{"paint", *Version::parse("17.2"), ""},

@@ -70,8 +70,9 @@ class UpdateCheckTest : public ::testing::Test {
 };
 
 TEST_F(UpdateCheckTest, OneFeedsFailureIsItsProductsAndNobodyElses) {
-    publish(feedText(
-        1, feedItem("a", "1.5") + "," + feedItem("b", "1.0") + "," + feedItem("c", "2.0")));
+    publish(feedText(1, feedItem("a", "1.5") + "," + feedItem("b", "1.0") + "," +
+                            feedItem("b", "0.9", R"("blocked":"crashes",)") + "," +
+                            feedItem("c", "2.0")));
     install("b", "sketch");
     install("c", "sketch", "HTTP" + server_.address("/sketch").substr(4));
     install("d", "paint", server_.address("/none"));
@@ -80,6 +81,7 @@ TEST_F(UpdateCheckTest, OneFeedsFailureIsItsProductsAndNobodyElses) {
     BackgroundCheck check(input_);
     EXPECT_EQ(updatesOf(check, "sketch"), "ac");
     EXPECT_EQ(updateOf(check, "b"), failed(Status::noUpdate));
+    EXPECT_EQ(why_.find("crashes"), std::string::npos) << why_ << ": older than the installed one";
     EXPECT_EQ(updateOf(check, "d"), failed(Status::feedUnreachable));
     EXPECT_EQ(updateOf(check, "e"), failed(Status::addressRefused));
     EXPECT_EQ(why_.find("secret"), std::string::npos) << why_;
@@ -98,6 +100,22 @@ TEST_F(UpdateCheckTest, AListThatMayHaveAGapIsNoList) {
     EXPECT_EQ(updatesOf(check, "paint"), failed(Status::feedUnreachable));
 }
 
+TEST_F(UpdateCheckTest, ItsOwnFeedGoesFirstAndOfSeveralTheNewestVersion) {
+    server_.serve("/paint", {feedText(1, feedItem("a", "1.5") + "," + feedItem("b", "1.5"))});
+    server_.serve("/own", {feedText(1, feedItem("c", "1.2"))});
+    input_.products[1].updateFeed = server_.address("/paint");
+    input_.extensions[0].products = {"sketch", "paint"};
+    install("b", "paint");
+    input_.extensions[1].products = {"paint", "sketch"};
+    install("c", "sketch", server_.address("/own"));
+    publish(feedText(
+        1, feedItem("a", "1.6") + "," + feedItem("b", "1.6") + "," + feedItem("c", "1.9")));
+    BackgroundCheck check(input_);
+    EXPECT_EQ(updateOf(check, "a"), "1.6");
+    EXPECT_EQ(updateOf(check, "b"), "1.6");
+    EXPECT_EQ(updateOf(check, "c"), "1.2");
+}
+
 TEST_F(UpdateCheckTest, RemembersWhatItSaw) {
     const std::string twoContents = feedItem("a", "1.6") + "," + feedItem("a", "1.6", "", kDigestB);
     const std::pair<std::string, std::string> rows[] = {
@@ -107,7 +125,10 @@ TEST_F(UpdateCheckTest, RemembersWhatItSaw) {
         {feedText(3, ""), failed(Status::noUpdate)},
         {feedText(4, feedItem("a", "1.5.0", "", kDigestB)), failed(Status::versionRepublished)},
         {feedText(5, twoContents), failed(Status::versionRepublished)},
-        {feedText(6, feedItem("a", "1.7", R"("blocked":"crashes",)")), failed(Status::noUpdate)},
+        {feedText(6, feedItem("a", "1.7", R"("blocked":"a mistake",)")), failed(Status::noUpdate)},
+        {feedText(7, feedItem("a", "1.7")), "1.7"},
+        {feedText(8, feedItem("a", "1.7", "", kDigestB)), failed(Status::versionRepublished)},
+        {feedText(9, feedItem("a", "1.8", R"("blocked":"crashes",)")), failed(Status::noUpdate)},
     };
     for (const auto& [feed, expected] : rows) {
         publish(feed);
@@ -126,7 +147,7 @@ TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
     EXPECT_EQ(updateOfA(), "1.5") << why_;
     EXPECT_EQ(server_.bodies(), 1U);
     Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
-        .execute("PRAGMA user_version = 2");
+        .execute("PRAGMA user_version = 3");
     EXPECT_EQ(updateOfA(), failed(Status::storeNewer)) << why_;
     for (const std::string& unusable : {folder_ / "missing/feeds.db", folder_.path().string()}) {
         input_.cacheFile = unusable;
@@ -138,8 +159,8 @@ TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
 
 TEST_F(UpdateCheckTest, ASlowerProcessDoesNotTurnTheSerialBack) {
     FeedDatabase cache(input_.cacheFile);
-    cache.save({{{"https://e.com/f", "", "", 42, "", "newer"}, {}}});
-    cache.save({{{"https://e.com/f", "", "", 41, "", "older"}, {}}});
+    cache.save({{{"https://e.com/f", "", "", 42, "", "newer", ""}, {}}});
+    cache.save({{{"https://e.com/f", "", "", 41, "", "older", ""}, {}}});
     EXPECT_EQ(cache.find({"https://e.com/f"}).front().copy->body, "newer");
 }
 
@@ -154,6 +175,7 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
                         const std::optional<std::string>& signature) {
         if (signature.value_or(key) != key)
             fail(Status::signatureWrong, "feed");
+        return Signer();
     };
     EXPECT_EQ(updateOfA(), "1.5") << why_;
     EXPECT_TRUE(server_.requests("/sketch.sig").empty()) << "the feed was believed before";
@@ -163,8 +185,40 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
     EXPECT_EQ(server_.requests("/sketch.sig").size(), 1U);
     key = "by key 2";
     EXPECT_EQ(updateOfA(), failed(Status::signatureWrong)) << why_;
+    server_.serve("/sketch.sig", {"", 500});
+    EXPECT_EQ(updateOfA(), failed(Status::feedUnreachable)) << "passed for an unsigned feed";
     server_.serve("/sketch.sig", {key});
     EXPECT_EQ(updateOfA(), "1.6") << why_;
+}
+
+// Who can replace a feed on its server cannot sign it; without this memory nobody would notice.
+TEST_F(UpdateCheckTest, AFeedKeepsItsSigner) {
+    input_.verify = [](const std::string&, std::string_view,
+                       const std::optional<std::string>& signature) {
+        return Signer{signature.value_or(""), {}};
+    };
+    const struct {
+        const char* signature;  ///< empty: the feed is unsigned
+        std::string expected;
+    } rows[] = {
+        {"", "1.1"},
+        {"A", "1.2"},
+        {"", failed(Status::feedSignerChanged)},
+        {"B", failed(Status::feedSignerChanged)},
+        {"A", "1.5"},
+        {"B", failed(Status::feedSignerChanged)},
+    };
+    int serial = 0;
+    for (const auto& [signature, expected] : rows) {
+        ++serial;
+        publish(feedText(serial, feedItem("a", "1." + std::to_string(serial))));
+        server_.serve("/sketch.sig", {signature, *signature == '\0' ? 404 : 200});
+        EXPECT_EQ(updateOfA(), expected) << serial << ": " << why_;
+        // The form before this one did not know signers: they are found out from the signatures.
+        if (serial == 2)
+            Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
+                .execute("ALTER TABLE feed DROP COLUMN signer; PRAGMA user_version = 1");
+    }
 }
 
 TEST_F(UpdateCheckTest, ACheckThatNobodyWaitsForIsGivenUp) {

@@ -1,6 +1,7 @@
 #include <norva_vell.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include "platform/support/Sqlite.h"
@@ -145,6 +146,19 @@ TEST_F(VellApi, RefusesNullsAndWhatIsNoText) {
     EXPECT_EQ(openAndCloseFromC(), VELL_STATUS_OK);
 }
 
+TEST_F(VellApi, WritesLongTextsAndNoNegativeDomains) {
+    const std::string long8 = std::string(8 << 20, 'x');
+    EXPECT_EQ(pcdSetDomainData(pcd, 1, "s", "k", long8.c_str()), VELL_STATUS_OK);
+    EXPECT_EQ(value("s", "k"), long8);
+    EXPECT_EQ(pcdSetDomainData(pcd, 1, "s", "k", (long8 + "x").c_str()), VELL_STATUS_TOO_LARGE);
+    const std::string name = std::string(64 << 10, 'n');
+    EXPECT_EQ(pcdSetDomainData(pcd, 1, name.c_str(), name.c_str(), "v"), VELL_STATUS_OK);
+    EXPECT_EQ(pcdSetDomainData(pcd, 1, "s", (name + "n").c_str(), "v"), VELL_STATUS_TOO_LARGE);
+    EXPECT_EQ(pcdSetDomainData(pcd, -1, "s", "k", "v"), VELL_STATUS_INVALID);
+    EXPECT_EQ(pcdRemoveDomainData(pcd, -1, "s", "k"), VELL_STATUS_INVALID);
+    EXPECT_EQ(value("s", "k"), long8);
+}
+
 class VellFailure : public Vell {
   protected:
     /// What a reader that starts now says of the database: the status of opening or listing, and
@@ -226,6 +240,44 @@ TEST_F(VellFailure, ALockedDatabaseIsWaitedForAndThenBusy) {
     EXPECT_EQ(reader.exitCode, 1);
     EXPECT_NE(reader.err.find("database is locked"), std::string::npos) << reader.err;
     expect("locked", VELL_STATUS_BUSY);  // in another process, which locks are between
+
+    // A command opens several sessions, and has waited for all of them with the first.
+    const auto open = [](int (*entry)(velliSession**)) {
+        velliSession* session = nullptr;
+        const auto start = std::chrono::steady_clock::now();
+        const int status = entry(&session);
+        EXPECT_EQ(status, VELL_STATUS_BUSY);
+        return std::chrono::steady_clock::now() - start;
+    };
+    const auto openAll = [&] {
+        const auto first = open(vellOpenSession);
+        const auto others = open(mdbOpenSessionNoCreate) + open(pdbOpenSessionNoCreate);
+        _exit(others < first ? 0 : 1);
+    };
+    EXPECT_EXIT(openAll(), ::testing::ExitedWithCode(0), "");
+}
+
+// Whoever may write to the database, or put a journal beside it, names the program that is started.
+TEST_F(VellFailure, WhatSomebodyElseMayWriteToIsRefused) {
+    namespace fs = std::filesystem;
+    ASSERT_EQ(import(kContent).exitCode, 0);
+    const std::string parent = fs::path(database).parent_path();
+    for (const std::string& path : {database, parent}) {
+        const auto before = fs::status(path).permissions();
+        for (const auto right : {fs::perms::group_write, fs::perms::others_write}) {
+            fs::permissions(path, before | right);
+            expect("writable", VELL_STATUS_UNTRUSTED);
+            EXPECT_EQ(vellctl({"get", "0", "s", "k"}).exitCode, 1);
+            EXPECT_EQ(vellctl({"set", "0", "s", "k", "w"}).exitCode, 1);
+            fs::permissions(path, before);
+        }
+        if (geteuid() == 0) {  // Only root can give a file away.
+            ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+            expect("another user's", VELL_STATUS_UNTRUSTED);
+            ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
+        }
+    }
+    EXPECT_EQ(vellctl({"get", "0", "s", "k"}).out, "v\n");
 }
 
 }  // namespace

@@ -1,3 +1,7 @@
+#include <sys/stat.h>
+
+#include <filesystem>
+
 #include "platform/support/Json.h"
 #include "tests/vell/VellFixture.h"
 
@@ -18,7 +22,7 @@ TEST_F(Vellctl, ExportsWhatItImported) {
 
 TEST_F(Vellctl, NamesThePlaceOfAFaultAndImportsNothing) {
     const std::pair<const char*, const char*> rows[] = {
-        {R"({"pcd": {}, "pcds": {}})", R"($["pcds"] is unknown)"},
+        {R"({"pcd": {}, "pcds": {}})", R"($ has an unknown member "pcds")"},
         {R"({"pcd": {"01": {}}})", R"($.pcd["01"] is not a domain)"},
         {R"({"pcd": {"1": {"": {}}}})", R"($.pcd["1"] has an empty name)"},
         {R"({"pcd": {"1": {"/a": {"k": 1}}}})", R"($.pcd["1"]["/a"]["k"] is not a string)"},
@@ -28,6 +32,15 @@ TEST_F(Vellctl, NamesThePlaceOfAFaultAndImportsNothing) {
         {R"({"payloads": {"{P}": {"kind": "k", "state": 1}}, "collections": {"c": ["{P}", "{P}"]}})",
          R"($.collections["c"][1] is "{P}" a second time)"},
     };
+    const auto with = [](const std::string& value) {
+        return R"({"pcd": {"1": {"/a": {"k": ")" + value + R"("}}}})";
+    };
+    ASSERT_EQ(import(with(std::string(8 << 20, 'x'))).exitCode, 0);
+    const Result tooLong = import(with(std::string((8 << 20) + 1, 'x')));
+    EXPECT_EQ(tooLong.exitCode, 1);
+    EXPECT_NE(tooLong.err.find(R"($.pcd["1"]["/a"]["k"] has more than 8388608 bytes)"),
+              std::string::npos)
+        << tooLong.err;
     ASSERT_EQ(import(kContent).exitCode, 0);
     const std::string before = vellctl({"export"}).out;
     for (const auto& [json, fault] : rows) {
@@ -37,6 +50,17 @@ TEST_F(Vellctl, NamesThePlaceOfAFaultAndImportsNothing) {
         EXPECT_NE(result.err.find(fault), std::string::npos) << json << ": " << result.err;
     }
     EXPECT_EQ(vellctl({"export"}).out, before);
+}
+
+// A pipe or a terminal would keep the import waiting for ever.
+TEST_F(Vellctl, ImportsRegularFilesAlone) {
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    for (const std::string& path : {folder / "pipe", std::string("/dev/null"), folder / "."}) {
+        const Result result = vellctl({"import", path});
+        EXPECT_EQ(result.exitCode, 1) << path;
+        EXPECT_NE(result.err.find(path + ": is no regular file"), std::string::npos) << result.err;
+    }
+    EXPECT_FALSE(std::filesystem::exists(database));
 }
 
 TEST_F(Vellctl, TouchesOneValueAndTellsFailureFromWrongUsage) {

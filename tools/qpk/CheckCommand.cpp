@@ -12,9 +12,10 @@ namespace {
 constexpr const char* kHelp =
     "usage: qpk check FILE [--product NAME=VERSION]...\n\n"
     "Shows everything that is wrong with a package, a line for each fault: the container, the\n"
-    "manifest, every entry, the signature. Stricter than an install: members of the manifest\n"
-    "that nobody reads, addresses that nobody follows and files left behind by an editor or a\n"
-    "version control system are faults as well. Exit status 0: it has none.\n\n"
+    "manifest, every entry, the signature. It is stricter than an install: unknown members of the\n"
+    "manifest, addresses that no core fetches, names that would break an XML list, and files left\n"
+    "behind by an editor or a version control system are faults as well. Exit status 0: none "
+    "found.\n\n"
     "  --product NAME=VERSION  would it also install where this host product is; several\n"
     "                          are installed side by side\n";
 

@@ -90,7 +90,7 @@ void requireReplaceable(const std::string& folder, bool isSigned) {
         throw Failure(signature, "the feed was signed",
                       "give --key, or remove that file to publish the feed unsigned");
     const std::string page = folder + "/" + kPageName;
-    const auto text = readWhole(page, kMaxFileBytes, Links::follow);
+    const auto text = readWhole(page, kMaxFileBytes, FinalLink::followed);
     if (text && text->find(kPageMark) == std::string::npos)
         throw Failure(page, "it was not made by qpk feed", "move it away");
 }

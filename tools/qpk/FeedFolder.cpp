@@ -9,6 +9,7 @@
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 #include "tools/qpk/InputFile.h"
 #include "tools/qpk/PackageCheck.h"
 #include "tools/qpk/Signing.h"
@@ -56,7 +57,7 @@ FeedPackage describePackage(const std::string& folder, const std::string& name) 
     described.fileName = name;
     described.size = package.file().size();
     described.sha256 = digestOf(package.file());
-    described.signer = verifyPackage(package, authorRules());
+    described.signer = verifyWholePackage(package, authorRules()).signer.key;
     return described;
 }
 
@@ -106,7 +107,7 @@ std::vector<FeedPackage> readPackages(const std::string& folder, const FaultSink
 }
 
 std::optional<Feed> readOldFeed(const std::string& folder) {
-    const auto text = readWhole(folder + "/" + kFeedName, kMaxFileBytes, Links::follow);
+    const auto text = readWhole(folder + "/" + kFeedName, kMaxFileBytes, FinalLink::followed);
     if (!text)
         return std::nullopt;
     return readFeedText(folder, *text);

@@ -3,13 +3,13 @@
 #include <optional>
 #include <string>
 
-namespace tavik::qpk {
+#include "platform/core/disk/RegularFile.h"
 
-enum class Links { follow, refuse };
+namespace tavik::qpk {
 
 /// The bytes of a regular file; nothing where there is none of that name. Of one that is longer,
 /// `limit + 1` bytes come back, so that the caller can tell. Throws Error about the path.
-std::optional<std::string> readWhole(const std::string& path, std::size_t limit, Links links);
+std::optional<std::string> readWhole(const std::string& path, std::size_t limit, FinalLink link);
 
 /// Throws the failure for an errno value: a missing file or folder is the author's mistake
 /// (Failure), anything else an Error of the system.

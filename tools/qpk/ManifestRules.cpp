@@ -1,69 +1,78 @@
 #include "tools/qpk/ManifestRules.h"
 
-#include <algorithm>
-#include <initializer_list>
-
 #include "platform/core/net/Address.h"
 #include "platform/core/package/Manifest.h"
+#include "platform/support/JsonObject.h"
 
 namespace tavik::qpk {
 namespace {
 
-void reportFault(const FaultSink& report, const std::string& text) {
-    report({Status::manifestInvalid, std::string(kManifestPath), text});
+/// Only what is a string: the core reports everything else.
+std::string textOf(const JsonObject& object, std::string_view member) {
+    const rapidjson::Value* value = object.find(member);
+    return value != nullptr && value->IsString() ? std::string(viewOf(*value)) : std::string();
 }
 
-void checkMembers(const rapidjson::Value& object, const std::string& prefix,
-                  std::initializer_list<std::string_view> known, const FaultSink& report) {
-    for (const auto& member : object.GetObject()) {
-        const std::string_view name(member.name.GetString(), member.name.GetStringLength());
-        if (std::find(known.begin(), known.end(), name) == known.end())
-            reportFault(report, prefix + oneLine(name) + " is a member that nobody reads");
-    }
-}
-
-void checkUpdateUrl(const rapidjson::Value& manifest, const FaultSink& report) {
-    const rapidjson::Value* url = findMember(manifest, "updateUrl");
-    if (url == nullptr || !url->IsString() || url->GetStringLength() == 0)
+void checkUpdateUrl(const JsonObject& manifest) {
+    const std::string url = textOf(manifest, "updateUrl");
+    if (url.empty())
         return;
     try {
-        Address::parse({url->GetString(), url->GetStringLength()});
+        Address::parse(url);
     } catch (const AddressError& error) {
-        reportFault(report, std::string("updateUrl ") + error.what());
+        manifest.complain("updateUrl", error.what());
     }
 }
 
-void checkHomepage(const rapidjson::Value& manifest, const FaultSink& report) {
-    const rapidjson::Value* page = findMember(manifest, "homepage");
-    if (page == nullptr || !page->IsString() || page->GetStringLength() == 0)
+void checkHomepage(const JsonObject& manifest) {
+    const std::string page = textOf(manifest, "homepage");
+    if (!page.empty() && page.rfind("https://", 0) != 0 && page.rfind("http://", 0) != 0)
+        manifest.complain("homepage", "begins with neither https:// nor http://");
+}
+
+/// The XML listing of extensions has their texts as they are.
+void checkXmlText(const JsonObject& manifest, std::string_view member) {
+    if (textOf(manifest, member).find_first_of("<&\"") != std::string::npos)
+        manifest.complain(member, "has one of < & \" and would break the XML that lists it");
+}
+
+void checkProducts(const JsonObject& manifest) {
+    const rapidjson::Value* products = manifest.find("products");
+    if (products == nullptr || !products->IsArray())
         return;
-    const std::string_view text(page->GetString(), page->GetStringLength());
-    if (text.rfind("https://", 0) != 0 && text.rfind("http://", 0) != 0)
-        reportFault(report, "homepage begins with neither https:// nor http://");
+    std::size_t index = 0;
+    for (const auto& value : products->GetArray()) {
+        if (value.IsObject())
+            manifest.entry("products", value, index)
+                .allowOnly({"name", "minVersion", "maxVersion"});
+        ++index;
+    }
 }
 
 }  // namespace
 
 void checkManifestRules(std::string_view bytes, const JsonLimits& limits, const FaultSink& report) {
-    rapidjson::Document manifest;
+    rapidjson::Document document;
     try {
-        manifest = parseJson(bytes, limits);
+        document = parseJson(bytes, limits);
     } catch (const JsonError&) {
         return;
     }
-    if (!manifest.IsObject())
+    if (!document.IsObject())
         return;
-    checkMembers(manifest, "",
-                 {"formatVersion", "id", "name", "version", "products", "storeName", "description",
-                  "author", "license", "homepage", "requiresAccount", "updateUrl", "requires"},
-                 report);
-    const rapidjson::Value* products = findMember(manifest, "products");
-    if (products != nullptr && products->IsArray())
-        for (const auto& product : products->GetArray())
-            if (product.IsObject())
-                checkMembers(product, "products: ", {"name", "minVersion", "maxVersion"}, report);
-    checkUpdateUrl(manifest, report);
-    checkHomepage(manifest, report);
+    const JsonObject manifest(
+        document, "", [&](const std::string& place, const std::string& fault) {
+            report(
+                {Status::manifestInvalid, std::string(kManifestPath), complaintText(place, fault)});
+        });
+    manifest.allowOnly({"formatVersion", "id", "name", "version", "products", "storeName",
+                        "description", "author", "license", "homepage", "requiresAccount",
+                        "updateUrl", "requires"});
+    checkProducts(manifest);
+    checkUpdateUrl(manifest);
+    checkHomepage(manifest);
+    checkXmlText(manifest, "name");
+    checkXmlText(manifest, "storeName");
 }
 
 }  // namespace tavik::qpk

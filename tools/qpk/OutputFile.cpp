@@ -34,7 +34,7 @@ std::string targetOf(const std::string& path) {
         failSystem(error.value(), path, "follow the link");
     // A device would be gone once the file has its name.
     if (!fs::is_regular_file(target, error))
-        throw Failure(path, "it is no regular file", "choose another name");
+        throw Failure(path, "it is not a regular file", "choose another name");
     return target;
 }
 

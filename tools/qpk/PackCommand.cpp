@@ -26,8 +26,8 @@ constexpr const char* kHelp =
 
 /// From the manifest; where that has faults, the check will say so before the name matters.
 std::string defaultName(const std::string& folder, const PackageLimits& limits) try {
-    const auto bytes =
-        readWhole(folder + "/" + std::string(kManifestPath), limits.manifest.bytes, Links::refuse);
+    const auto bytes = readWhole(folder + "/" + std::string(kManifestPath), limits.manifest.bytes,
+                                 FinalLink::refused);
     const Manifest manifest = parseManifest(bytes.value_or(""), limits.manifest,
                                             [](const Fault&) { throw CheckStopped(); });
     return manifest.id + "-" + manifest.version.text() + ".qpk";

@@ -5,14 +5,17 @@
 #include "platform/core/crypto/OpenSslCrypto.h"
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
+#include "platform/support/Text.h"
 #include "tools/qpk/ManifestRules.h"
 #include "tools/qpk/Signing.h"
 
 namespace tavik::qpk {
 namespace {
 
+constexpr std::size_t kMaxFactBytes = 300;  // of a manifest that names many products
+
 std::optional<Fault> signatureFault(const std::string& path) try {
-    verifyPackage(Package::open(path), authorRules());
+    verifyWholePackage(Package::open(path), authorRules());
     return std::nullopt;
 } catch (const Error& error) {
     return Fault{static_cast<Status>(error.status()), "", error.detail()};
@@ -110,7 +113,8 @@ void addProductFaults(const std::string& path, const std::vector<TargetProduct>&
     for (const TargetProduct& product : products)
         found += (found.empty() ? "" : ", ") + product.name + " " + product.version.text();
     faults.push_back({Status::noFittingProduct, std::string(kManifestPath),
-                      "is made for " + (wanted.empty() ? "no product" : wanted) +
+                      "is made for " +
+                          (wanted.empty() ? "no product" : shortened(wanted, kMaxFactBytes)) +
                           ", and does not fit " + oneLine(found)});
 }
 

@@ -19,7 +19,7 @@ struct TargetProduct {
 std::vector<Fault> findCoreFaults(const std::string& path);
 
 /// The same, and what an install lets pass although its author would not want it: members of the
-/// manifest that nobody reads, addresses that nobody follows, files that an editor or a version
+/// manifest that are unknown, addresses that no core fetches, files that an editor or a version
 /// control system left behind.
 std::vector<Fault> findAuthorFaults(const std::string& path);
 

@@ -33,7 +33,7 @@ struct SignatureLine {
 };
 
 SignatureLine describeSignature(const Package& package) try {
-    const std::string signer = verifyPackage(package, authorRules());
+    const std::string signer = verifyWholePackage(package, authorRules()).signer.key;
     return {!signer.empty() ? "key " + signer : "none", 0};
 } catch (const Error& error) {
     return {std::string(wordingOf(error.status(), Language::english).cause) + " (" +

@@ -19,7 +19,7 @@ TrustRules authorRules() {
 }
 
 PrivateKey readPrivateKey(const std::string& path) {
-    const auto pem = readWhole(path, kMaxKeyBytes, Links::follow);
+    const auto pem = readWhole(path, kMaxKeyBytes, FinalLink::followed);
     if (!pem)
         failSystem(ENOENT, path, "open the file");
     try {

@@ -70,7 +70,7 @@ std::vector<SourceEntry> readSourceFolder(const std::string& folder, const Packa
 std::string readSourceFile(const std::string& folder, const std::string& path,
                            std::uint64_t limit) {
     const std::string whole = folder + "/" + path;
-    auto content = readWhole(whole, static_cast<std::size_t>(limit), Links::refuse);
+    auto content = readWhole(whole, static_cast<std::size_t>(limit), FinalLink::refused);
     if (!content)
         failSystem(ENOENT, whole, "open the file");
     if (content->size() > limit)

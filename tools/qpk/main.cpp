@@ -3,6 +3,7 @@
 
 #include "platform/core/package/Fault.h"
 #include "platform/core/status/Texts.h"
+#include "platform/support/Text.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 

@@ -2,19 +2,16 @@
 #include <limits>
 #include <set>
 
-#include "platform/support/Json.h"
-#include "tools/vellctl/Content.h"
+#include "platform/support/JsonObject.h"
+#include "tools/vellctl/ContentJson.h"
 
 namespace tavik::vellctl {
 namespace {
 
+using vell::Content;
 using Value = rapidjson::Value;
 
 constexpr JsonLimits kLimits{std::size_t{64} << 20, 8};
-
-std::string_view viewOf(const Value& text) {
-    return {text.GetString(), text.GetStringLength()};
-}
 
 std::string within(const std::string& place, std::string_view name) {
     return place + "[" + quoteJson(name) + "]";
@@ -22,21 +19,32 @@ std::string within(const std::string& place, std::string_view name) {
 
 const Value& objectAt(const Value& value, const std::string& place) {
     if (!value.IsObject())
-        throw JsonError(place + " is not an object");
+        throwJsonComplaint(place, "is not an object");
     return value;
 }
 
 std::string textAt(const Value& value, const std::string& place) {
     if (!value.IsString())
-        throw JsonError(place + " is not a string");
+        throwJsonComplaint(place, "is not a string");
     return std::string(viewOf(value));
 }
 
 std::string nameAt(const Value& value, const std::string& place) {
     std::string name = textAt(value, place);
     if (name.empty())
-        throw JsonError(place + " has an empty name");
+        throwJsonComplaint(place, "has an empty name");
+    if (name.size() > vell::kMaxNameBytes)
+        throwJsonComplaint(
+            place, "has a name of more than " + std::to_string(vell::kMaxNameBytes) + " bytes");
     return name;
+}
+
+std::string valueAt(const Value& value, const std::string& place) {
+    std::string text = textAt(value, place);
+    if (text.size() > vell::kMaxValueBytes)
+        throwJsonComplaint(place,
+                           "has more than " + std::to_string(vell::kMaxValueBytes) + " bytes");
+    return text;
 }
 
 /// A domain is written as a number without sign or leading zeros, so that no domain has two names.
@@ -47,15 +55,8 @@ int domainAt(const Value& value, const std::string& place) {
     const auto result = std::from_chars(name.data(), end, domain);
     if (result.ec != std::errc() || result.ptr != end || std::to_string(domain) != name ||
         domain < 0)
-        throw JsonError(place + " is not a domain: a whole number from 0 on is needed");
+        throwJsonComplaint(place, "is not a domain: a whole number from 0 on is needed");
     return domain;
-}
-
-void refuseOthers(const Value& object, const std::string& place,
-                  const std::set<std::string_view>& known) {
-    for (const auto& member : object.GetObject())
-        if (known.count(viewOf(member.name)) == 0)
-            throw JsonError(within(place, viewOf(member.name)) + " is unknown");
 }
 
 Content::DataSet readDataSet(const Value& value, const std::string& place, vell::DataKind kind,
@@ -63,7 +64,7 @@ Content::DataSet readDataSet(const Value& value, const std::string& place, vell:
     Content::DataSet set{kind, domain, name, {}};
     for (const auto& member : objectAt(value, place).GetObject()) {
         std::string key = nameAt(member.name, place);
-        std::string text = textAt(member.value, within(place, key));
+        std::string text = valueAt(member.value, within(place, key));
         set.values.emplace_back(std::move(key), std::move(text));
     }
     return set;
@@ -81,12 +82,10 @@ void readPcd(const Value& value, const std::string& place, Content& content) {
     }
 }
 
-int readState(const Value& payload, const std::string& place) {
-    const Value* state = findMember(payload, "state");
-    if (state == nullptr)
-        throw JsonError(place + ".state is missing");
+int readState(const JsonObject& payload) {
+    const Value* state = payload.need("state");
     if (!state->IsInt())
-        throw JsonError(place + ".state is not a 32-bit whole number");
+        payload.complain("state", "is not a 32-bit whole number");
     return state->GetInt();
 }
 
@@ -94,14 +93,13 @@ void readPayloads(const Value& value, const std::string& place, Content& content
     for (const auto& payload : objectAt(value, place).GetObject()) {
         const std::string code = nameAt(payload.name, place);
         const std::string payloadPlace = within(place, code);
-        const Value& object = objectAt(payload.value, payloadPlace);
-        refuseOthers(object, payloadPlace, {"kind", "state", "data"});
-        content.payloads.push_back(
-            {code, requiredText(object, "kind", payloadPlace), readState(object, payloadPlace)});
-        const Value* data = findMember(object, "data");
+        const JsonObject object(payload.value, payloadPlace);
+        object.allowOnly({"kind", "state", "data"});
+        content.payloads.push_back({code, object.neededText("kind"), readState(object)});
+        const Value* data = object.find("data");
         if (data == nullptr)
             continue;
-        const std::string dataPlace = payloadPlace + ".data";
+        const std::string dataPlace = object.place("data");
         for (const auto& domain : objectAt(*data, dataPlace).GetObject()) {
             const std::string domainPlace = within(dataPlace, viewOf(domain.name));
             content.dataSets.push_back(readDataSet(domain.value, domainPlace,
@@ -117,17 +115,16 @@ void readLists(const Value& value, const std::string& place, Content::ListKind k
         Content::PayloadList payloads{kind, nameAt(list.name, place), {}};
         const std::string listPlace = within(place, payloads.name);
         if (!list.value.IsArray())
-            throw JsonError(listPlace + " is not an array");
+            throwJsonComplaint(listPlace, "is not an array");
         std::set<std::string> seen;
         for (const auto& entry : list.value.GetArray()) {
-            const std::string entryPlace =
-                listPlace + "[" + std::to_string(payloads.payloads.size()) + "]";
-            const std::string code = textAt(entry, entryPlace);
+            const std::string here = entryPlace(listPlace, payloads.payloads.size());
+            const std::string code = textAt(entry, here);
             if (codes.count(code) == 0)
-                throw JsonError(entryPlace + " is " + quoteJson(code) +
-                                ", which is not among the payloads");
+                throwJsonComplaint(here,
+                                   "is " + quoteJson(code) + ", which is not among the payloads");
             if (!seen.insert(code).second)
-                throw JsonError(entryPlace + " is " + quoteJson(code) + " a second time");
+                throwJsonComplaint(here, "is " + quoteJson(code) + " a second time");
             payloads.payloads.push_back(code);
         }
         content.lists.push_back(std::move(payloads));
@@ -136,23 +133,24 @@ void readLists(const Value& value, const std::string& place, Content::ListKind k
 
 }  // namespace
 
-Content fromJson(std::string_view text) {
+vell::Content fromJson(std::string_view text) {
     const rapidjson::Document document = parseJson(text, kLimits);
-    const Value& root = objectAt(document, "$");
-    refuseOthers(root, "$", {"pcd", "payloads", "collections", "products"});
+    const JsonObject root(document, "$");
+    root.allowOnly({"pcd", "payloads", "collections", "products"});
 
     Content content;
-    if (const Value* pcd = findMember(root, "pcd"))
-        readPcd(*pcd, "$.pcd", content);
-    if (const Value* payloads = findMember(root, "payloads"))
-        readPayloads(*payloads, "$.payloads", content);
+    if (const Value* pcd = root.find("pcd"))
+        readPcd(*pcd, root.place("pcd"), content);
+    if (const Value* payloads = root.find("payloads"))
+        readPayloads(*payloads, root.place("payloads"), content);
     std::set<std::string, std::less<>> codes;
     for (const auto& payload : content.payloads)
         codes.insert(payload.code);
-    if (const Value* collections = findMember(root, "collections"))
-        readLists(*collections, "$.collections", Content::ListKind::collection, codes, content);
-    if (const Value* products = findMember(root, "products"))
-        readLists(*products, "$.products", Content::ListKind::product, codes, content);
+    if (const Value* collections = root.find("collections"))
+        readLists(*collections, root.place("collections"), Content::ListKind::collection, codes,
+                  content);
+    if (const Value* products = root.find("products"))
+        readLists(*products, root.place("products"), Content::ListKind::product, codes, content);
     return content;
 }
 

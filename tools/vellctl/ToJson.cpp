@@ -3,11 +3,12 @@
 
 #include <map>
 
-#include "tools/vellctl/Content.h"
+#include "tools/vellctl/ContentJson.h"
 
 namespace tavik::vellctl {
 namespace {
 
+using vell::Content;
 using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
 void writeText(Writer& writer, std::string_view text) {

@@ -12,10 +12,11 @@
 
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 #include "platform/vell/Failure.h"
 #include "platform/vell/InstallerDatabase.h"
 #include "platform/vell/Session.h"
-#include "tools/vellctl/Content.h"
+#include "tools/vellctl/ContentJson.h"
 
 namespace tavik::vellctl {
 namespace {
@@ -47,9 +48,13 @@ class UsageError : public std::runtime_error {
 };
 
 std::string readFile(const std::string& path) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file)
+    // Without O_NONBLOCK a pipe would have the opening wait for whoever writes into it.
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat info {};
+    if (!file || ::fstat(file.get(), &info) != 0)
         throw std::runtime_error(path + ": cannot be opened: " + errnoText(errno));
+    if (!S_ISREG(info.st_mode))
+        throw std::runtime_error(path + ": is no regular file; write the content into one");
     try {
         return readUpTo(file.get(), kMaxFileBytes);
     } catch (const std::system_error& error) {
@@ -67,7 +72,7 @@ int domainFrom(const std::string& text) {
 }
 
 void importFile(const Arguments& arguments) {
-    Content content;
+    vell::Content content;
     try {
         content = fromJson(readFile(arguments[0]));
     } catch (const JsonError& error) {
@@ -78,7 +83,7 @@ void importFile(const Arguments& arguments) {
     const bool isNew = !std::filesystem::exists(path, ignored);
     Database database = vell::open(path, vell::Access::create);
     try {
-        replace(database, content);
+        vell::replace(database, content);
     } catch (...) {
         if (isNew)
             std::filesystem::remove(path, ignored);  // it never held anything
@@ -88,7 +93,7 @@ void importFile(const Arguments& arguments) {
 
 void exportAll(const Arguments& /*arguments*/) {
     Database database = vell::open(vell::databasePath(), vell::Access::read);
-    std::cout << toJson(load(database)) << '\n';
+    std::cout << toJson(vell::load(database)) << '\n';
 }
 
 void getValue(const Arguments& arguments) {
@@ -140,6 +145,13 @@ void run(Arguments arguments) {
 }
 
 }  // namespace
+
+/// The exit status, after the line that explains it. Names from files and arguments are in it.
+static int report(const std::exception& error, const char* remedy, int exitStatus) {
+    std::cerr << "vellctl: " << printable(error.what()) << remedy << '\n';
+    return exitStatus;
+}
+
 }  // namespace tavik::vellctl
 
 int main(int argc, char** argv) try {
@@ -152,13 +164,9 @@ int main(int argc, char** argv) try {
         tavik::vellctl::run(arguments);
     return 0;
 } catch (const tavik::vellctl::UsageError& error) {
-    std::cerr << "vellctl: " << error.what() << "; see vellctl --help\n";
-    return 2;
+    return tavik::vellctl::report(error, "; see vellctl --help", 2);
 } catch (const tavik::SqliteError& error) {
-    std::cerr << "vellctl: " << tavik::vell::describe(error, tavik::vell::databasePath()).what()
-              << '\n';
-    return 1;
+    return tavik::vellctl::report(tavik::vell::describe(error, tavik::vell::databasePath()), "", 1);
 } catch (const std::exception& error) {
-    std::cerr << "vellctl: " << error.what() << '\n';
-    return 1;
+    return tavik::vellctl::report(error, "", 1);
 }

@@ -3,6 +3,8 @@
 #include <array>
 #include <new>
 
+#include "platform/support/Hex.h"
+
 namespace tavik {
 namespace {
 
@@ -26,13 +28,7 @@ std::string Sha256::finish() {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
     unsigned size = 0;
     check(EVP_DigestFinal_ex(context_.get(), digest.data(), &size));
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    std::string text;
-    for (unsigned i = 0; i < size; ++i) {
-        text += kDigits[digest[i] >> 4];
-        text += kDigits[digest[i] & 15];
-    }
-    return text;
+    return toHex({reinterpret_cast<const char*>(digest.data()), size});
 }
 
 }  // namespace tavik

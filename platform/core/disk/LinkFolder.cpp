@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
@@ -14,64 +15,117 @@
 namespace tavik {
 namespace {
 
-constexpr mode_t kFolderMode = 0755;
-
 std::string temporaryNameOf(const std::string& name) {
     return "." + name.substr(0, NAME_MAX - 8) + ".new";
 }
 
-}  // namespace
-
-std::optional<LinkFolder> LinkFolder::open(const std::string& path) {
-    FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (descriptor)
-        return LinkFolder(path, std::move(descriptor));
-    if (errno == ENOENT || errno == ENOTDIR)
-        return std::nullopt;
-    failErrno(errno, path, "open the product's extension folder");
+bool leadsBelow(const std::string& prefix, const std::string& target) {
+    return !prefix.empty() && target.compare(0, prefix.size(), prefix) == 0;
 }
 
-LinkFolder LinkFolder::make(const std::string& path) {
-    makeFolders(path, kFolderMode);
-    auto folder = open(path);
+/// What stands under a name.
+struct Entry {
+    enum class Kind { nothing, link, somethingElse };
+    Kind kind;
+    std::string target;  ///< a link's text
+};
+
+Entry lookAt(int folder, const std::string& name, const std::string& path) {
+    std::array<char, PATH_MAX> text{};
+    const ssize_t size = ::readlinkat(folder, name.c_str(), text.data(), text.size());
+    if (size >= 0)
+        return {Entry::Kind::link, std::string(text.data(), static_cast<std::size_t>(size))};
+    if (errno == ENOENT)
+        return {Entry::Kind::nothing, {}};
+    if (errno == EINVAL)
+        return {Entry::Kind::somethingElse, {}};
+    failErrno(errno, path + "/" + name, "read the link");
+}
+
+FileDescriptor openToLook(const std::string& path) {
+    FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder && errno != ENOENT && errno != ENOTDIR && errno != EACCES && errno != ELOOP)
+        failErrno(errno, path, "open the folder");
+    return folder;
+}
+
+}  // namespace
+
+std::optional<LinkFolder> LinkFolder::open(const StoreFolder& store, const std::string& path,
+                                           Missing missing, std::vector<std::string> ours) {
+    const std::string below = store.path() + "/";
+    FileDescriptor descriptor = path.compare(0, below.size(), below) == 0
+                                    ? openTrustedFolder(store.descriptor(), store.path(),
+                                                        path.substr(below.size()), missing)
+                                    : openTrustedFolder(path, missing);
+    if (!descriptor)
+        return std::nullopt;
+    return LinkFolder(path, std::move(descriptor), std::move(ours));
+}
+
+std::vector<std::string> LinkFolder::namesAt(const std::string& path) {
+    const FileDescriptor folder = openToLook(path);
     if (!folder)
-        failErrno(ENOTDIR, path, "open the product's extension folder");
-    return *std::move(folder);
+        return {};
+    auto names = namesIn(folder.get());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<std::string> LinkFolder::linksAt(const std::string& path, const std::string& prefix) {
+    FileDescriptor folder = openToLook(path);
+    if (!folder)
+        return {};
+    return LinkFolder(path, std::move(folder), {}).linksBelow(prefix);
+}
+
+bool LinkFolder::hasDanglingLinkAt(const std::string& path, const std::string& prefix) {
+    const auto names = linksAt(path, prefix);
+    return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+        return ::access((path + "/" + name).c_str(), F_OK) != 0 && errno == ENOENT;
+    });
+}
+
+bool LinkFolder::isLinkAt(const std::string& path, const std::string& name,
+                          const std::string& prefix) {
+    const FileDescriptor folder = openToLook(path);
+    return folder && leadsBelow(prefix, lookAt(folder.get(), name, path).target);
+}
+
+bool LinkFolder::isOurs(const std::string& target) const {
+    return std::any_of(ours_.begin(), ours_.end(),
+                       [&](const std::string& prefix) { return leadsBelow(prefix, target); });
 }
 
 void LinkFolder::requireRoomFor(const std::string& name) const {
     // As the effective user, since that is who will switch the link.
     if (::faccessat(descriptor_.get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
         failErrno(errno, path_, "write to the product's extension folder");
-    struct stat info {};
-    if (::fstatat(descriptor_.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
-        !S_ISLNK(info.st_mode))
+    const Entry entry = lookAt(descriptor_.get(), name, path_);
+    if (entry.kind == Entry::Kind::somethingElse)
         fail(Status::storeUnsafe, path_ + "/" + name,
              "something other than a link stands where the extension's link belongs");
-}
-
-std::optional<std::string> LinkFolder::target(const std::string& name) const {
-    std::array<char, PATH_MAX> target{};
-    const ssize_t size =
-        ::readlinkat(descriptor_.get(), name.c_str(), target.data(), target.size());
-    if (size < 0)
-        return std::nullopt;
-    return std::string(target.data(), static_cast<std::size_t>(size));
+    if (entry.kind == Entry::Kind::link && !isOurs(entry.target))
+        fail(Status::storeUnsafe, path_ + "/" + name,
+             "a link to " + entry.target + " stands where the extension's link belongs");
 }
 
 std::vector<std::string> LinkFolder::linksBelow(const std::string& prefix) const {
     std::vector<std::string> names;
     for (auto& name : namesIn(descriptor_.get())) {
-        const auto where = target(name);
-        if (where && where->compare(0, prefix.size(), prefix) == 0)
+        const Entry entry = lookAt(descriptor_.get(), name, path_);
+        if (entry.kind == Entry::Kind::link && leadsBelow(prefix, entry.target))
             names.push_back(std::move(name));
     }
     return names;
 }
 
 void LinkFolder::point(const std::string& name, const std::string& target) {
-    if (this->target(name) == target)
+    if (lookAt(descriptor_.get(), name, path_).target == target)
         return;
+    // Only root and the current user may write here (see openTrustedFolder), so nobody else can put
+    // anything under the name between this look and the rename.
+    requireRoomFor(name);
     const std::string temporary = temporaryNameOf(name);
     ::unlinkat(descriptor_.get(), temporary.c_str(), 0);
     if (::symlinkat(target.c_str(), descriptor_.get(), temporary.c_str()) != 0 ||
@@ -81,6 +135,9 @@ void LinkFolder::point(const std::string& name, const std::string& target) {
 }
 
 void LinkFolder::remove(const std::string& name) {
+    const Entry entry = lookAt(descriptor_.get(), name, path_);
+    if (entry.kind != Entry::Kind::link || !isOurs(entry.target))
+        return;
     if (::unlinkat(descriptor_.get(), name.c_str(), 0) != 0 && errno != ENOENT)
         failErrno(errno, path_ + "/" + name, "remove the link");
     isChanged_ = true;

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "platform/core/disk/RegularFile.h"
+
 namespace tavik {
 namespace {
 
@@ -46,21 +48,16 @@ FileDescriptor openSafeFolder(int parent, const std::string& name, const std::st
 
 std::optional<std::string> readSafeFile(int folder, const std::string& name, std::size_t limit,
                                         const FileSubject& subject) {
-    // Without O_NONBLOCK a pipe without a writer would hold us up before it can be told apart.
-    const FileDescriptor file(
-        ::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!file && errno == ENOENT)
+    const RegularFile file = openRegularFile(folder, name, FinalLink::refused);
+    if (file.error == ENOENT)
         return std::nullopt;
-    if (!file && errno == ELOOP)
-        fail(subject.invalid, subject.path, "it is a link");
+    if (file.error != 0)
+        failErrno(file.error, subject.path, "open the file");
     if (!file)
-        failErrno(errno, subject.path, "open the file");
-    const struct stat info = statusOf(file, subject.path);
-    if (!S_ISREG(info.st_mode))
-        fail(subject.invalid, subject.path, "it is no regular file");
-    requireSafe(info, subject.path);
+        fail(subject.invalid, subject.path, file.cause());
+    requireSafe(file.info, subject.path);
     try {
-        std::string bytes = readUpTo(file.get(), limit);
+        std::string bytes = readUpTo(file.descriptor.get(), limit);
         if (bytes.size() > limit)
             fail(subject.invalid, subject.path,
                  "it has more than " + std::to_string(limit) + " bytes");

@@ -5,6 +5,7 @@
 #include "platform/core/net/Online.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {

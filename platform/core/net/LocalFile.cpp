@@ -1,12 +1,11 @@
 #include "platform/core/net/LocalFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/support/FileDescriptor.h"
 
 namespace tavik {
@@ -43,19 +42,14 @@ Outcome copy(int file, std::uint64_t limit, const Fetcher::Sink& sink, std::stri
 FetchResult readLocalFile(const Address& address, std::uint64_t limit, const Fetcher::Sink& sink) {
     FetchResult result;
     result.address = address;
-    // Without O_NONBLOCK a pipe without a writer would hold us up before it can be told apart.
-    const FileDescriptor file(
-        ::open(address.filePath().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    struct stat status {};
-    if (!file && (errno == ENOENT || errno == ENOTDIR)) {
+    const RegularFile file = openRegularFile(address.filePath(), FinalLink::followed);
+    if (file) {
+        result.outcome = copy(file.descriptor.get(), limit, sink, result.failure);
+    } else if (file.error == ENOENT || file.error == ENOTDIR) {
         result.outcome = Outcome::absent;
         result.failure = "is not there";
-    } else if (!file || ::fstat(file.get(), &status) != 0) {
-        result.failure = "cannot be opened: " + errnoText(errno);
-    } else if (!S_ISREG(status.st_mode)) {
-        result.failure = "is not a regular file";
     } else {
-        result.outcome = copy(file.get(), limit, sink, result.failure);
+        result.failure = "cannot be opened: " + file.cause();
     }
     return result;
 }

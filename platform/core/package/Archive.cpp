@@ -6,6 +6,7 @@
 #include "platform/core/package/ArchiveRecords.h"
 #include "platform/core/package/ArchiveRules.h"
 #include "platform/core/package/PathRules.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {

@@ -12,6 +12,7 @@
 
 #include "platform/core/package/EntryReader.h"
 #include "platform/core/package/FolderTree.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -107,9 +108,11 @@ class EarlyWriteback {
 /// One extraction: the batches that workers take one after the other, and the first failure.
 class Extraction {
   public:
-    Extraction(const Package& package, int root, const Progress& progress)
+    Extraction(const Package& package, int root, const Progress& progress,
+               const ContentCheck* check)
         : package_(package),
           root_(root),
+          check_(check),
           batches_(planBatches(package.archive())),
           meter_(progress, package.archive().totalBytes()) {}
 
@@ -160,16 +163,24 @@ class Extraction {
     void extract(const ArchiveEntry& entry, FolderTree& tree, EntryReader& reader) {
         const FileDescriptor file = tree.makeFile(entry.path, entry.isExecutable() ? 0755 : 0644);
         EarlyWriteback writeback(file.get());
+        const auto check = check_ == nullptr ? nullptr : check_->start(entry);
         reader.read(entry, [&](std::string_view bytes) {
+            // The bytes stand in the reader's memory: what is checked is what is written, whoever
+            // changes the package meanwhile.
+            if (check)
+                check->take(bytes);
             if (!writeAll(file.get(), bytes))
                 failErrno(errno, package_.path(), "cannot write " + quoteName(entry.path));
             writeback.add(bytes.size());
             meter_.add(bytes.size());
         });
+        if (check)
+            check->finish();
     }
 
     const Package& package_;
     const int root_;
+    const ContentCheck* const check_;
     const std::vector<Batch> batches_;
     ProgressMeter meter_;
     std::atomic<std::size_t> next_{0};
@@ -180,8 +191,9 @@ class Extraction {
 
 }  // namespace
 
-void extractInto(const Package& package, int folderDescriptor, const Progress& progress) {
-    Extraction(package, folderDescriptor, progress).run();
+void extractInto(const Package& package, int folderDescriptor, const Progress& progress,
+                 const ContentCheck* check) {
+    Extraction(package, folderDescriptor, progress, check).run();
 }
 
 }  // namespace tavik

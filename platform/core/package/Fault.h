@@ -28,11 +28,4 @@ struct CheckStopped {};
 /// Reports a fault behind which nothing can be judged.
 [[noreturn]] void stopAt(const FaultSink& report, const Fault& fault);
 
-/// A foreign text made fit for one line of output: cut where it is long, and its bytes escaped
-/// where it is no printable text.
-std::string oneLine(std::string_view text);
-
-/// The same between quotes.
-std::string quoteName(std::string_view name);
-
 }  // namespace tavik

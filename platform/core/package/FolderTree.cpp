@@ -11,6 +11,7 @@
 
 #include "platform/core/package/Archive.h"
 #include "platform/core/status/Status.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {

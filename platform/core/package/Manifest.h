@@ -15,14 +15,14 @@ namespace tavik {
 /// The name that the manifest has in every package.
 inline constexpr std::string_view kManifestPath = "extension.json";
 
-/// What `extension.json` says. All texts are valid UTF-8; all but the description are without
-/// control characters, and that has line breaks and tabs at the most.
+/// What `extension.json` says. All texts are printable (see Text.h) but the description: that is
+/// valid UTF-8 whose only control characters are line breaks and tabs.
 struct Manifest {
     std::string id;     ///< as written
     std::string idKey;  ///< in lower case: ids that differ only in case are the same id
     std::string name;
     Version version;
-    std::vector<ProductRequirement> products;  ///< at least one
+    std::vector<ProductRequirement> products;  ///< 1 to 256, each name once
     std::string storeName;
     std::string description;
     std::string author;
@@ -36,6 +36,7 @@ inline constexpr std::size_t kMaxIdBytes = 255;
 inline constexpr std::size_t kMaxNameBytes = 255;
 inline constexpr std::size_t kMaxStoreNameBytes = 255;
 inline constexpr std::size_t kMaxProductNameBytes = 63;
+inline constexpr std::size_t kMaxProducts = 256;
 
 /// 1 to 255 letters, digits, `.`, `_`, `-`, a letter or digit at both ends, no `..`.
 bool isExtensionId(std::string_view text) noexcept;

@@ -12,8 +12,8 @@ std::string readEntry(const PackageFile& file, const ArchiveEntry& entry) {
     return content;
 }
 
-Manifest readManifest(const PackageFile& file, const Archive& archive, const JsonLimits& limits,
-                      const FaultSink& report) {
+std::string readManifestText(const PackageFile& file, const Archive& archive,
+                             const JsonLimits& limits, const FaultSink& report) {
     const std::string place(kManifestPath);
     const ArchiveEntry* entry = archive.find(kManifestPath);
     if (entry == nullptr || entry->isFolder())
@@ -22,7 +22,7 @@ Manifest readManifest(const PackageFile& file, const Archive& archive, const Jso
         stopAt(report,
                {Status::packageTooLarge, place,
                 std::to_string(entry->size) + " bytes, more than " + std::to_string(limits.bytes)});
-    return parseManifest(readEntry(file, *entry), limits, report);
+    return readEntry(file, *entry);
 }
 
 void checkContents(const PackageFile& file, const Archive& archive, const FaultSink& report) {
@@ -47,7 +47,9 @@ Package Package::open(PackageFile file, const PackageLimits& limits) {
     Package package;
     package.file_ = std::move(file);
     package.archive_ = Archive::read(package.file_, limits, report);
-    package.manifest_ = readManifest(package.file_, package.archive_, limits.manifest, report);
+    package.manifestText_ =
+        readManifestText(package.file_, package.archive_, limits.manifest, report);
+    package.manifest_ = parseManifest(package.manifestText_, limits.manifest, report);
     return package;
 }
 
@@ -71,7 +73,8 @@ std::vector<Fault> findFaults(const std::string& path, const PackageLimits& limi
         const Archive archive = Archive::read(file, limits, collect);
         if (faults.empty())  // Else what the entries claim is not to be relied on.
             checkContents(file, archive, collect);
-        readManifest(file, archive, limits.manifest, collect);
+        parseManifest(readManifestText(file, archive, limits.manifest, collect), limits.manifest,
+                      collect);
     } catch (const CheckStopped&) {
         // What was found until then is all that can be told.
     } catch (const Error& error) {

@@ -13,8 +13,8 @@
 namespace tavik {
 
 /// An open .qpk whose container and manifest have been checked. What is read later is read through
-/// the one descriptor and checked against what was found at first, so that a file that changes
-/// meanwhile gives a failure and never other content of another size.
+/// the one descriptor and checked against the headers that were found at first. Whoever can write
+/// to the file can still change content: a ContentCheck finds that while it is extracted.
 class Package {
   public:
     /// Throws Error about `path`: packageUnreadable where it cannot be opened or is no regular
@@ -28,6 +28,8 @@ class Package {
     const std::string& path() const noexcept { return file_.name(); }
     const PackageFile& file() const noexcept { return file_; }
     const Manifest& manifest() const noexcept { return manifest_; }
+    /// The bytes that the manifest was read from.
+    const std::string& manifestText() const noexcept { return manifestText_; }
     const Archive& archive() const noexcept { return archive_; }
 
     /// The entry's content, whole. Throws Error: packageTooLarge over `limit` bytes, packageDamaged
@@ -44,6 +46,7 @@ class Package {
 
     PackageFile file_;
     Archive archive_;
+    std::string manifestText_;
     Manifest manifest_;
 };
 

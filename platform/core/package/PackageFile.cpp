@@ -1,33 +1,28 @@
 #include "platform/core/package/PackageFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/status/Status.h"
 
 namespace tavik {
 
 PackageFile PackageFile::open(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (descriptor < 0)
-        fail(Status::packageUnreadable, path, errnoText(errno));
-    return adopt(FileDescriptor(descriptor), path);
+    return PackageFile(openRegularFile(path, FinalLink::followed), path);
 }
 
 PackageFile PackageFile::adopt(FileDescriptor descriptor, std::string name) {
-    struct stat status {};
-    if (::fstat(descriptor.get(), &status) != 0)
-        fail(Status::packageUnreadable, name, errnoText(errno));
-    if (!S_ISREG(status.st_mode))
-        fail(Status::packageUnreadable, name, "is not a regular file");
-    PackageFile file;
-    file.name_ = std::move(name);
-    file.descriptor_ = std::move(descriptor);
-    file.size_ = static_cast<std::uint64_t>(status.st_size);
-    return file;
+    return PackageFile(asRegularFile(std::move(descriptor)), std::move(name));
+}
+
+PackageFile::PackageFile(RegularFile file, std::string name)
+    : name_(std::move(name)),
+      descriptor_(std::move(file.descriptor)),
+      size_(static_cast<std::uint64_t>(file.info.st_size)) {
+    if (!descriptor_)
+        fail(Status::packageUnreadable, name_, file.cause());
 }
 
 void PackageFile::readAt(std::uint64_t offset, char* buffer, std::size_t size) const {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/support/FileDescriptor.h"
 
 namespace tavik {
@@ -29,6 +30,8 @@ class PackageFile {
     void readAt(std::uint64_t offset, char* buffer, std::size_t size) const;
 
   private:
+    PackageFile(RegularFile file, std::string name);
+
     std::string name_;
     FileDescriptor descriptor_;
     std::uint64_t size_ = 0;

@@ -7,8 +7,7 @@
 #include <memory>
 #include <new>
 
-#include "platform/core/package/Fault.h"
-#include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -16,13 +15,6 @@ namespace {
 bool isAscii(std::string_view text) noexcept {
     return std::all_of(text.begin(), text.end(),
                        [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
-std::string lowerAscii(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return lower;
 }
 
 std::string mapUtf8(std::string_view text, int options) {
@@ -59,7 +51,7 @@ std::string pathFault(std::string_view path) {
         return "has no name";
     if (path.size() > kMaxPathBytes)
         return "has a path of more than " + std::to_string(kMaxPathBytes) + " bytes";
-    if (!isPrintableText(path))
+    if (!isControlFree(path))
         return "has a name that is no UTF-8 or has control characters";
     if (path.find('\\') != std::string_view::npos)
         return "has a backslash in its name";
@@ -78,7 +70,7 @@ std::string pathFault(std::string_view path) {
 
 std::string foldPath(std::string_view path) {
     if (isAscii(path))
-        return lowerAscii(path);
+        return toLowerAscii(path);
     // Accents are put in order before letters fold, since some fold to several.
     const std::string ordered = mapUtf8(path, UTF8PROC_STABLE | UTF8PROC_DECOMPOSE);
     return mapUtf8(ordered, UTF8PROC_STABLE | UTF8PROC_COMPOSE | UTF8PROC_CASEFOLD);

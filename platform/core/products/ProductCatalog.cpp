@@ -1,19 +1,16 @@
 #include "platform/core/products/ProductCatalog.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
-#include <system_error>
 #include <tuple>
 
 #include "platform/core/disk/Folders.h"
-#include "platform/core/disk/StoreFolder.h"
+#include "platform/core/disk/SafeFolder.h"
 #include "platform/core/package/Version.h"
 #include "platform/core/status/Status.h"
-#include "platform/support/Json.h"
+#include "platform/support/Environment.h"
+#include "platform/support/JsonObject.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -21,62 +18,76 @@ namespace {
 constexpr std::size_t kMaxDescriptorBytes = std::size_t{64} << 10;
 constexpr std::size_t kMaxNameBytes = 63;
 constexpr std::string_view kEnding = ".json";
-
-/// A product's name becomes a folder's name.
-bool isName(const std::string& name) {
-    return !name.empty() && name.size() <= kMaxNameBytes && name.front() != '.' &&
-           name.find('/') == std::string::npos && isPrintableText(name);
-}
+constexpr std::string_view kHome = "~/";
 
 bool isDisplayName(const std::string& name) {
-    return !name.empty() && name.size() <= kMaxNameBytes && isPrintableText(name);
+    return name.size() <= kMaxNameBytes && isNameText(name);
+}
+
+bool beginsWithHome(const std::string& path) noexcept {
+    return path.compare(0, kHome.size(), kHome) == 0;
+}
+
+/// One folder, one spelling: links are compared by it. Empty where there is none.
+std::string checkedFolder(const JsonObject& descriptor) {
+    constexpr std::string_view kMember = "extensionsFolder";
+    const std::string text = descriptor.text(kMember).value_or("");
+    if (text.empty())
+        return {};
+    const bool isInHome = beginsWithHome(text);
+    if (!isInHome && text.front() != '/')
+        descriptor.complain(kMember, "is neither an absolute path nor one below ~/");
+    if (!isPrintableText(text))
+        descriptor.complain(kMember, "is no printable text");
+    const std::string folder = std::filesystem::path(text + "/").lexically_normal().parent_path();
+    if (isInHome && !beginsWithHome(folder))
+        descriptor.complain(kMember, "leads out of the home folder");
+    return folder;
 }
 
 Product parseDescriptor(const std::string& text) {
     const auto document = parseJson(text, {kMaxDescriptorBytes, 8});
-    if (!document.IsObject())
-        throw JsonError("$ is not an object");
+    const JsonObject object(document, "$");
     Product product;
-    product.name = requiredText(document, "name", "$");
-    product.displayName = requiredText(document, "displayName", "$");
-    product.version = requiredText(document, "version", "$");
-    product.extensionsFolder = optionalText(document, "extensionsFolder", "$").value_or("");
-    product.updateFeed = optionalText(document, "updateFeed", "$").value_or("");
-    if (!isName(product.name))
-        throw JsonError("$.name is no name of 1 to 63 bytes");
+    product.name = object.neededText("name");
+    product.displayName = object.neededText("displayName");
+    product.version = object.neededText("version");
+    product.extensionsFolder = checkedFolder(object);
+    product.updateFeed = object.text("updateFeed").value_or("");
+    if (!isProductName(product.name))
+        object.complain("name", "is no name of 1 to 63 bytes");
     if (!isDisplayName(product.displayName))
-        throw JsonError("$.displayName is no text of 1 to 63 bytes");
+        object.complain("displayName", "is no text of 1 to 63 bytes that can be shown");
     if (!Version::parse(product.version))
-        throw JsonError("$.version \"" + product.version + "\" is no version");
-    if (!product.extensionsFolder.empty() && product.extensionsFolder.front() != '/')
-        throw JsonError("$.extensionsFolder is not an absolute path");
-    // One folder, one spelling: links are compared by it.
-    if (!product.extensionsFolder.empty())
-        product.extensionsFolder =
-            std::filesystem::path(product.extensionsFolder + "/").lexically_normal().parent_path();
-    if (!isPrintableText(product.extensionsFolder))
-        throw JsonError("$.extensionsFolder is no printable text");
+        object.complain("version", quoteName(product.version) + " is no version");
     return product;
 }
 
-Product readDescriptor(int folder, const std::string& name, const std::string& path) {
-    const FileDescriptor file(
-        ::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info {};
-    if (!file || ::fstat(file.get(), &info) != 0)
-        failErrno(errno, path, "open the file");
-    if (!S_ISREG(info.st_mode))
-        fail(Status::productInvalid, path, "it is no regular file");
+/// Nothing where the file is gone meanwhile.
+std::optional<Product> readDescriptor(int folder, const std::string& name,
+                                      const std::string& path) {
+    const auto text =
+        readSafeFile(folder, name, kMaxDescriptorBytes, {path, Status::productInvalid});
+    if (!text)
+        return std::nullopt;
     try {
-        Product product = parseDescriptor(readUpTo(file.get(), kMaxDescriptorBytes));
+        Product product = parseDescriptor(*text);
         if (product.name + std::string(kEnding) != name)
-            throw JsonError("$.name \"" + product.name + "\" does not match the file's name");
+            throw JsonError("$.name " + quoteName(product.name) +
+                            " does not match the file's name");
         return product;
     } catch (const JsonError& error) {
         fail(Status::productInvalid, path, error.what());
-    } catch (const std::system_error& error) {
-        failErrno(error.code().value(), path, "read the file");
     }
+}
+
+/// Whether the file itself is at fault. Any other failure is one of the machine, and to go on
+/// without the product would take its links away.
+bool isFaultOfTheFile(const Error& error) noexcept {
+    for (const Status status : {Status::productInvalid, Status::storeUnsafe, Status::noPermission})
+        if (error.status() == static_cast<int>(status))
+            return true;
+    return false;
 }
 
 /// A hidden file is an installer's or an editor's half-written one.
@@ -89,32 +100,44 @@ bool isDescriptorName(const std::string& name) {
 
 ProductCatalog ProductCatalog::load(const std::vector<StoreLocation>& locations) {
     ProductCatalog catalog;
-    for (const auto& location : locations) {
-        const auto store = StoreFolder::open(location);
-        const FileDescriptor folder =
-            store ? store->existingSubfolder("products.d") : FileDescriptor();
-        if (!folder)
-            continue;
-        for (const auto& name : namesIn(folder.get())) {
-            if (!isDescriptorName(name))
-                continue;
-            const std::string path = store->path() + "/products.d/" + name;
-            Product product = readDescriptor(folder.get(), name, path);
-            if (catalog.byName(product.name) != nullptr)
-                continue;
-            // Commands name products by what is displayed.
-            if (const Product* other = catalog.byDisplayName(product.displayName))
-                fail(Status::productInvalid, path,
-                     "\"" + product.displayName + "\" is also what " + other->name +
-                         ".json displays");
-            catalog.products_.push_back(std::move(product));
-        }
-    }
+    for (const auto& location : locations)
+        if (const auto store = StoreFolder::open(location))
+            catalog.read(*store);
     std::sort(catalog.products_.begin(), catalog.products_.end(),
               [](const Product& a, const Product& b) {
                   return std::tie(a.displayName, a.name) < std::tie(b.displayName, b.name);
               });
     return catalog;
+}
+
+void ProductCatalog::read(const StoreFolder& store) {
+    const FileDescriptor folder = store.existingSubfolder("products.d");
+    if (!folder)
+        return;
+    auto names = namesIn(folder.get());
+    // Of two that clash, the same one counts everywhere.
+    std::sort(names.begin(), names.end());
+    for (const auto& name : names)
+        if (isDescriptorName(name))
+            add(store, folder.get(), name);
+}
+
+void ProductCatalog::add(const StoreFolder& store, int folder, const std::string& fileName) {
+    const std::string path = store.path() + "/products.d/" + fileName;
+    try {
+        auto product = readDescriptor(folder, fileName, path);
+        if (!product || byName(product->name) != nullptr)
+            return;
+        // Commands name products by what is displayed.
+        if (const Product* other = byDisplayName(product->displayName))
+            fail(Status::productInvalid, path,
+                 "\"" + product->displayName + "\" is also what " + other->name + ".json displays");
+        products_.push_back(std::move(*product));
+    } catch (const Error& error) {
+        if (!isFaultOfTheFile(error))
+            throw;
+        leftOut_.push_back(error);
+    }
 }
 
 const Product* ProductCatalog::byName(const std::string& name) const noexcept {
@@ -130,10 +153,24 @@ const Product* ProductCatalog::byDisplayName(const std::string& displayName) con
     return found == products_.end() ? nullptr : &*found;
 }
 
+bool isProductName(const std::string& name) noexcept {
+    return isDisplayName(name) && name.front() != '.' && name.find('/') == std::string::npos;
+}
+
 std::string extensionsFolderOf(const Product& product, const StoreLocation& store) {
-    if (!product.extensionsFolder.empty())
+    if (isCommonFolder(product))
         return product.extensionsFolder;
-    return store.familyFolder() + "/products/" + product.name + "/extensions";
+    if (product.extensionsFolder.empty() || store.scope == Scope::shared)
+        return store.familyFolder() + "/products/" + product.name + "/extensions";
+    const auto home = environmentVariable("HOME");
+    if (!home || home->front() != '/')
+        fail(Status::noHome, "HOME",
+             "not an absolute path, and " + product.name + ".json needs it");
+    return std::filesystem::path(*home + product.extensionsFolder.substr(1)).lexically_normal();
+}
+
+bool isCommonFolder(const Product& product) noexcept {
+    return !product.extensionsFolder.empty() && product.extensionsFolder.front() == '/';
 }
 
 }  // namespace tavik

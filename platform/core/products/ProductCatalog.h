@@ -3,7 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/core/disk/StoreLocation.h"
+#include "platform/core/disk/StoreFolder.h"
+#include "platform/core/status/Status.h"
 
 namespace tavik {
 
@@ -12,7 +13,7 @@ struct Product {
     std::string name;              ///< internal name, at most 63 bytes
     std::string displayName;       ///< at most 63 bytes
     std::string version;           ///< a valid version
-    std::string extensionsFolder;  ///< absolute path, or empty: a folder in the store
+    std::string extensionsFolder;  ///< absolute path, "~/..." or empty; see extensionsFolderOf()
     std::string updateFeed;        ///< empty: none
 };
 
@@ -20,22 +21,38 @@ struct Product {
 class ProductCatalog {
   public:
     /// Reads the descriptors of each location; an earlier location's product wins over a later
-    /// one's of the same name. A missing folder has no products; a descriptor that is not valid is
-    /// refused with Status::productInvalid, naming the file.
+    /// one's of the same name. A missing folder has no products. A folder that cannot be read is a
+    /// failure, and so is a file that the disk does not give out.
     static ProductCatalog load(const std::vector<StoreLocation>& locations);
 
     /// Ordered by the bytes of their display names.
     const std::vector<Product>& products() const noexcept { return products_; }
+
+    /// The descriptors that were left out: not valid, not safe, out of the reader's reach, or with
+    /// the display name of a product that counts before theirs. Each error names its file.
+    const std::vector<Error>& leftOut() const noexcept { return leftOut_; }
 
     /// Null where there is no such product.
     const Product* byName(const std::string& name) const noexcept;
     const Product* byDisplayName(const std::string& displayName) const noexcept;
 
   private:
+    void read(const StoreFolder& store);
+    void add(const StoreFolder& store, int folder, const std::string& fileName);
+
     std::vector<Product> products_;
+    std::vector<Error> leftOut_;
 };
 
-/// Where the host application looks for its enabled extensions; `store` is the extension's own.
+/// Whether `name` can name a product: 1 to 63 bytes of printable UTF-8 that can name a folder.
+bool isProductName(const std::string& name) noexcept;
+
+/// Where the host application looks for its enabled extensions; `store` is the extension's own. A
+/// folder that begins with "~/" is below HOME for the user's store, where HOME must be an absolute
+/// path (Status::noHome); the shared store uses a folder of its own then, as without any.
 std::string extensionsFolderOf(const Product& product, const StoreLocation& store);
+
+/// Whether both stores put their links for this product in one folder.
+bool isCommonFolder(const Product& product) noexcept;
 
 }  // namespace tavik

@@ -1,10 +1,10 @@
 #include "platform/core/session/ExtensionCatalog.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 #include "platform/core/package/Manifest.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/store/MaskKeeper.h"
 
 namespace tavik {
 namespace {
@@ -30,9 +30,16 @@ bool isListedBefore(const InstalledExtension* a, const InstalledExtension* b) {
 ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locations,
                                         const TableOpener& open) {
     ExtensionCatalog catalog;
-    for (const auto& location : locations)
+    std::unordered_set<std::string> masked;
+    for (const auto& location : locations) {
+        const auto folder =
+            location.scope == Scope::user ? StoreFolder::open(location) : std::nullopt;
+        if (folder)
+            masked = MaskKeeper(*folder).read();
         if (auto table = open(location))
             catalog.add(table->readList(catalog.texts_), location.scope);
+    }
+    catalog.mask(masked);
     catalog.arrange();
     return catalog;
 }
@@ -51,6 +58,17 @@ ExtensionCatalog ExtensionCatalog::ofOne(const Manifest& manifest, Scope scope) 
     return catalog;
 }
 
+void ExtensionCatalog::mask(const std::unordered_set<std::string>& idKeys) {
+    if (idKeys.empty())
+        return;
+    for (auto& extension : extensions_) {
+        extension.isMasked =
+            extension.scope == Scope::shared && idKeys.count(std::string(extension.idKey)) != 0;
+        if (extension.isMasked)
+            extension.state = ExtensionState::disabled;
+    }
+}
+
 void ExtensionCatalog::add(const ExtensionList& list, Scope scope) {
     // Within one store the ids differ: what was there before came from an earlier location.
     std::unordered_set<std::string_view> known;
@@ -63,7 +81,7 @@ void ExtensionCatalog::add(const ExtensionList& list, Scope scope) {
         const bool isHidden = !known.empty() && known.count(extension.idKey) != 0;
         positions.push_back(isHidden ? kNotListed : extensions_.size());
         if (!isHidden)
-            extensions_.push_back({extension, scope, -1});
+            extensions_.push_back({extension, scope, -1, false, extension.state});
     }
     for (const auto& [extension, product] : list.memberships)
         if (positions[extension] != kNotListed)

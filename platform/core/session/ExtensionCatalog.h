@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/core/disk/StoreLocation.h"
@@ -20,6 +21,10 @@ namespace tavik {
 struct InstalledExtension : ListedExtension {
     Scope scope = Scope::user;
     ExtensionHandle handle = -1;
+    /// Of the shared store, and switched off by this user for himself: `state` is disabled then,
+    /// whatever it is for all users.
+    bool isMasked = false;
+    ExtensionState stateForAll = ExtensionState::enabled;  ///< as the row says
 };
 
 /// All installed extensions of one moment: those of the user's store, and those of the shared store
@@ -69,6 +74,7 @@ class ExtensionCatalog {
     ExtensionCatalog() = default;
 
     void add(const ExtensionList& list, Scope scope);
+    void mask(const std::unordered_set<std::string>& idKeys);
     void arrange();
 
     TextArena texts_;

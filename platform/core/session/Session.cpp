@@ -1,8 +1,10 @@
 #include "platform/core/session/Session.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <set>
 
 #include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
@@ -10,9 +12,9 @@
 #include "platform/core/status/Status.h"
 #include "platform/core/store/ChangeMark.h"
 #include "platform/core/trust/PackageSignature.h"
-#include "platform/core/trust/StablePackage.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -22,6 +24,11 @@ std::string checkedFamily(const std::string& family) {
         family.find('/') != std::string::npos || !isPrintableText(family))
         fail(Status::invalidArgument, "product family", "\"" + family + "\" is no folder name");
     return family;
+}
+
+/// Whether the current user has the right to change the store.
+bool mayChange(const StoreLocation& location) {
+    return ::faccessat(AT_FDCWD, location.familyFolder().c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
 }  // namespace
@@ -37,9 +44,17 @@ const ProductCatalog& Session::products() {
 }
 
 const ProductCatalog& Session::reachableProducts() {
-    if (!products_)
+    if (!products_) {
         products_ = ProductCatalog::load(locations());
+        for (const auto& leftOut : products_->leftOut())
+            warnOnce(leftOut);
+    }
     return *products_;
+}
+
+const ProductCatalog& Session::listedProducts() {
+    catalog();
+    return products();
 }
 
 const std::vector<const InstalledExtension*>& Session::extensionsOf(
@@ -161,14 +176,17 @@ void Session::warn(const Error& warning) const {
     writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
 }
 
-void Session::warnOnce(const Error& warning) {
-    if (told_.insert(warning.what()).second)
+/// A run has one session for each of its commands; what stays as it is needs to be said once.
+void Session::warnOnce(const Error& warning) const {
+    static std::set<std::string> told;
+    if (told.insert(warning.what()).second)
         warn(warning);
 }
 
 ExtensionHandle Session::install(const std::string& path) {
     location(Scope::user);
-    const Package package = openStable(path, policy());
+    const TrustRules rules = readRules();
+    const Package package = Package::open(path, rules.policy.limits);
     // What the answer needs is made before: once the store has changed, nothing may fail.
     auto answer = std::make_unique<ExtensionCatalog>(
         ExtensionCatalog::ofOne(package.manifest(), Scope::user));
@@ -177,7 +195,7 @@ ExtensionHandle Session::install(const std::string& path) {
     byHandle_.reserve(byHandle_.size() + 1);
     installed_.reserve(installed_.size() + 1);
 
-    installed.state = installInto(Scope::user, package, Account::toBeAsked).state;
+    installed.state = installInto(Scope::user, package, rules, Account::toBeAsked).state;
     const auto index = static_cast<std::size_t>(installed.handle);
     if (index == byHandle_.size())
         byHandle_.push_back(nullptr);
@@ -188,25 +206,29 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
-    installInto(Scope::shared, openStable(path, policy()), Account::toBeAsked);
+    const TrustRules rules = readRules();
+    installInto(Scope::shared, Package::open(path, rules.policy.limits), rules, Account::toBeAsked);
 }
 
-ExtensionRow Session::installInto(Scope scope, const Package& package, Account account) {
+ExtensionRow Session::installInto(Scope scope, const Package& package, const TrustRules& rules,
+                                  Account account) {
     const Manifest& manifest = package.manifest();
+    requireAllowedExtension(rules.policy, manifest.idKey, package.path());
     requireFittingProduct(manifest, reachableProducts(), package.path());
-    const std::string signer = verifyPackage(package, trustRules(policy()));
+    const VerifiedPackage verified = verifyPackage(package, rules);
     // In the user's list, the user's copy takes the place of the one for all users.
     if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
-        requireSameSigner(shared->signer, signer, package.path());
+        requireSameSigner(shared->signer, verified.signer, package.path());
     if (manifest.requiresAccount && account == Account::toBeAsked)
         identity_.requireAccount(manifest.id, manifest.name);
 
     Store target = store(scope);
     ProgressLine line;
     forgetCatalog();
-    return target.install(package, {signer, [&line](std::uint64_t done, std::uint64_t total) {
-                                        line.show(done, total);
-                                    }});
+    const Progress progress = [&line](std::uint64_t done, std::uint64_t total) {
+        line.show(done, total);
+    };
+    return target.install(package, {verified.signer, progress, verified.content});
 }
 
 std::optional<ExtensionRow> Session::rowIn(const StoreLocation& location,
@@ -236,9 +258,28 @@ void Session::removeForAll(const std::string& nameOrId) {
 
 void Session::setState(ExtensionHandle handle, ExtensionState state) {
     const InstalledExtension& installed = extension(handle);
+    if (installed.scope == Scope::shared)
+        return setStateOfShared(installed, state);
     forgetCatalog();
-    store(installed.scope)
-        .setState(std::string(installed.idKey), std::string(installed.name), state);
+    store(Scope::user).setState(std::string(installed.idKey), std::string(installed.name), state);
+}
+
+/// Who may change the shared store switches the extension for everybody, anybody else for himself.
+void Session::setStateOfShared(const InstalledExtension& installed, ExtensionState state) {
+    const std::string idKey(installed.idKey);
+    const std::string name(installed.name);
+    const bool isMasked = installed.isMasked;
+    const bool isForAll = mayChange(shared_);
+    const bool hasState = installed.stateForAll == state;
+    forgetCatalog();
+    if (state == ExtensionState::disabled ? isForAll : isForAll || !hasState)
+        store(Scope::shared).setState(idKey, name, state);
+    if (state == ExtensionState::disabled ? isForAll : !isMasked)
+        return;
+    const auto row = rowIn(shared_, idKey);
+    if (!row)
+        fail(Status::extensionNotFound, name);
+    store(Scope::user).setMask(*row, state);
 }
 
 }  // namespace tavik

@@ -4,7 +4,6 @@
 
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +31,9 @@ class Session {
     /// The host products, for lists: Status::noHome where the user's part of them is out of reach.
     const ProductCatalog& products();
 
+    /// The same, and the failure of a store that cannot be read: it shows before the first list.
+    const ProductCatalog& listedProducts();
+
     /// The extensions made for the product; Status::productNotFound where there is none.
     const std::vector<const InstalledExtension*>& extensionsOf(const std::string& displayName);
 
@@ -45,6 +47,10 @@ class Session {
     void installForAll(const std::string& path);
     void remove(ExtensionHandle handle);
     void removeForAll(const std::string& nameOrId);
+
+    /// Switches a user's own extension, and with it the shared one of its id, for this user. One of
+    /// the shared store is switched for all users where the current user may change that store,
+    /// otherwise for the current user alone.
     void setState(ExtensionHandle handle, ExtensionState state);
 
     /// Starts a check of what is installed now; one that is under way is ended. Failures show when
@@ -73,21 +79,21 @@ class Session {
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
     enum class Account { toBeAsked, asked };
-    ExtensionRow installInto(Scope scope, const Package& package, Account account);
+    ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
+                             Account account);
     std::optional<ExtensionTable> openTable(const StoreLocation& location);
     std::optional<ExtensionTable> openOrLeaveOut(const StoreLocation& location);
     bool finishInterrupted(const StoreLocation& location);
     ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
-    Package downloadOffer(const Offer& offer, Scope scope);
+    Package downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules);
     Store store(Scope scope);
+    void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
-    void warnOnce(const Error& warning);
-    Policy policy() const;
-    TrustRules trustRules(const Policy& policy) const;
-    FeedVerifier feedVerifier() const;
+    void warnOnce(const Error& warning) const;
+    TrustRules readRules() const;
     std::string cacheFile() const;
-    UpdateCheckInput updateCheckInput();
+    UpdateCheckInput updateCheckInput(const TrustRules& rules);
 
     Language language_;
     std::optional<StoreLocation> user_;
@@ -98,9 +104,9 @@ class Session {
     std::vector<const InstalledExtension*> byHandle_;
     std::vector<std::unique_ptr<ExtensionCatalog>> installed_;  ///< since the catalog was read
     const InstalledExtension* lastInstalled_ = nullptr;         ///< until the next change
-    std::set<std::string> told_;                                ///< what was warned of already
     IdentityService identity_;
     std::unique_ptr<BackgroundCheck> updateCheck_;
+    std::optional<TrustRules> updateRules_;  ///< what the check judges by
     std::optional<Error> updateCheckFailure_;
 };
 

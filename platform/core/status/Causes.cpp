@@ -326,6 +326,34 @@ constexpr Cause kCauses[] = {
       {"die Quelle bietet eine bekannte Version mit anderem Inhalt an",
        "benachrichtigen Sie den Herausgeber"},
       {"既知のバージョンが異なる内容で公開されています", "発行者に連絡してください"}}},
+    {Status::feedSignerChanged,
+     "feedSignerChanged",
+     {{"the update feed is signed by another key than before",
+       "ask its publisher; if the new key is right, delete feeds.db in the folder of the user's "
+       "extensions"},
+      {"la source des mises à jour est signée par une autre clé qu'auparavant",
+       "interrogez l'éditeur ; si la nouvelle clé est la bonne, supprimez feeds.db dans le dossier "
+       "des extensions de l'utilisateur"},
+      {"die Aktualisierungsquelle ist mit einem anderen Schlüssel signiert als zuvor",
+       "fragen Sie den Herausgeber; ist der neue Schlüssel richtig, löschen Sie feeds.db im Ordner "
+       "der Erweiterungen des Benutzers"},
+      {"更新フィードの署名鍵が以前と異なります",
+       "発行者に確認し、新しい鍵が正しければユーザーの拡張機能フォルダーの feeds.db "
+       "を削除してください"}}},
+    {Status::certificateRefused,
+     "certificateRefused",
+     {{"the server's certificate is not accepted",
+       "check the address and this computer's clock; an administrator adds the certificates that "
+       "are missing"},
+      {"le certificat du serveur n'est pas accepté",
+       "vérifiez l'adresse et l'horloge de cet ordinateur ; un administrateur ajoute les "
+       "certificats manquants"},
+      {"das Zertifikat des Servers wird nicht akzeptiert",
+       "prüfen Sie die Adresse und die Uhr dieses Rechners; ein Administrator ergänzt fehlende "
+       "Zertifikate"},
+      {"サーバーの証明書を受け入れられません",
+       "アドレスとコンピューターの時計を確認してください。不足している証明書は管理者が追加しま"
+       "す"}}},
     {Status::endPointInvalid,
      "endPointInvalid",
      {{"the identity service's address is not allowed",
@@ -451,6 +479,24 @@ constexpr Cause kCauses[] = {
       {"un fichier de clé n'est pas valide", "réparez ou supprimez ce fichier"},
       {"eine Schlüsseldatei ist ungültig", "reparieren oder entfernen Sie diese Datei"},
       {"鍵ファイルが正しくありません", "そのファイルを修正または削除してください"}}},
+    {Status::policyForbids,
+     "policyForbids",
+     {{"the administrator's policy.json does not allow it", "ask an administrator"},
+      {"le fichier policy.json de l'administrateur ne l'autorise pas",
+       "adressez-vous à un administrateur"},
+      {"die Datei policy.json des Administrators erlaubt es nicht",
+       "wenden Sie sich an einen Administrator"},
+      {"管理者の policy.json で許可されていません", "管理者に問い合わせてください"}}},
+    {Status::signerRevoked,
+     "signerRevoked",
+     {{"the signature is by a key that was taken back",
+       "get a package or feed that is signed by another key"},
+      {"la signature provient d'une clé révoquée",
+       "procurez-vous un paquet ou une source signés par une autre clé"},
+      {"die Signatur stammt von einem zurückgezogenen Schlüssel",
+       "beziehen Sie ein Paket oder eine Quelle mit einem anderen Schlüssel"},
+      {"取り消された鍵で署名されています",
+       "別の鍵で署名されたパッケージまたはフィードを入手してください"}}},
 };
 
 }  // namespace

@@ -59,6 +59,8 @@ enum class Status : int {
     downloadDiffers = -39,
     wrongExtension = -40,
     versionRepublished = -41,
+    feedSignerChanged = -42,
+    certificateRefused = -43,
 
     // The identity service.
     endPointInvalid = -45,
@@ -78,6 +80,8 @@ enum class Status : int {
     contentDiffers = -58,
     signerChanged = -59,
     keyInvalid = -60,
+    policyForbids = -61,
+    signerRevoked = -62,
 };
 
 /// What an errno value means: a full disk, a read-only disk, a missing right, no memory, or any

@@ -1,9 +1,15 @@
 #include "platform/core/status/Texts.h"
 
 #include <algorithm>
-#include <cctype>
+
+#include "platform/support/Text.h"
 
 namespace tavik {
+namespace {
+
+constexpr std::size_t kMaxDetailBytes = 300;
+
+}  // namespace
 
 Language languageOf(std::string_view locale) noexcept {
     struct Code {
@@ -14,10 +20,7 @@ Language languageOf(std::string_view locale) noexcept {
         {"fr", Language::french}, {"de", Language::german}, {"ja", Language::japanese}};
 
     const std::string_view code = locale.substr(0, locale.find_first_of("_-.@"));
-    const auto same = [code](const Code& row) {
-        return std::equal(code.begin(), code.end(), row.code.begin(), row.code.end(),
-                          [](unsigned char a, char b) { return std::tolower(a) == b; });
-    };
+    const auto same = [code](const Code& row) { return equalsIgnoringCase(code, row.code); };
     const auto* row = std::find_if(std::begin(kCodes), std::end(kCodes), same);
     return row == std::end(kCodes) ? Language::english : row->language;
 }
@@ -42,13 +45,11 @@ std::string explain(const Error& error, Language language) {
         line += error.subject() + ": ";
     line += wording.cause;
     if (!error.detail().empty())
-        line += " (" + error.detail() + ")";
+        line += " (" + shortened(error.detail(), kMaxDetailBytes) + ")";
     line += std::string("; ") + wording.remedy;
-    // Whatever a file name or a foreign text brings along, the explanation stays one line.
-    std::replace_if(
-        line.begin(), line.end(), [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; },
-        '?');
-    return line;
+    // Whatever a file name or a foreign text brings along, the explanation stays one line that can
+    // be read.
+    return printable(line);
 }
 
 }  // namespace tavik

@@ -1,9 +1,32 @@
+// A host application finds an extension through a link in the product's folder. The links are made
+// from the rows, after the rows' commit, and the rows are never changed for a link's sake. What can
+// go wrong between the two, and what answers it:
+//
+// 1. The link cannot be put in its place. prepare() finds that out before the commit, and keeps the
+//    folders open, so that update() works in the folders that were checked.
+// 2. The link cannot be switched after the commit, or the process ends before. Then update() throws
+//    or never comes back. The store keeps its mark and the old folder, and the next change runs
+//    repair(), which makes all links from the rows. Only after that are folders without a row
+//    deleted, so no link ever dangles.
+// 3. Somebody deletes a link or a folder of links. isIncomplete() compares names with rows at the
+//    start of each change, and repair() follows.
+// 4. Both stores put their links in one folder, because a descriptor names it. They have no lock in
+//    common: whoever could open such a lock could hold up root. Instead each store commits its own
+//    row first, then reads the other's rows, sets the links that both want together, and reads the
+//    other's rows again (settle). It starts anew where they have changed. Of two stores that do
+//    this at once, the one that reads last sees both commits, so its links are right, and the other
+//    one either sees the same or does not write after it. A process that ends in the midst leaves
+//    its mark; the other store's next repair() corrects its links too.
+//
+// The user's link goes before the shared store's. Where the user has switched his own extension
+// off, a mask keeps the host application from showing the shared one. It is made before the
+// own link goes, and removed after the own link is back, so the shared one never shows in between.
+
 #include "platform/core/store/LinkKeeper.h"
 
 #include <algorithm>
 #include <set>
 #include <sstream>
-#include <unordered_map>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/products/Fit.h"
@@ -12,24 +35,47 @@
 namespace tavik {
 namespace {
 
-bool leadsBelow(const std::string& prefix, const std::string& target) {
-    return !prefix.empty() && target.compare(0, prefix.size(), prefix) == 0;
-}
-
-bool contains(const std::vector<LinkPlace>& places, const LinkPlace& place) {
-    return std::any_of(places.begin(), places.end(), [&](const LinkPlace& each) {
-        return each.folder == place.folder && each.name == place.name;
-    });
-}
-
-void add(std::vector<LinkPlace>& places, LinkPlace place) {
-    if (!contains(places, place))
-        places.push_back(std::move(place));
-}
+constexpr int kMaxRounds = 20;
 
 std::string contentBelow(const std::string& familyFolder) {
     return familyFolder + "/ext/";
 }
+
+template <class Places>
+bool contains(const Places& places, const std::string& folder, const std::string& name) {
+    return std::any_of(places.begin(), places.end(), [&](const auto& each) {
+        return each.folder == folder && each.name == name;
+    });
+}
+
+std::set<std::string> productsOf(const ExtensionRow& row) {
+    std::set<std::string> products;
+    for (const auto& wanted : row.products)
+        products.insert(wanted.name);
+    return products;
+}
+
+/// Does all that can be done before the first failure is reported.
+class Attempts {
+  public:
+    template <class Work>
+    void run(Work work) {
+        try {
+            work();
+        } catch (const Error& error) {
+            if (!first_)
+                first_ = error;
+        }
+    }
+
+    void report() const {
+        if (first_)
+            throw Error(*first_);
+    }
+
+  private:
+    std::optional<Error> first_;
+};
 
 }  // namespace
 
@@ -38,40 +84,60 @@ LinkKeeper::LinkKeeper(const StoreFolder& store, const std::optional<StoreLocati
     : store_(store),
       other_(other),
       products_(products),
+      masks_(store),
       content_(contentBelow(store.path())),
       othersContent_(other ? contentBelow(realPath(other->familyFolder())) : "") {}
 
-void LinkKeeper::prepare(const ExtensionRow& row, const StoreLock&) const {
-    for (const auto& place : placesOf(row, store_.location())) {
-        const LinkFolder folder = LinkFolder::make(place.folder);
-        folder.requireRoomFor(place.name);
-        const auto target = folder.target(place.name);
-        if (target && !isOurs(*target) && !isOthers(*target))
-            fail(Status::storeUnsafe, place.folder + "/" + place.name,
-                 "a link to " + *target + " stands where the extension's link belongs");
-    }
+void LinkKeeper::prepare(const ExtensionRow& row, const StoreLock&) {
+    folders_.clear();
+    for (const auto& place : placesOf(row))
+        folderAt(place.folder, Missing::isMade)->requireRoomFor(place.name);
 }
 
 void LinkKeeper::update(const std::optional<ExtensionRow>& before,
-                        const std::optional<ExtensionRow>& after, const StoreLock&) const {
-    const auto wanted = after ? placesOf(*after, store_.location()) : std::vector<LinkPlace>();
-    for (const auto& place : wanted) {
-        LinkFolder folder = LinkFolder::make(place.folder);
-        if (!yields(folder, place.name))
-            folder.point(place.name, contentOf(*after));
-        folder.synchronise();
-    }
-    for (const auto& place : before ? possiblePlacesOf(*before) : std::vector<LinkPlace>()) {
-        auto folder = contains(wanted, place) ? std::nullopt : LinkFolder::open(place.folder);
-        if (!folder)
+                        const std::optional<ExtensionRow>& after, const StoreLock& lock) {
+    const bool isUsers = store_.location().scope == Scope::user;
+    Attempts attempts;
+    // A switched-off extension masks the shared one of its id, now or whenever it comes.
+    if (isUsers && after && after->state == ExtensionState::disabled)
+        attempts.run([&] {
+            mask(*after, lock);
+            for (const auto& shared : othersRows(std::vector<std::string>{after->id}))
+                mask(shared, lock);
+        });
+
+    // Its state and the products' versions may have been others: links may stand in the folder of
+    // each product that it names.
+    std::set<std::string> folders;
+    std::vector<std::string> names;
+    for (const auto* row : {before ? &*before : nullptr, after ? &*after : nullptr}) {
+        if (row == nullptr)
             continue;
-        takeAway(*folder, place.name);
-        folder->synchronise();
+        names.push_back(row->id);
+        for (const auto& wanted : row->products)
+            if (const Product* product = products_.byName(wanted.name))
+                folders.insert(extensionsFolderOf(*product, store_.location()));
     }
+    const auto rows = after ? std::vector<ExtensionRow>{*after} : std::vector<ExtensionRow>();
+    for (const auto& folder : folders)
+        attempts.run([&] { settle(folder, rows, names); });
+
+    if (isUsers && after && after->state == ExtensionState::enabled)
+        attempts.run([&] { masks_.clear(after->idKey, lock); });
+    // Who removes an extension that he has switched off has not asked for the shared one.
+    if (isUsers && !after && before && before->state == ExtensionState::disabled)
+        attempts.run([&] {
+            if (othersRows(names).empty())
+                masks_.clear(before->idKey, lock);
+        });
+    attempts.report();
 }
 
 void LinkKeeper::repair(const std::vector<ExtensionRow>& rows, const std::string& linkedProducts,
-                        const StoreLock&) const {
+                        const StoreLock& lock) {
+    Attempts attempts;
+    if (store_.location().scope == Scope::user)
+        attempts.run([&] { repairMasks(rows, lock); });
     std::set<std::string> folders;
     for (const auto& product : products_.products())
         folders.insert(extensionsFolderOf(product, store_.location()));
@@ -80,29 +146,64 @@ void LinkKeeper::repair(const std::vector<ExtensionRow>& rows, const std::string
     for (std::string line; std::getline(lines, line);)
         if (const auto tab = line.rfind('\t'); tab != std::string::npos)
             folders.insert(line.substr(tab + 1));
+    folders_.clear();
     for (const auto& folder : folders)
-        repairFolder(folder, rows);
+        attempts.run([&] { settle(folder, rows, std::nullopt); });
+    attempts.report();
 }
 
-void LinkKeeper::repairFolder(const std::string& path,
-                              const std::vector<ExtensionRow>& rows) const {
-    std::unordered_map<std::string, std::string> wanted;
-    for (const auto& row : rows)
-        for (const auto& place : placesOf(row, store_.location()))
-            if (place.folder == path)
-                wanted.emplace(place.name, contentOf(row));
-    auto folder = wanted.empty() ? LinkFolder::open(path) : LinkFolder::make(path);
-    if (!folder)
-        return;
-    for (const auto& [name, target] : wanted)
-        if (!yields(*folder, name)) {
-            folder->requireRoomFor(name);
-            folder->point(name, target);
-        }
-    for (const auto& name : folder->linksBelow(content_))
-        if (wanted.count(name) == 0)
-            takeAway(*folder, name);
-    folder->synchronise();
+bool LinkKeeper::isIncomplete(ExtensionTable& table) {
+    TextArena texts;
+    const ExtensionList list = table.readList(texts);
+    if (store_.location().scope == Scope::user && areMasksIncomplete(list))
+        return true;
+    std::map<std::string, std::vector<std::string>> namesByProduct;
+    for (const auto& product : products_.products()) {
+        // The other store's change may have ended in the midst.
+        if (isCommonFolder(product) &&
+            LinkFolder::hasDanglingLinkAt(product.extensionsFolder, content_))
+            return true;
+        namesByProduct[product.name] =
+            LinkFolder::namesAt(extensionsFolderOf(product, store_.location()));
+    }
+    for (const auto& [at, product] : list.memberships) {
+        const auto& extension = list.extensions[at];
+        const auto names = namesByProduct.find(std::string(product));
+        if (extension.state == ExtensionState::disabled || names == namesByProduct.end() ||
+            std::binary_search(names->second.begin(), names->second.end(), extension.id))
+            continue;
+        const std::string folder =
+            extensionsFolderOf(*products_.byName(names->first), store_.location());
+        const auto row = table.find(std::string(extension.idKey));
+        if (row && contains(placesOf(*row), folder, row->id))
+            return true;
+    }
+    return false;
+}
+
+bool LinkKeeper::areMasksIncomplete(const ExtensionList& list) const {
+    auto masked = masks_.read();
+    for (const auto& each : list.extensions)
+        if ((masked.erase(std::string(each.idKey)) != 0) !=
+            (each.state == ExtensionState::disabled))
+            return true;
+    if (masked.empty())
+        return false;
+    const auto others = othersRows(std::vector<std::string>(masked.begin(), masked.end()));
+    return std::any_of(others.begin(), others.end(), [&](const ExtensionRow& shared) {
+        return !masks_.covers(shared.id, productsOf(shared));
+    });
+}
+
+void LinkKeeper::setMask(const ExtensionRow& shared, ExtensionState state, const StoreLock& lock) {
+    if (state == ExtensionState::enabled)
+        return masks_.clear(shared.idKey, lock);
+    try {
+        mask(shared, lock);
+    } catch (const Error&) {
+        Attempts().run([&] { masks_.clear(shared.idKey, lock); });
+        throw;
+    }
 }
 
 std::string LinkKeeper::productsText() const {
@@ -113,66 +214,147 @@ std::string LinkKeeper::productsText() const {
     return text;
 }
 
-bool LinkKeeper::isOurs(const std::string& target) const {
-    return leadsBelow(content_, target);
+void LinkKeeper::mask(const ExtensionRow& row, const StoreLock& lock) const {
+    masks_.set(row.id, productsOf(row), lock);
 }
 
-bool LinkKeeper::isOthers(const std::string& target) const {
-    return leadsBelow(othersContent_, target);
-}
-
-/// Whether what stands there goes before a link of this store.
-bool LinkKeeper::yields(const LinkFolder& folder, const std::string& name) const {
-    const auto target = folder.target(name);
-    return store_.location().scope == Scope::shared && target && isOthers(*target);
-}
-
-/// Removes our link; where the other store has the same extension for this folder, its link comes
-/// in the place.
-void LinkKeeper::takeAway(LinkFolder& folder, const std::string& name) const {
-    const auto target = folder.target(name);
-    if (!target || !isOurs(*target))
+void LinkKeeper::repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock) const {
+    auto masked = masks_.read();
+    for (const auto& row : rows) {
+        if (row.state == ExtensionState::disabled) {
+            mask(row, lock);
+            masked.insert(row.idKey);
+        } else if (masked.erase(row.idKey) != 0) {
+            masks_.clear(row.idKey, lock);
+        }
+    }
+    // The shared store's extension may have been made for more products by now.
+    if (masked.empty())
         return;
-    if (const auto others = othersTarget(folder.path(), name))
-        folder.point(name, *others);
-    else
-        folder.remove(name);
+    for (const auto& shared : othersRows(std::nullopt))
+        if (masked.count(shared.idKey) != 0)
+            mask(shared, lock);
 }
 
-std::optional<std::string> LinkKeeper::othersTarget(const std::string& folder,
-                                                    const std::string& name) const {
+/// What the links depend on in the other store: the rows with these names, or all.
+std::vector<ExtensionRow> LinkKeeper::othersRows(const Names& names) const {
     const auto store = other_ ? StoreFolder::open(*other_) : std::nullopt;
     auto table = store ? ExtensionTable::openForReading(*store) : std::nullopt;
-    const auto row = table ? table->find(toIdKey(name)) : std::nullopt;
-    if (!row || !contains(placesOf(*row, *other_), {folder, row->id}))
-        return std::nullopt;
-    return othersContent_ + row->folder;
+    if (!table)
+        return {};
+    if (!names)
+        return table->readAll();
+    std::vector<ExtensionRow> rows;
+    std::set<std::string> keys;
+    for (const auto& name : *names)
+        if (keys.insert(toIdKey(name)).second)
+            if (auto row = table->find(toIdKey(name)))
+                rows.push_back(std::move(*row));
+    return rows;
 }
 
-std::vector<LinkPlace> LinkKeeper::placesOf(const ExtensionRow& row,
-                                            const StoreLocation& store) const {
-    std::vector<LinkPlace> places;
+bool LinkKeeper::isCommon(const std::string& folder) const {
+    const auto& products = products_.products();
+    return other_ && std::any_of(products.begin(), products.end(), [&](const Product& each) {
+               return isCommonFolder(each) && each.extensionsFolder == folder;
+           });
+}
+
+std::vector<LinkKeeper::Place> LinkKeeper::placesOf(const ExtensionRow& row) const {
+    std::vector<Place> places;
     if (row.state == ExtensionState::disabled)
         return places;
     for (const auto& wanted : row.products) {
         const Product* product = products_.byName(wanted.name);
-        if (product != nullptr && fits(wanted, *product))
-            add(places, {extensionsFolderOf(*product, store), row.id});
+        if (product == nullptr || !fits(wanted, *product))
+            continue;
+        std::string folder = extensionsFolderOf(*product, store_.location());
+        if (!contains(places, folder, row.id))
+            places.push_back({std::move(folder), row.id});
     }
     return places;
 }
 
-/// Where links of it may stand: its state and the products' versions may have been others.
-std::vector<LinkPlace> LinkKeeper::possiblePlacesOf(const ExtensionRow& row) const {
-    std::vector<LinkPlace> places;
-    for (const auto& wanted : row.products)
-        if (const Product* product = products_.byName(wanted.name))
-            add(places, {extensionsFolderOf(*product, store_.location()), row.id});
-    return places;
+/// The same question for a row of either store, about a folder that both use.
+bool LinkKeeper::wantsLinkIn(const std::string& commonFolder, const ExtensionRow& row) const {
+    return row.state == ExtensionState::enabled &&
+           std::any_of(row.products.begin(), row.products.end(), [&](const auto& wanted) {
+               const Product* product = products_.byName(wanted.name);
+               return product != nullptr && isCommonFolder(*product) &&
+                      product->extensionsFolder == commonFolder && fits(wanted, *product);
+           });
 }
 
-std::string LinkKeeper::contentOf(const ExtensionRow& row) const {
-    return content_ + row.folder;
+LinkKeeper::Links LinkKeeper::wantedIn(const std::string& folder,
+                                       const std::vector<ExtensionRow>& rows,
+                                       const Names& names) const {
+    Links own;
+    for (const auto& row : rows)
+        if (contains(placesOf(row), folder, row.id))
+            own.emplace(row.id, content_ + row.folder);
+    if (!isCommon(folder))
+        return own;
+    Links others;
+    for (const auto& row : othersRows(names))
+        if (wantsLinkIn(folder, row))
+            others.emplace(row.id, othersContent_ + row.folder);
+    const bool isUsers = store_.location().scope == Scope::user;
+    Links& first = isUsers ? own : others;
+    first.merge(isUsers ? others : own);
+    return std::move(first);
+}
+
+void LinkKeeper::settle(const std::string& folder, const std::vector<ExtensionRow>& rows,
+                        const Names& names) {
+    Links wanted = wantedIn(folder, rows, names);
+    for (int round = 0; round < kMaxRounds; ++round) {
+        apply(folder, wanted, names);
+        if (!isCommon(folder))
+            return;
+        Links now = wantedIn(folder, rows, names);
+        if (now == wanted)
+            return;
+        wanted = std::move(now);
+    }
+    fail(Status::storeBusy, folder, "the other store of this folder changes again and again");
+}
+
+void LinkKeeper::apply(const std::string& path, const Links& wanted, const Names& names) {
+    const auto gone = unwanted(path, wanted, names);
+    if (wanted.empty() && gone.empty())
+        return;
+    LinkFolder* folder = folderAt(path, wanted.empty() ? Missing::isReported : Missing::isMade);
+    if (folder == nullptr)
+        return;
+    Attempts attempts;
+    for (const auto& [name, target] : wanted)
+        attempts.run([&, &name = name, &target = target] { folder->point(name, target); });
+    for (const auto& name : gone)
+        attempts.run([&] { folder->remove(name); });
+    attempts.run([&] { folder->synchronise(); });
+    attempts.report();
+}
+
+/// The links of ours that nobody wants. This only looks: a folder in which there is nothing to do
+/// need not be one that we may change.
+std::vector<std::string> LinkKeeper::unwanted(const std::string& path, const Links& wanted,
+                                              const Names& names) const {
+    std::vector<std::string> gone;
+    for (const auto& content : {content_, isCommon(path) ? othersContent_ : std::string()}) {
+        const auto candidates = names ? *names : LinkFolder::linksAt(path, content);
+        for (const auto& name : candidates)
+            if (wanted.count(name) == 0 && (!names || LinkFolder::isLinkAt(path, name, content)))
+                gone.push_back(name);
+    }
+    return gone;
+}
+
+LinkFolder* LinkKeeper::folderAt(const std::string& path, Missing missing) {
+    const auto known = folders_.find(path);
+    if (known != folders_.end())
+        return &known->second;
+    auto folder = LinkFolder::open(store_, path, missing, {content_, othersContent_});
+    return folder ? &folders_.emplace(path, std::move(*folder)).first->second : nullptr;
 }
 
 }  // namespace tavik

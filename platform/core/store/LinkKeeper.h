@@ -1,7 +1,9 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/core/disk/LinkFolder.h"
@@ -9,11 +11,13 @@
 #include "platform/core/disk/StoreLock.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/store/ExtensionTable.h"
+#include "platform/core/store/MaskKeeper.h"
 
 namespace tavik {
 
-/// Keeps the links in the products' folders as one store's rows want them. Where both stores link
-/// one id in one folder, the user's link stands there.
+/// Keeps the links in the products' folders, and a user's masks, as one store's rows want them.
+/// Where both stores link one id in one folder, the user's link stands there. The source says how
+/// two stores get along in one folder without a lock.
 class LinkKeeper {
   public:
     /// `other`: the other store that this user works with, if any. All must outlive the keeper.
@@ -24,37 +28,66 @@ class LinkKeeper {
     LinkKeeper& operator=(const LinkKeeper&) = delete;
 
     /// Throws, before anything is changed, where a link of the row could not be put in its place:
-    /// no right to write, or something stands there that belongs to neither store.
-    void prepare(const ExtensionRow& row, const StoreLock&) const;
+    /// no right to write, a folder that is not safe, or something stands there that belongs to
+    /// neither store. The folders stay open for update().
+    void prepare(const ExtensionRow& row, const StoreLock&);
 
-    /// Goes from the links of one row to those of another; on return they are durable.
+    /// Goes from the links and the mask of one row to those of another, after the rows' commit. On
+    /// return they are durable. Throws the first failure when all has been tried: links may lead to
+    /// the old row's folder then, so that folder must stay until a repair() has come back.
     void update(const std::optional<ExtensionRow>& before, const std::optional<ExtensionRow>& after,
-                const StoreLock&) const;
+                const StoreLock&);
 
-    /// Makes all links anew, also in the folders of `linkedProducts`, an older productsText().
+    /// Makes all links and masks anew, also in the folders of `linkedProducts`, an older
+    /// productsText(). On return no link leads to a folder that no row names. Throws as update()
+    /// does; then folders that no row names must stay.
     void repair(const std::vector<ExtensionRow>& rows, const std::string& linkedProducts,
-                const StoreLock&) const;
+                const StoreLock&);
+
+    /// Whether a link or a mask is missing that a row wants, so that repair() has work to do.
+    bool isIncomplete(ExtensionTable& table);
+
+    /// Masks an extension of the shared store for this user, or takes the mask away. On a failure
+    /// the mask is as it was, as far as the disk allows.
+    void setMask(const ExtensionRow& shared, ExtensionState state, const StoreLock&);
 
     /// What the links depend on besides the rows, as a text to compare.
     std::string productsText() const;
 
   private:
-    bool isOurs(const std::string& target) const;
-    bool isOthers(const std::string& target) const;
-    bool yields(const LinkFolder& folder, const std::string& name) const;
-    void takeAway(LinkFolder& folder, const std::string& name) const;
-    void repairFolder(const std::string& path, const std::vector<ExtensionRow>& rows) const;
-    std::optional<std::string> othersTarget(const std::string& folder,
-                                            const std::string& name) const;
-    std::vector<LinkPlace> placesOf(const ExtensionRow& row, const StoreLocation& store) const;
-    std::vector<LinkPlace> possiblePlacesOf(const ExtensionRow& row) const;
-    std::string contentOf(const ExtensionRow& row) const;
+    /// Where a link shall lead, by name.
+    using Links = std::unordered_map<std::string, std::string>;
+    /// A folder in which a host application looks for its enabled extensions, and the link there.
+    struct Place {
+        std::string folder;
+        std::string name;
+    };
+    /// The names that settle() is about, and nothing else in the folder; none: all.
+    using Names = std::optional<std::vector<std::string>>;
+
+    std::vector<Place> placesOf(const ExtensionRow& row) const;
+    bool wantsLinkIn(const std::string& commonFolder, const ExtensionRow& row) const;
+    Links wantedIn(const std::string& folder, const std::vector<ExtensionRow>& rows,
+                   const Names& names) const;
+    void settle(const std::string& folder, const std::vector<ExtensionRow>& rows,
+                const Names& names);
+    void apply(const std::string& path, const Links& wanted, const Names& names);
+    std::vector<std::string> unwanted(const std::string& path, const Links& wanted,
+                                      const Names& names) const;
+    LinkFolder* folderAt(const std::string& path, Missing missing);
+    bool isCommon(const std::string& folder) const;
+    std::vector<ExtensionRow> othersRows(const Names& names) const;
+    bool areMasksIncomplete(const ExtensionList& list) const;
+    void mask(const ExtensionRow& row, const StoreLock& lock) const;
+    void repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock) const;
 
     const StoreFolder& store_;
     const std::optional<StoreLocation>& other_;
     const ProductCatalog& products_;
+    MaskKeeper masks_;
     std::string content_;        ///< of this store, with a slash at its end
     std::string othersContent_;  ///< the same of the other; empty where there is none
+    std::map<std::string, LinkFolder> folders_;  ///< open, by path
 };
 
 }  // namespace tavik

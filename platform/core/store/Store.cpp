@@ -3,7 +3,6 @@
 #include "platform/core/disk/Reserve.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/store/FolderName.h"
-#include "platform/core/trust/Signer.h"
 
 namespace tavik {
 namespace {
@@ -82,6 +81,18 @@ void Store::record(const HistoryLine& line) {
     change.finish();
 }
 
+void Store::setMask(const ExtensionRow& shared, ExtensionState state) {
+    StoreChange change(folder_, warn_);
+    catchUp(change);
+    change.mark();
+    links_.setMask(shared, state, change.lock());
+    const std::string version = shared.version.text();
+    const auto operation = state == ExtensionState::enabled ? Operation::unmask : Operation::mask;
+    change.table().addHistory(lineFor(operation, shared, version, version));
+    change.commit();
+    change.finish();
+}
+
 bool Store::finishInterrupted() noexcept {
     try {
         StoreChange change(folder_, warn_, std::chrono::milliseconds(0));
@@ -101,7 +112,7 @@ ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& det
     if (before)
         requireReplaceable(*before, package, details);
     ExtensionRow row = rowOf(package.manifest(), newFolderName(package.manifest().id));
-    row.signer = details.signer;
+    row.signer = details.signer.key;
     if (before)
         row.state = before->state;
     const HistoryLine line = lineFor(operationOf(before, row), row,
@@ -110,11 +121,12 @@ ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& det
     row.installedBy = line.by;
     links_.prepare(row, change.lock());
 
-    change.publish(package, row, details.progress);
+    change.publish(package, row, details);
     change.table().put(row);
     change.table().addHistory(line);
     change.commit();
-    if (updateLinks(change, before, row) && before)
+    const OldLinks oldLinks = updateLinks(change, before, row);
+    if (before && oldLinks == OldLinks::gone)
         change.retire(before->folder);
     change.finish();
     return row;
@@ -130,7 +142,7 @@ void Store::tryRemove(const std::string& idKey, const std::string& name) {
     change.table().remove(idKey);
     change.table().addHistory(lineFor(Operation::remove, *before, before->version.text(), ""));
     change.commit();
-    if (updateLinks(change, before, std::nullopt))
+    if (updateLinks(change, before, std::nullopt) == OldLinks::gone)
         change.retire(before->folder);
     change.finish();
 }
@@ -163,39 +175,40 @@ void Store::catchUp(StoreChange& change) {
     if (change.wasInterrupted()) {
         change.emptyStaging();
         // The old folder of a link that could not be switched is still needed.
-        if (repairLinks(change))
+        if (repairLinks(change) == OldLinks::gone)
             change.sweep();
     } else if (change.reconcile() || isAdopted ||
-               change.table().linkedProducts() != links_.productsText()) {
+               change.table().linkedProducts() != links_.productsText() ||
+               links_.isIncomplete(change.table())) {
         repairLinks(change);
     }
 }
 
-bool Store::repairLinks(StoreChange& change) {
+Store::OldLinks Store::repairLinks(StoreChange& change) {
     try {
         const std::string products = links_.productsText();
         const std::string linked = change.table().linkedProducts();
         links_.repair(change.table().readAll(), linked, change.lock());
         if (products != linked)
             change.table().setLinkedProducts(products);
-        return true;
+        return OldLinks::gone;
     } catch (const std::exception& failure) {
         change.keepMark();
         change.warn(failure);
-        return false;
+        return OldLinks::mayRemain;
     }
 }
 
-bool Store::updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
-                        const std::optional<ExtensionRow>& after) {
+Store::OldLinks Store::updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
+                                   const std::optional<ExtensionRow>& after) {
     // The change is committed: trouble with a link is reported and left for the next change.
     try {
         links_.update(before, after, change.lock());
-        return true;
+        return OldLinks::gone;
     } catch (const std::exception& failure) {
         change.keepMark();
         change.warn(failure);
-        return false;
+        return OldLinks::mayRemain;
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -13,12 +14,6 @@
 #include "platform/core/store/StoreChange.h"
 
 namespace tavik {
-
-/// What an install is told besides the package.
-struct InstallDetails {
-    std::string signer;  ///< fingerprint of the package's key; empty: unsigned
-    Progress progress;   ///< may be empty
-};
 
 /// The changes of one store. Each is done or has changed nothing when it comes back.
 ///
@@ -55,6 +50,10 @@ class Store {
     void remove(const std::string& idKey, const std::string& name);
     void setState(const std::string& idKey, const std::string& name, ExtensionState state);
 
+    /// For a user's store: switches an extension of the shared store off for this user alone, or
+    /// takes that back. No row changes.
+    void setMask(const ExtensionRow& shared, ExtensionState state);
+
     /// Adds a line to the history, for a change that is made elsewhere.
     void record(const HistoryLine& line);
 
@@ -63,13 +62,16 @@ class Store {
     bool finishInterrupted() noexcept;
 
   private:
+    /// Whether links may still lead to folders that no row names, which must stay then.
+    enum class OldLinks { gone, mayRemain };
+
     ExtensionRow tryInstall(const Package& package, const InstallDetails& details);
     void tryRemove(const std::string& idKey, const std::string& name);
     void trySetState(const std::string& idKey, const std::string& name, ExtensionState state);
     void catchUp(StoreChange& change);
-    bool repairLinks(StoreChange& change);
-    bool updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
-                     const std::optional<ExtensionRow>& after);
+    OldLinks repairLinks(StoreChange& change);
+    OldLinks updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
+                         const std::optional<ExtensionRow>& after);
 
     StoreFolder folder_;
     std::optional<StoreLocation> other_;

@@ -185,17 +185,18 @@ void StoreChange::mark() {
 }
 
 void StoreChange::publish(const Package& package, const ExtensionRow& row,
-                          const Progress& progress) {
+                          const InstallDetails& details) {
     mark();
     published_ = row.folder;
-    stage(package, row, progress);
+    stage(package, row, details);
     const std::string path = folder_.path() + "/ext/" + row.folder;
     // The names have never been used: a plain rename replaces nothing.
     rename(staging_.get(), fileListOf(row.folder), content_.get(), fileListOf(row.folder), path);
     rename(staging_.get(), row.folder, content_.get(), row.folder, path);
 }
 
-void StoreChange::stage(const Package& package, const ExtensionRow& row, const Progress& progress) {
+void StoreChange::stage(const Package& package, const ExtensionRow& row,
+                        const InstallDetails& details) {
     const std::string path = folder_.path() + "/staging/" + row.folder;
     if (::mkdirat(staging_.get(), row.folder.c_str(), 0755) != 0)
         failErrno(errno, path, "make the folder");
@@ -203,7 +204,7 @@ void StoreChange::stage(const Package& package, const ExtensionRow& row, const P
                                          O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!staged || ::fchmod(staged.get(), 0755) != 0)
         failErrno(errno, path, "set the folder's rights");
-    extractInto(package, staged.get(), progress);
+    extractInto(package, staged.get(), details.progress, details.content.get());
     writeNewFile(staging_.get(), fileListOf(row.folder), fileListText(row, package), path);
 }
 

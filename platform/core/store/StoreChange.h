@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -11,11 +12,19 @@
 #include "platform/core/disk/StoreLock.h"
 #include "platform/core/package/Extraction.h"
 #include "platform/core/store/ExtensionTable.h"
+#include "platform/core/trust/Signer.h"
 
 namespace tavik {
 
 /// Told of trouble that does not undo a change: the next change repairs it.
 using WarningSink = std::function<void(const Error&)>;
+
+/// What an install is told besides the package.
+struct InstallDetails {
+    Signer signer;
+    Progress progress;                            ///< may be empty
+    std::shared_ptr<const ContentCheck> content;  ///< what the files are compared with; may be null
+};
 
 /// One change of a store, under its lock: the steps that Store puts together.
 ///
@@ -66,8 +75,11 @@ class StoreChange {
     /// that was not whole from the start deletes nothing: it is reconciled.
     void sweep();
 
+    /// Makes the mark, where this change has not made it yet.
+    void mark();
+
     /// Extracts the package and names it `ext/FOLDER`, its list of files beside it.
-    void publish(const Package& package, const ExtensionRow& row, const Progress& progress);
+    void publish(const Package& package, const ExtensionRow& row, const InstallDetails& details);
 
     /// Makes the table's rows the store's.
     void commit();
@@ -85,8 +97,7 @@ class StoreChange {
     void finish() noexcept;
 
   private:
-    void mark();
-    void stage(const Package& package, const ExtensionRow& row, const Progress& progress);
+    void stage(const Package& package, const ExtensionRow& row, const InstallDetails& details);
     void writeNextVersion();
     void keepPrevious() noexcept;
     void putInPlace();

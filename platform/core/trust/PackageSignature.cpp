@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <map>
+#include <unordered_map>
 
 #include "platform/core/package/EntryReader.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/SignedContent.h"
 
 namespace tavik {
 namespace {
@@ -69,14 +71,23 @@ std::string digestOf(EntryReader& reader, const ArchiveEntry& entry, Crypto& cry
     return digest->finish();
 }
 
+std::string digestOf(std::string_view bytes, Crypto& crypto) {
+    const auto digest = crypto.sha256();
+    digest->update(bytes);
+    return digest->finish();
+}
+
 bool isInArchive(const Archive& archive, std::string_view listed) {
     const bool isFolder = !listed.empty() && listed.back() == '/';
     const ArchiveEntry* entry = archive.find(listed.substr(0, listed.size() - (isFolder ? 1 : 0)));
     return entry != nullptr && entry->isFolder() == isFolder && !isReservedPath(entry->path);
 }
 
-/// Compares what the headers tell: which entries there are, their kinds and sizes.
-void compareHeaders(const Package& package, const std::map<std::string, ListedEntry>& list) {
+/// Compares what the headers tell: which entries there are, their kinds and sizes. A folder has no
+/// more than that: its digest is that of nothing.
+void compareHeaders(const Package& package, const std::map<std::string, ListedEntry>& list,
+                    Crypto& crypto) {
+    const std::string nothing = digestOf(std::string_view(), crypto);
     for (const ArchiveEntry& entry : package.archive().entries()) {
         if (isReservedPath(entry.path))
             continue;
@@ -89,22 +100,21 @@ void compareHeaders(const Package& package, const std::map<std::string, ListedEn
             failDiffers(package, entry.path,
                         entry.isExecutable() ? "is executable, and not so in the signed list"
                                              : "is not executable, but so in the signed list");
+        if (entry.isFolder() && listed->second.sha256 != nothing)
+            failDiffers(package, entry.path, "has another digest than in the signed list");
     }
     for (const auto& [path, listed] : list)
         if (!isInArchive(package.archive(), path))
             failDiffers(package, path, "is in the signed list, but missing");
 }
 
-void compareContents(const Package& package, const std::map<std::string, ListedEntry>& list,
-                     Crypto& crypto) {
-    EntryReader reader(package.file());
-    for (const ArchiveEntry& entry : package.archive().entries()) {
-        if (isReservedPath(entry.path))
-            continue;
-        if (digestOf(reader, entry, crypto) !=
-            list.at(listedPath(entry.path, entry.isFolder())).sha256)
-            failDiffers(package, entry.path, "has another digest than in the signed list");
-    }
+/// The digests of all files: the reserved ones have those of what was read of them.
+std::unordered_map<std::string, std::string> digestsOf(
+    const std::map<std::string, ListedEntry>& listed) {
+    std::unordered_map<std::string, std::string> digests;
+    for (const auto& [path, entry] : listed)
+        digests[path] = entry.sha256;
+    return digests;
 }
 
 }  // namespace
@@ -115,12 +125,6 @@ bool isReservedPath(std::string_view path) {
                       [](char a, char b) {
                           return (a >= 'a' && a <= 'z' ? static_cast<char>(a - 'a' + 'A') : a) == b;
                       });
-}
-
-bool hasSignature(const Package& package) {
-    const auto& entries = package.archive().entries();
-    return std::any_of(entries.begin(), entries.end(),
-                       [](const ArchiveEntry& entry) { return isReservedPath(entry.path); });
 }
 
 std::vector<ListedEntry> listContent(const Package& package, Crypto& crypto) {
@@ -135,7 +139,7 @@ std::vector<ListedEntry> listContent(const Package& package, Crypto& crypto) {
     return entries;
 }
 
-std::string verifyPackage(const Package& package, const TrustRules& rules) {
+VerifiedPackage verifyPackage(const Package& package, const TrustRules& rules) {
     const SignatureEntries entries = findSignature(package);
     if (entries.list == nullptr) {
         requireNoSignatureNeeded(package.path(), rules);
@@ -144,12 +148,35 @@ std::string verifyPackage(const Package& package, const TrustRules& rules) {
     const std::uint64_t limit = kMaxListBytesPerEntry * package.archive().entries().size();
     const std::string list = package.read(*entries.list, limit);
     const std::string signature = package.read(*entries.signature, limit);
-    std::string signer =
+    Signer signer =
         verifySignature(package.path(), std::string(kContentSignaturePath), list, signature, rules);
     const auto listed = parseList(package, list);
-    compareHeaders(package, listed);
-    compareContents(package, listed, rules.crypto());
-    return signer;
+    Crypto& crypto = rules.crypto();
+    compareHeaders(package, listed, crypto);
+
+    auto digests = digestsOf(listed);
+    digests[std::string(kContentListPath)] = digestOf(list, crypto);
+    digests[std::string(kContentSignaturePath)] = digestOf(signature, crypto);
+    auto content =
+        std::make_shared<const SignedContent>(package.path(), std::move(digests), crypto);
+    // The manifest has been read before the extraction, which sees the file's bytes of then.
+    content->require(std::string(kManifestPath), package.manifestText());
+    return {std::move(signer), std::move(content)};
+}
+
+VerifiedPackage verifyWholePackage(const Package& package, const TrustRules& rules) {
+    VerifiedPackage verified = verifyPackage(package, rules);
+    if (!verified.content)
+        return verified;
+    EntryReader reader(package.file());
+    for (const ArchiveEntry& entry : package.archive().entries()) {
+        if (entry.isFolder())
+            continue;
+        const auto check = verified.content->start(entry);
+        reader.read(entry, [&](std::string_view bytes) { check->take(bytes); });
+        check->finish();
+    }
+    return verified;
 }
 
 }  // namespace tavik

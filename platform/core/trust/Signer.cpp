@@ -1,17 +1,31 @@
 #include "platform/core/trust/Signer.h"
 
+#include <algorithm>
+
 #include "platform/core/status/Status.h"
 
 namespace tavik {
+namespace {
+
+bool maySucceed(const std::string& before, const Signer& now) {
+    return before.empty() || before == now.key ||
+           std::find(now.succeeds.begin(), now.succeeds.end(), before) != now.succeeds.end();
+}
+
+std::string described(const Signer& signer) {
+    return signer.key.empty() ? std::string("unsigned") : "key " + signer.key;
+}
+
+}  // namespace
 
 void requireNoSignatureNeeded(const std::string& subject, const TrustRules& rules) {
     if (rules.policy.requireSignature)
         fail(Status::signatureMissing, subject);
 }
 
-std::string verifySignature(const std::string& subject, const std::string& place,
-                            std::string_view message, std::string_view signature,
-                            const TrustRules& rules) {
+Signer verifySignature(const std::string& subject, const std::string& place,
+                       std::string_view message, std::string_view signature,
+                       const TrustRules& rules) {
     Crypto& crypto = rules.crypto();
     KeyFinding signer = crypto.findSigner(message, signature);
     if (!signer.fault.empty())
@@ -19,16 +33,21 @@ std::string verifySignature(const std::string& subject, const std::string& place
     const bool isTrusted = rules.keys.contain(signer.fingerprint, crypto);
     if (!isTrusted && rules.policy.requireSignature)
         fail(Status::signerUnknown, subject, "key " + signer.fingerprint);
-    return std::move(signer.fingerprint);
+    return {std::move(signer.fingerprint), {}};
 }
 
-void requireSameSigner(const std::string& installed, const std::string& offered,
+void requireSameSigner(const std::string& installed, const Signer& offered,
                        const std::string& subject) {
-    if (installed.empty() || installed == offered)
-        return;
-    fail(Status::signerChanged, subject,
-         "installed: key " + installed +
-             "; package: " + (offered.empty() ? std::string("unsigned") : "key " + offered));
+    if (!maySucceed(installed, offered))
+        fail(Status::signerChanged, subject,
+             "installed: key " + installed + "; package: " + described(offered));
+}
+
+void requireSameFeedSigner(const std::string& before, const Signer& now,
+                           const std::string& subject) {
+    if (!maySucceed(before, now))
+        fail(Status::feedSignerChanged, subject,
+             "before: key " + before + "; now: " + described(now));
 }
 
 }  // namespace tavik

@@ -2,12 +2,21 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "platform/core/crypto/Crypto.h"
 #include "platform/core/policy/Policy.h"
 #include "platform/core/trust/TrustedKeys.h"
 
 namespace tavik {
+
+/// Who signed a package or a feed.
+struct Signer {
+    std::string key;  ///< the key's fingerprint: SHA-256 of its DER form in lower-case hexadecimal
+                      ///< digits; empty: unsigned
+    /// The fingerprints of the keys whose place this key takes.
+    std::vector<std::string> succeeds;
+};
 
 /// What signatures are judged by.
 struct TrustRules {
@@ -21,17 +30,20 @@ struct TrustRules {
 /// none.
 void requireNoSignatureNeeded(const std::string& subject, const TrustRules& rules);
 
-/// The fingerprint of the key that signed `message`, whose signature file has the bytes
-/// `signature`: SHA-256 of the key's DER form in lower-case hexadecimal digits. Throws Error about
+/// Who signed `message`, whose signature file has the bytes `signature`. Throws Error about
 /// `subject`: signatureWrong with `place` in its text, signerUnknown where the policy requires a
 /// trusted key and this is none, and what TrustedKeys throws.
-std::string verifySignature(const std::string& subject, const std::string& place,
-                            std::string_view message, std::string_view signature,
-                            const TrustRules& rules);
+Signer verifySignature(const std::string& subject, const std::string& place,
+                       std::string_view message, std::string_view signature,
+                       const TrustRules& rules);
 
 /// Throws Error (signerChanged) where an extension that was signed would be replaced by an unsigned
-/// one or by one under another key. Both are fingerprints; an empty one means unsigned.
-void requireSameSigner(const std::string& installed, const std::string& offered,
+/// one or by one under another key. `installed` is a fingerprint; an empty one means unsigned.
+void requireSameSigner(const std::string& installed, const Signer& offered,
                        const std::string& subject);
+
+/// The same for a feed and the key that signed it before (feedSignerChanged).
+void requireSameFeedSigner(const std::string& before, const Signer& now,
+                           const std::string& subject);
 
 }  // namespace tavik

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -8,22 +9,29 @@
 namespace tavik {
 
 /// The public keys whose signatures this machine and its user trust: the files `trusted-keys/*.pem`
-/// in the stores' family folders. Nothing is read before somebody asks.
+/// in the administrator's folder and in the stores' family folders; and those whose signatures no
+/// longer count: `trusted-keys/revoked/*.pem`. Nothing is read before somebody asks, and all is
+/// read once: copies of the object share what was read. Usable from any thread.
 class TrustedKeys {
   public:
     /// Trusts nobody.
     TrustedKeys() = default;
     /// Folders that do not exist have no keys.
-    explicit TrustedKeys(std::vector<std::string> familyFolders)
-        : familyFolders_(std::move(familyFolders)) {}
+    explicit TrustedKeys(std::vector<std::string> folders);
 
-    /// Whether the key with that fingerprint is one of them. Reads all of them at each call, so
-    /// that a broken file shows whatever is asked. Throws Error: keyInvalid naming a file that is
-    /// no Ed25519 public key, storeUnsafe for a folder or a file that others could have written.
+    /// Whether the key with that fingerprint is one of them, and was not taken back. Throws Error:
+    /// keyInvalid naming a file that is no Ed25519 public key, storeUnsafe for a folder or a file
+    /// that others could have written.
     bool contain(const std::string& fingerprint, Crypto& crypto) const;
 
+    /// The fingerprints of the keys that were taken back. Throws as contain.
+    const std::vector<std::string>& revoked(Crypto& crypto) const;
+
   private:
-    std::vector<std::string> familyFolders_;
+    struct Keys;
+    const Keys& keys(Crypto& crypto) const;
+
+    std::shared_ptr<Keys> keys_;  ///< null: nobody is trusted
 };
 
 }  // namespace tavik

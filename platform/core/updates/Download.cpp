@@ -93,8 +93,10 @@ FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
     if (!file)
         failErrno(errno, offer.name, "make a file for the download");
     const auto fetcher = loadOnline().newFetcher(bounds);
-    Verdict verdict;
+    Verdict verdict{Status::downloadFailed, {}};
     std::string causes;
+    if (item.mirrors.empty())
+        causes = "the administrator's policy.json leads its addresses nowhere";
     for (const auto& mirror : item.mirrors) {
         restart(file.get(), offer.name);
         Arrival arrival(file.get(), item.size, progress);

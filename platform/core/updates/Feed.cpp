@@ -8,6 +8,7 @@
 #include "platform/core/status/Status.h"
 #include "platform/core/updates/VersionOrder.h"
 #include "platform/support/Json.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -164,6 +165,18 @@ void readIdentity(FeedItem& item, const rapidjson::Value& value, const std::stri
     item.version = *parsed;
 }
 
+/// Why the version is blocked. That it is blocked is what counts: a reason that is missing, too
+/// long or no text must not let it through.
+std::string readReason(const rapidjson::Value& item) {
+    const rapidjson::Value& value = *findMember(item, "blocked");
+    const std::string_view reason =
+        value.IsString() ? std::string_view(value.GetString(), value.GetStringLength())
+                         : std::string_view();
+    const bool isShown =
+        !reason.empty() && reason.size() <= kMaxReasonBytes && isPrintableText(reason);
+    return isShown ? std::string(reason) : "for a reason that cannot be shown";
+}
+
 /// Fills the item as far as it is right, so that a caller who catches the fault knows its id.
 void readItem(FeedItem& item, const rapidjson::Value& value, const std::string& place,
               const Address& base) {
@@ -172,7 +185,7 @@ void readItem(FeedItem& item, const rapidjson::Value& value, const std::string& 
     readIdentity(item, value, place);
     // Whatever else is wrong with it, a version that must not be installed is to be known.
     if (findMember(value, "blocked") != nullptr) {
-        item.blocked = printableText(value, "blocked", place, kMaxReasonBytes);
+        item.blocked = readReason(value);
         return;
     }
     if (findMember(value, "name") != nullptr)

@@ -12,7 +12,7 @@ constexpr std::chrono::seconds kBusyTimeout{10};
 
 // "Tavf": tells our file from any other that SQLite could open.
 constexpr std::int64_t kApplicationId = 0x54617666;
-constexpr std::int64_t kSchemaVersion = 1;
+constexpr std::int64_t kSchemaVersion = 2;
 
 // A commit waits for no disk, unless it moves the log: a power cut may undo the last ones, and
 // never leaves half of one.
@@ -27,7 +27,8 @@ CREATE TABLE feed (
     lastModified TEXT    NOT NULL,
     serial       INTEGER NOT NULL,
     signature    TEXT    NOT NULL,
-    body         TEXT    NOT NULL
+    body         TEXT    NOT NULL,
+    signer       TEXT    NOT NULL DEFAULT ''
 ) STRICT;
 CREATE TABLE seenVersion (
     address TEXT NOT NULL,
@@ -37,16 +38,22 @@ CREATE TABLE seenVersion (
     PRIMARY KEY (address, idKey, version)
 ) STRICT, WITHOUT ROWID;
 PRAGMA application_id = 0x54617666;
-PRAGMA user_version = 1;
+PRAGMA user_version = 2;
+)sql";
+// Form 1 did not know who signed a feed.
+constexpr const char* kUpgradeSchema = R"sql(
+ALTER TABLE feed ADD COLUMN signer TEXT NOT NULL DEFAULT '';
+PRAGMA user_version = 2;
 )sql";
 
 constexpr std::string_view kFind =
-    "SELECT etag, lastModified, serial, signature, body FROM feed WHERE address = ?1";
+    "SELECT etag, lastModified, serial, signature, body, signer FROM feed WHERE address = ?1";
 constexpr std::string_view kSeen =
     "SELECT idKey, version, sha256 FROM seenVersion WHERE address = ?1";
 constexpr std::string_view kPutFeed =
-    "INSERT INTO feed VALUES (?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT (address) DO UPDATE SET"
-    " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6 WHERE ?4 >= serial";
+    "INSERT INTO feed VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT (address) DO UPDATE SET"
+    " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6, signer = ?7 WHERE ?4 "
+    ">= serial";
 constexpr std::string_view kPutSeen =
     "INSERT INTO seenVersion VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING";
 
@@ -60,12 +67,27 @@ Identity identityOf(Database& database) {
     return {database.pragmaNumber("user_version"), database.pragmaNumber("application_id")};
 }
 
+/// Brings a file of form 1 to the present one; its form now.
+std::int64_t upgrade(Database& database) {
+    Transaction transaction(database, Transaction::Kind::write);
+    // Another process may have done it meanwhile.
+    if (database.pragmaNumber("user_version") == 1)
+        database.execute(kUpgradeSchema);
+    transaction.commit();
+    return database.pragmaNumber("user_version");
+}
+
 std::optional<CachedFeed> readCopy(Statement& select, const std::string& address) {
     select.reset();
     if (!select.bind(1, address).step())
         return std::nullopt;
-    return CachedFeed{address,          std::string(select.text(0)), std::string(select.text(1)),
-                      select.number(2), std::string(select.text(3)), std::string(select.text(4))};
+    return CachedFeed{address,
+                      std::string(select.text(0)),
+                      std::string(select.text(1)),
+                      select.number(2),
+                      std::string(select.text(3)),
+                      std::string(select.text(4)),
+                      std::string(select.text(5))};
 }
 
 std::vector<SeenVersion> readSeen(Statement& select, const std::string& address) {
@@ -112,7 +134,9 @@ void FeedDatabase::open(int flags) {
     Database database(file_, flags, kBusyTimeout);
     // A short run must not pay for moving the log into the file at its end.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    const auto [form, application] = identityOf(database);
+    auto [form, application] = identityOf(database);
+    if (application == kApplicationId && form == 1)
+        form = upgrade(database);
     if (application == kApplicationId && form > kSchemaVersion)
         fail(Status::storeNewer, file_,
              "form " + std::to_string(form) + ", known up to " + std::to_string(kSchemaVersion));
@@ -156,6 +180,7 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
                 .bind(4, copy.serial)
                 .bind(5, copy.signature)
                 .bind(6, copy.body)
+                .bind(7, copy.signer)
                 .run();
             for (const auto& seen : versions)
                 putSeen.bind(1, copy.address)

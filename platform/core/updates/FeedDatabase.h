@@ -18,6 +18,7 @@ struct CachedFeed {
     std::int64_t serial = 0;
     std::string signature;  ///< empty where there was none
     std::string body;
+    std::string signer;  ///< fingerprint of the key that signed it; empty: unsigned
 };
 
 /// A version of an extension, and the digest under which a feed offered it.
@@ -41,7 +42,8 @@ struct GoodFeed {
 
 /// What is remembered of feeds between runs: a SQLite file of its own in the user's family folder,
 /// so that processes at work on it at once need no other lock. It is made on the first save; one
-/// that is damaged is forgotten and made anew. Throws Error: storeNewer for a file of a later form,
+/// that is damaged is forgotten and made anew, one of an earlier form is brought to this one.
+/// Throws Error: storeNewer for a file of a later form,
 /// else by SQLite's failure.
 class FeedDatabase {
   public:

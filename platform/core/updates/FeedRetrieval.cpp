@@ -13,7 +13,14 @@ using Outcome = FetchResult::Outcome;
 
 bool isSame(const CachedFeed& a, const CachedFeed& b) {
     return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
-           a.lastModified == b.lastModified;
+           a.lastModified == b.lastModified && a.signer == b.signer;
+}
+
+Signer signerOf(const CachedFeed& copy, const FeedVerifier& verifier) {
+    std::optional<std::string> signature;
+    if (!copy.signature.empty())
+        signature = copy.signature;
+    return verifier(copy.address, copy.body, signature);
 }
 
 }  // namespace
@@ -26,8 +33,8 @@ void FeedRetrieval::remember(KnownFeed known) {
 
 DocumentRequest FeedRetrieval::request() const {
     if (!remembered_)
-        return {address_, {}, {}};
-    return {address_, remembered_->etag, remembered_->lastModified};
+        return {place_, {}, {}};
+    return {place_, remembered_->etag, remembered_->lastModified};
 }
 
 void FeedRetrieval::take(FetchResult result) {
@@ -36,8 +43,10 @@ void FeedRetrieval::take(FetchResult result) {
     switch (result.outcome) {
         case Outcome::fetched:
             isFresh_ = true;
-            copy_ = {address(), std::move(result.etag), std::move(result.lastModified), 0,
-                     {},        std::move(result.body)};
+            copy_.address = address();
+            copy_.etag = std::move(result.etag);
+            copy_.lastModified = std::move(result.lastModified);
+            copy_.body = std::move(result.body);
             break;
         case Outcome::unchanged:
             copy_ = *remembered_;
@@ -47,7 +56,7 @@ void FeedRetrieval::take(FetchResult result) {
             break;
         case Outcome::absent:
         case Outcome::failed:
-            refuse(Status::feedUnreachable, result.failure);
+            refuseFetch(result.failure);
             break;
     }
 }
@@ -59,7 +68,7 @@ bool FeedRetrieval::lacksSignature(const FeedVerifier& verifier) const {
         return true;
     // What was believed once need not be asked for again, unless keys or rules have changed since.
     try {
-        verify(verifier);
+        signerOf(copy_, verifier);
         return false;
     } catch (const Error&) {
         return true;
@@ -67,7 +76,7 @@ bool FeedRetrieval::lacksSignature(const FeedVerifier& verifier) const {
 }
 
 DocumentRequest FeedRetrieval::signatureRequest() const {
-    return {address_.withPathSuffix(kSignatureSuffix), {}, {}, spent_};
+    return {place_.withPathSuffix(kSignatureSuffix), {}, {}, spent_};
 }
 
 void FeedRetrieval::takeSignature(FetchResult result) {
@@ -76,14 +85,18 @@ void FeedRetrieval::takeSignature(FetchResult result) {
     if (result.outcome == Outcome::fetched || result.outcome == Outcome::absent)
         copy_.signature = std::move(result.body);
     else
-        refuse(Status::feedUnreachable, "its signature " + result.failure);
+        refuseFetch("its signature " + result.failure);
 }
 
 void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
     if (failure_)
         return;
     try {
-        verify(verifier);
+        if (verifier) {
+            const Signer signer = signerOf(copy_, verifier);
+            requireSameFeedSigner(rememberedSigner(verifier), signer, address());
+            copy_.signer = signer.key;
+        }
         feed_ = parseFeed(copy_.body, source_);
     } catch (const Error& error) {
         failure_ = error;
@@ -118,13 +131,25 @@ std::optional<GoodFeed> FeedRetrieval::news(const std::set<std::string>& install
     return good;
 }
 
-void FeedRetrieval::verify(const FeedVerifier& verifier) const {
-    if (!verifier)
-        return;
-    std::optional<std::string> signature;
-    if (!copy_.signature.empty())
-        signature = copy_.signature;
-    verifier(copy_.address, copy_.body, signature);
+/// The key that signed the feed when it was last good; empty where it was unsigned or never seen.
+std::string FeedRetrieval::rememberedSigner(const FeedVerifier& verifier) const {
+    if (!remembered_)
+        return {};
+    if (!remembered_->signer.empty() || remembered_->signature.empty())
+        return remembered_->signer;
+    // It was kept before signers were.
+    try {
+        return signerOf(*remembered_, verifier).key;
+    } catch (const Error&) {
+        return {};  // Keys or rules have changed: what is kept tells nothing any more.
+    }
+}
+
+/// Names the place that was asked, where it is another than the address that people know.
+void FeedRetrieval::refuseFetch(const std::string& cause) {
+    const std::string place = place_.text();
+    refuse(Status::feedUnreachable,
+           place == address() ? cause : "by policy asked at " + place + ": " + cause);
 }
 
 void FeedRetrieval::refuse(Status status, const std::string& detail) {

@@ -10,23 +10,26 @@
 #include <vector>
 
 #include "platform/core/net/Fetcher.h"
+#include "platform/core/trust/Signer.h"
 #include "platform/core/updates/Feed.h"
 #include "platform/core/updates/FeedDatabase.h"
 #include "platform/support/Error.h"
 
 namespace tavik {
 
-/// Throws Error where a feed must not be believed: it gets the feed's address, its bytes and those
-/// of the signature beside it (nothing where there is none). Called from the thread of the check.
-/// An empty one believes every feed, and no signature is fetched.
-using FeedVerifier = std::function<void(const std::string& address, std::string_view feed,
-                                        const std::optional<std::string>& signature)>;
+/// Who signed a feed. Throws Error where the feed must not be believed: it gets the feed's address,
+/// its bytes and those of the signature beside it (nothing where there is none). Called from the
+/// thread of the check. An empty one believes every feed, and no signature is fetched.
+using FeedVerifier = std::function<Signer(const std::string& address, std::string_view feed,
+                                          const std::optional<std::string>& signature)>;
 
 /// One feed on its way from an address to a content that may be believed. The first failure stays;
 /// no later step is taken then.
 class FeedRetrieval {
   public:
-    explicit FeedRetrieval(Address address) : address_(std::move(address)) {}
+    /// `address`: as it is named, under which the feed is remembered; `place`: where it is fetched.
+    FeedRetrieval(Address address, Address place)
+        : address_(std::move(address)), place_(std::move(place)) {}
 
     /// What earlier runs know of the feed.
     void remember(KnownFeed known);
@@ -44,8 +47,9 @@ class FeedRetrieval {
     DocumentRequest signatureRequest() const;
     void takeSignature(FetchResult result);
 
-    /// Reads the feed; refuses one that is not trusted, not valid, past its date at `now` (seconds
-    /// since 1970), or older than the one that is remembered.
+    /// Reads the feed; refuses one that is not trusted, signed by another key than the one that is
+    /// remembered, not valid, past its date at `now` (seconds since 1970), or older than the one
+    /// that is remembered.
     void judge(const FeedVerifier& verifier, std::int64_t now);
 
     const std::optional<Error>& failure() const noexcept { return failure_; }
@@ -60,10 +64,12 @@ class FeedRetrieval {
     std::optional<GoodFeed> news(const std::set<std::string>& installed) const;
 
   private:
-    void verify(const FeedVerifier& verifier) const;
+    std::string rememberedSigner(const FeedVerifier& verifier) const;
     void refuse(Status status, const std::string& detail);
+    void refuseFetch(const std::string& cause);
 
     Address address_;
+    Address place_;
     Address source_;  ///< where redirects ended: relative addresses belong to it
     std::optional<CachedFeed> remembered_;
     std::vector<SeenVersion> seen_;       ///< in DigestOrder

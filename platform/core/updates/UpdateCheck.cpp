@@ -64,19 +64,30 @@ const UpdateCheck::NamedFeed& UpdateCheck::feedAt(const std::string& address,
                                                   const std::string& namedBy) {
     if (const auto known = byAddress_.find(address); known != byAddress_.end())
         return *known->second;
+    NamedFeed feed = nameFeed(address, namedBy);
+    const std::string key = feed.source ? feed.source->address() : address;
+    NamedFeed& kept = feeds_.try_emplace(key, std::move(feed)).first->second;
+    byAddress_[address] = &kept;
+    return kept;
+}
+
+UpdateCheck::NamedFeed UpdateCheck::nameFeed(const std::string& address,
+                                             const std::string& namedBy) const {
     NamedFeed feed;
-    std::string key = address;
     try {
-        Address parsed = Address::parse(address);
-        key = parsed.text();
-        feed.source = std::make_unique<FeedRetrieval>(std::move(parsed));
+        Address named = Address::parse(address);
+        if (input_.policy.allowsFeed(named)) {
+            Address place = input_.policy.route(named);
+            feed.source = std::make_unique<FeedRetrieval>(std::move(named), std::move(place));
+        } else {
+            feed.refusal.emplace(static_cast<int>(Status::policyForbids), namedBy,
+                                 "its feed " + named.text());
+        }
     } catch (const AddressError& error) {
         feed.refusal.emplace(static_cast<int>(Status::addressRefused), namedBy,
                              std::string("the address of its feed ") + error.what());
     }
-    NamedFeed& kept = feeds_.try_emplace(key, std::move(feed)).first->second;
-    byAddress_[address] = &kept;
-    return kept;
+    return feed;
 }
 
 std::vector<FeedRetrieval*> UpdateCheck::sources() const {
@@ -150,7 +161,25 @@ void UpdateCheck::keep(FeedDatabase& cache) {
     }
 }
 
+Offer UpdateCheck::offerOf(const FeedItem& item, const FeedRetrieval& source,
+                           std::string name) const {
+    Offer offer{item, source.address(), std::move(name)};
+    offer.item.mirrors.clear();
+    for (const Address& mirror : item.mirrors) {
+        try {
+            offer.item.mirrors.push_back(input_.policy.route(mirror));
+        } catch (const AddressError&) {
+            // The policy leads it nowhere: the other mirrors are left.
+        }
+    }
+    return offer;
+}
+
 void UpdateCheck::find(const UpdatableExtension& extension, Finding& finding) const {
+    if (!input_.policy.allowsExtension(extension.idKey)) {
+        finding.note = "the administrator's policy.json does not allow the extension";
+        return;
+    }
     for (const NamedFeed* feed : finding.feeds) {
         if (feed->failure()) {
             finding.failure = finding.failure ? finding.failure : feed->failure();
@@ -164,7 +193,7 @@ void UpdateCheck::find(const UpdatableExtension& extension, Finding& finding) co
             finding.failure.emplace(static_cast<int>(Status::versionRepublished), extension.name,
                                     "version " + item->version.text() + " in " + source.address());
         else if (!finding.offer || item->version > finding.offer->item.version)
-            finding.offer = Offer{*item, source.address(), extension.name};
+            finding.offer = offerOf(*item, source, extension.name);
     }
 }
 

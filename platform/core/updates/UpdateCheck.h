@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/core/net/Online.h"
+#include "platform/core/policy/Policy.h"
 #include "platform/core/updates/FeedDatabase.h"
 #include "platform/core/updates/FeedRetrieval.h"
 #include "platform/core/updates/Offer.h"
@@ -20,6 +21,7 @@ struct UpdateCheckInput {
     std::vector<UpdatableProduct> products;  ///< the installed ones
     std::string cacheFile;                   ///< see FeedDatabase
     FeedVerifier verify;                     ///< empty: no signature is fetched or checked
+    Policy policy;                           ///< what may be asked and offered, and where
     FetchBounds bounds;
 };
 
@@ -76,11 +78,13 @@ class UpdateCheck {
 
     void nameFeeds();
     const NamedFeed& feedAt(const std::string& address, const std::string& namedBy);
+    NamedFeed nameFeed(const std::string& address, const std::string& namedBy) const;
     std::vector<FeedRetrieval*> sources() const;
     void fetch();
     void run(const std::vector<Errand>& errands);
     std::optional<FeedDatabase> recall();
     void keep(FeedDatabase& cache);
+    Offer offerOf(const FeedItem& item, const FeedRetrieval& source, std::string name) const;
     void find(const UpdatableExtension& extension, Finding& finding) const;
     const UpdatableProduct* product(const std::string& name) const;
 

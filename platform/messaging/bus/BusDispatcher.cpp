@@ -1,7 +1,6 @@
 #include "platform/messaging/bus/BusDispatcher.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <tuple>
 
 #include "platform/messaging/bus/ReceivedMessage.h"
+#include "platform/support/QuietThread.h"
 
 namespace norva::zephal {
 namespace {
@@ -51,19 +51,6 @@ std::vector<std::string> destinationsOf(const api::SuiteMessage& message) {
         ids.push_back(upToNul(id));
     }
     return ids;
-}
-
-/// A thread that takes no signals: those are the application's, for threads of its own.
-std::thread quietThread(const std::function<void()>& run) {
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    struct Restore {
-        sigset_t mask;
-        ~Restore() { pthread_sigmask(SIG_SETMASK, &mask, nullptr); }
-    } restore{before};
-    return std::thread(run);
 }
 
 }  // namespace
@@ -147,7 +134,7 @@ bool BusDispatcher::Listen() {
                 arrived_.emplace_back(std::move(envelope), audience);
             },
             deadline);
-        thread_ = quietThread([this] { hear(); });
+        thread_ = tavik::startQuietThread([this] { hear(); });
         return true;
     });
 }

@@ -3,13 +3,15 @@
 // lines:
 //
 //   status|FUNCTION|FIRST|SECOND|...     status of each call, the last one of all further calls; 0
+//                                        without such a line. At "crash" the process aborts
 //   message|STATUS|TEXT                  a status's text; without "|TEXT" it has none
 //   product|DISPLAY NAME|INTERNAL NAME
 //   extension|DISPLAY NAME OF PRODUCT|STATE|NAME|VERSION|ID|STORE NAME
 //   update|INTERNAL NAME OF PRODUCT|EXTENSION NAME|VERSION
 //
 // Handles count the extensions from 1; an install gives handle 1. An operation record is logged as
-// "rN", its place counted from the record that Init got, or as "dirty" where it is not zeroed.
+// "rN", its place counted from the record that Init got, or as "dirty" where it is not zeroed. An
+// array that is null is refused, also where its count is 0.
 #include <LibTavikCoreLib.h>
 
 #include <algorithm>
@@ -54,6 +56,8 @@ Fields extension(ExtensionHandle handle) {
     return rows("extension").at(static_cast<std::size_t>(handle) - 1);
 }
 
+constexpr int kNullArray = -99;
+
 /// Logs a call; returns its status.
 template <class... Arguments>
 int called(const char* function, const Arguments&... arguments) {
@@ -65,7 +69,11 @@ int called(const char* function, const Arguments&... arguments) {
     log << name << "(" << line.str().substr(sizeof...(arguments) == 0 ? 0 : 2) << ")" << std::endl;
     const std::size_t call = callsBefore[name]++;
     const Rows found = rows("status", name.c_str());
-    return found.empty() ? 0 : std::stoi(found[0][std::min(2 + call, found[0].size() - 1)]);
+    const std::string status =
+        found.empty() ? "0" : found[0][std::min(2 + call, found[0].size() - 1)];
+    if (status == "crash")
+        std::abort();
+    return std::stoi(status);
 }
 
 std::string shown(const OperationRecord* record) {
@@ -157,6 +165,8 @@ int TavikGetCountOfProduct(unsigned long* out) {
     return called(__func__);
 }
 int TavikGetProductsList(unsigned long count, char** names) {
+    if (names == nullptr)
+        return kNullArray;
     for (std::size_t i = 0; i < count; ++i)
         fill(names[i], 64, rows("product").at(i)[1]);
     return called(__func__, count);
@@ -167,6 +177,8 @@ int TavikGetExtensionCountOfProductByDisplayName(const char* product, unsigned l
 }
 int TavikGetExtensionsListOfProductByDisplayName(const char* product, unsigned long count,
                                                  ExtensionHandle* handles) {
+    if (handles == nullptr)
+        return kNullArray;
     const Rows all = rows("extension");
     for (std::size_t i = 0; i < all.size(); ++i)
         if (all[i][1] == product)
@@ -190,6 +202,8 @@ int TavikGetCountOfUpdateExtByProduct(const char* product, unsigned long* out) {
 }
 int TavikGetUpdateInfoByProduct(const char* product, unsigned long count,
                                 TavikUpdateInfo* updates) {
+    if (updates == nullptr)
+        return kNullArray;
     for (const Fields& row : rows("update", product))
         fill(*updates++, row);
     return called(__func__, product, count);

@@ -1,7 +1,8 @@
-#include "platform/vell/InstallerDatabase.h"
-#include "tools/vellctl/Content.h"
+#include "platform/vell/Content.h"
 
-namespace tavik::vellctl {
+#include "platform/vell/InstallerDatabase.h"
+
+namespace tavik::vell {
 namespace {
 
 constexpr const char* kDataSets =
@@ -28,7 +29,7 @@ void loadDataSets(const Database& database, Content& content) {
     while (rows.step()) {
         if (rows.number(0) != current) {
             current = rows.number(0);
-            const auto kind = rows.number(1) != 0 ? vell::DataKind::pcd : vell::DataKind::payload;
+            const auto kind = rows.number(1) != 0 ? DataKind::pcd : DataKind::payload;
             content.dataSets.push_back(
                 {kind, static_cast<int>(rows.number(2)), std::string(rows.text(3)), {}});
         }
@@ -59,7 +60,7 @@ void addPayloads(const Database& database, const Content& content) {
 }
 
 void addDataSets(const Database& database, const Content& content) {
-    vell::DataWriter writer(database);
+    DataWriter writer(database);
     for (const auto& set : content.dataSets) {
         const std::int64_t id = writer.dataSet(set.kind, set.domain, set.name);
         for (const auto& [key, value] : set.values)
@@ -96,14 +97,14 @@ Content load(Database& database) {
 
 void replace(Database& database, const Content& content) {
     Transaction transaction(database, Transaction::Kind::write);
-    vell::createTables(database);
+    createTables(database);
     database.execute(kClear);
     addPayloads(database, content);
     addDataSets(database, content);
     addLists(database, content);
-    touch(database, vell::Part::pcd);
-    touch(database, vell::Part::vell);
+    touch(database, Part::pcd);
+    touch(database, Part::vell);
     transaction.commit();
 }
 
-}  // namespace tavik::vellctl
+}  // namespace tavik::vell

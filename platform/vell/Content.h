@@ -1,20 +1,19 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "platform/support/Sqlite.h"
 #include "platform/vell/DataWriter.h"
 
-namespace tavik::vellctl {
+namespace tavik::vell {
 
 /// All that an installer database holds, in the order in which it was written.
 struct Content {
     /// The keys and values of a pcd subdomain, or those of a payload in one domain.
     struct DataSet {
-        vell::DataKind kind;
+        DataKind kind;
         int domain;
         std::string name;
         std::vector<std::pair<std::string, std::string>> values;
@@ -37,18 +36,11 @@ struct Content {
     std::vector<PayloadList> lists;
 };
 
-/// Reads the JSON form. Throws JsonError, which names the place of what it does not take: unknown
-/// or missing members, other types, empty names, domains that are no number, a payload that is
-/// listed twice or not at all among the payloads.
-Content fromJson(std::string_view text);
-
-/// The JSON form, without sections that would be empty.
-std::string toJson(const Content& content);
-
-/// Everything in the database. Throws SqliteError.
+/// Reads everything from the database, as it is at one moment. Throws SqliteError.
 Content load(Database& database);
 
-/// Puts the content in the place of what the database holds, in one transaction.
+/// Replaces all that the database holds, in one transaction; makes the tables where there are none.
+/// Throws SqliteError.
 void replace(Database& database, const Content& content);
 
-}  // namespace tavik::vellctl
+}  // namespace tavik::vell

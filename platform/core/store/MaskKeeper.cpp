@@ -1,0 +1,86 @@
+#include "platform/core/store/MaskKeeper.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform/core/disk/LinkFolder.h"
+#include "platform/core/disk/TrustedPath.h"
+#include "platform/core/package/Manifest.h"
+#include "platform/core/products/ProductCatalog.h"
+#include "platform/core/status/Status.h"
+
+namespace tavik {
+namespace {
+
+std::string relativePathOf(const std::string& product) {
+    return "products/" + product + "/disabled";
+}
+
+}  // namespace
+
+std::unordered_set<std::string> MaskKeeper::read() const {
+    std::unordered_set<std::string> keys;
+    for (const auto& product : products())
+        for (const auto& id : LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product)))
+            keys.insert(toIdKey(id));
+    return keys;
+}
+
+bool MaskKeeper::covers(const std::string& id, const std::set<std::string>& products) const {
+    return std::all_of(products.begin(), products.end(), [&](const std::string& product) {
+        const auto ids = LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product));
+        return !isProductName(product) || std::binary_search(ids.begin(), ids.end(), id);
+    });
+}
+
+void MaskKeeper::set(const std::string& id, const std::set<std::string>& products,
+                     const StoreLock&) const {
+    bool isChanged = false;
+    for (const auto& product : products) {
+        if (!isProductName(product))
+            continue;
+        const FileDescriptor folder = openTrustedFolder(store_.descriptor(), store_.path(),
+                                                        relativePathOf(product), Missing::isMade);
+        const FileDescriptor entry(::openat(
+            folder.get(), id.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+        if (!entry && errno != EEXIST)
+            failErrno(errno, store_.path() + "/" + relativePathOf(product) + "/" + id,
+                      "make the file");
+        isChanged = isChanged || entry;
+    }
+    if (isChanged)
+        synchronise();
+}
+
+void MaskKeeper::clear(const std::string& idKey, const StoreLock&) const {
+    bool isChanged = false;
+    for (const auto& product : products()) {
+        const std::string path = store_.path() + "/" + relativePathOf(product);
+        for (const auto& id : LinkFolder::namesAt(path)) {
+            if (toIdKey(id) != idKey)
+                continue;
+            const FileDescriptor folder = openTrustedFolder(
+                store_.descriptor(), store_.path(), relativePathOf(product), Missing::isReported);
+            if (::unlinkat(folder.get(), id.c_str(), 0) != 0 && errno != ENOENT)
+                failErrno(errno, path + "/" + id, "remove the file");
+            isChanged = true;
+        }
+    }
+    if (isChanged)
+        synchronise();
+}
+
+std::vector<std::string> MaskKeeper::products() const {
+    return LinkFolder::namesAt(store_.path() + "/products");
+}
+
+/// One call for all entries and for the folders that were made for them.
+void MaskKeeper::synchronise() const {
+    if (::syncfs(store_.descriptor()) != 0)
+        failErrno(errno, store_.path(), "synchronise the files");
+}
+
+}  // namespace tavik

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/core/disk/StoreFolder.h"
+#include "platform/core/disk/StoreLock.h"
+
+namespace tavik {
+
+/// The masks of a user's store: which extensions of the shared store this user has switched off for
+/// himself. A mask is an empty file `products/NAME/disabled/ID` for each product that the extension
+/// was made for. These files are all that is stored of it, and an id counts as masked where any
+/// product has one. So making the first file and deleting the last one are the steps that count,
+/// and after a crash between two of them the next change adds the files that are missing.
+class MaskKeeper {
+  public:
+    /// `store`: the user's; must outlive the keeper.
+    explicit MaskKeeper(const StoreFolder& store) : store_(store) {}
+
+    /// The keys of the ids that are masked. Only looks: creates nothing, takes no lock.
+    std::unordered_set<std::string> read() const;
+
+    /// Whether the id is masked for each of these products.
+    bool covers(const std::string& id, const std::set<std::string>& products) const;
+
+    /// Masks the id for these products; what is there stays. Product names that cannot name a
+    /// folder are passed over, since no host product has one.
+    void set(const std::string& id, const std::set<std::string>& products, const StoreLock&) const;
+
+    /// Takes the mask away, for all products and however the letters of the id are written.
+    void clear(const std::string& idKey, const StoreLock&) const;
+
+  private:
+    std::vector<std::string> products() const;
+    void synchronise() const;
+
+    const StoreFolder& store_;
+};
+
+}  // namespace tavik
