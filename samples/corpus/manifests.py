@@ -61,7 +61,7 @@ def texts():
 # member: values that are taken
 TAKEN = {
     "id": ("a", "A_b-c.D", "1.2.3", LONG, "a.b-c_d"),
-    "name": ("x", LONG, "Pinceaux d'été 🎨", "<b>&amp;</b>", "'; DROP TABLE extension; --"),
+    "name": ("x", LONG, "Pinceaux d'été 🎨", "'; DROP TABLE extension; --"),
     "version": ("1", "0", "1.2", "1.2.3", "1.2.3.4", "2.0-beta.1", "1-a_b-c", "007.08",
                 "1." + "9" * 61),
     "products": ([{"name": "sketch"}, {"name": "other"}], [{"name": "sketch", "minVersion": "17"}],
@@ -133,7 +133,8 @@ def fits():
 
 def stricter():
     """An install takes them; qpk check, for authors, does not."""
-    for name, changed in (("unknown-member", {"colour": "blue"}),
+    for name, changed in (("markup-in-name", {"name": "<b>&amp;</b>"}),
+                          ("unknown-member", {"colour": "blue"}),
                           ("misspelt-member", {"discription": "x"}),
                           ("unknown-member-of-product",
                            {"products": [{"name": "sketch", "min": "1"}]}),
