@@ -18,6 +18,8 @@ struct Signer {
     /// The fingerprints of the keys whose place this key takes: those that named it as their
     /// successor, and, where the key is itself a trusted one, those that were taken back.
     std::vector<std::string> succeeds;
+    /// Where the key is itself a trusted one: all keys that are. Otherwise empty.
+    std::vector<std::string> trusted = {};
 };
 
 /// What a signature was found on.
@@ -59,7 +61,9 @@ bool maySucceed(const std::string& before, const Signer& now);
 void requireSameSigner(const std::string& installed, const Signer& offered,
                        const std::string& subject);
 
-/// The same for a feed and the key that signed it before (feedSignerChanged).
+/// The same for a feed and the key that signed it before (feedSignerChanged). A trusted key also
+/// takes the place of one that is not trusted, or no longer: whom this machine has chosen counts
+/// more than whom it has met first.
 void requireSameFeedSigner(const std::string& before, const Signer& now,
                            const std::string& subject);
 

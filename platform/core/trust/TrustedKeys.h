@@ -24,6 +24,10 @@ class TrustedKeys {
     /// that others could have written.
     bool contain(const std::string& fingerprint, Crypto& crypto) const;
 
+    /// The fingerprints of all files in `trusted-keys`, also of those that were taken back. Throws
+    /// as contain.
+    const std::vector<std::string>& trusted(Crypto& crypto) const;
+
     /// The fingerprints of the keys that were taken back. Throws as contain.
     const std::vector<std::string>& revoked(Crypto& crypto) const;
 
