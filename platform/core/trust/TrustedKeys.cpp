@@ -16,7 +16,7 @@ constexpr std::string_view kEnding = ".pem";
 constexpr std::size_t kMaxKeyFileBytes = std::size_t{16} << 10;
 constexpr std::size_t kMaxKeyFiles = 1000;
 
-/// A hidden file is an editor's half-written one, and a README is no key.
+/// Skips hidden files, which an editor may be writing, and files such as a README.
 bool isKeyName(std::string_view name) {
     return name.front() != '.' && name.size() > kEnding.size() &&
            name.substr(name.size() - kEnding.size()) == kEnding;
