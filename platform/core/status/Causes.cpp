@@ -4,14 +4,15 @@
 #include "platform/core/status/OnlineCauses.h"
 #include "platform/core/status/RequestCauses.h"
 #include "platform/core/status/StoreCauses.h"
+#include "platform/core/status/ToolCauses.h"
 
 namespace tavik {
 namespace {
 
-constexpr std::size_t kCount =
-    std::size(kRequestCauses) + std::size(kStoreCauses) + std::size(kOnlineCauses);
+constexpr std::size_t kCount = std::size(kRequestCauses) + std::size(kStoreCauses) +
+                               std::size(kOnlineCauses) + std::size(kToolCauses);
 
-/// The three parts as one table, put together by the compiler: a text is wanted also when there is
+/// The parts as one table, put together by the compiler: a text is wanted also when there is
 /// no memory left.
 constexpr std::array<Cause, kCount> joined() {
     std::array<Cause, kCount> all{};
@@ -21,6 +22,8 @@ constexpr std::array<Cause, kCount> joined() {
     for (const Cause& cause : kStoreCauses)
         all[at++] = cause;
     for (const Cause& cause : kOnlineCauses)
+        all[at++] = cause;
+    for (const Cause& cause : kToolCauses)
         all[at++] = cause;
     return all;
 }

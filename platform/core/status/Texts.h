@@ -16,7 +16,7 @@ struct Wording {
     const char* remedy;
 };
 
-/// A row of the table of causes: RequestCauses.h, StoreCauses.h and OnlineCauses.h have the rows.
+/// A row of the table of causes: the headers *Causes.h have the rows.
 /// docs/statuses.md shows them, and a test compares.
 struct Cause {
     Status status;
