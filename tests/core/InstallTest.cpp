@@ -67,7 +67,7 @@ TEST(Install, SameOrNewerVersionRepairsTheFilesAndKeepsTheState) {
     fs::remove(machine.user("products/sketch/extensions/com.example.a/content.txt"));
     EXPECT_EQ(machine.install(path).exitCode, 0);
     EXPECT_EQ(machine.seenByHost("com.example.a"), "1.0");
-    // An id in other letters is the same extension; the host sees it under its new spelling.
+    // An id in other letter case is the same extension; the host sees the new spelling.
     ASSERT_EQ(machine.install(machine.package("com.Example.a", "1.1")).exitCode, 0);
     EXPECT_EQ(machine.listed(), List{"Enabled com.Example.a 1.1"});
     EXPECT_EQ(namesIn(machine.user("products/sketch/extensions")), List{"com.Example.a"});
@@ -77,7 +77,7 @@ TEST(Install, SameOrNewerVersionRepairsTheFilesAndKeepsTheState) {
     EXPECT_EQ(machine.garbage(), List{});
 }
 
-// A home on another disk, for which a link stands.
+// The home folder is on another disk, behind a link.
 TEST(Install, AFolderAboveTheStoreMayBeALink) {
     Machine machine;
     fs::create_directory_symlink(machine.path(""), machine.path("link"));
@@ -114,7 +114,7 @@ TEST(Install, NothingOfTheHostIsOverwritten) {
     EXPECT_EQ(machine.listed(), List{});
 }
 
-// A link that its user made, to a copy that is being worked on.
+// A link that the user made, to a working copy of the extension.
 TEST(Install, NoLinkOfSomebodyElseIsTouched) {
     Machine machine;
     const std::string place = machine.user("products/sketch/extensions/com.example.a");
@@ -141,7 +141,7 @@ TEST(Install, NoLinkOfSomebodyElseIsTouched) {
     EXPECT_EQ(fs::read_symlink(place), machine.path("work"));
 }
 
-// A product that was updated, or looks elsewhere since.
+// A product that was updated, or that uses another folder now.
 TEST(Install, LinksFollowTheProducts) {
     Machine machine;
     machine.addProduct("layout", "Layout", "5.0");
@@ -162,7 +162,7 @@ TEST(Install, LinksFollowTheProducts) {
     EXPECT_EQ(namesIn(folder), (List{"com.example.a", "com.example.b"}));
     EXPECT_EQ(namesIn(own), List{});
 
-    // Too new for it, and the same folder in another spelling.
+    // A product that is too new for the extension, and the same folder in another spelling.
     machine.addProduct("layout", "Layout", "7.0");
     machine.addProduct("sketch", "Sketch Pro", "17.2",
                        R"(, "extensionsFolder": ")" + folder + "\"");

@@ -46,7 +46,7 @@ void expectHostSees(const Machine& machine, const List& listed, const std::strin
         << where;
 }
 
-/// The host sees what the list says, `now`, once another change has gone through.
+/// After another change, the host sees what the list says now.
 void expectSoundAfterNextChange(Machine& machine, const List& now, const std::string& where) {
     ASSERT_EQ(machine.install(machine.package("com.example.other", "1.0")).exitCode, 0) << where;
     List then = now;
@@ -97,7 +97,7 @@ class ChangeMachine {
         return result;
     }
 
-    /// What a list would say. It is asked of a copy, since a list may finish an interrupted change.
+    /// What a list shows. It runs on a copy, because a list may finish an interrupted change.
     List listedInACopy() {
         fs::remove_all(machine.path("copy"));
         fs::copy(machine.path("user"), machine.path("copy"), kWholeTree);
@@ -166,8 +166,8 @@ TEST(Interruption, FailingDiskAtAnyCallLeavesTheOldOrTheNewState) {
     runAllWithFaults(std::to_string(EIO));
 }
 
-// The next change is interrupted while it repairs what the last one left: a link that stands on
-// after its extension was disabled.
+// The next change is interrupted while it repairs what the last one left: a link that is still
+// there after its extension was disabled.
 TEST(Interruption, OfARepairIsMadeGoodToo) {
     for (const std::string& fault : {std::string("kill"), std::to_string(EIO)}) {
         ChangeMachine changing(kChanges[3]);

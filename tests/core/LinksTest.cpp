@@ -57,7 +57,7 @@ class Links : public ::testing::Test {
     Machine machine;
 };
 
-// Root followed links in another user's folder and put its own link, or rights, where they led.
+// Root would follow another user's links, and make its own link or set rights where they lead.
 TEST_F(Links, NobodyElseLeadsRootToAnotherFolder) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root is worth leading astray";
@@ -72,7 +72,7 @@ TEST_F(Links, NobodyElseLeadsRootToAnotherFolder) {
         {"mkdir -m 770 open", "open/ext", "open: "},
         {"mkdir -m 1777 pub; $as mkdir pub/ext", "pub/ext", "pub/ext: "},
         {"mkdir -m 1777 pub; $as ln -s ../private pub/ext", "pub/ext", "pub/ext: "},
-        // Others can make a hard link to a link of root's.
+        // Other users can make a hard link to one of root's links.
         {"mkdir -m 1777 pub; ln -s ../private pub/ext", "pub/ext", "pub/ext: "},
         {"mkdir -m 1777 ext", "ext", "ext: "},
         {"ln -s theirs ours; $as mkdir theirs/ext", "ours/ext", "theirs: "},
@@ -130,7 +130,7 @@ TEST_F(Links, AFolderThatOnlyTheUserAndRootHaveASayInIsUsed) {
     }
 }
 
-// The list said 2.0, and the application's link led to a deleted folder.
+// The list would show 2.0 while the application's link leads to a deleted folder.
 TEST_F(Links, TheOldFolderStaysUntilItsLinksAreGone) {
     const std::string links = machine.user("products/sketch/extensions");
     ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
@@ -176,7 +176,7 @@ TEST_F(Links, WhatIsMissingIsMadeAgainByTheNextChangeOrByEnabling) {
         }
 }
 
-// A removal that showed the shared store's copy instead led to a folder that was gone meanwhile.
+// A removal shows the shared copy instead, whose folder may be deleted at the same moment.
 TEST_F(Links, AFolderOfBothStoresFollowsWhatEachOfThemCommitsMeanwhile) {
     const struct {
         List meanwhile;  ///< of the shared store, while the user's removal is about to link
@@ -212,7 +212,7 @@ TEST_F(Links, AFolderOfBothStoresFollowsWhatEachOfThemCommitsMeanwhile) {
         }
 }
 
-// A change of the one store that ended in the midst is corrected by the other one's next change.
+// An interrupted change of one store is corrected by the next change of the other.
 TEST_F(Links, ADanglingLinkInAFolderOfBothIsCorrectedByEitherStore) {
     const std::string links = machine.path("plug-ins");
     const std::string link = links + "/com.example.a";
@@ -250,7 +250,7 @@ TEST_F(Links, ChangesOfBothStoresAtOnceLeaveWhatTheListSays) {
                       "--install_for_all", machine.package("com.example.a", "1.5"),
                       "--remove_for_all",  "com.example.a"};
     for (int round = 0; round < 20; ++round) {
-        // Each ends with another of its changes from round to round.
+        // Each round ends with other changes of the two stores.
         const auto part = [&](const List& all, int count) {
             return command(List(all.begin(), all.begin() + 2 * (1 + round % count)));
         };

@@ -112,7 +112,7 @@ TEST_F(Masks, WithACopyOfHisOwnTheSwitchConcernsBoth) {
     expectState("Enabled");
     EXPECT_FALSE(fs::exists(machine.user(kEntry)));
 
-    // Who removes what he has switched off does not ask for the shared one.
+    // Removing an extension that is switched off must not make the shared one appear.
     expectDone({"--disable", kId});
     expectDone({"--remove", kId});
     expectState("Disabled");

@@ -62,7 +62,7 @@ TEST(Products, ABadDescriptorIsLeftOutAndNamedOnce) {
     }
 }
 
-// A descriptor of somebody else would say where root puts links.
+// Another user's descriptor would decide where root puts links.
 TEST(Products, AnotherUsersDescriptorIsLeftOut) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can give a file away";
@@ -96,7 +96,7 @@ TEST(Products, OfTwoWithOneDisplayNameTheUsersCountsAndThenTheFirstByFileName) {
     EXPECT_EQ(linesIn(result.err), 3U) << result.err;
 }
 
-// A folder that could not be read was taken for an empty one, and all links went.
+// An unreadable folder taken for an empty one would remove all links.
 TEST(Products, AFolderThatCannotBeReadIsAFailureAndTakesNoLinkAway) {
     for (const int error : {EIO, EMFILE, ENOMEM})
         for (const char* path : {"products.d", "sketch.json", "."}) {

@@ -58,7 +58,7 @@ TEST(SharedStore, WhatIsSwitchedOffForAllStaysOff) {
     EXPECT_EQ(namesIn(folder), List{});
 }
 
-// As in an administrator's script, where nobody is at home.
+// As in an administrator's script, which has no HOME.
 TEST(SharedStore, IsFilledWithoutAHome) {
     Machine machine;
     const std::string place = machine.shared("products/sketch/extensions/com.example.a");
@@ -128,7 +128,7 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
         fs::permissions(machine.shared(folder), fs::perms(0755));
 }
 
-// A product that only an administrator may add to; the store is for its user's eyes.
+// A product whose folder only an administrator may change, and a store that only its user may read.
 TEST(SharedStore, WhereTheHostsFolderIsClosedNothingIsInstalled) {
     Machine machine;
     fs::permissions(machine.path(""), fs::perms(01777));

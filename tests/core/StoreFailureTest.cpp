@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Each is its own clear failure, for a change and for a list, and harms nothing.
+// Each cause has its own status, for a change and for a list, and changes nothing.
 TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
     const struct {
         const char* commands;  ///< that make the trouble, in the machine's folder
@@ -42,7 +42,7 @@ TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
     }
 }
 
-// Its owner could put anything into it.
+// The folder's owner could put anything into it.
 TEST(StoreFailure, WhatBelongsToAnotherUserIsNotUsed) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can give a folder away";
@@ -61,7 +61,7 @@ TEST(StoreFailure, ThePlaceOfTheStoreIsKnown) {
     Machine machine;
     machine.environment()["TAVIK_HOME"] = "here";
     EXPECT_NE(machine.tavik({"--list", "all"}).err.find("TAVIK_HOME=here"), std::string::npos);
-    // Behind a slash the system would follow the link.
+    // With a slash at the end, the system would follow the link.
     fs::create_directory_symlink(machine.path("user"), machine.path("link"));
     for (const char* link : {"link", "link/", "user/../link//"}) {
         machine.environment()["TAVIK_HOME"] = machine.path(link);

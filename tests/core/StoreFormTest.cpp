@@ -140,7 +140,7 @@ TEST_F(StoreForm, InstalledFilesAreListedBesideTheirFolder) {
         EXPECT_TRUE(contains(text, line)) << line << "in\n" << text;
 }
 
-// All that can happen to the file; what is installed stays what it was, to the state.
+// All kinds of damage. What is installed stays the same, states included.
 TEST_F(StoreForm, LostOrDamagedDatabaseIsBuiltAnew) {
     for (const char* damage :
          {"rm store.db", ": > store.db", "truncate -s 5000 store.db", "truncate -s -1 store.db",
@@ -154,7 +154,7 @@ TEST_F(StoreForm, LostOrDamagedDatabaseIsBuiltAnew) {
     }
 }
 
-// The version before knows the old folder alone, which is gone by now.
+// The version before names only the old folder, which is gone.
 TEST_F(StoreForm, AnUpdateSinceTheVersionBeforeKeepsTheState) {
     ASSERT_EQ(machine_.install(machine_.package("com.example.b", "1.5")).exitCode, 0);
     fs::remove(machine_.user("store.db"));
@@ -255,7 +255,7 @@ TEST_F(StoreForm, ARowNamesNothingOutsideItsFolder) {
         database.execute("UPDATE extension SET folder = '../../../victim' WHERE state = 1");
     }
     image = readFile(path);
-    // A right seal: the row alone is wrong.
+    // The seal is right; only the row is wrong.
     const Result seal = run({"python3", "-c",
                              "import sys, zlib; b = open(sys.argv[1], 'rb').read();"
                              "open(sys.argv[1], 'ab').write(b'TavkSum1%08x' % zlib.crc32(b))",

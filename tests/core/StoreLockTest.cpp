@@ -27,7 +27,7 @@ StoreFolder newStore(const TemporaryFolder& folder) {
     return StoreFolder::create({Scope::user, folder / "store", "QZ"});
 }
 
-/// The failure of an attempt to take the lock; 0 where it was there.
+/// The status of an attempt to take the lock; 0 for success.
 int failureOf(const StoreFolder& store, milliseconds limit, std::string* text = nullptr) {
     try {
         const StoreLock lock(store, limit);
@@ -60,7 +60,8 @@ TEST(StoreLock, BusyNamesWhoHoldsIt) {
         << text;
 }
 
-// Whoever waits for a file that is replaced meanwhile would change the store beside another.
+// If the lock file is replaced while a process waits for it, two processes would change the store
+// at once.
 TEST(StoreLock, AReplacedLockFileLocksNothing) {
     const TemporaryFolder folder;
     const StoreFolder store = newStore(folder);

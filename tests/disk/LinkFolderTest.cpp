@@ -28,7 +28,7 @@ class OpenLinkFolder : public ::testing::Test {
     std::optional<LinkFolder> folder;
 };
 
-// A regular file of root's was replaced by a link.
+// A link would replace one of root's regular files.
 TEST_F(OpenLinkFolder, KeepsWorkingWhereItWasChecked) {
     fs::rename(at("ext"), at("moved"));
     fs::create_directory_symlink(at("private"), at("ext"));

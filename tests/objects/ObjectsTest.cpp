@@ -69,7 +69,7 @@ TEST(SoString, ShrinksComparesAndMapsBytes) {
     EXPECT_FALSE(SoString("a", 1) == SoString("ab", 2));
 }
 
-// Both ends of what no UTF-16 test reaches, and the first of two bytes.
+// The first and the last code point beyond UTF-16, and the first of two bytes.
 TEST(SoString, EncodesEveryLength) {
     const std::pair<unsigned long, std::string> rows[] = {{0x80, "\xC2\x80"},
                                                           {0x1FFFFF, "\xF7\xBF\xBF\xBF"},

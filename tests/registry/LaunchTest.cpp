@@ -189,7 +189,7 @@ TEST(Launch, RootStartsRootsProgramsAlone) {
 TEST(Launch, StartsTheSampleApplicationFromARealDatabase) {
     const TemporaryFolder folder;
     const std::string log = folder / "log";
-    // A sanitizer's own dlopen does not know where the program looks for its libraries.
+    // A sanitizer's dlopen does not use the program's own search path for libraries.
     const std::string libraries = fs::path(program("TavikCmd")).parent_path() / "../lib";
     Environment environment{{"NORVA_VELL_DB", folder / "vell.db"},
                             {"QUENDEL_SAMPLE_LOG", log},

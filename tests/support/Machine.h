@@ -24,8 +24,8 @@ class Machine {
     /// A package for any "sketch" with one file, "content.txt", which holds the version.
     std::string package(const std::string& id, const std::string& version);
 
-    /// As whom tavik() runs the tool: the test's own user, or one without special rights. Root
-    /// steps down for the second; anybody else is one already.
+    /// Who tavik() runs the tool as: the test's own user, or an ordinary user. Root changes to one
+    /// for the second.
     enum class As { owner, ordinaryUser };
     void runAs(As who) { who_ = who; }
 

@@ -118,7 +118,7 @@ TEST(Driver, EndsTheCoreBeforeAnAbnormalEnd) {
     EXPECT_EQ(got.exitCode, 134) << "an abort";
 }
 
-// The framework's own end for it names neither the cause nor what to do.
+// The framework's own message names neither the cause nor the remedy.
 TEST(Driver, SaysThatItsWorkingDirectoryIsGone) {
     const TemporaryFolder folder;
     const std::string gone = folder / "gone";

@@ -163,8 +163,8 @@ TEST(Listing, HandsOverAnArrayForNothing) {
     }
 }
 
-// A core that crashes shows what had left the tool before the call: on a terminal every row, in a
-// pipe what was flushed, which are whole tables and failures.
+// If the core crashes, the output so far must be there: on a terminal every row, in a pipe whole
+// tables and failure lines.
 TEST(Listing, HandsOverEachRowBeforeTheNextCall) {
     const std::string count = "Failed to get extension count of product status = -7!\n";
     const struct {

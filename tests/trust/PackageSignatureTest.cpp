@@ -60,7 +60,7 @@ class PackageSignature : public ::testing::Test {
     OpenSslCrypto crypto_;
 };
 
-// Each row is refused, though its content, its list or its signature is honest by itself.
+// Each row must be refused although its content, its list or its signature is valid by itself.
 TEST_F(PackageSignature, HoldsForExactlyTheContentThatWasSigned) {
     const std::vector<ListedEntry> entries = listed(honest());
     const std::string list = writeContentList(entries);
@@ -95,7 +95,7 @@ TEST_F(PackageSignature, HoldsForExactlyTheContentThatWasSigned) {
          changed(withFiles("hello", 0100644, 0100644).folder("empty"))},
         {"another manifest", differs, "extension.json\": has another",
          changed(honest().with("storeName", "\"x\""))},
-        // The author did sign the list, and it says less than it seems to.
+        // The author has signed the list, but the list does not cover the package.
         {"listed twice", differs, "is listed twice", signedWith(honest(), writeContentList(twice))},
         {"a feed", differs, "unknown member", signedWith(honest(), feed)},
         {"newer form", differs, "formatVersion",
@@ -103,7 +103,7 @@ TEST_F(PackageSignature, HoldsForExactlyTheContentThatWasSigned) {
         {"a rule that nobody reads", differs, "unknown member",
          replaced("\"size\": 5", "\"mode\": 511, \"size\": 5")},
         {"no size", differs, "size is missing", replaced("\"size\": 5, ", "")},
-        // None of these passes for a package that is simply unsigned.
+        // None of these may count as an unsigned package.
         {"no signature", wrong, "META-INF", honest().file(kList, list)},
         {"no list", wrong, "META-INF", honest().file(kSignature, signature)},
         {"list changed", wrong, "META-INF",

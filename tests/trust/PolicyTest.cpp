@@ -105,7 +105,7 @@ TEST(Policy, TheStricterCounts) {
     }
 }
 
-// Each address looks as if it were within what is allowed, and is elsewhere.
+// Each address looks allowed, but leads elsewhere.
 TEST(Policy, FeedsAreNotTakenFromElsewhere) {
     const Policy policy = parsePolicy(R"({"feeds": ["https://a.com", "https://b.com/x/"]})");
     for (const char* inside : {"https://a.com", "HTTPS://A.com/", "https://b.com/x/feed.json?v=1"})
@@ -133,7 +133,7 @@ TEST(Policy, LeadsToTheMirror) {
     EXPECT_THROW(policy.route(Address::parse("https://a.com/big/p.qpk?v=1")), AddressError);
 }
 
-// A policy that others can write, or put another in the place of, decides nothing.
+// A policy that others can write or replace must not be used.
 TEST(Policy, IsRefusedWhereOthersCouldHaveMadeIt) {
     const TemporaryFolder family;
     const std::string folder = family.path().string();

@@ -103,7 +103,8 @@ TEST_F(SignedInstall, IsUpdatedBySuccessorsOfItsSigner) {
                   {"Enabled com.example.a 1.1"});
 }
 
-// A stolen key: an administrator takes it back, and with it its word about a successor.
+// A stolen key: an administrator revokes it, so its statement about a successor does not count
+// either.
 TEST_F(SignedInstall, DoesNotCountKeysThatWereTakenBack) {
     requireSignatures();
     trustKeyOne();
@@ -112,13 +113,13 @@ TEST_F(SignedInstall, DoesNotCountKeysThatWereTakenBack) {
     writeFile(machine_.shared("trusted-keys/revoked/x.pem"), readFile(machine_.path("three.pem")));
     expectInstall(kSignerRevoked, package("1.2", "three"), {"Enabled com.example.a 1.1"});
     expectInstall(kSignerUnknown, package("1.2", "four"), {"Enabled com.example.a 1.1"});
-    // What the key signed may be replaced by whom the administrator trusts.
+    // A trusted key may replace what the revoked key has signed.
     expectInstall(0, package("1.2", "one"), {"Enabled com.example.a 1.2"});
     writeFile(machine_.shared("trusted-keys/revoked/y.pem"), readFile(machine_.path("one.pem")));
     expectInstall(kSignerRevoked, package("1.3", "one"), {"Enabled com.example.a 1.2"});
 }
 
-// What all users have from one signer, no user gets from another under the same id.
+// An id that is installed for all users cannot be installed by a user from another signer.
 TEST_F(SignedInstall, TakesThePlaceOfASharedOneByItsSignerOnly) {
     ASSERT_EQ(machine_.tavik({"--install_for_all", package("1.0", "one")}).exitCode, 0);
     expectInstall(kSignerChanged, package("1.1", ""), {"Enabled com.example.a 1.0"});
@@ -146,7 +147,7 @@ TEST_F(SignedInstall, RefusesWhatIsWrongWhateverThePolicy) {
     EXPECT_EQ(machine_.garbage(), List{});
 }
 
-// An update comes from a feed that is signed as well, and leaves all as it was where it is not.
+// An update needs a signed feed; without one nothing changes.
 TEST_F(SignedInstall, IsUpdatedFromASignedFeed) {
     const std::string web = machine_.path("web");
     const auto build = [&](const std::string& version, const std::string& path) {
@@ -176,8 +177,8 @@ TEST_F(SignedInstall, IsUpdatedFromASignedFeed) {
     EXPECT_EQ(machine_.listed(), List{"Enabled com.example.a 1.1"});
 }
 
-// A publisher who lost the key has nothing to sign a successor with. The administrator's choice
-// must do, and must not let one trusted author pass for another.
+// A publisher who lost the key cannot name a successor. The administrator's choice replaces that
+// statement, but it must not let one trusted author replace another.
 TEST_F(SignedInstall, TakesAFeedFromTheKeyThatIsTrustedInThePlaceOfTheFormer) {
     const std::string web = machine_.path("web");
     const auto build = [&](const std::string& version, const std::string& path) {
@@ -209,7 +210,7 @@ TEST_F(SignedInstall, TakesAFeedFromTheKeyThatIsTrustedInThePlaceOfTheFormer) {
     EXPECT_EQ(update(), kFeedSignerChanged);
 }
 
-// Start-up time counts: a run that meets no signature has no use for the cryptography.
+// A run without a signature must not load the cryptography, which slows the start.
 TEST_F(SignedInstall, LoadsTheCryptographyOnlyForASignature) {
     machine_.environment()["LD_DEBUG"] = "files";
     const auto loads = [&](const std::string& path) {

@@ -38,7 +38,7 @@ class SystemPolicy : public ::testing::Test {
     Machine machine_;
 };
 
-// A user who puts the shared store elsewhere is not rid of the administrator's rules.
+// A user who moves the shared store with a variable must still obey the administrator's rules.
 TEST_F(SystemPolicy, HoldsWhereverTheStoresAre) {
     policy(R"({"requireSignature": true, "deny": ["com.example.bad*"]})");
     EXPECT_EQ(install(machine_.package("com.example.a", "1.0")), kSignatureMissing);

@@ -41,8 +41,8 @@ TEST(TrustedKeys, AreThePemFilesOfBothFolders) {
     EXPECT_FALSE(keys.contain(other.fingerprint(), crypto));
 }
 
-// Each row is a file that somebody took for a key. Skipping it in silence would leave every
-// signature unknown, and nobody told why.
+// Each row is a file that somebody took for a key. Skipping it in silence would make every
+// signature unknown without a reason.
 TEST(TrustedKeys, NameTheFileThatIsNoKey) {
     OpenSslCrypto crypto;
     const PrivateKey key = PrivateKey::generate();

@@ -39,7 +39,7 @@ TEST(Address, TakesOneFormOfEach) {
               "https://e.com/f.sig?q");
 }
 
-// What another reader might send elsewhere than we think, and what may never be fetched.
+// Addresses that programs read differently, and those that must never be fetched.
 TEST(Address, RefusesTheRestWithoutRepeatingIt) {
     const std::pair<const char*, const char*> rows[] = {
         {"", "begins with none"},

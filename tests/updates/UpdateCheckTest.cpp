@@ -145,7 +145,7 @@ TEST_F(UpdateCheckTest, RemembersWhatItSaw) {
     EXPECT_EQ(updateOfA(), failed(Status::feedUnreachable)) << why_;
 }
 
-// That the feed is transferred once shows that the memory works again.
+// The feed is transferred only once, so the new file is in use.
 TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
     publish(feedText(2, feedItem("a", "1.5")), "\"1\"");
     writeFile(input_.cacheFile, std::string(5000, 'x'));
@@ -196,7 +196,8 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
     EXPECT_EQ(updateOfA(), "1.6") << why_;
 }
 
-// Who can replace a feed on its server cannot sign it; without this memory nobody would notice.
+// Whoever replaces a feed on its server cannot sign it with the same key. Without the remembered
+// signer nobody would notice.
 TEST_F(UpdateCheckTest, AFeedKeepsItsSigner) {
     // The statement beside the feed names whom the signer succeeds.
     input_.verify = [](const CachedFeed& feed, const std::string& succession) {

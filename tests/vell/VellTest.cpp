@@ -241,7 +241,7 @@ TEST_F(VellFailure, ALockedDatabaseIsWaitedForAndThenBusy) {
     EXPECT_NE(reader.err.find("database is locked"), std::string::npos) << reader.err;
     expect("locked", VELL_STATUS_BUSY);  // in another process, which locks are between
 
-    // A command opens several sessions, and has waited for all of them with the first.
+    // A command opens several sessions, and must wait only for the first.
     const auto open = [](int (*entry)(velliSession**)) {
         velliSession* session = nullptr;
         const auto start = std::chrono::steady_clock::now();
@@ -257,7 +257,8 @@ TEST_F(VellFailure, ALockedDatabaseIsWaitedForAndThenBusy) {
     EXPECT_EXIT(openAll(), ::testing::ExitedWithCode(0), "");
 }
 
-// Whoever may write to the database, or put a journal beside it, names the program that is started.
+// Whoever can write to the database, or put a journal beside it, chooses the program that is
+// started.
 TEST_F(VellFailure, WhatSomebodyElseMayWriteToIsRefused) {
     namespace fs = std::filesystem;
     ASSERT_EQ(import(kContent).exitCode, 0);

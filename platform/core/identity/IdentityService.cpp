@@ -44,7 +44,7 @@ void checkAccount(std::string_view account) {
     checkLength("account", account, kMaxAccountBytes);
     // "." and ".." would change the address's path.
     if (!isPrintableText(account) || account == "." || account == "..")
-        refuse("account", "is no name of one");
+        refuse("account", "is not a valid account name");
 }
 
 }  // namespace
@@ -57,7 +57,7 @@ void IdentityService::setEndPoint(std::string_view address) try {
         throw AddressError("has a query");
     endPoint_ = std::move(endPoint);
 } catch (const AddressError& error) {
-    fail(Status::endPointInvalid, kEndPoint, std::string("the address ") + error.what());
+    fail(Status::endPointInvalid, kEndPoint, std::string("it ") + error.what());
 }
 
 void IdentityService::setCredentials(std::string_view token, std::string_view tokenType,

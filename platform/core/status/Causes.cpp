@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t kCount = std::size(kRequestCauses) + std::size(kStoreCauses) +
                                std::size(kOnlineCauses) + std::size(kToolCauses);
 
-/// The parts as one table, put together by the compiler: a text is wanted also when there is
-/// no memory left.
+/// The parts as one table. The compiler builds it, because a text is needed even when memory is
+/// short.
 constexpr std::array<Cause, kCount> joined() {
     std::array<Cause, kCount> all{};
     std::size_t at = 0;

@@ -16,8 +16,8 @@ struct Wording {
     const char* remedy;
 };
 
-/// A row of the table of causes: the headers *Causes.h have the rows.
-/// docs/statuses.md shows them, and a test compares.
+/// A row of the table of causes. The headers `...Causes.h` have the rows; a test compares them with
+/// docs/statuses.md.
 struct Cause {
     Status status;
     const char* name;     ///< as in the Status enumeration

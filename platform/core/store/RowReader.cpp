@@ -44,7 +44,7 @@ ExtensionRow rowOf(const Statement& select, const std::string& path) {
 void requireSoundRow(std::string_view idKey, std::string_view id, std::string_view folder,
                      const std::string& path) {
     if (!isExtensionId(id) || toIdKey(id) != idKey || !isFolderNameOf(folder, id))
-        fail(Status::storeDamaged, path, "a row that is none of an extension");
+        fail(Status::storeDamaged, path, "a row that is not of an extension");
 }
 
 std::vector<ExtensionRow> readRows(const Database& database, std::string_view columns,

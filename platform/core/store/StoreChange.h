@@ -31,13 +31,13 @@ struct InstallDetails {
 ///  1. Take the lock. Read the database into memory. Nothing on the disk has changed.
 ///  2. Make the mark `staging/unfinished`. From here on, a change that ends anywhere leaves it.
 ///  3. publish(): extract the package into `staging/`, and rename the folder and its list of files
-///     into `ext/`. Without a row they are garbage, and the mark says so.
+///     into `ext/`. Until a row names them they are garbage, which the mark announces.
 ///  4. commit(): write the rows as the next version of the database into `staging/`. One syncfs
 ///     makes mark, content and that file durable: after a power cut no row is without its folder.
 ///     Rename the file to `store.db`. This is the commit: before it nothing has happened, after it
-///     everything has. Readers see the old file or the new one, and what they have open stays.
-///     One fsync of the folder makes the commit durable. Where it fails, the rename is taken back,
-///     since the answer "done" would not be true after a power cut.
+///     everything has. Readers see the old file or the new one, and what they have open stays. One
+///     fsync of the folder makes the commit durable. If it fails, the rename is undone, since the
+///     answer "done" would not be true after a power cut.
 ///  5. The links are switched, then retire() takes the replaced folder out of `ext/`. Trouble here
 ///     is a warning: the mark stays, and the next change or list goes on from the rows.
 ///  6. finish(): take the mark away, give the lock up, and delete what was retired. A crash during

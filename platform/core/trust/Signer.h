@@ -16,9 +16,9 @@ struct Signer {
     std::string key;  ///< the key's fingerprint: SHA-256 of its DER form in lower-case hexadecimal
                       ///< digits; empty: unsigned
     /// The fingerprints of the keys whose place this key takes: those that named it as their
-    /// successor, and, where the key is itself a trusted one, those that were taken back.
+    /// successor, and, where the key is itself trusted, those that are revoked.
     std::vector<std::string> succeeds;
-    /// Where the key is itself a trusted one: all keys that are. Otherwise empty.
+    /// All trusted keys, where this key is one of them; otherwise empty.
     std::vector<std::string> trusted = {};
 };
 

@@ -19,16 +19,15 @@ class TrustedKeys {
     /// Folders that do not exist have no keys.
     explicit TrustedKeys(std::vector<std::string> folders);
 
-    /// Whether the key with that fingerprint is one of them, and was not taken back. Throws Error:
-    /// keyInvalid naming a file that is no Ed25519 public key, storeUnsafe for a folder or a file
-    /// that others could have written.
+    /// Whether the key with that fingerprint is trusted and not revoked. Throws Error: keyInvalid
+    /// naming a file that is no Ed25519 public key, storeUnsafe for a folder or a file that others
+    /// could have written.
     bool contain(const std::string& fingerprint, Crypto& crypto) const;
 
-    /// The fingerprints of all files in `trusted-keys`, also of those that were taken back. Throws
-    /// as contain.
+    /// The fingerprints of all keys in `trusted-keys`, revoked ones included. Throws as contain.
     const std::vector<std::string>& trusted(Crypto& crypto) const;
 
-    /// The fingerprints of the keys that were taken back. Throws as contain.
+    /// The fingerprints of the revoked keys. Throws as contain.
     const std::vector<std::string>& revoked(Crypto& crypto) const;
 
   private:

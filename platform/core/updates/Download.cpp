@@ -107,7 +107,7 @@ FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
     Verdict verdict{Status::downloadFailed, {}};
     std::string causes;
     if (item.mirrors.empty())
-        causes = "the administrator's policy.json leads its addresses nowhere";
+        causes = "no redirect of the administrator's policy.json fits its addresses";
     // One limit for all mirrors together: a slow one leaves less time for the next.
     const auto end = std::chrono::steady_clock::now() + timeFor(item, bounds);
     for (const auto& mirror : item.mirrors) {

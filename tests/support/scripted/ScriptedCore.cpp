@@ -83,7 +83,7 @@ std::string shown(const OperationRecord* record) {
     return clean ? "r" + std::to_string(record - first) : "dirty";
 }
 
-/// Fills a field as a core without mercy does: a text that is too long for it leaves no NUL.
+/// Fills a field to its end: a text that is too long leaves no NUL.
 void fill(char* field, std::size_t size, const std::string& text) {
     std::memcpy(field, text.c_str(), std::min(size, text.size() + 1));
 }
