@@ -50,8 +50,12 @@ int systemErrorOf(sqlite3* handle) {
     }
 }
 
+/// `code` is what the call answered. The handle knows more, but some calls that find no memory
+/// leave it as it was.
 [[noreturn]] void fail(sqlite3* handle, int code) {
-    if (handle == nullptr)
+    if ((code & 0xFF) == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM)
+        throw std::bad_alloc();
+    if (handle == nullptr || (sqlite3_errcode(handle) & 0xFF) != (code & 0xFF))
         throw SqliteError(code, sqlite3_errstr(code));
     throw SqliteError(sqlite3_extended_errcode(handle), sqlite3_errmsg(handle),
                       systemErrorOf(handle));
@@ -175,6 +179,9 @@ void Statement::run() {
 
 std::string_view Statement::text(int column) const {
     const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(handle_.get(), column));
+    // NULL has no bytes either; only the code tells it from a text for which there is no memory.
+    if (bytes == nullptr && sqlite3_errcode(sqlite3_db_handle(handle_.get())) == SQLITE_NOMEM)
+        throw std::bad_alloc();
     const auto size = static_cast<std::size_t>(sqlite3_column_bytes(handle_.get(), column));
     return bytes == nullptr ? std::string_view() : std::string_view(bytes, size);
 }
