@@ -16,6 +16,22 @@ struct JsonLimits {
     unsigned depth = 32;  ///< arrays and objects within each other
 };
 
+/// Memory for the library, which does not look whether it got any: throws std::bad_alloc.
+class JsonMemory {
+  public:
+    // NOLINTBEGIN(readability-identifier-naming): the library calls them by these names.
+    static const bool kNeedFree = true;
+    static void* Malloc(std::size_t size);
+    static void* Realloc(void* old, std::size_t oldSize, std::size_t size);
+    static void Free(void* bytes) noexcept;
+    // NOLINTEND(readability-identifier-naming)
+};
+
+using JsonDocument =
+    rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<JsonMemory>,
+                               JsonMemory>;
+using JsonValue = JsonDocument::ValueType;
+
 /// A JSON text that was refused; what() names the fault and its place ("byte 17", "$.products[0]").
 class JsonError : public std::runtime_error {
   public:
@@ -24,19 +40,18 @@ class JsonError : public std::runtime_error {
 
 /// The one way into JSON from outside: strict RFC 8259 and valid UTF-8, with duplicate keys, a BOM,
 /// text after the value, NUL in strings, and whatever passes the limits refused. Throws JsonError.
-rapidjson::Document parseJson(std::string_view text, const JsonLimits& limits = {});
+JsonDocument parseJson(std::string_view text, const JsonLimits& limits = {});
 
 /// The member's value; null where `object` has no such member. `object` must be an object.
-const rapidjson::Value* findMember(const rapidjson::Value& object, std::string_view key);
+const JsonValue* findMember(const JsonValue& object, std::string_view key);
 
 /// The member as text; nothing where it is missing. Throws JsonError where it is no string.
 /// `place` names the object in that error, e.g. "$" or "$.products[0]".
-std::optional<std::string> optionalText(const rapidjson::Value& object, std::string_view key,
+std::optional<std::string> optionalText(const JsonValue& object, std::string_view key,
                                         std::string_view place);
 
 /// The member as text; a missing one is a JsonError too.
-std::string requiredText(const rapidjson::Value& object, std::string_view key,
-                         std::string_view place);
+std::string requiredText(const JsonValue& object, std::string_view key, std::string_view place);
 
 /// `text` as a JSON string with its quotes, escaped as far as JSON needs it.
 std::string quoteJson(std::string_view text);

@@ -53,12 +53,13 @@ int systemErrorOf(sqlite3* handle) {
 /// `code` is what the call answered. The handle knows more, but some calls that find no memory
 /// leave it as it was.
 [[noreturn]] void fail(sqlite3* handle, int code) {
-    if ((code & 0xFF) == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM)
-        throw std::bad_alloc();
-    if (handle == nullptr || (sqlite3_errcode(handle) & 0xFF) != (code & 0xFF))
+    const int handlesCode = handle == nullptr ? code : sqlite3_extended_errcode(handle);
+    for (const int each : {code, handlesCode})
+        if ((each & 0xFF) == SQLITE_NOMEM || each == SQLITE_IOERR_NOMEM)
+            throw std::bad_alloc();
+    if (handle == nullptr || (handlesCode & 0xFF) != (code & 0xFF))
         throw SqliteError(code, sqlite3_errstr(code));
-    throw SqliteError(sqlite3_extended_errcode(handle), sqlite3_errmsg(handle),
-                      systemErrorOf(handle));
+    throw SqliteError(handlesCode, sqlite3_errmsg(handle), systemErrorOf(handle));
 }
 
 struct Free {
@@ -68,8 +69,10 @@ struct Free {
 void deserialize(const Database& database, unsigned char* bytes, std::size_t size, unsigned flags) {
     const auto bytes64 = static_cast<sqlite3_int64>(size);
     const int code = sqlite3_deserialize(database.get(), "main", bytes, bytes64, bytes64, flags);
+    // It answers SQLITE_ERROR for anything. The bytes are looked at later, so what is missing is
+    // memory.
     if (code != SQLITE_OK)
-        fail(database.get(), code);
+        fail(database.get(), code == SQLITE_ERROR ? SQLITE_NOMEM : code);
 }
 
 }  // namespace

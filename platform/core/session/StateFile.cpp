@@ -17,16 +17,16 @@ constexpr int kFormatVersion = 1;
 constexpr std::size_t kDigestDigits = 64;
 
 /// Null where the member is missing or null.
-const rapidjson::Value* given(const rapidjson::Value& entry, std::string_view name) {
-    const rapidjson::Value* value = findMember(entry, name);
+const JsonValue* given(const JsonValue& entry, std::string_view name) {
+    const JsonValue* value = findMember(entry, name);
     return value == nullptr || value->IsNull() ? nullptr : value;
 }
 
-std::string textOf(const rapidjson::Value& entry, std::string_view name, const std::string& place) {
+std::string textOf(const JsonValue& entry, std::string_view name, const std::string& place) {
     return given(entry, name) == nullptr ? "" : requiredText(entry, name, place);
 }
 
-std::optional<Version> versionOf(const rapidjson::Value& entry, std::string_view name,
+std::optional<Version> versionOf(const JsonValue& entry, std::string_view name,
                                  const std::string& place) {
     const std::string text = textOf(entry, name, place);
     auto version = Version::parse(text);
@@ -35,14 +35,14 @@ std::optional<Version> versionOf(const rapidjson::Value& entry, std::string_view
     return version;
 }
 
-std::string digestOf(const rapidjson::Value& entry, const std::string& place) {
+std::string digestOf(const JsonValue& entry, const std::string& place) {
     const std::string digest = textOf(entry, "sha256", place);
     if (!digest.empty() && (digest.size() != kDigestDigits || !fromHex(digest)))
         throw JsonError(place + ".sha256 is not 64 hexadecimal digits");
     return toLowerAscii(digest);
 }
 
-void readState(WantedExtension& wanted, const rapidjson::Value& entry, const std::string& place) {
+void readState(WantedExtension& wanted, const JsonValue& entry, const std::string& place) {
     const std::string state = textOf(entry, "state", place);
     if (state == "disabled")
         wanted.state = ExtensionState::disabled;
@@ -54,7 +54,7 @@ void readState(WantedExtension& wanted, const rapidjson::Value& entry, const std
         throw JsonError(place + ".state is \"masked\" without \"allUsers\"");
 }
 
-WantedExtension readEntry(const rapidjson::Value& entry, const std::string& place) {
+WantedExtension readEntry(const JsonValue& entry, const std::string& place) {
     JsonObject(entry, place)
         .allowOnly({"id", "version", "minVersion", "source", "sha256", "state", "allUsers"});
     WantedExtension wanted;
@@ -67,7 +67,7 @@ WantedExtension readEntry(const rapidjson::Value& entry, const std::string& plac
         throw JsonError(place + " has both version and minVersion");
     wanted.source = textOf(entry, "source", place);
     wanted.sha256 = digestOf(entry, place);
-    if (const rapidjson::Value* all = given(entry, "allUsers")) {
+    if (const JsonValue* all = given(entry, "allUsers")) {
         if (!all->IsBool())
             throw JsonError(place + ".allUsers is not true or false");
         wanted.scope = all->GetBool() ? Scope::shared : Scope::user;
@@ -77,10 +77,10 @@ WantedExtension readEntry(const rapidjson::Value& entry, const std::string& plac
 }
 
 std::vector<WantedExtension> readEntries(std::string_view text) {
-    const rapidjson::Document document = parseJson(text, kLimits);
+    const JsonDocument document = parseJson(text, kLimits);
     const JsonObject state(document, "$");
     state.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
-    const rapidjson::Value* entries = state.neededArray("extensions");
+    const JsonValue* entries = state.neededArray("extensions");
     std::vector<WantedExtension> all;
     std::set<std::pair<Scope, std::string>> known;
     for (const auto& entry : entries->GetArray()) {

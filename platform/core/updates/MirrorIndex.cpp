@@ -18,8 +18,8 @@ constexpr const char* kName = "/.tavik-mirror.json";
 constexpr std::size_t kMaxIndexBytes = std::size_t{64} << 20;
 constexpr std::int64_t kSecond = 1'000'000'000;
 
-std::int64_t numberIn(const rapidjson::Value& entry, const char* name) {
-    const rapidjson::Value* value = findMember(entry, name);
+std::int64_t numberIn(const JsonValue& entry, const char* name) {
+    const JsonValue* value = findMember(entry, name);
     if (value == nullptr || !value->IsInt64())
         throw JsonError(std::string(name) + " is no number");
     return value->GetInt64();
@@ -34,8 +34,7 @@ MirrorIndex MirrorIndex::read(const std::string& folder) {
         return index;
     try {
         const auto document = parseJson(readUpTo(file.get(), kMaxIndexBytes), {kMaxIndexBytes, 8});
-        const rapidjson::Value* files =
-            document.IsObject() ? findMember(document, "files") : nullptr;
+        const JsonValue* files = document.IsObject() ? findMember(document, "files") : nullptr;
         if (files == nullptr || !files->IsArray())
             return index;
         for (const auto& entry : files->GetArray()) {
