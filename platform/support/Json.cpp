@@ -6,6 +6,8 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <cstdlib>
+#include <new>
 #include <set>
 #include <vector>
 
@@ -17,7 +19,7 @@ class StrictHandler {
   public:
     using Char = char;
 
-    StrictHandler(rapidjson::Document& target, unsigned depth) : target_(target), depth_(depth) {}
+    StrictHandler(JsonDocument& target, unsigned depth) : target_(target), depth_(depth) {}
 
     const std::string& fault() const { return fault_; }
 
@@ -68,7 +70,7 @@ class StrictHandler {
         return false;
     }
 
-    rapidjson::Document& target_;
+    JsonDocument& target_;
     unsigned depth_;
     unsigned open_ = 0;
     std::vector<std::set<std::string, std::less<>>> keys_;
@@ -82,7 +84,26 @@ std::string describe(const rapidjson::ParseResult& result, const std::string& fa
 
 }  // namespace
 
-rapidjson::Document parseJson(std::string_view text, const JsonLimits& limits) {
+void* JsonMemory::Malloc(std::size_t size) {
+    return Realloc(nullptr, 0, size);
+}
+
+void* JsonMemory::Realloc(void* old, std::size_t /*oldSize*/, std::size_t size) {
+    if (size == 0) {
+        std::free(old);
+        return nullptr;
+    }
+    void* bytes = std::realloc(old, size);
+    if (bytes == nullptr)
+        throw std::bad_alloc();
+    return bytes;
+}
+
+void JsonMemory::Free(void* bytes) noexcept {
+    std::free(bytes);
+}
+
+JsonDocument parseJson(std::string_view text, const JsonLimits& limits) {
     if (text.size() > limits.bytes)
         throw JsonError("longer than " + std::to_string(limits.bytes) + " bytes");
     // The reader takes a NUL for the end and would not look behind it.
@@ -93,13 +114,13 @@ rapidjson::Document parseJson(std::string_view text, const JsonLimits& limits) {
     // bit of one passes a 0 on to where none may come ("0E-32").
     constexpr unsigned kFlags =
         rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
-    rapidjson::Document document;
+    JsonDocument document;
     rapidjson::ParseResult result;
     std::string fault;
-    auto generate = [&](rapidjson::Document& target) {
+    auto generate = [&](JsonDocument& target) {
         StrictHandler handler(target, limits.depth);
         rapidjson::MemoryStream stream(text.data(), text.size());
-        rapidjson::Reader reader;
+        rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory> reader;
         result = reader.Parse<kFlags>(stream, handler);
         fault = handler.fault();
         return !result.IsError();
@@ -111,8 +132,9 @@ rapidjson::Document parseJson(std::string_view text, const JsonLimits& limits) {
 }
 
 std::string quoteJson(std::string_view text) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    using Buffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonMemory>;
+    Buffer buffer;
+    rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory> writer(buffer);
     writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
     return {buffer.GetString(), buffer.GetSize()};
 }

@@ -15,6 +15,22 @@ struct JsonLimits {
     unsigned depth = 32;  ///< arrays and objects within each other
 };
 
+/// Memory for the library, which does not look whether it got any: throws std::bad_alloc.
+class JsonMemory {
+  public:
+    // NOLINTBEGIN(readability-identifier-naming): the library calls them by these names.
+    static const bool kNeedFree = true;
+    static void* Malloc(std::size_t size);
+    static void* Realloc(void* old, std::size_t oldSize, std::size_t size);
+    static void Free(void* bytes) noexcept;
+    // NOLINTEND(readability-identifier-naming)
+};
+
+using JsonDocument =
+    rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<JsonMemory>,
+                               JsonMemory>;
+using JsonValue = JsonDocument::ValueType;
+
 /// A JSON text that was refused; what() names the fault and its place ("byte 17", "$.products[0]").
 class JsonError : public std::runtime_error {
   public:
@@ -23,7 +39,7 @@ class JsonError : public std::runtime_error {
 
 /// The one way into JSON from outside: strict RFC 8259 and valid UTF-8, with duplicate keys, a BOM,
 /// text after the value, NUL in strings, and whatever passes the limits refused. Throws JsonError.
-rapidjson::Document parseJson(std::string_view text, const JsonLimits& limits = {});
+JsonDocument parseJson(std::string_view text, const JsonLimits& limits = {});
 
 /// `text` as a JSON string with its quotes, escaped as far as JSON needs it.
 std::string quoteJson(std::string_view text);

@@ -14,7 +14,7 @@ void throwJsonComplaint(const std::string& place, const std::string& fault) {
     throw JsonError(complaintText(place, fault));
 }
 
-JsonObject::JsonObject(const rapidjson::Value& value, std::string place, JsonComplaint complain)
+JsonObject::JsonObject(const JsonValue& value, std::string place, JsonComplaint complain)
     : object_(value.IsObject() ? &value : nullptr),
       place_(std::move(place)),
       complain_(std::move(complain)) {
@@ -26,24 +26,24 @@ std::string JsonObject::place(std::string_view member) const {
     return place_.empty() ? std::string(member) : place_ + '.' + std::string(member);
 }
 
-const rapidjson::Value* JsonObject::find(std::string_view member) const {
+const JsonValue* JsonObject::find(std::string_view member) const {
     if (object_ == nullptr)
         return nullptr;
-    const rapidjson::Value name(
+    const JsonValue name(
         rapidjson::StringRef(member.data(), static_cast<rapidjson::SizeType>(member.size())));
     const auto found = object_->FindMember(name);
     return found == object_->MemberEnd() ? nullptr : &found->value;
 }
 
-const rapidjson::Value* JsonObject::need(std::string_view member) const {
-    const rapidjson::Value* value = find(member);
+const JsonValue* JsonObject::need(std::string_view member) const {
+    const JsonValue* value = find(member);
     if (value == nullptr && object_ != nullptr)
         complain(member, "is missing");
     return value;
 }
 
 std::optional<std::string> JsonObject::text(std::string_view member) const {
-    const rapidjson::Value* value = find(member);
+    const JsonValue* value = find(member);
     if (value == nullptr)
         return std::nullopt;
     if (value->IsString())
@@ -57,7 +57,7 @@ std::string JsonObject::neededText(std::string_view member) const {
 }
 
 std::optional<bool> JsonObject::flag(std::string_view member) const {
-    const rapidjson::Value* value = find(member);
+    const JsonValue* value = find(member);
     if (value == nullptr)
         return std::nullopt;
     if (value->IsBool())
@@ -68,7 +68,7 @@ std::optional<bool> JsonObject::flag(std::string_view member) const {
 
 std::optional<std::uint64_t> JsonObject::number(std::string_view member, std::uint64_t least,
                                                 std::uint64_t most) const {
-    const rapidjson::Value* value = find(member);
+    const JsonValue* value = find(member);
     if (value == nullptr)
         return std::nullopt;
     if (value->IsUint64() && value->GetUint64() >= least && value->GetUint64() <= most)
@@ -83,26 +83,26 @@ std::uint64_t JsonObject::neededNumber(std::string_view member, std::uint64_t le
     return need(member) == nullptr ? least : number(member, least, most).value_or(least);
 }
 
-const rapidjson::Value* JsonObject::array(std::string_view member) const {
-    const rapidjson::Value* value = find(member);
+const JsonValue* JsonObject::array(std::string_view member) const {
+    const JsonValue* value = find(member);
     if (value == nullptr || value->IsArray())
         return value;
     complain(member, "is not an array");
     return nullptr;
 }
 
-const rapidjson::Value* JsonObject::neededArray(std::string_view member) const {
+const JsonValue* JsonObject::neededArray(std::string_view member) const {
     return need(member) == nullptr ? nullptr : array(member);
 }
 
 std::optional<JsonObject> JsonObject::object(std::string_view member) const {
-    const rapidjson::Value* value = find(member);
+    const JsonValue* value = find(member);
     if (value == nullptr)
         return std::nullopt;
     return JsonObject(*value, place(member), complain_);
 }
 
-JsonObject JsonObject::entry(std::string_view member, const rapidjson::Value& value,
+JsonObject JsonObject::entry(std::string_view member, const JsonValue& value,
                              std::size_t index) const {
     return {value, entryPlace(place(member), index), complain_};
 }
@@ -125,7 +125,7 @@ std::string entryPlace(const std::string& array, std::size_t index) {
     return array + '[' + std::to_string(index) + ']';
 }
 
-std::string_view viewOf(const rapidjson::Value& text) {
+std::string_view viewOf(const JsonValue& text) {
     return {text.GetString(), text.GetStringLength()};
 }
 

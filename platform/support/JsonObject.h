@@ -28,7 +28,7 @@ class JsonObject {
     /// `place` names the object: "$", "$.products[0]"; with "" its members stand under their bare
     /// names. A value that is no object is complained about and has no members. The value must
     /// outlive this reader.
-    JsonObject(const rapidjson::Value& value, std::string place,
+    JsonObject(const JsonValue& value, std::string place,
                JsonComplaint complain = throwJsonComplaint);
 
     /// Where a member stands.
@@ -38,9 +38,9 @@ class JsonObject {
     }
 
     /// Null where there is no such member.
-    const rapidjson::Value* find(std::string_view member) const;
+    const JsonValue* find(std::string_view member) const;
     /// The same, and a missing member is complained about.
-    const rapidjson::Value* need(std::string_view member) const;
+    const JsonValue* need(std::string_view member) const;
 
     std::optional<std::string> text(std::string_view member) const;
     std::string neededText(std::string_view member) const;
@@ -50,14 +50,13 @@ class JsonObject {
                                         std::uint64_t most) const;
     std::uint64_t neededNumber(std::string_view member, std::uint64_t least,
                                std::uint64_t most) const;
-    const rapidjson::Value* array(std::string_view member) const;
-    const rapidjson::Value* neededArray(std::string_view member) const;
+    const JsonValue* array(std::string_view member) const;
+    const JsonValue* neededArray(std::string_view member) const;
 
     /// The member as an object that is read in the same way.
     std::optional<JsonObject> object(std::string_view member) const;
     /// The entry of an array member as an object that is read in the same way.
-    JsonObject entry(std::string_view member, const rapidjson::Value& value,
-                     std::size_t index) const;
+    JsonObject entry(std::string_view member, const JsonValue& value, std::size_t index) const;
 
     /// Complains about each member that is not among these.
     void allowOnly(std::initializer_list<std::string_view> known) const;
@@ -65,7 +64,7 @@ class JsonObject {
     void allowOnly(const std::function<bool(std::string_view)>& isKnown) const;
 
   private:
-    const rapidjson::Value* object_;  ///< null where the value was no object
+    const JsonValue* object_;  ///< null where the value was no object
     std::string place_;
     JsonComplaint complain_;
 };
@@ -74,6 +73,6 @@ class JsonObject {
 std::string entryPlace(const std::string& array, std::size_t index);
 
 /// The bytes of a JSON string.
-std::string_view viewOf(const rapidjson::Value& text);
+std::string_view viewOf(const JsonValue& text);
 
 }  // namespace tavik

@@ -50,11 +50,16 @@ int systemErrorOf(sqlite3* handle) {
     }
 }
 
+/// `code` is what the call answered. The handle knows more, but some calls that find no memory
+/// leave it as it was.
 [[noreturn]] void fail(sqlite3* handle, int code) {
-    if (handle == nullptr)
+    const int handlesCode = handle == nullptr ? code : sqlite3_extended_errcode(handle);
+    for (const int each : {code, handlesCode})
+        if ((each & 0xFF) == SQLITE_NOMEM || each == SQLITE_IOERR_NOMEM)
+            throw std::bad_alloc();
+    if (handle == nullptr || (handlesCode & 0xFF) != (code & 0xFF))
         throw SqliteError(code, sqlite3_errstr(code));
-    throw SqliteError(sqlite3_extended_errcode(handle), sqlite3_errmsg(handle),
-                      systemErrorOf(handle));
+    throw SqliteError(handlesCode, sqlite3_errmsg(handle), systemErrorOf(handle));
 }
 
 struct Free {
@@ -64,8 +69,10 @@ struct Free {
 void deserialize(const Database& database, unsigned char* bytes, std::size_t size, unsigned flags) {
     const auto bytes64 = static_cast<sqlite3_int64>(size);
     const int code = sqlite3_deserialize(database.get(), "main", bytes, bytes64, bytes64, flags);
+    // It answers SQLITE_ERROR for anything. The bytes are looked at later, so what is missing is
+    // memory.
     if (code != SQLITE_OK)
-        fail(database.get(), code);
+        fail(database.get(), code == SQLITE_ERROR ? SQLITE_NOMEM : code);
 }
 
 }  // namespace
@@ -175,6 +182,9 @@ void Statement::run() {
 
 std::string_view Statement::text(int column) const {
     const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(handle_.get(), column));
+    // NULL has no bytes either; only the code tells it from a text for which there is no memory.
+    if (bytes == nullptr && sqlite3_errcode(sqlite3_db_handle(handle_.get())) == SQLITE_NOMEM)
+        throw std::bad_alloc();
     const auto size = static_cast<std::size_t>(sqlite3_column_bytes(handle_.get(), column));
     return bytes == nullptr ? std::string_view() : std::string_view(bytes, size);
 }

@@ -1,7 +1,5 @@
 #include "tests/tavik/Front.h"
 
-#include "platform/support/Json.h"
-
 namespace tavik::testing {
 
 void Front::TearDown() {
@@ -32,13 +30,13 @@ std::string Front::err(int exitStatus, const std::vector<std::string>& arguments
     return result.err;
 }
 
-rapidjson::Document Front::json(int exitStatus, std::vector<std::string> arguments) {
+JsonDocument Front::json(int exitStatus, std::vector<std::string> arguments) {
     const std::string verb = arguments.front();
     arguments.insert(arguments.begin() + 1, "--json");
     return document(verb, out(exitStatus, arguments));
 }
 
-rapidjson::Document Front::document(const std::string& verb, const std::string& text) {
+JsonDocument Front::document(const std::string& verb, const std::string& text) {
     documents_.push_back(
         machine_.path("documents/" + verb + "." + std::to_string(documents_.size()) + ".json"));
     writeFile(documents_.back(), text);
@@ -54,12 +52,12 @@ std::vector<std::string> Front::listed() {
     return rows;
 }
 
-std::string text(const rapidjson::Value& object, const char* member) {
-    const rapidjson::Value& value = object[member];
+std::string text(const JsonValue& object, const char* member) {
+    const JsonValue& value = object[member];
     return value.IsNull() ? "-" : value.GetString();
 }
 
-std::vector<std::string> changes(const rapidjson::Document& document) {
+std::vector<std::string> changes(const JsonDocument& document) {
     std::vector<std::string> rows;
     for (const auto& each : document["changes"].GetArray())
         rows.push_back(text(each, "operation") + " " + text(each, "id") + " " + text(each, "from") +
@@ -67,7 +65,7 @@ std::vector<std::string> changes(const rapidjson::Document& document) {
     return rows;
 }
 
-std::vector<std::string> failures(const rapidjson::Document& document) {
+std::vector<std::string> failures(const JsonDocument& document) {
     std::vector<std::string> rows;
     for (const auto& each : document["failures"].GetArray())
         rows.push_back(text(each, "name") + " " + text(each, "subject"));

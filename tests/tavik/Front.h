@@ -1,11 +1,11 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <rapidjson/document.h>
 
 #include <string>
 #include <vector>
 
+#include "platform/support/Json.h"
 #include "tests/support/Machine.h"
 
 namespace tavik::testing {
@@ -31,10 +31,10 @@ class Front : public ::testing::Test {
     std::string err(int exitStatus, const std::vector<std::string>& arguments) const;
 
     /// Runs the verb with --json and expects that exit status.
-    rapidjson::Document json(int exitStatus, std::vector<std::string> arguments);
+    JsonDocument json(int exitStatus, std::vector<std::string> arguments);
 
     /// The same for a document that stands in a text.
-    rapidjson::Document document(const std::string& verb, const std::string& text);
+    JsonDocument document(const std::string& verb, const std::string& text);
 
     /// Installs a package of that id and version, with whatever builder.
     void install(const PackageBuilder& builder) { expectInstalled(machine_.package(builder)); }
@@ -57,12 +57,12 @@ class Front : public ::testing::Test {
 };
 
 /// "OPERATION ID FROM TO SCOPE" of each change, "-" for null.
-std::vector<std::string> changes(const rapidjson::Document& document);
+std::vector<std::string> changes(const JsonDocument& document);
 
 /// "NAME SUBJECT" of each failure.
-std::vector<std::string> failures(const rapidjson::Document& document);
+std::vector<std::string> failures(const JsonDocument& document);
 
 /// The member's text, "-" for null.
-std::string text(const rapidjson::Value& object, const char* member);
+std::string text(const JsonValue& object, const char* member);
 
 }  // namespace tavik::testing

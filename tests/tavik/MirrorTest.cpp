@@ -25,13 +25,13 @@ class Mirror : public Front {
             server_.serve("/site/" + name, {readFile(site + "/" + name)});
     }
 
-    rapidjson::Document mirror(int exitStatus) {
+    JsonDocument mirror(int exitStatus) {
         return json(exitStatus,
                     {"mirror", server_.address("/site/feed.json"), machine_.path("mirror")});
     }
 
     /// The names of the paths in that member.
-    List names(const rapidjson::Document& document, const char* member) const {
+    List names(const JsonDocument& document, const char* member) const {
         List found;
         for (const auto& path : document[member].GetArray())
             found.push_back(fs::path(path.GetString()).filename());

@@ -9,7 +9,7 @@ namespace {
 
 /// Only what is a string: the core reports everything else.
 std::string textOf(const JsonObject& object, std::string_view member) {
-    const rapidjson::Value* value = object.find(member);
+    const JsonValue* value = object.find(member);
     return value != nullptr && value->IsString() ? std::string(viewOf(*value)) : std::string();
 }
 
@@ -37,7 +37,7 @@ void checkXmlText(const JsonObject& manifest, std::string_view member) {
 }
 
 void checkProducts(const JsonObject& manifest) {
-    const rapidjson::Value* products = manifest.find("products");
+    const JsonValue* products = manifest.find("products");
     if (products == nullptr || !products->IsArray())
         return;
     std::size_t index = 0;
@@ -52,7 +52,7 @@ void checkProducts(const JsonObject& manifest) {
 }  // namespace
 
 void checkManifestRules(std::string_view bytes, const JsonLimits& limits, const FaultSink& report) {
-    rapidjson::Document document;
+    JsonDocument document;
     try {
         document = parseJson(bytes, limits);
     } catch (const JsonError&) {

@@ -9,7 +9,7 @@ namespace tavik::vellctl {
 namespace {
 
 using vell::Content;
-using Value = rapidjson::Value;
+using Value = JsonValue;
 
 constexpr JsonLimits kLimits{std::size_t{64} << 20, 8};
 
@@ -134,7 +134,7 @@ void readLists(const Value& value, const std::string& place, Content::ListKind k
 }  // namespace
 
 vell::Content fromJson(std::string_view text) {
-    const rapidjson::Document document = parseJson(text, kLimits);
+    const JsonDocument document = parseJson(text, kLimits);
     const JsonObject root(document, "$");
     root.allowOnly({"pcd", "payloads", "collections", "products"});
 

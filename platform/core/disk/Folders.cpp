@@ -27,7 +27,7 @@ void makeOne(const std::string& path, mode_t mode) {
     // A folder that exists may be answered with EROFS or EACCES before EEXIST.
     const int error = errno;
     if (::access(path.c_str(), F_OK) != 0)
-        failErrno(error, path, "make the folder");
+        failErrno(errno == ENOENT ? error : errno, path, "make the folder");
 }
 
 struct CloseFolder {

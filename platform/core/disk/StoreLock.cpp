@@ -22,6 +22,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kName = ".lock";
 constexpr mode_t kMode = 0600;
+constexpr const char* kNotRegular = "it is not a regular file";
 constexpr milliseconds kFirstPause{1};
 constexpr milliseconds kLongestPause{25};
 // A process number padded with blanks, so that each note overwrites the one before.
@@ -33,13 +34,15 @@ FileDescriptor openLock(const StoreFolder& folder, const std::string& path) {
                                  O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kMode));
     if (!file && errno == ELOOP)
         fail(Status::storeUnsafe, path, "it is a link");
+    if (!file && (errno == EISDIR || errno == ENXIO))  // a folder, a socket
+        fail(Status::storeUnsafe, path, kNotRegular);
     if (!file)
         failErrno(errno, path, "open the lock");
     struct stat info {};
     if (::fstat(file.get(), &info) != 0)
         failErrno(errno, path, "look at the lock");
     if (!S_ISREG(info.st_mode))
-        fail(Status::storeUnsafe, path, "it is no regular file");
+        fail(Status::storeUnsafe, path, kNotRegular);
     if (info.st_uid != ::geteuid() && info.st_uid != 0)
         fail(Status::storeUnsafe, path, "it belongs to another user");
     // Whoever can open the file can hold the lock, so rights that were added by hand are removed.

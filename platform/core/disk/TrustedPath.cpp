@@ -14,7 +14,7 @@
 //    the walk goes on with the link's own text, by the same rules. A link in /tmp is refused:
 //    others can make a hard link to a link of root's there.
 // 5. A missing folder is made in the open folder. Its rights are set on the descriptor of what was
-//    made, never by path.
+//    made, never by path. What a link names is never made: a link to nowhere is refused.
 
 #include "platform/core/disk/TrustedPath.h"
 
@@ -26,6 +26,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <limits>
 #include <vector>
 
 #include "platform/core/status/Status.h"
@@ -78,6 +79,8 @@ class Walk {
         if (!next && errno == ENOENT) {
             if (missing == Missing::isReported)
                 return false;
+            if (ahead_.size() >= afterLink_)
+                refuse(link_, "it is a link to " + path + ", which does not exist");
             next = make(name, path);
         }
         if (!next)
@@ -132,6 +135,11 @@ class Walk {
         if (size < 0)
             failErrno(errno, path, "read the link");
         const std::string target(text.data(), static_cast<std::size_t>(size));
+        // A link on another link's way is part of it.
+        if (ahead_.size() < afterLink_) {
+            afterLink_ = ahead_.size();
+            link_ = path;
+        }
         if (target.front() == '/') {
             folder_ = FileDescriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
             path_.clear();
@@ -170,6 +178,9 @@ class Walk {
     std::vector<std::string> ahead_;
     bool isSticky_ = false;  ///< others may make entries in `folder_`, but not touch ours
     int links_ = 0;
+    std::string link_;  ///< the link that was followed last
+    /// As many components are ahead when the walk has gone along that link.
+    std::size_t afterLink_ = std::numeric_limits<std::size_t>::max();
 };
 
 FileDescriptor walk(FileDescriptor start, const std::string& startPath,

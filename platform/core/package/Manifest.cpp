@@ -35,7 +35,7 @@ std::string readLine(const JsonObject& object, std::string_view member,
 }
 
 std::string readName(const JsonObject& object, std::string_view member, std::size_t maxBytes) {
-    const rapidjson::Value* value = object.need(member);
+    const JsonValue* value = object.need(member);
     if (value == nullptr)
         return {};
     std::string name = readLine(object, member, maxBytes);
@@ -59,7 +59,7 @@ std::string readParagraph(const JsonObject& object, std::string_view member) {
 
 /// In a newer format any other member may mean something else, so checking stops here.
 void readFormatVersion(const JsonObject& manifest, const FaultSink& report) {
-    const rapidjson::Value* value = manifest.need("formatVersion");
+    const JsonValue* value = manifest.need("formatVersion");
     if (value == nullptr)
         return;
     if (!value->IsNumber())
@@ -70,7 +70,7 @@ void readFormatVersion(const JsonObject& manifest, const FaultSink& report) {
 }
 
 void readNeeds(const JsonObject& manifest, const FaultSink& report) {
-    const rapidjson::Value* needs = manifest.array("requires");
+    const JsonValue* needs = manifest.array("requires");
     if (needs == nullptr)
         return;
     for (const auto& need : needs->GetArray()) {
@@ -105,7 +105,7 @@ ProductRequirement readProduct(const JsonObject& object) {
 
 /// Their number is bounded because every list of extensions looks at all of them.
 std::vector<ProductRequirement> readProducts(const JsonObject& manifest) {
-    const rapidjson::Value* array = manifest.neededArray("products");
+    const JsonValue* array = manifest.neededArray("products");
     if (array == nullptr)
         return {};
     if (array->Empty())
@@ -127,13 +127,13 @@ std::vector<ProductRequirement> readProducts(const JsonObject& manifest) {
     return products;
 }
 
-rapidjson::Document parseObject(std::string_view bytes, const JsonLimits& limits,
-                                const FaultSink& report) {
+JsonDocument parseObject(std::string_view bytes, const JsonLimits& limits,
+                         const FaultSink& report) {
     const std::string place(kManifestPath);
     if (bytes.size() > limits.bytes)
         stopAt(report, {Status::packageTooLarge, place,
                         "has more than " + std::to_string(limits.bytes) + " bytes"});
-    rapidjson::Document document;
+    JsonDocument document;
     try {
         document = parseJson(bytes, limits);
     } catch (const JsonError& error) {
@@ -170,7 +170,7 @@ std::string toIdKey(std::string_view id) {
 }
 
 Manifest parseManifest(std::string_view bytes, const JsonLimits& limits, const FaultSink& report) {
-    const rapidjson::Document document = parseObject(bytes, limits, report);
+    const JsonDocument document = parseObject(bytes, limits, report);
     const JsonObject object(document, "", complaintTo(report));
     readFormatVersion(object, report);
     readNeeds(object, report);

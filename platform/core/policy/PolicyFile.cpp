@@ -56,7 +56,7 @@ std::map<std::string, std::uint64_t> readLimits(const JsonObject& object) {
 template <class Read>
 auto readList(const JsonObject& object, std::string_view member, Read read) {
     std::optional<std::vector<decltype(read(std::string(), std::string()))>> list;
-    const rapidjson::Value* values = object.array(member);
+    const JsonValue* values = object.array(member);
     if (values == nullptr)
         return list;
     list.emplace();
@@ -88,7 +88,7 @@ AddressPrefix readPrefix(const std::string& text, const std::string& place) try 
     throw JsonError(place + " " + error.what());
 }
 
-std::vector<Redirect> readRedirects(const rapidjson::Value& value) {
+std::vector<Redirect> readRedirects(const JsonValue& value) {
     if (!value.IsObject())
         throw JsonError("$.redirects is not an object");
     std::vector<Redirect> redirects;
@@ -112,7 +112,7 @@ std::vector<Redirect> readRedirects(const rapidjson::Value& value) {
 }  // namespace
 
 PolicyFile parsePolicyFile(std::string_view json) {
-    const rapidjson::Document document = parseJson(json, {kMaxPolicyBytes, 8});
+    const JsonDocument document = parseJson(json, {kMaxPolicyBytes, 8});
     const JsonObject object(document, "$");
     object.allowOnly({"requireSignature", "limits", "allow", "deny", "feeds", "redirects"});
     PolicyFile file;
@@ -122,7 +122,7 @@ PolicyFile parsePolicyFile(std::string_view json) {
     file.allow = readList(object, "allow", readIdPattern);
     file.deny = readList(object, "deny", readIdPattern).value_or(Policy::IdList());
     file.feeds = readList(object, "feeds", readPrefix);
-    if (const rapidjson::Value* redirects = object.find("redirects"))
+    if (const JsonValue* redirects = object.find("redirects"))
         file.redirects = readRedirects(*redirects);
     return file;
 }

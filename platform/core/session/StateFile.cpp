@@ -17,8 +17,8 @@ constexpr int kFormatVersion = 1;
 constexpr std::size_t kDigestDigits = 64;
 
 /// Null where the member is missing or null.
-const rapidjson::Value* given(const JsonObject& entry, std::string_view name) {
-    const rapidjson::Value* value = entry.find(name);
+const JsonValue* given(const JsonObject& entry, std::string_view name) {
+    const JsonValue* value = entry.find(name);
     return value == nullptr || value->IsNull() ? nullptr : value;
 }
 
@@ -65,7 +65,7 @@ WantedExtension readEntry(const JsonObject& entry, const std::string& place) {
         throw JsonError(place + " has both version and minVersion");
     wanted.source = textOf(entry, "source");
     wanted.sha256 = digestOf(entry);
-    if (const rapidjson::Value* all = given(entry, "allUsers")) {
+    if (const JsonValue* all = given(entry, "allUsers")) {
         if (!all->IsBool())
             entry.complain("allUsers", "is not true or false");
         wanted.scope = all->GetBool() ? Scope::shared : Scope::user;
@@ -75,10 +75,10 @@ WantedExtension readEntry(const JsonObject& entry, const std::string& place) {
 }
 
 std::vector<WantedExtension> readEntries(std::string_view text) {
-    const rapidjson::Document document = parseJson(text, kLimits);
+    const JsonDocument document = parseJson(text, kLimits);
     const JsonObject state(document, "$");
     state.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
-    const rapidjson::Value* entries = state.neededArray("extensions");
+    const JsonValue* entries = state.neededArray("extensions");
     std::vector<WantedExtension> all;
     std::set<std::pair<Scope, std::string>> known;
     for (const auto& entry : entries->GetArray()) {

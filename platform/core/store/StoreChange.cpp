@@ -227,11 +227,8 @@ void StoreChange::commit() {
         failErrno(errno, folder_.path(), "synchronise the files");
     keepPrevious();
     putInPlace();
-    if (::fsync(folder_.descriptor()) != 0) {
-        const int error = errno;
-        takeBack();
-        failErrno(error, folder_.path(), "synchronise the folder");
-    }
+    if (::fsync(folder_.descriptor()) != 0)
+        answerUnconfirmed(errno);
     isCommitted_ = true;
     staged_.clear();
     published_.clear();
@@ -277,14 +274,29 @@ void StoreChange::putInPlace() {
     failErrno(error, path, "put the database in place");
 }
 
-/// Makes the version before the commit the current one again.
-void StoreChange::takeBack() {
-    const bool isBack = hasPrevious_
-                            ? ::renameat(folder_.descriptor(), kPreviousName, folder_.descriptor(),
-                                         kDatabaseName) == 0
-                            : isFirst() && ::unlinkat(folder_.descriptor(), kDatabaseName, 0) == 0;
-    // If the new version stays, the folders that its rows name stay too.
+/// The disk did not confirm the commit. The change fails where it can be taken back; else it has
+/// happened, and is told as what it is.
+void StoreChange::answerUnconfirmed(int error) {
+    const bool isBack = takeBack();
+    // Where the new version stays, so does what its rows name.
     isCommitted_ = !isBack;
+    const std::string action = "synchronise the folder";
+    if (isBack)
+        failErrno(error, folder_.path(), action);
+    try {
+        failErrno(error, folder_.path(),
+                  "the change is done, but a power cut may undo it: " + action);
+    } catch (const std::exception& failure) {
+        warn(failure);
+    }
+}
+
+/// Makes the version before the commit the current one again. False where that fails too.
+bool StoreChange::takeBack() noexcept {
+    if (hasPrevious_)
+        return ::renameat(folder_.descriptor(), kPreviousName, folder_.descriptor(),
+                          kDatabaseName) == 0;
+    return isFirst() && ::unlinkat(folder_.descriptor(), kDatabaseName, 0) == 0;
 }
 
 void StoreChange::undo() noexcept {

@@ -37,7 +37,8 @@ struct InstallDetails {
 ///     Rename the file to `store.db`. This is the commit: before it nothing has happened, after it
 ///     everything has. Readers see the old file or the new one, and what they have open stays. One
 ///     fsync of the folder makes the commit durable. If it fails, the rename is undone, since the
-///     answer "done" would not be true after a power cut.
+///     answer "done" would not be true after a power cut. If that fails too, the change has
+///     happened: it is done, and a warning says that the disk did not confirm it.
 ///  5. The links are switched, then retire() takes the replaced folder out of `ext/`. Trouble here
 ///     is a warning: the mark stays, and the next change or list goes on from the rows.
 ///  6. finish(): take the mark away, give the lock up, and delete what was retired. A crash during
@@ -101,7 +102,8 @@ class StoreChange {
     void writeNextVersion();
     void keepPrevious() noexcept;
     void putInPlace();
-    void takeBack();
+    void answerUnconfirmed(int error);
+    bool takeBack() noexcept;
     void undo() noexcept;
     void removeOrSetAside(int folder, const std::string& name);
     void setAsideUnknown();

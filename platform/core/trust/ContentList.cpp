@@ -51,11 +51,11 @@ std::string writeContentList(const std::vector<ListedEntry>& entries) {
 }
 
 std::vector<ListedEntry> parseContentList(std::string_view json, std::size_t limit) {
-    const rapidjson::Document document = parseJson(json, {limit, 4});
+    const JsonDocument document = parseJson(json, {limit, 4});
     const JsonObject object(document, "$");
     object.allowOnly({"formatVersion", "entries"});
     object.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
-    const rapidjson::Value& values = *object.neededArray("entries");
+    const JsonValue& values = *object.neededArray("entries");
     std::vector<ListedEntry> entries;
     entries.reserve(values.Size());
     for (const auto& value : values.GetArray())

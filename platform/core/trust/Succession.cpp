@@ -38,10 +38,10 @@ std::string writeSuccessions(const std::vector<Succession>& statements) {
 }
 
 std::vector<Succession> parseSuccessions(std::string_view json) {
-    const rapidjson::Document document = parseJson(json, {kMaxSuccessionBytes, 4});
+    const JsonDocument document = parseJson(json, {kMaxSuccessionBytes, 4});
     const JsonObject object(document, "$");
     object.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
-    const rapidjson::Value& values = *object.neededArray("successions");
+    const JsonValue& values = *object.neededArray("successions");
     if (values.Size() > kMaxStatements)
         object.complain("successions",
                         "has more than " + std::to_string(kMaxStatements) + " entries");

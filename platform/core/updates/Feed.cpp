@@ -46,7 +46,7 @@ std::vector<ProductRequirement> readProducts(const JsonObject& item) {
     return products;
 }
 
-Address readMirror(const rapidjson::Value& value, const std::string& place, const Address& base) {
+Address readMirror(const JsonValue& value, const std::string& place, const Address& base) {
     if (!value.IsString() || value.GetStringLength() == 0)
         throwJsonComplaint(place, "is not an address");
     try {
@@ -57,7 +57,7 @@ Address readMirror(const rapidjson::Value& value, const std::string& place, cons
 }
 
 std::vector<Address> readMirrors(const JsonObject& item, const Address& base) {
-    const rapidjson::Value& value = *item.need("url");
+    const JsonValue& value = *item.need("url");
     const std::string place = item.place("url");
     if (!value.IsArray())
         return {readMirror(value, place, base)};
@@ -86,7 +86,7 @@ void readIdentity(FeedItem& item, const JsonObject& object) {
 }
 
 /// Why the version is blocked. It stays blocked even if the reason is missing, too long or no text.
-std::string readReason(const rapidjson::Value& value) {
+std::string readReason(const JsonValue& value) {
     const std::string_view reason = value.IsString() ? viewOf(value) : std::string_view();
     const bool isShown = reason.size() <= kMaxReasonBytes && isNameText(reason);
     return isShown ? std::string(reason) : "for a reason that cannot be shown";
@@ -96,7 +96,7 @@ std::string readReason(const rapidjson::Value& value) {
 void readItem(FeedItem& item, const JsonObject& object, const Address& base) {
     readIdentity(item, object);
     // Read first: a blocked version must be known even if the rest of the item is wrong.
-    if (const rapidjson::Value* blocked = object.find("blocked")) {
+    if (const JsonValue* blocked = object.find("blocked")) {
         item.blocked = readReason(*blocked);
         return;
     }
@@ -111,7 +111,7 @@ void readItem(FeedItem& item, const JsonObject& object, const Address& base) {
 }
 
 void readItems(Feed& feed, const JsonObject& document, const Address& base) {
-    const rapidjson::Value& items = *document.neededArray("extensions");
+    const JsonValue& items = *document.neededArray("extensions");
     if (items.Size() > kMaxFeedItems)
         document.complain("extensions",
                           "has more than " + std::to_string(kMaxFeedItems) + " entries");
@@ -129,7 +129,7 @@ void readItems(Feed& feed, const JsonObject& document, const Address& base) {
     std::stable_sort(feed.items.begin(), feed.items.end(), DigestOrder());
 }
 
-Feed readFeed(const rapidjson::Value& value, const Address& base) {
+Feed readFeed(const JsonValue& value, const Address& base) {
     const JsonObject document(value, "$");
     document.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
     Feed feed;

@@ -19,7 +19,7 @@ constexpr std::size_t kMaxIndexBytes = std::size_t{64} << 20;
 constexpr std::int64_t kSecond = 1'000'000'000;
 
 std::int64_t numberIn(const JsonObject& entry, std::string_view name) {
-    const rapidjson::Value* value = entry.need(name);
+    const JsonValue* value = entry.need(name);
     if (!value->IsInt64())
         entry.complain(name, "is not a whole number");
     return value->GetInt64();
@@ -34,7 +34,7 @@ MirrorIndex MirrorIndex::read(const std::string& folder) {
         return index;
     try {
         const auto document = parseJson(readUpTo(file.get(), kMaxIndexBytes), {kMaxIndexBytes, 8});
-        const rapidjson::Value* files = JsonObject(document, "$").neededArray("files");
+        const JsonValue* files = JsonObject(document, "$").neededArray("files");
         for (const auto& value : files->GetArray()) {
             const JsonObject entry(value, "$.files");
             const std::string path = entry.neededText("path");
