@@ -66,6 +66,40 @@ TEST_F(PublishedFeed, GoesOnFromTheLastOne) {
     EXPECT_EQ(feed().items[0].blocked, "loses work");
 }
 
+// Who has the older version installed, or the older feed seen, refuses another signer: the author
+// hears of it before they do.
+TEST_F(PublishedFeed, WarnsWhereSignersChange) {
+    key("a");
+    key("b");
+    good({"keygen", at("c"), "--succeeds", at("a.key")});
+    publish(source("x", "1.0"), "x-1.0.qpk");
+    publish(source("x", "1.1"), "x-1.1.qpk");
+    const auto sign = [&](const std::string& file, const std::string& name) {
+        good({"sign", web_ + "/" + file, "--key", at(name + ".key")});
+    };
+    const auto warnings = [&](const std::string& feedKey) {
+        fs::remove(web_ + "/feed.json");
+        const Result result = qpk({"feed", web_, "--key", at(feedKey + ".key")});
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        return result.err;
+    };
+    sign("x-1.0.qpk", "a");
+    expectIn("x-1.1.qpk: is unsigned", warnings("a"));
+    sign("x-1.1.qpk", "b");
+    expectIn("who has the older one installed", warnings("a"));
+    sign("x-1.1.qpk", "c");
+    EXPECT_EQ(warnings("a"), "");
+
+    const auto feedWith = [&](const std::string& feedKey) {
+        return qpk({"feed", web_, "--key", at(feedKey + ".key")}).err;
+    };
+    expectIn("which takes its place", feedWith("c"));
+    EXPECT_TRUE(fs::exists(web_ + "/feed.json.succession"));
+    EXPECT_EQ(feedWith("c"), "");
+    expectIn("who has seen the feed before will refuse it", feedWith("b"));
+    EXPECT_FALSE(fs::exists(web_ + "/feed.json.succession")) << "it is about another key";
+}
+
 // What readers of the feed would refuse, or what should not be public.
 TEST_F(PublishedFeed, IsNotWrittenWhereNobodyWouldTakeIt) {
     publish(source("a", "1.0"), "a.qpk");

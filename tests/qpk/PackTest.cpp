@@ -76,10 +76,14 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
     }
     expectIn("nowhere: No such file", bad({"pack", at("nowhere")}));
     expectIn("lie in the folder", bad({"pack", source("a"), "-o", at("out/../a/x.qpk")}));
-    ::mkfifo(at("pipe").c_str(), 0600);
-    fs::create_symlink("pipe", at("pipe.qpk"));
+    ::mkfifo(at("pipe.qpk").c_str(), 0600);
     expectIn("not a regular file", bad({"pack", source("a"), "-o", at("pipe.qpk")}));
     EXPECT_TRUE(fs::is_fifo(at("pipe.qpk")));
+    // Somebody else may have put the link there.
+    writeFile(at("victim"), "mine");
+    fs::create_symlink("victim", at("link.qpk"));
+    expectIn("it is a link", bad({"pack", source("a"), "-o", at("link.qpk")}));
+    EXPECT_EQ(readFile(at("victim")), "mine");
 }
 
 TEST_F(Check, ShowsAllFaultsAtOnce) {
@@ -87,6 +91,7 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
     builder.with("homepage", "\"example.com\"")
         .with("updateUrl", "\"http://example.com/feed.json\"")
         .with("requiredAccount", "true")
+        .named("Pens & Inks")
         .with("storeName", R"("A & B")")
         .with("products", R"([{"name": "sketch", "minversion": "1"}, {}, 3])")
         .file("link", "/etc/passwd", 0120777)
@@ -99,7 +104,7 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
          {"extension.json: id \"bad id\"", "extension.json: version \"x\"", "homepage begins",
           "updateUrl is http:", "unknown member \"requiredAccount\"", "storeName has one of < &",
           "products[0] has an unknown member \"minversion\"", "products[1].name", "products[2]",
-          "entry \"link\": is a link", "entry \"../up\": has a component",
+          "name has one of < & \"", "entry \"link\": is a link", "entry \"../up\": has a component",
           "entry \".git/config\": was left behind"})
         expectIn(at("a.qpk") + ": ", result.out), expectIn(fault, result.out);
     EXPECT_LT(result.out.find("requiredAccount"), result.out.find("entry \"../up\"")) << "by place";

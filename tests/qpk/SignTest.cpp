@@ -1,6 +1,8 @@
 #include <filesystem>
 
+#include "platform/core/crypto/OpenSslCrypto.h"
 #include "platform/core/package/Package.h"
+#include "platform/core/trust/Succession.h"
 #include "tests/qpk/Qpk.h"
 #include "tests/support/PackageBuilder.h"
 
@@ -76,6 +78,48 @@ TEST_F(Sign, ChangesNothingWhereItFails) {
     }
     for (const auto& entry : fs::directory_iterator(folder_.path()))
         EXPECT_NE(entry.path().filename().string().front(), '.') << "left: " << entry.path();
+}
+
+// Half of what a new key needs must not be left, and an old key's own history goes along.
+TEST_F(Keygen, NamesASuccessor) {
+    key("a");
+    good({"keygen", at("b"), "--succeeds", at("a.key")});
+    const std::string said = good({"keygen", at("c"), "--succeeds", at("b.key")});
+    expectIn("succession    " + at("c.succession.json"), said);
+    const auto statements = parseSuccessions(readFile(at("c.succession.json")));
+    OpenSslCrypto crypto;
+    const auto fingerprint = [&](const std::string& name) {
+        return crypto.readPublicKey(readFile(at(name + ".pem"))).fingerprint;
+    };
+    const std::vector<std::string> expected{fingerprint("b"), fingerprint("a")};
+    EXPECT_EQ(keysSucceededBy(fingerprint("c"), statements, {}, crypto), expected);
+    EXPECT_EQ(keysSucceededBy(fingerprint("c"), statements, {expected[0]}, crypto),
+              std::vector<std::string>{});
+
+    writeFile(at("d.succession.json"), "old");
+    expectIn("exists already", bad({"keygen", at("d"), "--succeeds", at("a.key")}));
+    EXPECT_FALSE(fs::exists(at("d.key")) || fs::exists(at("d.pem")));
+}
+
+// A key in a file is not what every build server has; none of these forms shows it to others.
+TEST_F(Sign, TakesTheKeyFromADescriptorOrTheEnvironment) {
+    const std::string file = package("a");
+    const std::string k = key("k");
+    good({"sign", file, "--key", k});
+    const std::string expected = readFile(file);
+    const auto signAnew = [&](const std::string& script) {
+        package("a");
+        const Result result =
+            run({"sh", "-c", script, program("qpk"), file, k}, {{"QPK_KEY", readFile(k)}});
+        EXPECT_EQ(result.exitCode, 0) << script << result.err;
+        EXPECT_EQ(readFile(file), expected) << script;
+    };
+    signAnew("cat \"$2\" | \"$0\" sign \"$1\" --key fd:0");
+    signAnew("\"$0\" sign \"$1\" --key fd:7 7< \"$2\"");
+    signAnew("\"$0\" sign \"$1\" --key env:QPK_KEY");
+    expectIn("not set", bad({"sign", file, "--key", "env:QPK_NONE"}));
+    expectIn("fd:99", bad({"sign", file, "--key", "fd:99"}));
+    EXPECT_EQ(qpk({"sign", file, "--key", "fd:x"}).exitCode, 2);
 }
 
 TEST_F(CommandLine, ExplainsItselfAndTellsUsageFromFailure) {

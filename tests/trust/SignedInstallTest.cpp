@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "platform/core/package/Package.h"
 #include "platform/support/Json.h"
 #include "tests/support/Machine.h"
@@ -13,6 +15,7 @@ constexpr int kSignatureWrong = 256 - 57;
 constexpr int kContentDiffers = 256 - 58;
 constexpr int kSignerChanged = 256 - 59;
 constexpr int kKeyInvalid = 256 - 60;
+constexpr int kSignerRevoked = 256 - 62;
 
 using List = std::vector<std::string>;
 
@@ -22,6 +25,9 @@ class SignedInstall : public ::testing::Test {
     SignedInstall() {
         for (const char* name : {"one", "two"})
             qpk({"keygen", machine_.path(name)});
+        // "four" takes the place of "three", and that the place of "one".
+        qpk({"keygen", machine_.path("three"), "--succeeds", machine_.path("one.key")});
+        qpk({"keygen", machine_.path("four"), "--succeeds", machine_.path("three.key")});
     }
 
     static void qpk(List arguments) {
@@ -64,6 +70,51 @@ TEST_F(SignedInstall, IsUpdatedByItsOwnSignerOnly) {
     expectInstall(0, package("1.2", "one"), {"Enabled com.example.a 1.2"});
     EXPECT_EQ(machine_.tavik({"--remove", "com.example.a"}).exitCode, 0);
     expectInstall(0, package("1.2", "two"), {"Enabled com.example.a 1.2"});
+}
+
+// An author who changes the key reaches those who have the extension, and nobody else does.
+TEST_F(SignedInstall, IsUpdatedBySuccessorsOfItsSigner) {
+    expectInstall(0, package("1.0", "one"), {"Enabled com.example.a 1.0"});
+    expectInstall(kSignerChanged, package("1.1", "two"), {"Enabled com.example.a 1.0"});
+    expectInstall(0, package("1.1", "four"), {"Enabled com.example.a 1.1"});
+    expectInstall(kSignerChanged, package("1.2", "one"), {"Enabled com.example.a 1.1"});
+
+    // A statement that was made for another key, and one that nobody signed.
+    const std::string statements = readFile(machine_.path("four.succession.json"));
+    writeFile(machine_.path("two.succession.json"), statements);
+    expectInstall(kSignerChanged, package("1.2", "two"), {"Enabled com.example.a 1.1"});
+    const auto fingerprint = [&](const std::string& name) {
+        const std::string shown = run({program("qpk"), "show", package("9", name)}).out;
+        return shown.substr(shown.find("key ") + 4, 64);
+    };
+    std::string forged = statements;
+    for (std::size_t at; (at = forged.find(fingerprint("four"))) != std::string::npos;)
+        forged.replace(at, 64, fingerprint("two"));
+    PackageBuilder builder("com.example.a", "1.3");
+    const std::string plain = machine_.package(builder);
+    std::filesystem::remove(machine_.path("two.succession.json"));
+    qpk({"sign", plain, "--key", machine_.path("two.key")});
+    const Package original = Package::open(plain);
+    for (const char* path : {"META-INF/content.json", "META-INF/content.json.sig"})
+        builder.file(path, original.read(*original.archive().find(path), 10'000));
+    expectInstall(kSignatureWrong,
+                  machine_.package(builder.file("META-INF/succession.json", forged)),
+                  {"Enabled com.example.a 1.1"});
+}
+
+// A stolen key: an administrator takes it back, and with it its word about a successor.
+TEST_F(SignedInstall, DoesNotCountKeysThatWereTakenBack) {
+    requireSignatures();
+    trustKeyOne();
+    expectInstall(0, package("1.0", "one"), {"Enabled com.example.a 1.0"});
+    expectInstall(0, package("1.1", "three"), {"Enabled com.example.a 1.1"});
+    writeFile(machine_.shared("trusted-keys/revoked/x.pem"), readFile(machine_.path("three.pem")));
+    expectInstall(kSignerRevoked, package("1.2", "three"), {"Enabled com.example.a 1.1"});
+    expectInstall(kSignerUnknown, package("1.2", "four"), {"Enabled com.example.a 1.1"});
+    // What the key signed may be replaced by whom the administrator trusts.
+    expectInstall(0, package("1.2", "one"), {"Enabled com.example.a 1.2"});
+    writeFile(machine_.shared("trusted-keys/revoked/y.pem"), readFile(machine_.path("one.pem")));
+    expectInstall(kSignerRevoked, package("1.3", "one"), {"Enabled com.example.a 1.2"});
 }
 
 // What all users have from one signer, no user gets from another under the same id.

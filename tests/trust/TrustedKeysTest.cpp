@@ -100,12 +100,12 @@ TEST(FeedSignature, IsRefusedWhereItIsWrong) {
         {"Windows line ends", std::string(strange).replace(strange.find('\n'), 1, "\r\n")},
         {"much too long", strange + std::string(1 << 20, '\n')},
     };
-    EXPECT_FALSE(verifySignature("", "", feed, strange, rules).key.empty());
+    EXPECT_FALSE(verifySignature({"", "", feed, strange, {}}, rules).key.empty());
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         expectStatus(Status::signatureWrong, "e.example", [&] {
-            verifySignature("https://e.example/feed.json", "the .sig file", feed, row.signature,
-                            rules);
+            verifySignature(
+                {"https://e.example/feed.json", "the .sig file", feed, row.signature, {}}, rules);
         });
     }
 }

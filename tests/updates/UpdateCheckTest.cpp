@@ -171,9 +171,8 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
 
     // Takes a feed without a signature, as most administrators' rules do.
     std::string key = "by key 1";
-    input_.verify = [&](const std::string&, std::string_view,
-                        const std::optional<std::string>& signature) {
-        if (signature.value_or(key) != key)
+    input_.verify = [&](const CachedFeed& feed, const std::string&) {
+        if (!feed.signature.empty() && feed.signature != key)
             fail(Status::signatureWrong, "feed");
         return Signer();
     };
@@ -193,26 +192,31 @@ TEST_F(UpdateCheckTest, SignaturesAreFetchedWhereTheyAreWanted) {
 
 // Who can replace a feed on its server cannot sign it; without this memory nobody would notice.
 TEST_F(UpdateCheckTest, AFeedKeepsItsSigner) {
-    input_.verify = [](const std::string&, std::string_view,
-                       const std::optional<std::string>& signature) {
-        return Signer{signature.value_or(""), {}};
+    // The statement beside the feed names whom the signer succeeds.
+    input_.verify = [](const CachedFeed& feed, const std::string& succession) {
+        return Signer{feed.signature, {succession}};
     };
     const struct {
         const char* signature;  ///< empty: the feed is unsigned
+        const char* succeeds;   ///< empty: nobody
         std::string expected;
     } rows[] = {
-        {"", "1.1"},
-        {"A", "1.2"},
-        {"", failed(Status::feedSignerChanged)},
-        {"B", failed(Status::feedSignerChanged)},
-        {"A", "1.5"},
-        {"B", failed(Status::feedSignerChanged)},
+        {"", "", "1.1"},
+        {"A", "", "1.2"},
+        {"", "A", failed(Status::feedSignerChanged)},
+        {"B", "", failed(Status::feedSignerChanged)},
+        {"A", "", "1.5"},
+        {"B", "C", failed(Status::feedSignerChanged)},
+        {"B", "A", "1.7"},
+        {"A", "", failed(Status::feedSignerChanged)},
+        {"B", "", "1.9"},
     };
     int serial = 0;
-    for (const auto& [signature, expected] : rows) {
+    for (const auto& [signature, succeeds, expected] : rows) {
         ++serial;
         publish(feedText(serial, feedItem("a", "1." + std::to_string(serial))));
         server_.serve("/sketch.sig", {signature, *signature == '\0' ? 404 : 200});
+        server_.serve("/sketch.succession", {succeeds, *succeeds == '\0' ? 404 : 200});
         EXPECT_EQ(updateOfA(), expected) << serial << ": " << why_;
         // The form before this one did not know signers: they are found out from the signatures.
         if (serial == 2)

@@ -1,8 +1,11 @@
+#include <unistd.h>
+
 #include <array>
 #include <charconv>
 #include <ctime>
 #include <filesystem>
 #include <iostream>
+#include <list>
 
 #include "platform/core/crypto/DetachedSignature.h"
 #include "tools/qpk/Command.h"
@@ -18,18 +21,22 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kHelp =
-    "usage: qpk feed FOLDER [--serial N] [--expires DATE] [--key KEY]\n\n"
-    "Writes FOLDER/feed.json, which offers every package (*.qpk) in FOLDER for updates, and\n"
-    "FOLDER/index.html, which shows people what is there. Put the folder on a web server as it\n"
-    "is. All versions are offered; who reads the feed takes the newest that fits. A version\n"
-    "that the last feed.json has as \"blocked\" stays blocked; all else is written anew, lists\n"
-    "of mirrors too.\n\n"
-    "  --serial N      the feed's number, which must grow from feed to feed; without it one\n"
-    "                  more than that of the feed.json that is there, or 1\n"
-    "  --expires DATE  until when the feed is valid, 2027-06-01 or 2027-06-01T12:00:00Z;\n"
-    "                  without it a year from today\n"
-    "  --key KEY       sign the feed with this private key, into FOLDER/feed.json.sig\n";
+const std::string kHelp =
+    std::string(
+        "usage: qpk feed FOLDER [--serial N] [--expires DATE] [--key KEY]\n\n"
+        "Writes FOLDER/feed.json, which offers every package (*.qpk) in FOLDER for updates, and\n"
+        "FOLDER/index.html, which shows people what is there. Put the folder on a web server as "
+        "it\n"
+        "is. All versions are offered; who reads the feed takes the newest that fits. A version\n"
+        "that the last feed.json has as \"blocked\" stays blocked; all else is written anew, "
+        "lists\n"
+        "of mirrors too.\n\n"
+        "  --serial N      the feed's number, which must grow from feed to feed; without it one\n"
+        "                  more than that of the feed.json that is there, or 1\n"
+        "  --expires DATE  until when the feed is valid, 2027-06-01 or 2027-06-01T12:00:00Z;\n"
+        "                  without it a year from today\n"
+        "  With --key, the feed is signed, into FOLDER/feed.json.sig.\n") +
+    kKeyHelp;
 
 constexpr std::int64_t kMaxSerial = std::int64_t{1} << 53;  // beyond it readers may round
 constexpr std::time_t kDay = std::time_t{24} * 60 * 60;
@@ -116,33 +123,65 @@ FeedDocument makeFeed(const CommandLine& line, std::vector<Fault>& faults) {
     return feed;
 }
 
-void publish(const std::string& folder, const FeedDocument& feed, const std::string& text,
-             const std::string& signature) {
+/// Who signed the folder's feed so far; nobody where it is not to be told.
+Signer formerSigner(const std::string& folder) {
     const std::string path = folder + "/" + kFeedName;
-    OutputFile page(folder + "/" + kPageName);
+    const auto feed = readWhole(path, kMaxFileBytes, FinalLink::followed);
+    const auto signature =
+        readWhole(path + std::string(kSignatureSuffix), kMaxFileBytes, FinalLink::followed);
+    if (!feed || !signature)
+        return {};
+    return {authorCrypto().findSigner(*feed, *signature).fingerprint, {}};
+}
+
+/// Says what readers of the earlier feed and packages will refuse.
+void warnOfSigners(const std::string& folder, const FeedDocument& feed,
+                   const std::optional<SigningKey>& key) {
+    for (const std::string& warning : signerWarnings(feed.packages))
+        std::cerr << "qpk: warning: " << warning << '\n';
+    const Signer before = formerSigner(folder);
+    if (!key || before.key.empty() || before.key == feed.signer)
+        return;
+    const Signer now{feed.signer,
+                     keysSucceededBy(feed.signer, key->succession, {}, authorCrypto())};
+    std::cerr << "qpk: warning: the feed was " << describe(before) << ", and is now "
+              << describe(now)
+              << (maySucceed(before.key, now) ? ", which takes its place"
+                                              : "; who has seen the feed before will refuse it")
+              << '\n';
+}
+
+void publish(const std::string& folder, const FeedDocument& feed, const std::string& text,
+             const std::string& signature, const std::string& succession) {
+    const std::string path = folder + "/" + kFeedName;
+    OutputFile page(folder + "/" + kPageName, FinalLink::refused);
     page.write(writeFeedPage(feed));
-    OutputFile json(path);
+    OutputFile json(path, FinalLink::refused);
     json.write(text);
-    std::optional<OutputFile> signatureFile;
-    if (!signature.empty()) {
-        signatureFile.emplace(path + std::string(kSignatureSuffix));
-        signatureFile->write(signature);
-    }
+    std::list<OutputFile> besides;
+    const auto addFile = [&](std::string_view suffix, const std::string& content) {
+        if (!content.empty())
+            besides.emplace_back(path + std::string(suffix), FinalLink::refused).write(content);
+    };
+    addFile(kSuccessionSuffix, succession);
+    addFile(kSignatureSuffix, signature);
+    if (succession.empty())  // One that is there is about another key.
+        ::unlink((path + std::string(kSuccessionSuffix)).c_str());
     // Everything is written: what follows are renames, as close together as can be.
-    if (signatureFile)
-        signatureFile->finish();
+    for (OutputFile& file : besides)
+        file.finish();
     json.finish();
     page.finish();
 }
 
 int makeFeedFiles(const CommandLine& line) {
     const std::string& folder = line.operand();
-    std::optional<PrivateKey> key;
-    if (const auto path = line.option("key"))
-        key = readPrivateKey(*path);
+    std::optional<SigningKey> key;
+    if (const auto source = line.option("key"))
+        key.emplace(readSigningKey(*source));
     std::vector<Fault> faults;
     FeedDocument feed = makeFeed(line, faults);
-    if (key)
+    if (key && isKeyFile(*line.option("key")))
         requireElsewhere(*line.option("key"), folder);
     if (!faults.empty())
         return refuseFor(folder, faults);
@@ -151,8 +190,10 @@ int makeFeedFiles(const CommandLine& line) {
     const std::string text = writeFeed(feed);
     readFeedText(folder, text);  // The core's own reader judges what is about to be published.
     if (key)
-        feed.signer = key->publicKey().fingerprint();
-    publish(folder, feed, text, key ? signDetached(text, *key) : std::string());
+        feed.signer = key->key.publicKey().fingerprint();
+    warnOfSigners(folder, feed, key);
+    publish(folder, feed, text, key ? signDetached(text, key->key) : std::string(),
+            key && !key->succession.empty() ? writeSuccessions(key->succession) : std::string());
     std::cout << folder << "/" << kFeedName << ": number " << feed.serial << ", "
               << counted(feed.packages.size(), "package") << ", valid until " << feed.expires
               << (key ? ", signed" : "") << '\n';
@@ -163,7 +204,7 @@ int makeFeedFiles(const CommandLine& line) {
 
 const Command kFeedCommand = {"feed",
                               "makes an update feed of a folder of packages",
-                              kHelp,
+                              kHelp.c_str(),
                               {"FOLDER",
                                Syntax::Operand::needed,
                                {{"serial", '\0', OptionRule::Times::once},

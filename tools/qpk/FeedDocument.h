@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/core/package/Manifest.h"
+#include "platform/core/trust/Signer.h"
 
 namespace tavik::qpk {
 
@@ -15,7 +16,7 @@ struct FeedPackage {
     std::string fileName;  ///< beside the feed
     std::uint64_t size = 0;
     std::string sha256;
-    std::string signer;                  ///< fingerprint of its key; empty: unsigned
+    Signer signer;
     std::optional<std::string> blocked;  ///< why this version must not be installed
 };
 

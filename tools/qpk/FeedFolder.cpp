@@ -57,7 +57,7 @@ FeedPackage describePackage(const std::string& folder, const std::string& name) 
     described.fileName = name;
     described.size = package.file().size();
     described.sha256 = digestOf(package.file());
-    described.signer = verifyWholePackage(package, authorRules()).signer.key;
+    described.signer = verifyWholePackage(package, authorRules()).signer;
     return described;
 }
 
@@ -118,6 +118,20 @@ Feed readFeedText(const std::string& folder, const std::string& text) {
     if (!feed.warnings.empty())
         fail(Status::feedInvalid, folder + "/" + kFeedName, feed.warnings.front().text);
     return feed;
+}
+
+std::vector<std::string> signerWarnings(const std::vector<FeedPackage>& packages) {
+    std::vector<std::string> warnings;
+    for (std::size_t i = 0; i + 1 < packages.size(); ++i) {
+        const FeedPackage& newer = packages[i];
+        const FeedPackage& older = packages[i + 1];
+        if (newer.manifest.idKey == older.manifest.idKey &&
+            !maySucceed(older.signer.key, newer.signer))
+            warnings.push_back(newer.fileName + ": is " + describe(newer.signer) + ", and " +
+                               older.fileName + " is " + describe(older.signer) +
+                               "; who has the older one installed will not get the newer one");
+    }
+    return warnings;
 }
 
 void compareWithOld(const Feed& old, FeedDocument& feed, const FaultSink& report) {

@@ -27,6 +27,10 @@ std::optional<Feed> readOldFeed(const std::string& folder);
 /// What the core makes of the text when it reads it as the folder's feed. Throws Error.
 Feed readFeedText(const std::string& folder, const std::string& text);
 
+/// A line for each package whose signer may not take the place of the version's before it. The
+/// packages are in the order of readPackages.
+std::vector<std::string> signerWarnings(const std::vector<FeedPackage>& packages);
+
 /// Takes over which versions were blocked and why, also where their packages are gone, and reports
 /// versions that were published with other bytes: no core would take these any more.
 void compareWithOld(const Feed& old, FeedDocument& feed, const FaultSink& report);

@@ -5,21 +5,27 @@
 #include <cerrno>
 #include <iostream>
 
+#include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/crypto/Ed25519.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/InputFile.h"
+#include "tools/qpk/Signing.h"
 
 namespace tavik::qpk {
 namespace {
 
 constexpr const char* kHelp =
-    "usage: qpk keygen [NAME]\n\n"
+    "usage: qpk keygen [NAME] [--succeeds OLD]\n\n"
     "Makes a pair of Ed25519 keys and writes NAME.key, the private key that signs, readable by\n"
     "you alone, and NAME.pem, the public key for those who are to trust it. NAME is\n"
-    "signing-key unless given. Files that exist are never overwritten.\n";
+    "signing-key unless given. Files that exist are never overwritten.\n\n"
+    "  --succeeds OLD  the private key OLD names the new one as its successor, in\n"
+    "                  NAME.succession.json: what the new key signs may replace what the old one\n"
+    "                  signed. qpk sign and qpk feed pass the statement on; keep it beside "
+    "NAME.key\n";
 
 /// Writes a file that is not there yet, durably; takes it away again on a failure.
 void writeNewFile(const std::string& path, const std::string& text, mode_t mode) {
@@ -35,29 +41,59 @@ void writeNewFile(const std::string& path, const std::string& text, mode_t mode)
     failErrno(error, path, "write the file");
 }
 
+/// The statements that the old key got, and the one that it makes.
+std::vector<Succession> succeed(const SigningKey& old, const PublicKey& successor) {
+    std::vector<Succession> statements = old.succession;
+    const std::string fingerprint = successor.fingerprint();
+    statements.push_back({fingerprint, signDetached(successionStatement(fingerprint), old.key)});
+    return statements;
+}
+
+struct NewFile {
+    std::string path;
+    std::string text;
+    mode_t mode;
+};
+
+/// All of them or none.
+void writeNewFiles(const std::vector<NewFile>& files) {
+    std::size_t done = 0;
+    try {
+        for (; done < files.size(); ++done)
+            writeNewFile(files[done].path, files[done].text, files[done].mode);
+    } catch (...) {
+        while (done-- > 0)
+            ::unlink(files[done].path.c_str());
+        throw;
+    }
+}
+
 int keygen(const CommandLine& line) {
+    const Undumpable held;
     const std::string name = line.operand().empty() ? "signing-key" : line.operand();
     const PrivateKey key = PrivateKey::generate();
     const PublicKey publicKey = key.publicKey();
-    writeNewFile(name + ".key", key.pem(), 0600);
-    try {
-        writeNewFile(name + ".pem", publicKey.pem(), 0644);
-    } catch (...) {
-        ::unlink((name + ".key").c_str());
-        throw;
-    }
+    std::vector<NewFile> files{{name + ".key", key.pem(), 0600},
+                               {name + ".pem", publicKey.pem(), 0644}};
+    if (const auto old = line.option("succeeds"))
+        files.push_back({successionFileOf(name + ".key"),
+                         writeSuccessions(succeed(readSigningKey(*old), publicKey)), 0644});
+    writeNewFiles(files);
     std::cout << "private key   " << name << ".key (keep it secret, and a copy of it safe)\n"
               << "public key    " << name << ".pem\n"
               << "fingerprint   " << publicKey.fingerprint() << '\n';
+    if (files.size() > 2)
+        std::cout << "succession    " << files.back().path << " (keep it beside the private key)\n";
     return 0;
 }
 
 }  // namespace
 
-const Command kKeygenCommand = {"keygen",
-                                "makes a pair of keys to sign with",
-                                kHelp,
-                                {"NAME", Syntax::Operand::optional, {}},
-                                keygen};
+const Command kKeygenCommand = {
+    "keygen",
+    "makes a pair of keys to sign with",
+    kHelp,
+    {"NAME", Syntax::Operand::optional, {{"succeeds", '\0', OptionRule::Times::once}}},
+    keygen};
 
 }  // namespace tavik::qpk

@@ -10,7 +10,6 @@
 
 #include "platform/core/status/Status.h"
 #include "tools/qpk/Failure.h"
-#include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
 namespace {
@@ -24,11 +23,14 @@ mode_t rightsOfNewFile() {
 }
 
 /// Where the links of `path` lead to; throws where no file can be put there.
-std::string targetOf(const std::string& path) {
+std::string targetOf(const std::string& path, FinalLink link) {
     std::error_code error;
     const fs::file_status own = fs::symlink_status(path, error);
     if (!fs::exists(own))
         return path;
+    // In a folder that others can write to, a link may lead to any file of ours.
+    if (fs::is_symlink(own) && link == FinalLink::refused)
+        throw Failure(path, "it is a link", "remove it, or name the file that it leads to");
     std::string target = fs::canonical(path, error).string();
     if (error)
         failSystem(error.value(), path, "follow the link");
@@ -52,8 +54,8 @@ FileDescriptor makeNameless(const std::string& target) {
 
 }  // namespace
 
-OutputFile::OutputFile(std::string path)
-    : path_(std::move(path)), target_(targetOf(path_)), file_(makeNameless(target_)) {
+OutputFile::OutputFile(std::string path, FinalLink link)
+    : path_(std::move(path)), target_(targetOf(path_, link)), file_(makeNameless(target_)) {
     if (file_)
         return;
     std::string name = hiddenNameBeside(target_, "XXXXXX");

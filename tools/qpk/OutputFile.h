@@ -7,16 +7,17 @@
 #include <string_view>
 
 #include "platform/support/FileDescriptor.h"
+#include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
 
 /// A file that appears under its name whole or not at all: it is written without a name, where the
 /// file system can do that, or under a hidden name beside it, which is gone with this object unless
-/// the file was finished. A link that has the name stays one: what it leads to is replaced, and
-/// only where that is a regular file. Failures are Errors about the file.
+/// the file was finished. Only a regular file is replaced. A link that has the name is refused, or
+/// stays one and what it leads to is replaced. Failures are Errors about the file.
 class OutputFile {
   public:
-    explicit OutputFile(std::string path);
+    OutputFile(std::string path, FinalLink link);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;

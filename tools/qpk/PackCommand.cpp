@@ -74,7 +74,7 @@ int pack(const CommandLine& line) {
     const auto output = line.option("output");
     const std::string path = output ? *output : defaultName(folder, limits);
     requireOutside(folder, path);
-    OutputFile file(path);
+    OutputFile file(path, FinalLink::refused);
     writeEntries(folder, entries, limits, file);
     faults = findAuthorFaults(file.temporaryPath());
     if (!faults.empty())

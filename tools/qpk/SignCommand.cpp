@@ -14,18 +14,21 @@
 namespace tavik::qpk {
 namespace {
 
-constexpr const char* kHelp =
-    "usage: qpk sign FILE --key KEY\n\n"
-    "Signs a package: adds a list of everything in it and the signature of that list. The file\n"
-    "is replaced in one step; a signature that it had is replaced too. A package that is\n"
-    "published already gets other bytes by this: sign before qpk feed.\n\n"
-    "  --key KEY  the private key, as qpk keygen writes it\n";
+const std::string kHelp =
+    std::string(
+        "usage: qpk sign FILE --key KEY\n\n"
+        "Signs a package: adds a list of everything in it and the signature of that list. The "
+        "file\n"
+        "is replaced in one step; a signature that it had is replaced too. A package that is\n"
+        "published already gets other bytes by this: sign before qpk feed.\n\n") +
+    kKeyHelp;
 
 bool isSignature(const ArchiveEntry& entry) {
-    return entry.path == kContentListPath || entry.path == kContentSignaturePath;
+    return entry.path == kContentListPath || entry.path == kContentSignaturePath ||
+           entry.path == kSuccessionPath;
 }
 
-void writeSigned(const Package& package, const PrivateKey& key, OutputFile& file) {
+void writeSigned(const Package& package, const SigningKey& key, OutputFile& file) {
     ArchiveWriter writer(file);
     for (const ArchiveEntry& entry : package.archive().entries())
         if (!isSignature(entry))
@@ -33,7 +36,10 @@ void writeSigned(const Package& package, const PrivateKey& key, OutputFile& file
     const std::string list = writeContentList(listContent(package, authorCrypto()));
     writer.add(std::string(kContentListPath), ArchiveEntry::Kind::file, list);
     writer.add(std::string(kContentSignaturePath), ArchiveEntry::Kind::file,
-               signDetached(list, key));
+               signDetached(list, key.key));
+    if (!key.succession.empty())
+        writer.add(std::string(kSuccessionPath), ArchiveEntry::Kind::file,
+                   writeSuccessions(key.succession));
     writer.finish();
 }
 
@@ -43,21 +49,21 @@ mode_t rightsOf(const PackageFile& file) {
 }
 
 int sign(const CommandLine& line) {
-    const PrivateKey key = readPrivateKey(line.neededOption("key"));
+    const SigningKey key = readSigningKey(line.neededOption("key"));
     const std::string& path = line.operand();
     std::vector<Fault> faults = findFaults(path);
     if (!faults.empty())
         return refuseFor(path, faults);
 
     const Package package = Package::open(path);
-    OutputFile file(path);
+    OutputFile file(path, FinalLink::followed);
     writeSigned(package, key, file);
     // The two entries may be what makes it too large, and others may stand in their folder.
     faults = findCoreFaults(file.temporaryPath());
     if (!faults.empty())
         return refuseFor(path, faults);
     file.finish(rightsOf(package.file()));
-    std::cout << path << ": signed by key " << key.publicKey().fingerprint() << '\n';
+    std::cout << path << ": signed by key " << key.key.publicKey().fingerprint() << '\n';
     return 0;
 }
 
@@ -66,7 +72,7 @@ int sign(const CommandLine& line) {
 const Command kSignCommand = {
     "sign",
     "signs a package",
-    kHelp,
+    kHelp.c_str(),
     {"FILE", Syntax::Operand::needed, {{"key", '\0', OptionRule::Times::once}}},
     sign};
 

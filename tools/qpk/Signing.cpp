@@ -1,13 +1,78 @@
 #include "tools/qpk/Signing.h"
 
+#include <string.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
 
 #include "platform/core/crypto/OpenSslCrypto.h"
 #include "platform/core/status/Status.h"
+#include "platform/support/FileDescriptor.h"
+#include "platform/support/Json.h"
+#include "platform/support/Secret.h"
+#include "tools/qpk/Failure.h"
 #include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
+namespace {
+
+constexpr const char* kDescriptor = "fd:";
+constexpr const char* kVariable = "env:";
+
+std::string readDescriptor(const std::string& source) {
+    int number = -1;
+    const char* end = source.data() + source.size();
+    const auto [stop, error] =
+        std::from_chars(source.data() + std::strlen(kDescriptor), end, number);
+    if (error != std::errc() || stop != end || number < 0)
+        throw UsageError("--key " + source + " names no descriptor");
+    try {
+        return readUpTo(number, kMaxKeyBytes);
+    } catch (const std::system_error& failure) {
+        failSystem(failure.code().value(), source, "read the descriptor");
+    }
+}
+
+/// The variable is gone afterwards: programs that this one starts do not get it.
+std::string readVariable(const std::string& source) {
+    const std::string name = source.substr(std::strlen(kVariable));
+    char* value = std::getenv(name.c_str());
+    if (value == nullptr)
+        throw Failure(source, "the environment variable is not set", "set it to the key's text");
+    std::string text = value;
+    explicit_bzero(value, text.size());
+    ::unsetenv(name.c_str());
+    return text;
+}
+
+std::string readKeyText(const std::string& source) {
+    if (source.rfind(kDescriptor, 0) == 0)
+        return readDescriptor(source);
+    if (source.rfind(kVariable, 0) == 0)
+        return readVariable(source);
+    auto pem = readWhole(source, kMaxKeyBytes, FinalLink::followed);
+    if (!pem)
+        failSystem(ENOENT, source, "open the file");
+    return *std::move(pem);
+}
+
+std::vector<Succession> readSuccession(const std::string& keyFile) {
+    const std::string path = successionFileOf(keyFile);
+    const auto json = readWhole(path, kMaxSuccessionBytes, FinalLink::followed);
+    if (!json)
+        return {};
+    try {
+        return parseSuccessions(*json);
+    } catch (const JsonError& error) {
+        fail(Status::keyInvalid, path, error.what());
+    }
+}
+
+}  // namespace
 
 Crypto& authorCrypto() {
     static OpenSslCrypto crypto;
@@ -18,15 +83,30 @@ TrustRules authorRules() {
     return {{}, {}, []() -> Crypto& { return authorCrypto(); }};
 }
 
-PrivateKey readPrivateKey(const std::string& path) {
-    const auto pem = readWhole(path, kMaxKeyBytes, FinalLink::followed);
-    if (!pem)
-        failSystem(ENOENT, path, "open the file");
+bool isKeyFile(const std::string& source) {
+    return source.rfind(kDescriptor, 0) != 0 && source.rfind(kVariable, 0) != 0;
+}
+
+std::string successionFileOf(const std::string& keyFile) {
+    constexpr std::string_view kEnding = ".key";
+    std::string name = keyFile;
+    if (name.size() > kEnding.size() &&
+        name.compare(name.size() - kEnding.size(), kEnding.size(), kEnding) == 0)
+        name.resize(name.size() - kEnding.size());
+    return name + ".succession.json";
+}
+
+SigningKey readSigningKey(const std::string& source) {
+    SigningKey signing;
+    const Secret pem(readKeyText(source));
     try {
-        return PrivateKey::parse(*pem);
+        signing.key = PrivateKey::parse(pem.reveal());
     } catch (const Ed25519Error& error) {
-        fail(Status::keyInvalid, path, error.what());
+        fail(Status::keyInvalid, source, error.what());
     }
+    if (isKeyFile(source))
+        signing.succession = readSuccession(source);
+    return signing;
 }
 
 std::string digestOf(const PackageFile& file) {

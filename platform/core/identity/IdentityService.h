@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/core/identity/Secret.h"
+#include "platform/support/Secret.h"
 #include "platform/core/net/Address.h"
 
 namespace tavik {

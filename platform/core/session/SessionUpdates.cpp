@@ -28,11 +28,11 @@ std::vector<ExtensionRow> rowsOf(const StoreLocation& location) {
 }
 
 FeedVerifier verifierBy(const TrustRules& rules) {
-    return [rules](const std::string& address, std::string_view feed,
-                   const std::optional<std::string>& signature) {
-        if (signature)
-            return verifySignature(address, "the .sig file", feed, *signature, rules);
-        requireNoSignatureNeeded(address, rules);
+    return [rules](const CachedFeed& feed, const std::string& succession) {
+        if (!feed.signature.empty())
+            return verifySignature(
+                {feed.address, "the .sig file", feed.body, feed.signature, succession}, rules);
+        requireNoSignatureNeeded(feed.address, rules);
         return Signer();
     };
 }

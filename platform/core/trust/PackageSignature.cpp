@@ -7,6 +7,7 @@
 #include "platform/core/package/EntryReader.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/trust/SignedContent.h"
+#include "platform/core/trust/Succession.h"
 
 namespace tavik {
 namespace {
@@ -17,10 +18,11 @@ constexpr std::string_view kReservedFolder = "META-INF";
 // kind whose every character is escaped, the digest, the names of the members.
 constexpr std::size_t kMaxListBytesPerEntry = 2400;
 
-/// The reserved entries; both or none is there.
+/// The reserved entries: none, or list and signature, with or without a succession.
 struct SignatureEntries {
     const ArchiveEntry* list = nullptr;
     const ArchiveEntry* signature = nullptr;
+    const ArchiveEntry* succession = nullptr;
 };
 
 [[noreturn]] void failDiffers(const Package& package, const std::string& path, const char* text) {
@@ -36,12 +38,16 @@ SignatureEntries findSignature(const Package& package) {
             found.list = &entry;
         else if (entry.path == kContentSignaturePath && !entry.isFolder())
             found.signature = &entry;
+        else if (entry.path == kSuccessionPath && !entry.isFolder())
+            found.succession = &entry;
         else
             fail(Status::packageUnsafe, package.path(),
                  entryPlace(entry.path) + ": " + std::string(kReservedFolder) +
                      " is reserved for the signature");
     }
-    if ((found.list == nullptr) != (found.signature == nullptr))
+    const bool isSigned =
+        found.list != nullptr || found.signature != nullptr || found.succession != nullptr;
+    if (isSigned && (found.list == nullptr || found.signature == nullptr))
         fail(Status::signatureWrong, package.path(),
              std::string(found.list == nullptr ? kContentListPath : kContentSignaturePath) +
                  " is missing");
@@ -148,8 +154,11 @@ VerifiedPackage verifyPackage(const Package& package, const TrustRules& rules) {
     const std::uint64_t limit = kMaxListBytesPerEntry * package.archive().entries().size();
     const std::string list = package.read(*entries.list, limit);
     const std::string signature = package.read(*entries.signature, limit);
-    Signer signer =
-        verifySignature(package.path(), std::string(kContentSignaturePath), list, signature, rules);
+    const std::string succession = entries.succession == nullptr
+                                       ? std::string()
+                                       : package.read(*entries.succession, kMaxSuccessionBytes);
+    Signer signer = verifySignature(
+        {package.path(), std::string(kContentSignaturePath), list, signature, succession}, rules);
     const auto listed = parseList(package, list);
     Crypto& crypto = rules.crypto();
     compareHeaders(package, listed, crypto);
@@ -157,6 +166,7 @@ VerifiedPackage verifyPackage(const Package& package, const TrustRules& rules) {
     auto digests = digestsOf(listed);
     digests[std::string(kContentListPath)] = digestOf(list, crypto);
     digests[std::string(kContentSignaturePath)] = digestOf(signature, crypto);
+    digests[std::string(kSuccessionPath)] = digestOf(succession, crypto);
     auto content =
         std::make_shared<const SignedContent>(package.path(), std::move(digests), crypto);
     // The manifest has been read before the extraction, which sees the file's bytes of then.

@@ -3,51 +3,72 @@
 #include <algorithm>
 
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/Succession.h"
+#include "platform/support/Json.h"
 
 namespace tavik {
 namespace {
 
-bool maySucceed(const std::string& before, const Signer& now) {
-    return before.empty() || before == now.key ||
-           std::find(now.succeeds.begin(), now.succeeds.end(), before) != now.succeeds.end();
+bool isIn(const std::vector<std::string>& list, const std::string& fingerprint) {
+    return std::find(list.begin(), list.end(), fingerprint) != list.end();
 }
 
-std::string described(const Signer& signer) {
-    return signer.key.empty() ? std::string("unsigned") : "key " + signer.key;
+std::vector<std::string> predecessors(const std::string& key, const SignedText& text,
+                                      const std::vector<std::string>& revoked, Crypto& crypto) try {
+    return keysSucceededBy(key, parseSuccessions(text.succession), revoked, crypto);
+} catch (const JsonError& error) {
+    fail(Status::signatureWrong, text.subject,
+         std::string("the succession of its key: ") + error.what());
 }
 
 }  // namespace
+
+std::string describe(const Signer& signer) {
+    return signer.key.empty() ? std::string("unsigned") : "signed by key " + signer.key;
+}
+
+bool maySucceed(const std::string& before, const Signer& now) {
+    return before.empty() || before == now.key || isIn(now.succeeds, before);
+}
 
 void requireNoSignatureNeeded(const std::string& subject, const TrustRules& rules) {
     if (rules.policy.requireSignature)
         fail(Status::signatureMissing, subject);
 }
 
-Signer verifySignature(const std::string& subject, const std::string& place,
-                       std::string_view message, std::string_view signature,
-                       const TrustRules& rules) {
+Signer verifySignature(const SignedText& text, const TrustRules& rules) {
     Crypto& crypto = rules.crypto();
-    KeyFinding signer = crypto.findSigner(message, signature);
-    if (!signer.fault.empty())
-        fail(Status::signatureWrong, subject, place + " " + signer.fault);
-    const bool isTrusted = rules.keys.contain(signer.fingerprint, crypto);
-    if (!isTrusted && rules.policy.requireSignature)
-        fail(Status::signerUnknown, subject, "key " + signer.fingerprint);
-    return {std::move(signer.fingerprint), {}};
+    const KeyFinding finding = crypto.findSigner(text.message, text.signature);
+    if (!finding.fault.empty())
+        fail(Status::signatureWrong, text.subject, text.place + " " + finding.fault);
+    const std::vector<std::string>& revoked = rules.keys.revoked(crypto);
+    if (isIn(revoked, finding.fingerprint))
+        fail(Status::signerRevoked, text.subject, "key " + finding.fingerprint);
+
+    Signer signer{finding.fingerprint, {}};
+    if (!text.succession.empty())
+        signer.succeeds = predecessors(signer.key, text, revoked, crypto);
+    const auto isTrusted = [&](const std::string& key) { return rules.keys.contain(key, crypto); };
+    if (isTrusted(signer.key))
+        signer.succeeds.insert(signer.succeeds.end(), revoked.begin(), revoked.end());
+    else if (rules.policy.requireSignature &&
+             std::none_of(signer.succeeds.begin(), signer.succeeds.end(), isTrusted))
+        fail(Status::signerUnknown, text.subject, "key " + signer.key);
+    return signer;
 }
 
 void requireSameSigner(const std::string& installed, const Signer& offered,
                        const std::string& subject) {
     if (!maySucceed(installed, offered))
         fail(Status::signerChanged, subject,
-             "installed: key " + installed + "; package: " + described(offered));
+             "installed: key " + installed + "; package: " + describe(offered));
 }
 
 void requireSameFeedSigner(const std::string& before, const Signer& now,
                            const std::string& subject) {
     if (!maySucceed(before, now))
         fail(Status::feedSignerChanged, subject,
-             "before: key " + before + "; now: " + described(now));
+             "before: key " + before + "; now: " + describe(now));
 }
 
 }  // namespace tavik

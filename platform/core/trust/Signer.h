@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/core/crypto/Crypto.h"
@@ -14,8 +15,18 @@ namespace tavik {
 struct Signer {
     std::string key;  ///< the key's fingerprint: SHA-256 of its DER form in lower-case hexadecimal
                       ///< digits; empty: unsigned
-    /// The fingerprints of the keys whose place this key takes.
+    /// The fingerprints of the keys whose place this key takes: those that named it as their
+    /// successor, and, where the key is itself a trusted one, those that were taken back.
     std::vector<std::string> succeeds;
+};
+
+/// What a signature was found on.
+struct SignedText {
+    std::string subject;  ///< what failures are about
+    std::string place;    ///< where the signature is, for failures
+    std::string_view message;
+    std::string_view signature;   ///< the bytes of the signature file
+    std::string_view succession;  ///< the bytes of the file of successions; empty: there is none
 };
 
 /// What signatures are judged by.
@@ -30,15 +41,21 @@ struct TrustRules {
 /// none.
 void requireNoSignatureNeeded(const std::string& subject, const TrustRules& rules);
 
-/// Who signed `message`, whose signature file has the bytes `signature`. Throws Error about
-/// `subject`: signatureWrong with `place` in its text, signerUnknown where the policy requires a
-/// trusted key and this is none, and what TrustedKeys throws.
-Signer verifySignature(const std::string& subject, const std::string& place,
-                       std::string_view message, std::string_view signature,
-                       const TrustRules& rules);
+/// Who signed the text. A key counts as trusted too where a trusted one named it as its successor.
+/// Throws Error about the subject: signatureWrong with the place in its text, signerRevoked,
+/// signerUnknown where the policy requires a trusted key and this is none, and what TrustedKeys
+/// throws.
+Signer verifySignature(const SignedText& text, const TrustRules& rules);
+
+/// "unsigned" or "signed by key ...".
+std::string describe(const Signer& signer);
+
+/// Whether what `now` signed may replace what the key `before` signed, a fingerprint; an empty one
+/// means unsigned.
+bool maySucceed(const std::string& before, const Signer& now);
 
 /// Throws Error (signerChanged) where an extension that was signed would be replaced by an unsigned
-/// one or by one under another key. `installed` is a fingerprint; an empty one means unsigned.
+/// one or by one under another key. See maySucceed.
 void requireSameSigner(const std::string& installed, const Signer& offered,
                        const std::string& subject);
 

@@ -4,6 +4,7 @@
 
 #include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/Succession.h"
 #include "platform/core/updates/VersionOrder.h"
 
 namespace tavik {
@@ -14,13 +15,6 @@ using Outcome = FetchResult::Outcome;
 bool isSame(const CachedFeed& a, const CachedFeed& b) {
     return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
            a.lastModified == b.lastModified && a.signer == b.signer;
-}
-
-Signer signerOf(const CachedFeed& copy, const FeedVerifier& verifier) {
-    std::optional<std::string> signature;
-    if (!copy.signature.empty())
-        signature = copy.signature;
-    return verifier(copy.address, copy.body, signature);
 }
 
 }  // namespace
@@ -68,7 +62,7 @@ bool FeedRetrieval::lacksSignature(const FeedVerifier& verifier) const {
         return true;
     // What was believed once need not be asked for again, unless keys or rules have changed since.
     try {
-        signerOf(copy_, verifier);
+        verifier(copy_, {});
         return false;
     } catch (const Error&) {
         return true;
@@ -88,12 +82,33 @@ void FeedRetrieval::takeSignature(FetchResult result) {
         refuseFetch("its signature " + result.failure);
 }
 
+bool FeedRetrieval::lacksSuccession(const FeedVerifier& verifier) const {
+    if (failure_ || !verifier || copy_.signature.empty())
+        return false;
+    try {
+        const std::string before = rememberedSigner(verifier);
+        return !before.empty() && before != verifier(copy_, {}).key;
+    } catch (const Error& error) {
+        return error.status() == static_cast<int>(Status::signerUnknown);
+    }
+}
+
+DocumentRequest FeedRetrieval::successionRequest() const {
+    return {place_.withPathSuffix(kSuccessionSuffix), {}, {}, spent_};
+}
+
+/// Without them, or where they cannot be had, the signer is judged as it is.
+void FeedRetrieval::takeSuccession(FetchResult result) {
+    if (result.outcome == Outcome::fetched)
+        succession_ = std::move(result.body);
+}
+
 void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
     if (failure_)
         return;
     try {
         if (verifier) {
-            const Signer signer = signerOf(copy_, verifier);
+            const Signer signer = verifier(copy_, succession_);
             requireSameFeedSigner(rememberedSigner(verifier), signer, address());
             copy_.signer = signer.key;
         }
@@ -139,7 +154,7 @@ std::string FeedRetrieval::rememberedSigner(const FeedVerifier& verifier) const 
         return remembered_->signer;
     // It was kept before signers were.
     try {
-        return signerOf(*remembered_, verifier).key;
+        return verifier(*remembered_, {}).key;
     } catch (const Error&) {
         return {};  // Keys or rules have changed: what is kept tells nothing any more.
     }

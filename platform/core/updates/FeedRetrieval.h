@@ -17,11 +17,11 @@
 
 namespace tavik {
 
-/// Who signed a feed. Throws Error where the feed must not be believed: it gets the feed's address,
-/// its bytes and those of the signature beside it (nothing where there is none). Called from the
-/// thread of the check. An empty one believes every feed, and no signature is fetched.
-using FeedVerifier = std::function<Signer(const std::string& address, std::string_view feed,
-                                          const std::optional<std::string>& signature)>;
+/// Who signed a feed, by its bytes, its signature and the bytes of the succession beside it, which
+/// is empty where there is none or none was asked for. Throws Error where the feed must not be
+/// believed. Called from the thread of the check. An empty one believes every feed, and no
+/// signature is fetched.
+using FeedVerifier = std::function<Signer(const CachedFeed& feed, const std::string& succession)>;
 
 /// One feed on its way from an address to a content that may be believed. The first failure stays;
 /// no later step is taken then.
@@ -46,6 +46,12 @@ class FeedRetrieval {
     bool lacksSignature(const FeedVerifier& verifier) const;
     DocumentRequest signatureRequest() const;
     void takeSignature(FetchResult result);
+
+    /// Whether the statements of succession have to be fetched: where its key is not the one that
+    /// is remembered, or is not trusted by itself.
+    bool lacksSuccession(const FeedVerifier& verifier) const;
+    DocumentRequest successionRequest() const;
+    void takeSuccession(FetchResult result);
 
     /// Reads the feed; refuses one that is not trusted, signed by another key than the one that is
     /// remembered, not valid, past its date at `now` (seconds since 1970), or older than the one
@@ -75,6 +81,7 @@ class FeedRetrieval {
     std::vector<SeenVersion> seen_;       ///< in DigestOrder
     std::chrono::milliseconds spent_{0};  ///< on its bytes; its signature has what is left
     CachedFeed copy_;
+    std::string succession_;
     bool isFresh_ = false;  ///< its bytes have come with this check
     Feed feed_;
     std::optional<Error> failure_;

@@ -112,6 +112,12 @@ void UpdateCheck::fetch() {
         if (feed->lacksSignature(input_.verify))
             errands.push_back({feed, feed->signatureRequest(), &FeedRetrieval::takeSignature});
     run(errands);
+
+    errands.clear();
+    for (FeedRetrieval* feed : sources())
+        if (feed->lacksSuccession(input_.verify))
+            errands.push_back({feed, feed->successionRequest(), &FeedRetrieval::takeSuccession});
+    run(errands);
 }
 
 /// Hands each answer to its feed, a feed's own before its signature's.
