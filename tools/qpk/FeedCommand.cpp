@@ -1,8 +1,5 @@
 #include <unistd.h>
 
-#include <array>
-#include <charconv>
-#include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <list>
@@ -11,7 +8,9 @@
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/FeedFolder.h"
+#include "tools/qpk/FeedOptions.h"
 #include "tools/qpk/InputFile.h"
+#include "tools/qpk/Interruption.h"
 #include "tools/qpk/Output.h"
 #include "tools/qpk/OutputFile.h"
 #include "tools/qpk/Signing.h"
@@ -23,83 +22,57 @@ namespace fs = std::filesystem;
 
 const std::string kHelp =
     std::string(
-        "usage: qpk feed FOLDER [--serial N] [--expires DATE] [--key KEY]\n\n"
+        "usage: qpk feed FOLDER [--serial N] [--expires DATE] [--key KEY]\n"
+        "           [--block ID=VERSION:REASON]... [--no-page | [--title TEXT]\n"
+        "           [--product NAME=TEXT]...]\n\n"
         "Writes FOLDER/feed.json, which offers every package (*.qpk) in FOLDER for updates, and\n"
-        "FOLDER/index.html, which shows people what is there. Put the folder on a web server as "
-        "it\n"
-        "is. All versions are offered; who reads the feed takes the newest that fits. A version\n"
-        "that the last feed.json has as \"blocked\" stays blocked; all else is written anew, "
-        "lists\n"
-        "of mirrors too.\n\n"
+        "FOLDER/index.html, which shows people what is there. Put the folder on a web server as\n"
+        "it is. All versions are offered; who reads the feed takes the newest that fits. A\n"
+        "version that the last feed.json has as \"blocked\" stays blocked; all else is written\n"
+        "anew, lists of mirrors too.\n\n"
         "  --serial N      the feed's number, which must grow from feed to feed; without it one\n"
         "                  more than that of the feed.json that is there, or 1\n"
         "  --expires DATE  until when the feed is valid, 2027-06-01 or 2027-06-01T12:00:00Z;\n"
         "                  without it a year from today\n"
+        "  --block ID=VERSION:REASON\n"
+        "                  withdraw a version: nobody gets it any more, also where its package\n"
+        "                  is gone; REASON is for people, in one line\n"
+        "  --no-page       write no index.html, and remove the one of an earlier feed\n"
+        "  --title TEXT    the page's title; without it Extensions\n"
+        "  --product NAME=TEXT\n"
+        "                  what the page calls a host product\n"
         "  With --key, the feed is signed, into FOLDER/feed.json.sig.\n") +
     kKeyHelp;
 
-constexpr std::int64_t kMaxSerial = std::int64_t{1} << 53;  // beyond it readers may round
-constexpr std::time_t kDay = std::time_t{24} * 60 * 60;
-
-std::int64_t parseSerial(const std::string& text) {
-    std::int64_t serial = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, serial);
-    if (error != std::errc() || stop != end || serial < 0 || serial > kMaxSerial)
-        throw UsageError("--serial " + text + " is not a whole number from 0 to 2^53");
-    return serial;
-}
-
-constexpr const char* kTimeForm = "%Y-%m-%dT%H:%M:%SZ";
-
-std::string writeTime(std::time_t time) {
-    std::tm fields{};
-    ::gmtime_r(&time, &fields);
-    std::array<char, sizeof "0000-00-00T00:00:00Z"> text{};
-    const std::size_t size = std::strftime(text.data(), text.size(), kTimeForm, &fields);
-    return {text.data(), size};
-}
-
-std::time_t parseTime(const std::string& date) {
-    const std::string text = date.find('T') == std::string::npos ? date + "T00:00:00Z" : date;
-    std::tm fields{};
-    const bool hasForm = ::strptime(text.c_str(), kTimeForm, &fields) != nullptr;
-    const std::time_t time = hasForm ? ::timegm(&fields) : 0;
-    // Spaces, missing digits and a 31st of June come back as another text.
-    if (!hasForm || writeTime(time) != text)
-        throw UsageError("--expires " + date + " is no date such as 2027-06-01");
-    if (time <= std::time(nullptr))
-        throw UsageError("--expires " + date + " is over");
-    return time;
-}
-
-std::string expiryOf(const CommandLine& line) {
-    const auto date = line.option("expires");
-    return writeTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
-}
-
 std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
-    const auto given = line.option("serial");
+    const auto given = serialBy(line);
     if (!given)
         return old ? old->serial + 1 : 1;
-    const std::int64_t serial = parseSerial(*given);
-    if (old && serial <= old->serial)
-        throw Failure("--serial " + *given,
+    if (old && *given <= old->serial)
+        throw Failure("--serial " + std::to_string(*given),
                       "the feed has reached number " + std::to_string(old->serial),
                       "give a greater one: who has seen that number refuses lower ones");
-    return serial;
+    return *given;
+}
+
+enum class PageIs { missing, ours, foreign };
+
+PageIs pageIn(const std::string& folder) {
+    const auto text = readWhole(folder + "/" + kPageName, kMaxFileBytes, FinalLink::followed);
+    if (!text)
+        return PageIs::missing;
+    return text->find(kPageMark) == std::string::npos ? PageIs::foreign : PageIs::ours;
 }
 
 /// Neither a feed that was signed nor a page of somebody's own is replaced by accident.
-void requireReplaceable(const std::string& folder, bool isSigned) {
+void requireReplaceable(const std::string& folder, bool isSigned, bool makesPage) {
     const std::string signature = folder + "/" + kFeedName + std::string(kSignatureSuffix);
     if (!isSigned && fs::exists(signature))
         throw Failure(signature, "the feed was signed",
                       "give --key, or remove that file to publish the feed unsigned");
-    const std::string page = folder + "/" + kPageName;
-    const auto text = readWhole(page, kMaxFileBytes, FinalLink::followed);
-    if (text && text->find(kPageMark) == std::string::npos)
-        throw Failure(page, "it was not made by qpk feed", "move it away");
+    if (makesPage && pageIn(folder) == PageIs::foreign)
+        throw Failure(folder + "/" + kPageName, "it was not made by qpk feed",
+                      "move it away, or give --no-page");
 }
 
 /// What lies in the folder gets published.
@@ -120,6 +93,8 @@ FeedDocument makeFeed(const CommandLine& line, std::vector<Fault>& faults) {
     feed.expires = expiryOf(line);
     if (old)
         compareWithOld(*old, feed, report);
+    for (const WithdrawnVersion& withdrawn : withdrawnBy(line))
+        block(withdrawn, feed);
     return feed;
 }
 
@@ -151,11 +126,15 @@ void warnOfSigners(const std::string& folder, const FeedDocument& feed,
               << '\n';
 }
 
-void publish(const std::string& folder, const FeedDocument& feed, const std::string& text,
-             const std::string& signature, const std::string& succession) {
+void publish(const std::string& folder, const std::optional<std::string>& pageText,
+             const std::string& text, const std::string& signature, const std::string& succession) {
     const std::string path = folder + "/" + kFeedName;
-    OutputFile page(folder + "/" + kPageName, FinalLink::refused);
-    page.write(writeFeedPage(feed));
+    const std::string pagePath = folder + "/" + kPageName;
+    std::optional<OutputFile> page;
+    if (pageText) {
+        page.emplace(pagePath, FinalLink::refused);
+        page->write(*pageText);
+    }
     OutputFile json(path, FinalLink::refused);
     json.write(text);
     std::list<OutputFile> besides;
@@ -168,14 +147,19 @@ void publish(const std::string& folder, const FeedDocument& feed, const std::str
     if (succession.empty())  // One that is there is about another key.
         ::unlink((path + std::string(kSuccessionSuffix)).c_str());
     // Everything is written: what follows are renames, as close together as can be.
+    const NoInterruption fromTheFirstToTheLast;
     for (OutputFile& file : besides)
         file.finish();
     json.finish();
-    page.finish();
+    if (page)
+        page->finish();
+    else if (pageIn(folder) == PageIs::ours)  // It would show what was offered before.
+        ::unlink(pagePath.c_str());
 }
 
 int makeFeedFiles(const CommandLine& line) {
     const std::string& folder = line.operand();
+    const FeedPage page = pageOf(line);
     std::optional<SigningKey> key;
     if (const auto source = line.option("key"))
         key.emplace(readSigningKey(*source));
@@ -185,14 +169,16 @@ int makeFeedFiles(const CommandLine& line) {
         requireElsewhere(*line.option("key"), folder);
     if (!faults.empty())
         return refuseFor(folder, faults);
-    requireReplaceable(folder, key.has_value());
+    requireReplaceable(folder, key.has_value(), !line.has("no-page"));
 
     const std::string text = writeFeed(feed);
     readFeedText(folder, text);  // The core's own reader judges what is about to be published.
     if (key)
         feed.signer = key->key.publicKey().fingerprint();
     warnOfSigners(folder, feed, key);
-    publish(folder, feed, text, key ? signDetached(text, key->key) : std::string(),
+    const auto pageText =
+        line.has("no-page") ? std::nullopt : std::optional(writeFeedPage(feed, page));
+    publish(folder, pageText, text, key ? signDetached(text, key->key) : std::string(),
             key && !key->succession.empty() ? writeSuccessions(key->succession) : std::string());
     std::cout << folder << "/" << kFeedName << ": number " << feed.serial << ", "
               << counted(feed.packages.size(), "package") << ", valid until " << feed.expires
@@ -209,7 +195,11 @@ const Command kFeedCommand = {"feed",
                                Syntax::Operand::needed,
                                {{"serial", '\0', OptionRule::Times::once},
                                 {"expires", '\0', OptionRule::Times::once},
-                                {"key", '\0', OptionRule::Times::once}}},
+                                {"key", '\0', OptionRule::Times::once},
+                                {"block", '\0', OptionRule::Times::any},
+                                {"no-page", '\0', OptionRule::Times::once, OptionRule::Value::none},
+                                {"title", '\0', OptionRule::Times::once},
+                                {"product", '\0', OptionRule::Times::any}}},
                               makeFeedFiles};
 
 }  // namespace tavik::qpk

@@ -18,7 +18,6 @@ constexpr std::size_t kMaxFeedBytes = std::size_t{8} << 20;
 constexpr std::int64_t kMaxExactNumber = std::int64_t{1} << 53;  // beyond it readers may round
 constexpr std::size_t kMaxFeedItems = 10'000;
 constexpr std::size_t kMaxMirrors = 20;
-constexpr std::size_t kMaxReasonBytes = 255;
 constexpr std::size_t kDigestDigits = 64;
 
 [[noreturn]] void refuse(const std::string& place, const std::string& fault) {
