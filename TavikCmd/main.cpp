@@ -62,9 +62,9 @@ int runTool(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     enlargeOutputBuffer();
-    // An exception that nothing catches ends the process without unwinding the stack, and so
-    // without releasing the application, which ends the core. A handler that only throws on makes
-    // the stack of runTool unwind first; the process then ends as abnormally as without it.
+    // An exception that nobody catches ends the process without unwinding the stack. The
+    // application would not be released, and the core not be ended. This handler makes the stack of
+    // runTool unwind first, and then passes the exception on: the process still ends abnormally.
     try {
         return runTool(argc, argv);
     } catch (...) {

@@ -2,6 +2,22 @@
 
 #include <cstring>
 
+// How the two lists are filled:
+//
+// 1. onStart empties both lists. It then reads the payloads, the subdomains of domain 1 whose names
+//    begin with "{". A payload with a configuration path joins each of its bus codes with that
+//    path.
+// 2. The walk calls onAppInfo for each application subdomain. A record without a specifier is
+//    dropped. A missing window class name is the application name of the specifier.
+// 3. A record without a path gets one from the joins whose code is its subdomain. Every match is
+//    computed, and the last one counts, even if it gives no path.
+// 4. A record with neither a path nor a redirect target is dropped. Any other one is copied into
+// the
+//    list, which leaves exact duplicates out.
+// 5. A value that cannot be read empties the list of applications, because a record that lacks it
+//    could name the wrong program. The walk goes on: applications after it are listed again.
+// 6. onEnd resolves the redirects.
+
 namespace Vexil {
 namespace {
 

@@ -26,8 +26,8 @@ class PCDInitLists : public PCDIterator {
     bool onStart(PCDWrapper& w) override;
     /// Resolves the redirects.
     bool onEnd(PCDWrapper& w) override;
-    /// Empties the list of applications: what cannot be read whole is not to be relied upon. The
-    /// walk goes on, and what it meets later is listed.
+    /// Empties the list of applications after a value that cannot be read. The walk goes on, and
+    /// later applications are listed.
     bool onError(PCDWrapper& w, const char* sub, const char* key) override;
     /// Completes the record and lists a copy of it, where it has a path or a redirect target.
     bool onAppInfo(PCDWrapper& w, PXConnectorAppInfo& info) override;

@@ -11,7 +11,7 @@ namespace {
 
 /// The bus module's entry; null where the module cannot be loaded. It stays loaded.
 BusModuleEntry* loadBusModule() {
-    // The module lies beside this very library, wherever that was found.
+    // The module is in the same folder as this library.
     Dl_info self{};
     if (dladdr(SuiteMessage::TYPE_PREFIX, &self) == 0 || self.dli_fname == nullptr)
         return nullptr;

@@ -1,5 +1,6 @@
 #include "platform/support/FileDescriptor.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,9 +47,14 @@ bool writeAll(int descriptor, std::string_view bytes) noexcept {
 std::string readUpTo(int descriptor, std::size_t limit) {
     constexpr std::size_t kChunk = 65536;
     std::string bytes;
+    // A file of known size is read in one go; one byte more shows its end.
+    struct stat info {};
+    std::size_t chunk = kChunk;
+    if (::fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode))
+        chunk = static_cast<std::size_t>(info.st_size) + 1;
     while (bytes.size() <= limit) {
         const std::size_t old = bytes.size();
-        bytes.resize(old + std::min(kChunk, limit + 1 - old));
+        bytes.resize(old + std::min(old == 0 ? chunk : kChunk, limit + 1 - old));
         const ssize_t got = ::read(descriptor, bytes.data() + old, bytes.size() - old);
         if (got < 0 && errno != EINTR)
             throw std::system_error(errno, std::generic_category(), "read");

@@ -21,6 +21,7 @@ class StrictHandler {
 
     const std::string& fault() const { return fault_; }
 
+    // NOLINTBEGIN(readability-identifier-naming): the library calls them by these names.
     bool Null() { return target_.Null(); }
     bool Bool(bool value) { return target_.Bool(value); }
     bool Int(int value) { return target_.Int(value); }
@@ -55,6 +56,8 @@ class StrictHandler {
         --open_;
         return target_.EndArray(count);
     }
+
+    // NOLINTEND(readability-identifier-naming)
 
   private:
     bool enter() {

@@ -1,6 +1,8 @@
 #include "platform/support/Sqlite.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <new>
 
 namespace tavik {
 namespace {
@@ -34,10 +36,36 @@ std::string withRealFolder(const std::string& path) {
     return folder ? folder.get() + path.substr(slash) : path;
 }
 
+/// SQLite keeps the number of the last system call that failed, whatever fails after it.
+int systemErrorOf(sqlite3* handle) {
+    switch (sqlite3_errcode(handle)) {
+        case SQLITE_IOERR:
+        case SQLITE_CANTOPEN:
+        case SQLITE_READONLY:
+        case SQLITE_FULL:
+        case SQLITE_PERM:
+            return sqlite3_system_errno(handle);
+        default:
+            return 0;
+    }
+}
+
 [[noreturn]] void fail(sqlite3* handle, int code) {
     if (handle == nullptr)
         throw SqliteError(code, sqlite3_errstr(code));
-    throw SqliteError(sqlite3_extended_errcode(handle), sqlite3_errmsg(handle));
+    throw SqliteError(sqlite3_extended_errcode(handle), sqlite3_errmsg(handle),
+                      systemErrorOf(handle));
+}
+
+struct Free {
+    void operator()(unsigned char* bytes) const noexcept { sqlite3_free(bytes); }
+};
+
+void deserialize(const Database& database, unsigned char* bytes, std::size_t size, unsigned flags) {
+    const auto bytes64 = static_cast<sqlite3_int64>(size);
+    const int code = sqlite3_deserialize(database.get(), "main", bytes, bytes64, bytes64, flags);
+    if (code != SQLITE_OK)
+        fail(database.get(), code);
 }
 
 }  // namespace
@@ -58,6 +86,46 @@ Database::Database(const std::string& path, int flags, std::chrono::milliseconds
     sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMaxTextBytes);
     sqlite3_wal_hook(handle, &keepLogShort, busyMilliseconds_.get());
     execute("PRAGMA cell_size_check=ON; PRAGMA foreign_keys=ON");
+}
+
+Database Database::inMemory() {
+    return {":memory:", SQLITE_OPEN_READWRITE, std::chrono::milliseconds(0)};
+}
+
+Database Database::overImage(std::string_view image) {
+    Database database = inMemory();
+    // SQLite takes the bytes as changeable, and leaves them alone with this flag.
+    auto* bytes = const_cast<unsigned char*>(reinterpret_cast<const unsigned char*>(image.data()));
+    deserialize(database, bytes, image.size(), SQLITE_DESERIALIZE_READONLY);
+    // Pages are used where they stand instead of being copied.
+    database.execute("PRAGMA mmap_size = 1073741824");
+    return database;
+}
+
+Database Database::fromImage(std::string_view image) {
+    Database database = inMemory();
+    std::unique_ptr<unsigned char, Free> copy(
+        static_cast<unsigned char*>(sqlite3_malloc64(image.size())));
+    if (!copy)
+        throw std::bad_alloc();
+    std::copy(image.begin(), image.end(), copy.get());
+    // From here on the bytes are SQLite's, also where it fails.
+    deserialize(database, copy.release(), image.size(),
+                SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE);
+    return database;
+}
+
+std::string Database::image() const {
+    sqlite3_int64 size = 0;
+    const unsigned char* own = sqlite3_serialize(get(), "main", &size, SQLITE_SERIALIZE_NOCOPY);
+    std::unique_ptr<unsigned char, Free> copy;
+    if (own == nullptr) {
+        copy.reset(sqlite3_serialize(get(), "main", &size, 0));
+        own = copy.get();
+    }
+    if (own == nullptr)
+        throw std::bad_alloc();
+    return {reinterpret_cast<const char*>(own), static_cast<std::size_t>(size)};
 }
 
 void Database::execute(const char* sql) {

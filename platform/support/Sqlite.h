@@ -14,14 +14,17 @@ namespace tavik {
 /// A failed SQLite call; what() is SQLite's own text.
 class SqliteError : public std::runtime_error {
   public:
-    SqliteError(int extendedCode, const std::string& text)
-        : std::runtime_error(text), extendedCode_(extendedCode) {}
+    SqliteError(int extendedCode, const std::string& text, int systemError = 0)
+        : std::runtime_error(text), extendedCode_(extendedCode), systemError_(systemError) {}
 
     int extendedCode() const noexcept { return extendedCode_; }
     int code() const noexcept { return extendedCode_ & 0xFF; }
+    /// The errno value of the system call that failed; 0 where none did.
+    int systemError() const noexcept { return systemError_; }
 
   private:
     int extendedCode_;
+    int systemError_;
 };
 
 class Statement;
@@ -34,6 +37,18 @@ class Database {
   public:
     /// `flags`: SQLITE_OPEN_... ; throws SqliteError.
     Database(const std::string& path, int flags, std::chrono::milliseconds busyTimeout);
+
+    /// An empty database in memory.
+    static Database inMemory();
+
+    /// A database over the bytes of a database file, for reading. The bytes must outlive it.
+    static Database overImage(std::string_view image);
+
+    /// A database in memory that begins with the bytes of a database file.
+    static Database fromImage(std::string_view image);
+
+    /// The bytes of the database file that holds what this database holds.
+    std::string image() const;
 
     sqlite3* get() const noexcept { return handle_.get(); }
 

@@ -7,7 +7,7 @@ constexpr const char* kMakeSet =
     "INSERT INTO data_set (kind, domain, name) VALUES (?, ?, ?) ON CONFLICT DO NOTHING";
 constexpr const char* kFindSet =
     "SELECT id FROM data_set WHERE kind = ? AND domain = ? AND name = ?";
-// A key that is there keeps its place.
+// An existing key keeps its place.
 constexpr const char* kSetValue =
     "INSERT INTO data (data_set, place, key, value) VALUES "
     "(?1, (SELECT coalesce(max(place), 0) + 1 FROM data WHERE data_set = ?1), ?2, ?3) "

@@ -7,8 +7,8 @@
 
 namespace tavik::vell {
 
-/// What a subdomain, a payload or a key is called, and what a key's value is, at the most: together
-/// they fit the longest row that our databases take.
+/// The longest name of a subdomain, a payload or a key, and the longest value. A row with both
+/// stays below the limit that our databases set for a row.
 inline constexpr std::size_t kMaxNameBytes = std::size_t{64} << 10;
 inline constexpr std::size_t kMaxValueBytes = std::size_t{8} << 20;
 
@@ -23,11 +23,11 @@ class DataWriter {
   public:
     explicit DataWriter(const Database& database);
 
-    /// The data set's id; it is made where it is missing.
+    /// The data set's id. A missing data set is created.
     std::int64_t dataSet(DataKind kind, int domain, std::string_view name);
     void set(std::int64_t dataSet, std::string_view key, std::string_view value);
 
-    /// Takes a pcd value out, and its subdomain with the last one. False where there is none.
+    /// Removes a pcd value, and its subdomain with the last value. False if there is no such value.
     bool remove(int domain, std::string_view subdomain, std::string_view key);
 
   private:

@@ -11,7 +11,7 @@
 namespace tavik::vell {
 
 /// All subdomains of one pcd domain with their keys and values, read at one moment by one query: a
-/// reader that walks them sees no half of another program's writing, and pays for one query.
+/// reader that walks them never sees half of another program's change, and runs a single query.
 class DomainSnapshot {
   public:
     struct Subdomain {

@@ -94,7 +94,7 @@ void explain(const Failure& failure) noexcept try {
     if (explained.insert(std::to_string(failure.status()) + failure.subject()).second)
         static_cast<void>(std::fputs((printable(failure.what()) + "\n").c_str(), stderr));
 } catch (...) {
-    // Without memory for the explanation the status has to do.
+    // There is no memory for the explanation: the caller gets the status alone.
 }
 
 }  // namespace tavik::vell

@@ -21,15 +21,15 @@ Failure noDatabase(const std::string& path);
 /// A file that is there but cannot be used as an installer database.
 Failure damaged(const std::string& path, const std::string& cause);
 
-/// A file that somebody else may change; `cause` says who, and what to do.
+/// A file that another user may change. `cause` says how, and what to do.
 Failure untrusted(const std::string& path, const std::string& cause);
 
 /// The database holds no such thing.
 Failure notFound(const std::string& what);
 
-/// Writes the failure to standard error as one line, in a process once for each database and
-/// status: a walk over a damaged one would fail the same way at every step. Nothing for failures
-/// that the status alone answers.
+/// Writes the failure to standard error as one line, once in a process for each database and
+/// status: a walk over a damaged database fails in the same way at every step. Writes nothing for a
+/// missing database, a missing entry and invalid arguments.
 void explain(const Failure& failure) noexcept;
 
 }  // namespace tavik::vell

@@ -104,8 +104,7 @@ int flagsFor(Access access) {
     return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
 }
 
-/// The path without links: an administrator may well keep the file, or a folder above it,
-/// elsewhere.
+/// The path without links: an administrator may keep the file, or a folder above it, elsewhere.
 std::string resolved(const std::string& path, Access access) {
     std::error_code error;
     const fs::path real = fs::canonical(path, error);
@@ -142,15 +141,15 @@ void requireOwn(const fs::path& real, const std::string& path) {
         throw untrusted(path, "others may write to " + real.string() + "; take that right away");
 }
 
-/// Whoever may write to the database names the program that is started, and whoever may write to
-/// its folder can put a journal there that SQLite takes for its own.
+/// Whoever may write to the database chooses the program that is started. Whoever may write to its
+/// folder can put a journal there, and SQLite would roll the database back to what that says.
 void requireOwnFiles(const fs::path& real, const std::string& path) {
     requireOwn(real.parent_path(), path);
     requireOwn(real, path);
 }
 
-/// When this process last waited for the database in vain; 0 for never. A command opens several
-/// sessions: it waits for the first of them alone.
+/// When this process last gave up waiting for the database; 0 for never. A command opens several
+/// sessions: it waits only for the first of them.
 std::atomic<Clock::rep> lastVainWait{0};
 
 std::chrono::milliseconds patience() {
@@ -163,7 +162,7 @@ Database openChecked(const std::string& real, const std::string& path, Access ac
     Database database(real, flagsFor(access), patience());
     if (access != Access::create || !isEmpty(database))
         checkForm(database, path);
-    // What is waited for from now on is the lock of one more statement.
+    // The database is free: later statements wait for their locks as usual.
     sqlite3_busy_timeout(database.get(), static_cast<int>(kBusyTimeout.count()));
     return database;
 }
@@ -191,7 +190,8 @@ Database open(const std::string& path, Access access) try {
         if (error.extendedCode() != SQLITE_READONLY_ROLLBACK)
             throw;
     }
-    // A writer was killed in the middle; its half is undone by the next one who may write.
+    // A writer was killed in the middle of a transaction. Opening the database for writing rolls
+    // that back.
     Database(real, SQLITE_OPEN_READWRITE, kBusyTimeout).pragmaNumber("schema_version");
     return openChecked(real, path, access);
 } catch (const SqliteError& error) {

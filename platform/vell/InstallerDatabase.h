@@ -29,7 +29,7 @@ enum class Part { pcd, vell };
 /// Seconds since 1970; 0 where the part was never written.
 std::int64_t modificationTime(const Database& database, Part part);
 
-/// Moves the part's modification time to now, and forward in any case.
+/// Sets the part's modification time to now, or to a second after the last one if that is later.
 void touch(const Database& database, Part part);
 
 }  // namespace tavik::vell

@@ -30,7 +30,7 @@ constexpr const char* kProductPayloads =
     "JOIN payload_list_entry AS entry ON entry.payload_list = list.id "
     "WHERE list.kind = 'product' AND list.name = ? ORDER BY entry.place";
 
-/// A statement that is about to be stepped; reset in any case, which gives its lock back.
+/// A statement in use. Its end resets the statement, which releases its lock.
 class Query {
   public:
     explicit Query(Statement& statement) : statement_(statement) {}

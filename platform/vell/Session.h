@@ -24,7 +24,7 @@ namespace tavik::vell {
 /// Throws Failure and SqliteError.
 class Session {
   public:
-    /// Opens the database of the moment for reading.
+    /// Opens the database that is currently in use, for reading.
     Session();
 
     /// Null where the domain has no subdomains.

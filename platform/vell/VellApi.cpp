@@ -12,7 +12,7 @@ using tavik::vell::Part;
 
 namespace {
 
-/// The one edge between exceptions and statuses.
+/// Turns every exception into a status. Every entry goes through it.
 template <typename Work>
 int guarded(Work work) noexcept {
     try {
@@ -29,8 +29,8 @@ int guarded(Work work) noexcept {
     }
 }
 
-/// Gives `*out` what `make` makes, and null on a failure. `emptyStatus` is the answer where it
-/// makes null. Without one of the arguments nothing is called.
+/// Sets `*out` to what `make` returns, and to null on a failure. Null from `make` means
+/// VELL_STATUS_EMPTY. If one of the arguments is null, `make` is not called.
 template <typename Result, typename Make, typename... Arguments>
 int give(Result* out, Make make, Arguments*... arguments) noexcept {
     if (out == nullptr)

@@ -12,16 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 using List = std::vector<std::string>;
 
-/// The command as a user without special rights: itself for one, root steps down.
-std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command;
-    if (::geteuid() == 0)
-        command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
-    command.push_back(program("TavikCmd"));
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
-}
-
 TEST(SharedStore, UsersCopyWinsAndEachIsRemovedByItsOwnCommand) {
     Machine machine;
     const std::string folder = machine.path("plug-ins");  // the product finds both stores' links
@@ -121,7 +111,8 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
     machine.environment()["TAVIK_HOME"] = machine.path("nobody");
     for (const char* folder : {"", "ext", "staging", "products/sketch/extensions"})
         fs::permissions(machine.shared(folder), fs::perms(0555));
-    Result result = run(asOrdinaryUser({"--list", "all"}), machine.environment());
+    machine.runAs(Machine::As::ordinaryUser);
+    Result result = machine.tavik({"--list", "all"});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_NE(result.out.find("com.example.a"), std::string::npos) << result.out;
 
@@ -129,7 +120,7 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
                              {"--remove_for_all", "com.example.a"},
                              {"--disable", "com.example.a"}};
     for (const auto& command : commands) {
-        result = run(asOrdinaryUser(command), machine.environment());
+        result = machine.tavik(command);
         EXPECT_EQ(result.exitCode, 256 - 25) << command[0] << ": " << result.err;
         EXPECT_NE(result.err.find("the right to do this is missing"), std::string::npos);
     }
@@ -140,7 +131,7 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
 // A product that only an administrator may add to; the store is for its user's eyes.
 TEST(SharedStore, WhereTheHostsFolderIsClosedNothingIsInstalled) {
     Machine machine;
-    fs::permissions(machine.path(""), fs::perms(01777));  // as /tmp is
+    fs::permissions(machine.path(""), fs::perms(01777));
     const std::string folder = machine.path("plug-ins");
     fs::create_directories(folder);
     fs::create_directories(machine.shared());
@@ -148,7 +139,8 @@ TEST(SharedStore, WhereTheHostsFolderIsClosedNothingIsInstalled) {
     writeFile(machine.shared("products.d/.sketch.json"), "{\"half");  // being written
     machine.environment()["TAVIK_HOME"] = machine.path("hers");
     const List install{"--install", machine.package("com.example.a", "1.0")};
-    ASSERT_EQ(run(asOrdinaryUser(install), machine.environment()).exitCode, 0);
+    machine.runAs(Machine::As::ordinaryUser);
+    ASSERT_EQ(machine.tavik(install).exitCode, 0);
     EXPECT_EQ(fs::status(machine.path("hers")).permissions(), fs::perms(0700));
 
     machine.environment()["TAVIK_HOME"] = machine.path("his");
@@ -157,11 +149,11 @@ TEST(SharedStore, WhereTheHostsFolderIsClosedNothingIsInstalled) {
               R"( "extensionsFolder": ")" +
                   folder + "\"}");
     fs::permissions(folder, fs::perms(0555));
-    const Result result = run(asOrdinaryUser(install), machine.environment());
+    const Result result = machine.tavik(install);
     fs::permissions(folder, fs::perms(0755));
     EXPECT_EQ(result.exitCode, 256 - 25) << result.err;
     EXPECT_NE(result.err.find(folder), std::string::npos) << result.err;
-    const std::string listed = run(asOrdinaryUser({"--list", "all"}), machine.environment()).out;
+    const std::string listed = machine.tavik({"--list", "all"}).out;
     EXPECT_EQ(listed.find("com.example.a"), std::string::npos) << listed;
     EXPECT_EQ(namesIn(folder), List{});
 }

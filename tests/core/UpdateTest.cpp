@@ -155,7 +155,7 @@ TEST_F(Update, ConcernsTheCopyThatIsListed) {
     EXPECT_EQ(machine_.tavik({"--update", "com.example.a"}).exitCode, 0);
     EXPECT_EQ(machine_.listed(), List{"Enabled com.example.a 1.0"});
     EXPECT_EQ(namesIn(machine_.user("ext")), List{});
-    EXPECT_EQ(namesIn(machine_.shared("ext")).size(), 1U);
+    EXPECT_EQ(namesIn(machine_.shared("ext")).size(), 2U) << "one folder and its list of files";
 }
 
 TEST_F(Update, RequiredAccountIsAskedForAndTheTokenIsNeverWritten) {

@@ -12,16 +12,45 @@ namespace fs = std::filesystem;
 
 class FeedPage : public PublishedFeed {
   protected:
+    /// Publishes what would run in a reader's browser if the page let it.
+    void publishHostileTexts() const {
+        publish(source("a", "2.0-beta.1",
+                       R"html(, "author": "<script>document.title = 'run'</script>",
+                        "description": "</p><img src=x onerror=\"document.title = 'run'\">")html"),
+                "'\"><script>document.title = 'run'<script>.qpk");
+        publish(source("b", "3.1"), "b.qpk");
+        good({"feed", web_, "--key", key("k")});
+    }
+
     std::string page() const { return readFile(web_ + "/index.html"); }
 };
 
+// Every text of a package comes from somebody else: none may become a tag or leave an attribute.
+TEST_F(FeedPage, ItsPageShowsTextsAsTextAndLinksToEveryFile) {
+    publishHostileTexts();
+    const std::string page = readFile(web_ + "/index.html");
+    EXPECT_EQ(page.find("<script"), std::string::npos) << page;
+    EXPECT_EQ(page.find("<img"), std::string::npos) << page;
+    expectIn(" by <bdi>&lt;script&gt;document.title = &#39;run&#39;&lt;/script&gt;</bdi>", page);
+    expectIn("&lt;/p&gt;&lt;img src=x onerror=&quot;document.title = &#39;run&#39;&quot;&gt;</p>",
+             page);
+    expectIn("default-src 'none'", page);
+    for (const FeedItem& item : feed().items)
+        expectIn(item.sha256, page);
+    std::size_t links = 0;
+    for (std::size_t at = page.find("<a href=\""); page.find("\" download>", at) < page.size();
+         at = page.find("<a href=\"", at + 1)) {
+        const std::string url = page.substr(at + 9, page.find('"', at + 9) - at - 9);
+        EXPECT_TRUE(fs::exists(address().follow(url).filePath())) << url;
+        ++links;
+    }
+    EXPECT_EQ(links, feed().items.size());
+}
+
 TEST_F(FeedPage, ShowsPeopleInABrowserWhatIsThereAndRunsNothing) {
-    publish(source("a", "2.0-beta.1",
-                   R"html(, "author": "<script>document.title = 'run'</script>",
-                        "description": "</p><img src=x onerror=\"document.title = 'run'\">")html"),
-            "'\"><script>document.title = 'run'<script>.qpk");
-    publish(source("b", "3.1"), "b.qpk");
-    good({"feed", web_, "--key", key("k")});
+    if (run({"sh", "-c", "command -v chromium"}).exitCode != 0)
+        GTEST_SKIP() << "no browser is installed: the Debian package chromium would do";
+    publishHostileTexts();
     const std::string page =
         run({"chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
              "--no-first-run", "--disable-background-networking", "--disable-component-update",

@@ -1,5 +1,7 @@
 #include "tests/support/Machine.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
@@ -36,7 +38,10 @@ std::string Machine::package(const std::string& id, const std::string& version) 
 }
 
 Result Machine::tavik(const std::vector<std::string>& arguments) const {
-    std::vector<std::string> command{program("TavikCmd")};
+    std::vector<std::string> command;
+    if (who_ == As::ordinaryUser && ::geteuid() == 0)
+        command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    command.push_back(program("TavikCmd"));
     command.insert(command.end(), arguments.begin(), arguments.end());
     return run(command, environment_);
 }
@@ -65,6 +70,15 @@ std::string Machine::seenByHost(const std::string& id, const std::string& file) 
     return fs::exists(path) ? readFile(path) : "";
 }
 
+std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command;
+    if (::geteuid() == 0)
+        command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    command.push_back(program("TavikCmd"));
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
+}
+
 std::vector<std::string> namesIn(const std::string& folder) {
     std::vector<std::string> names;
     if (fs::is_directory(folder))
@@ -83,11 +97,22 @@ std::vector<std::string> Machine::garbage() const {
         while (select.step())
             rows.emplace_back(select.text(0));
     }
-    const auto folders = namesIn(user("ext"));
+    auto folders = namesIn(user("ext"));
+    // The list of files belongs to its folder; what an earlier version installed has none.
+    folders.erase(std::remove_if(folders.begin(), folders.end(),
+                                 [&](const std::string& name) {
+                                     const auto end = name.rfind(".files");
+                                     return end != std::string::npos &&
+                                            std::binary_search(rows.begin(), rows.end(),
+                                                               name.substr(0, end));
+                                 }),
+                  folders.end());
     std::set_symmetric_difference(rows.begin(), rows.end(), folders.begin(), folders.end(),
                                   std::back_inserter(found));
     for (const auto& name : namesIn(user("staging")))
         found.push_back("staging/" + name);
+    for (const auto& name : namesIn(user("set-aside")))
+        found.push_back("set-aside/" + name);
     const std::string links = user("products/sketch/extensions");
     for (const auto& name : namesIn(links))
         if (!fs::exists(links + "/" + name))

@@ -24,6 +24,11 @@ class Machine {
     /// A package for any "sketch" with one file, "content.txt", which holds the version.
     std::string package(const std::string& id, const std::string& version);
 
+    /// As whom tavik() runs the tool: the test's own user, or one without special rights. Root
+    /// steps down for the second; anybody else is one already.
+    enum class As { owner, ordinaryUser };
+    void runAs(As who) { who_ = who; }
+
     /// Runs the tool with these arguments.
     Result tavik(const std::vector<std::string>& arguments) const;
     Result install(const std::string& path) const { return tavik({"--install", path}); }
@@ -50,8 +55,12 @@ class Machine {
   private:
     TemporaryFolder folder_;
     Environment environment_;
+    As who_ = As::owner;
     int packages_ = 0;
 };
+
+/// The tool's command as a user without special rights: itself for one, root steps down.
+std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& arguments);
 
 /// The names in a folder, sorted; empty where there is no such folder.
 std::vector<std::string> namesIn(const std::string& folder);

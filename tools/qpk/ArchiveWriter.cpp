@@ -21,7 +21,7 @@ constexpr std::uint16_t kNoTime = 0;
 constexpr std::uint16_t kFirstDay = 1U << 5 | 1;  // 1980-01-01, the first that the form can say
 constexpr std::uint32_t kDosFolder = 0x10;
 
-// Where more effort no longer makes packages noticeably smaller.
+// Higher levels take longer and save next to nothing.
 constexpr int kCompressionLevel = 9;
 constexpr std::size_t kCopyBytes = std::size_t{1} << 20;
 
@@ -59,7 +59,7 @@ std::string commonFields(const ArchiveEntry& entry) {
            number16(storedName(entry).size()) + number16(0);
 }
 
-/// The form without zip64, which the limits of a package leave no use for.
+/// The form without zip64: packages stay below its limits.
 void requireRoom(const OutputFile& file, std::size_t entries, const ArchiveEntry& entry) {
     constexpr std::uint64_t kMax32 = 0xFFFFFFFF;
     constexpr std::size_t kMax16 = 0xFFFF;
@@ -83,7 +83,7 @@ void ArchiveWriter::add(const std::string& path, ArchiveEntry::Kind kind,
     entry.kind = kind;
     entry.crc = libdeflate_crc32(0, content.data(), content.size());
     entry.size = content.size();
-    // Room for less than the content: what does not fit is better stored.
+    // The buffer is smaller than the content: what does not fit is stored instead.
     std::string deflated(content.empty() ? 0 : content.size() - 1, '\0');
     deflated.resize(libdeflate_deflate_compress(compressor_.get(), content.data(), content.size(),
                                                 deflated.data(), deflated.size()));

@@ -13,7 +13,7 @@
 namespace tavik::qpk {
 
 /// Writes a package: entries back to back, then the directory. The same entries in the same order
-/// give the same bytes: no times, no owners, of the modes the executable bit alone.
+/// give the same bytes: no times, no owners, and only the executable bit of the modes.
 class ArchiveWriter {
   public:
     /// `file` is empty and outlives the writer.
@@ -22,10 +22,10 @@ class ArchiveWriter {
     /// Deflated where that makes it smaller. A folder has no content.
     void add(const std::string& path, ArchiveEntry::Kind kind, std::string_view content);
 
-    /// An entry of another package, its data as it stands there.
+    /// Copies an entry of another package without inflating its data.
     void copy(const Package& package, const ArchiveEntry& entry);
 
-    /// Writes the directory. Nothing can be added behind it.
+    /// Writes the directory. Nothing can be added after that.
     void finish();
 
   private:

@@ -10,7 +10,7 @@ struct Command {
     const char* summary;  ///< a few words for the list of commands
     const char* help;     ///< the whole text of `qpk NAME --help`
     Syntax syntax;
-    /// Returns 0, or 1 where it has already said what is wrong. Throws UsageError, Failure, Error.
+    /// Returns 0, or 1 if it has already printed what is wrong. Throws UsageError, Failure, Error.
     int (*run)(const CommandLine&);
 };
 

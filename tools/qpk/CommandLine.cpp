@@ -14,7 +14,7 @@ constexpr int kFirstOption = 256;  // and upwards: the position in the table
 
 /// The tables in the form that getopt takes.
 struct GetoptTables {
-    // The hyphen gives operands back in their place, the colon tells a missing value.
+    // The hyphen makes getopt return operands in order; the colon makes it report a missing value.
     std::string shortNames = "-:h";
     std::vector<option> longNames;
 

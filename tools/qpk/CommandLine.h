@@ -15,7 +15,7 @@ struct OptionRule {
     enum class Value { needed, none } value = Value::needed;
 };
 
-/// What may stand behind a command's name.
+/// The operands and options that a command takes.
 struct Syntax {
     const char* operand;  ///< what an operand is called, "FOLDER"
     enum class Operand { needed, optional, several } operandIs = Operand::needed;

@@ -8,7 +8,7 @@
 namespace tavik::qpk {
 namespace {
 
-/// Of packages and feeds, their author can do more than ask the author.
+/// Remedies for the author, in the place of texts that tell a user to ask the author.
 std::string remedyFor(const Error& error) {
     const auto status = static_cast<Status>(error.status());
     if (status <= Status::packageDamaged && status >= Status::packageUnsupported)

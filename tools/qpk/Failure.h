@@ -5,7 +5,7 @@
 
 namespace tavik::qpk {
 
-/// What an author can do something about: the thing, the cause, and what to do.
+/// A failure that an author can repair: the thing, the cause, and what to do.
 class Failure : public std::runtime_error {
   public:
     Failure(const std::string& subject, const std::string& cause, const std::string& remedy)
@@ -24,7 +24,7 @@ class Failure : public std::runtime_error {
     std::string remedy_;
 };
 
-/// A command line that is not right; what() says how.
+/// A wrong command line; what() says what is wrong.
 class UsageError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

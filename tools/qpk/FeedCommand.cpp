@@ -64,7 +64,8 @@ PageIs pageIn(const std::string& folder) {
     return text->find(kPageMark) == std::string::npos ? PageIs::foreign : PageIs::ours;
 }
 
-/// Neither a feed that was signed nor a page of somebody's own is replaced by accident.
+/// A signed feed is not replaced by an unsigned one by accident, nor is a page that qpk did not
+/// make.
 void requireReplaceable(const std::string& folder, bool isSigned, bool makesPage) {
     const std::string signature = folder + "/" + kFeedName + std::string(kSignatureSuffix);
     if (!isSigned && fs::exists(signature))
@@ -75,7 +76,7 @@ void requireReplaceable(const std::string& folder, bool isSigned, bool makesPage
                       "move it away, or give --no-page");
 }
 
-/// What lies in the folder gets published.
+/// Everything in the folder is published, so the private key must not be there.
 void requireElsewhere(const std::string& key, const std::string& folder) {
     const fs::path wayThere = fs::canonical(key).lexically_relative(fs::canonical(folder));
     if (*wayThere.begin() != "..")
@@ -146,7 +147,7 @@ void publish(const std::string& folder, const std::optional<std::string>& pageTe
     addFile(kSignatureSuffix, signature);
     if (succession.empty())  // One that is there is about another key.
         ::unlink((path + std::string(kSuccessionSuffix)).c_str());
-    // Everything is written: what follows are renames, as close together as can be.
+    // Everything is written. Only the renames are left, one directly after the other.
     const NoInterruption fromTheFirstToTheLast;
     for (OutputFile& file : besides)
         file.finish();

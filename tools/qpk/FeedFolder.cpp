@@ -19,12 +19,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// In any letter case, which a feed's author may not see.
+/// The ending counts in any letter case, because an author may overlook the difference.
 bool looksLikePackage(const fs::path& name) {
     return ::strcasecmp(name.extension().c_str(), ".qpk") == 0 && name.string().front() != '.';
 }
 
-/// Why a package of that name is not to be published; empty where it is.
+/// Why a package of that name must not be published; empty if it may be.
 std::string nameFault(const fs::path& name) {
     if (!isPrintableText(name.string()))
         return "has a name that is no UTF-8 text in one line; rename it";
@@ -80,7 +80,7 @@ void reportSameVersions(const std::vector<FeedPackage>& packages, const FaultSin
     }
 }
 
-/// The address of the folder's feed, were it read as a file.
+/// The file: address of the folder's feed.
 Address feedAddress(const std::string& folder) {
     std::string url = "file://";
     for (const fs::path& part : fs::weakly_canonical(folder) / kFeedName)

@@ -12,7 +12,7 @@ namespace tavik::qpk {
 
 inline constexpr const char* kFeedName = "feed.json";
 inline constexpr const char* kPageName = "index.html";
-/// More than either of them ever has.
+/// More than a feed or its page ever has.
 inline constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
 
 /// The packages in a folder (`*.qpk`, not in folders below it), by id and the newest version first.

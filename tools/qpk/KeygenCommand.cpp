@@ -27,7 +27,7 @@ constexpr const char* kHelp =
     "                  signed. qpk sign and qpk feed pass the statement on; keep it beside "
     "NAME.key\n";
 
-/// Writes a file that is not there yet, durably; takes it away again on a failure.
+/// Writes a new file durably. After a failure the file is removed again.
 void writeNewFile(const std::string& path, const std::string& text, mode_t mode) {
     const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!file && errno == EEXIST)

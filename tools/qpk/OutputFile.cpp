@@ -22,7 +22,7 @@ mode_t rightsOfNewFile() {
     return 0666 & ~mask;
 }
 
-/// Where the links of `path` lead to; throws where no file can be put there.
+/// The target of the links of `path`. Throws if no file can be put there.
 std::string targetOf(const std::string& path, FinalLink link) {
     std::error_code error;
     const fs::file_status own = fs::symlink_status(path, error);
@@ -34,7 +34,7 @@ std::string targetOf(const std::string& path, FinalLink link) {
     std::string target = fs::canonical(path, error).string();
     if (error)
         failSystem(error.value(), path, "follow the link");
-    // A device would be gone once the file has its name.
+    // The rename would replace a device by a file.
     if (!fs::is_regular_file(target, error))
         throw Failure(path, "it is not a regular file", "choose another name");
     return target;
@@ -45,7 +45,7 @@ std::string hiddenNameBeside(const std::string& target, const std::string& suffi
     return path.parent_path() / ("." + path.filename().string() + "." + suffix);
 }
 
-/// A file that is gone with its descriptor; none where the file system has no such files.
+/// A file without a name; none if the file system does not support that.
 FileDescriptor makeNameless(const std::string& target) {
     const std::string folder = fs::path(target).parent_path().string();
     return FileDescriptor(
@@ -98,7 +98,7 @@ void OutputFile::finish(mode_t mode) {
     half_.reset();
 }
 
-/// Only a rename replaces a file, and only what has a name can be renamed.
+/// Gives the file a name, because only a rename can replace another file.
 void OutputFile::giveTemporaryName() {
     const std::string nameless = temporaryPath();
     constexpr int kAttempts = 100;

@@ -13,11 +13,11 @@
 
 namespace tavik::qpk {
 
-/// A file that appears under its name whole or not at all: it is written without a name, where the
-/// file system can do that, or under a hidden name beside it, which is gone with this object, and
-/// where the process is interrupted, unless the file was finished. Only a regular file is replaced.
-/// A link that has the name is refused, or stays one and what it leads to is replaced. Failures are
-/// Errors about the file.
+/// A file that appears under its name complete or not at all. It is written without a name if the
+/// file system supports that, otherwise under a hidden name beside it. Unless it is finished, it is
+/// removed with this object, and when the process is interrupted. If the name is a link, it is
+/// refused, or the link stays and its target is replaced, which must be a regular file. Failures
+/// are Errors about the file.
 class OutputFile {
   public:
     OutputFile(std::string path, FinalLink link);
@@ -32,7 +32,7 @@ class OutputFile {
 
     void write(std::string_view bytes);
 
-    /// Replaces what has the name; durable. The first form gives the rights of a new file.
+    /// Replaces the file of that name, durably. The first form gives it the mode of a new file.
     void finish();
     void finish(mode_t mode);
 

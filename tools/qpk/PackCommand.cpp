@@ -27,7 +27,7 @@ constexpr const char* kHelp =
     "  -o, --output FILE  write FILE, replacing it; without it ID-VERSION.qpk in the current\n"
     "                     folder\n";
 
-/// From the manifest; where that has faults, the check will say so before the name matters.
+/// The name from the manifest. A manifest with faults gives any name: the check reports them.
 std::string defaultName(const std::string& folder, const PackageLimits& limits) try {
     const auto bytes = readWhole(folder + "/" + std::string(kManifestPath), limits.manifest.bytes,
                                  FinalLink::refused);
@@ -38,7 +38,8 @@ std::string defaultName(const std::string& folder, const PackageLimits& limits) 
     return "extension.qpk";
 }
 
-/// Else the next package would have this one in it.
+/// The package must not get into the next one: in its own folder, it needs a rule that leaves it
+/// out.
 void requireLeftOut(const std::string& folder, const std::string& output) {
     const fs::path top = fs::weakly_canonical(folder);
     const fs::path target =

@@ -52,7 +52,7 @@ Contents readContents(const std::string& path, const PackageLimits& limits) {
         EntryReader(file).read(*entry, [&](std::string_view piece) { bytes += piece; });
         contents.manifest = std::move(bytes);
     } catch (const CheckStopped&) {
-        // Behind that fault nothing can be judged.
+        // Nothing behind that fault can be checked.
     } catch (const Error&) {
         // The manifest does not inflate.
     }

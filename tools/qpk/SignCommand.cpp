@@ -58,7 +58,7 @@ int sign(const CommandLine& line) {
     const Package package = Package::open(path);
     OutputFile file(path, FinalLink::followed);
     writeSigned(package, key, file);
-    // The two entries may be what makes it too large, and others may stand in their folder.
+    // The two new entries may make the package too large, or conflict with others in META-INF.
     faults = findCoreFaults(file.temporaryPath());
     if (!faults.empty())
         return refuseFor(path, faults);

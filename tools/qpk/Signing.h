@@ -11,10 +11,10 @@
 
 namespace tavik::qpk {
 
-/// What authors' packages are judged by: any key may have signed them, or none.
+/// The rules for authors' packages: any key may have signed them, or none.
 TrustRules authorRules();
 
-/// The cryptography of the rules; lives as long as the process.
+/// The cryptography that the rules use. It lives as long as the process.
 Crypto& authorCrypto();
 
 /// A private key, which nobody can read from this process's memory meanwhile.

@@ -22,7 +22,7 @@ ArchiveEntry::Kind kindOf(const fs::file_status& status) {
                                                                    : ArchiveEntry::Kind::executable;
 }
 
-/// What is wrong with taking this into a package; empty where nothing is.
+/// Why this cannot be part of a package; empty if it can.
 std::string sourceFault(const std::string& path, fs::file_type type) {
     if (isReservedPath(path))
         return "is in the folder that is reserved for the signature";
@@ -51,7 +51,7 @@ std::vector<SourceEntry> walk(const std::string& folder, const PackageLimits& li
             at.disable_recursion_pending();
             continue;
         }
-        // A folder with something in it comes with what is in it.
+        // A folder that is not empty is implied by its files.
         if (fs::is_directory(status) && !fs::is_empty(at->path()))
             continue;
         const std::uint64_t size = fs::is_directory(status) ? 0 : at->file_size();

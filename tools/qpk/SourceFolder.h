@@ -16,7 +16,7 @@ struct SourceEntry {
     std::uint64_t size = 0;  ///< in bytes, when the folder was read
 };
 
-/// What a package made from the folder has in it, in the order of the paths' bytes: everything that
+/// What a package made from the folder contains, ordered by the bytes of the paths: everything that
 /// the folder's IgnoreRules do not leave out. Faults: links
 /// and special files, a reserved folder, more entries than a package may have. Throws Error where
 /// something cannot be read.

@@ -7,12 +7,12 @@
 
 namespace tavik::vellctl {
 
-/// Reads the JSON form. Throws JsonError, which names the place of what it does not take: unknown
-/// or missing members, other types, empty names, domains that are no number, a payload that is
-/// listed twice or not at all among the payloads.
+/// Reads the JSON form. Throws JsonError, which names the place of what it refuses: unknown or
+/// missing members, wrong types, empty names, texts over the limits, domains that are no number, a
+/// listed payload that is not among the payloads or is listed twice.
 vell::Content fromJson(std::string_view text);
 
-/// The JSON form, without sections that would be empty.
+/// Writes the JSON form. Empty sections are left out.
 std::string toJson(const vell::Content& content);
 
 }  // namespace tavik::vellctl

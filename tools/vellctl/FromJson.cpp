@@ -47,7 +47,7 @@ std::string valueAt(const Value& value, const std::string& place) {
     return text;
 }
 
-/// A domain is written as a number without sign or leading zeros, so that no domain has two names.
+/// A domain is a number without sign or leading zeros, so that each domain has exactly one name.
 int domainAt(const Value& value, const std::string& place) {
     const std::string_view name = viewOf(value);
     int domain = 0;

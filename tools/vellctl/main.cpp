@@ -48,7 +48,7 @@ class UsageError : public std::runtime_error {
 };
 
 std::string readFile(const std::string& path) {
-    // Without O_NONBLOCK a pipe would have the opening wait for whoever writes into it.
+    // Without O_NONBLOCK, opening a pipe waits until somebody writes into it.
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat info {};
     if (!file || ::fstat(file.get(), &info) != 0)
@@ -146,7 +146,7 @@ void run(Arguments arguments) {
 
 }  // namespace
 
-/// The exit status, after the line that explains it. Names from files and arguments are in it.
+/// Prints one line and returns the exit status. The text may hold names from files and arguments.
 static int report(const std::exception& error, const char* remedy, int exitStatus) {
     std::cerr << "vellctl: " << printable(error.what()) << remedy << '\n';
     return exitStatus;
@@ -155,7 +155,7 @@ static int report(const std::exception& error, const char* remedy, int exitStatu
 }  // namespace tavik::vellctl
 
 int main(int argc, char** argv) try {
-    // Everyone on the machine reads the database, whoever fills it.
+    // Everyone on the machine may read the database, but only its owner may write to it.
     ::umask(022);
     const tavik::vellctl::Arguments arguments(argv + 1, argv + argc);
     if (arguments.size() == 1 && arguments[0] == "--help")

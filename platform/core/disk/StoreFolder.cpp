@@ -1,14 +1,10 @@
 #include "platform/core/disk/StoreFolder.h"
 
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <iterator>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/SafeFolder.h"
@@ -72,19 +68,6 @@ FileDescriptor StoreFolder::subfolder(const std::string& name) const {
 
 FileDescriptor StoreFolder::existingSubfolder(const std::string& name) const {
     return openSafeFolder(descriptor(), name, path() + "/" + name);
-}
-
-bool StoreFolder::isOnNetwork() const noexcept {
-    // From linux/magic.h, and those of it that Debian's header lacks: CIFS, SMB2, Ceph.
-    constexpr unsigned long kNetworkTypes[] = {NFS_SUPER_MAGIC, SMB_SUPER_MAGIC, V9FS_MAGIC,
-                                               AFS_SUPER_MAGIC, 0xFF534D42,      0xFE534D42,
-                                               0x00C36400};
-    struct statfs info {};
-    if (::fstatfs(descriptor(), &info) != 0)
-        return false;
-    const auto type = static_cast<unsigned long>(info.f_type) & 0xFFFFFFFFUL;
-    return std::find(std::begin(kNetworkTypes), std::end(kNetworkTypes), type) !=
-           std::end(kNetworkTypes);
 }
 
 }  // namespace tavik

@@ -29,9 +29,6 @@ class StoreFolder {
     /// The same without making it: an invalid descriptor where it is missing.
     FileDescriptor existingSubfolder(const std::string& name) const;
 
-    /// Whether the store is on a network file system, where shared memory and locks are weaker.
-    bool isOnNetwork() const noexcept;
-
   private:
     StoreFolder(StoreLocation location, FileDescriptor descriptor);
 

@@ -3,9 +3,12 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -15,32 +18,97 @@ namespace tavik {
 namespace {
 
 using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
 
+constexpr const char* kName = ".lock";
+constexpr mode_t kMode = 0600;
 constexpr milliseconds kFirstPause{1};
 constexpr milliseconds kLongestPause{25};
+// A process number and blanks, so that each note covers the one before.
+constexpr std::size_t kNoteBytes = 16;
+
+FileDescriptor openLock(const StoreFolder& folder, const std::string& path) {
+    // Without O_NONBLOCK a pipe would hold us up before it can be told apart.
+    FileDescriptor file(::openat(folder.descriptor(), kName,
+                                 O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kMode));
+    if (!file && errno == ELOOP)
+        fail(Status::storeUnsafe, path, "it is a link");
+    if (!file)
+        failErrno(errno, path, "open the lock");
+    struct stat info {};
+    if (::fstat(file.get(), &info) != 0)
+        failErrno(errno, path, "look at the lock");
+    if (!S_ISREG(info.st_mode))
+        fail(Status::storeUnsafe, path, "it is no regular file");
+    if (info.st_uid != ::geteuid() && info.st_uid != 0)
+        fail(Status::storeUnsafe, path, "it belongs to another user");
+    // Whoever can open it can hold it. Rights that were given by hand are taken back.
+    if ((info.st_mode & 07777) != kMode && ::fchmod(file.get(), kMode) != 0)
+        failErrno(errno, path, "set the lock's rights");
+    return file;
+}
+
+/// Whether the name still stands for this file.
+bool isCurrent(const FileDescriptor& file, const StoreFolder& folder, const std::string& path) {
+    struct stat ours {};
+    struct stat named {};
+    if (::fstat(file.get(), &ours) != 0)
+        failErrno(errno, path, "look at the lock");
+    if (::fstatat(folder.descriptor(), kName, &named, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (errno == ENOENT)
+            return false;
+        failErrno(errno, path, "look at the lock");
+    }
+    return ours.st_dev == named.st_dev && ours.st_ino == named.st_ino;
+}
+
+/// "process 123 (TavikCmd) holds it", as far as it is known.
+std::string holderOf(const FileDescriptor& file) {
+    std::array<char, kNoteBytes + 1> note{};
+    int process = 0;
+    if (::pread(file.get(), note.data(), kNoteBytes, 0) <= 0 ||
+        std::sscanf(note.data(), "%d", &process) != 1)
+        return "another process holds it";
+    std::string text = "process " + std::to_string(process);
+    const std::string path = "/proc/" + std::to_string(process) + "/comm";
+    const FileDescriptor command(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::array<char, 64> name{};
+    if (command && ::read(command.get(), name.data(), name.size() - 1) > 0)
+        text +=
+            " (" + std::string(name.data()).substr(0, std::string(name.data()).find('\n')) + ")";
+    return text + " holds it";
+}
+
+/// Only a help for people: a full disk keeps no change from being made.
+void noteHolder(const FileDescriptor& file) noexcept {
+    std::array<char, kNoteBytes + 1> note{};
+    std::snprintf(note.data(), note.size(), "%-15d\n", static_cast<int>(::getpid()));
+    [[maybe_unused]] const auto written = ::pwrite(file.get(), note.data(), kNoteBytes, 0);
+}
 
 }  // namespace
 
-StoreLock::StoreLock(const StoreFolder& folder, milliseconds limit)
-    : file_(
-          ::openat(folder.descriptor(), ".lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)) {
-    const std::string path = folder.path() + "/.lock";
-    if (!file_ && errno == ELOOP)
-        fail(Status::storeUnsafe, path, "it is a link");
-    if (!file_)
-        failErrno(errno, path, "open the lock");
-
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+StoreLock::StoreLock(const StoreFolder& folder, milliseconds limit) {
+    const std::string path = folder.path() + "/" + kName;
+    const auto deadline = Clock::now() + limit;
     milliseconds pause = kFirstPause;
-    while (::flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
+    file_ = openLock(folder, path);
+    for (;;) {
+        if (::flock(file_.get(), LOCK_EX | LOCK_NB) == 0) {
+            if (isCurrent(file_, folder, path))
+                break;
+            file_ = openLock(folder, path);
+            continue;
+        }
         if (errno != EWOULDBLOCK && errno != EINTR)
             failErrno(errno, path, "take the lock");
-        if (std::chrono::steady_clock::now() >= deadline)
+        if (Clock::now() >= deadline)
             fail(Status::storeBusy, path,
-                 "waited " + std::to_string(limit.count() / 1000) + " seconds");
+                 holderOf(file_) + "; waited " + std::to_string(limit.count() / 1000) + " seconds");
         std::this_thread::sleep_for(pause);
         pause = std::min(pause * 2, kLongestPause);
     }
+    noteHolder(file_);
 }
 
 }  // namespace tavik

@@ -19,48 +19,58 @@ struct CloseFolder {
 };
 using FolderStream = std::unique_ptr<DIR, CloseFolder>;
 
-bool gone(int result) noexcept {
-    return result == 0 || errno == ENOENT;
-}
+/// One removal, and the first failure in it: what could not be deleted below makes those above
+/// fail too, for a reason that says nothing.
+class Removal {
+  public:
+    bool removeEntry(int parent, const char* name, unsigned char type) noexcept {
+        if (type == DT_DIR)
+            return removeFolder(parent, name);
+        if (::unlinkat(parent, name, 0) == 0 || errno == ENOENT)
+            return true;
+        return errno == EISDIR ? removeFolder(parent, name) : failed();
+    }
 
-FolderStream openFolder(int parent, const char* name) noexcept {
-    FileDescriptor descriptor(
-        ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!descriptor)
-        return nullptr;
-    FolderStream stream(::fdopendir(descriptor.get()));
-    if (stream)
-        descriptor.release();
-    return stream;
-}
+    int cause() const noexcept { return cause_; }
 
-bool removeFolder(int parent, const char* name) noexcept;
+  private:
+    bool removeFolder(int parent, const char* name) noexcept {
+        removeContent(parent, name);
+        return ::unlinkat(parent, name, AT_REMOVEDIR) == 0 || errno == ENOENT || failed();
+    }
 
-bool removeEntry(int parent, const char* name, unsigned char type) noexcept {
-    if (type == DT_DIR)
-        return removeFolder(parent, name);
-    if (::unlinkat(parent, name, 0) == 0 || errno == ENOENT)
-        return true;
-    // Linux says EISDIR for a folder; others EPERM.
-    return (errno == EISDIR || errno == EPERM) && removeFolder(parent, name);
-}
-
-bool removeFolder(int parent, const char* name) noexcept {
-    if (const FolderStream stream = openFolder(parent, name)) {
-        const int folder = ::dirfd(stream.get());
+    void removeContent(int parent, const char* name) noexcept {
+        FileDescriptor descriptor(
+            ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        const FolderStream stream(descriptor ? ::fdopendir(descriptor.get()) : nullptr);
+        if (!stream) {
+            failed();
+            return;
+        }
+        const int folder = descriptor.release();
         while (const dirent* entry = ::readdir(stream.get())) {
             const std::string_view entryName = entry->d_name;
             if (entryName != "." && entryName != "..")
                 removeEntry(folder, entry->d_name, entry->d_type);
         }
     }
-    return gone(::unlinkat(parent, name, AT_REMOVEDIR));
-}
+
+    bool failed() noexcept {
+        if (cause_ == 0)
+            cause_ = errno;
+        return false;
+    }
+
+    int cause_ = 0;
+};
 
 }  // namespace
 
 bool removeTree(int folder, const std::string& name) noexcept {
-    return removeEntry(folder, name.c_str(), DT_UNKNOWN);
+    Removal removal;
+    const bool isGone = removal.removeEntry(folder, name.c_str(), DT_UNKNOWN);
+    errno = removal.cause();
+    return isGone;
 }
 
 }  // namespace tavik

@@ -6,7 +6,7 @@ namespace tavik {
 
 /// Deletes `name` beneath the folder: a file, a link, or a folder with all that it holds; links are
 /// never followed. True when it is gone, whoever deleted it; false, with what could be deleted
-/// deleted, where something stays.
+/// deleted and errno saying what failed first, where something stays.
 bool removeTree(int folder, const std::string& name) noexcept;
 
 }  // namespace tavik

@@ -71,7 +71,10 @@ class Walk {
   private:
     bool step(const std::string& name, Missing missing) {
         FileDescriptor next(::openat(folder_.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-        const std::string path = path_ + "/" + name;
+        // The path has no links in it, so its text tells the folder above.
+        const std::string path = name == ".."
+                                     ? path_.substr(0, std::min(path_.rfind('/'), path_.size()))
+                                     : path_ + "/" + name;
         if (!next && errno == ENOENT) {
             if (missing == Missing::isReported)
                 return false;
@@ -123,7 +126,7 @@ class Walk {
         if (isSticky_)
             refuse(path, "it is a link in a folder that everybody may write to");
         if (++links_ > kMaxLinks)
-            failErrno(ELOOP, path, "open the folder");
+            refuse(path, "its links lead in a circle");
         std::array<char, PATH_MAX> text{};
         const ssize_t size = ::readlinkat(link.get(), "", text.data(), text.size());
         if (size < 0)

@@ -10,7 +10,7 @@
 namespace tavik {
 namespace {
 
-constexpr const char* kEndPoint = "identity service";
+constexpr const char* kEndPoint = "--setKPSEndPoint";
 constexpr std::size_t kMaxTokenBytes = 16384;
 constexpr std::size_t kMaxTypeBytes = 64;
 constexpr std::size_t kMaxAccountBytes = 255;

@@ -8,6 +8,25 @@
 #include "platform/core/package/PathRules.h"
 #include "platform/support/Text.h"
 
+// How the container is checked, before any content is read. A ZIP file names its entries twice: in
+// a local header before each entry's data and in the directory behind the last one. Tools differ in
+// which of the two they believe, and in what they make of bytes that neither mentions; a package
+// whose meaning depends on the reader could show one content to a check and install another. So:
+//
+// 1. Read the end record from the last bytes of the file. It has no comment, so there is one place
+//    where it can be. If there is a zip64 end record, the two must not contradict each other.
+// 2. Refuse too many entries, or a directory that is too large for them, before reading it.
+// 3. Read the directory: it must stand directly before the end records and have exactly the
+//    entries that these count.
+// 4. Judge each record alone: method, flags, type, mode (see ArchiveRules).
+// 5. Sort the entries by where they begin, and walk them. Each local header must say what the
+//    directory says, and the next entry must begin where this one ends: no gap, no overlap, nothing
+//    in front of the first. This also bounds the work: two entries cannot share the same data.
+// 6. Judge all paths beside each other, and the sizes in all.
+//
+// Damage that hides where the next record begins stops the check. Everything else is reported, and
+// the check goes on, so that an author sees all faults at once.
+
 namespace tavik {
 namespace {
 
@@ -63,8 +82,8 @@ End readEnd(const PackageFile& file) {
 }
 
 End checkedEnd(const PackageFile& file, const PackageLimits& limits, const FaultSink& report) {
-    // Names are short, and so are the extra fields and comments of every packer: what is longer is
-    // not worth its memory.
+    // Names are short, and so are the extra fields and comments that packers write. A longer
+    // directory would only cost memory.
     constexpr std::uint64_t kFewBytes = 64U << 10;
     constexpr std::uint64_t kMaxRecordBytes = kDirectoryRecordBytes + 2 * kMaxPathBytes;
     End end{};
@@ -122,7 +141,8 @@ void checkDescriptor(const DirectoryRecord& record, const LocalHeader& local,
         throw BadRecord{"its data descriptor and the directory disagree"};
 }
 
-/// Checks the entry whose bytes end where the next begin; the offset of its data.
+/// Checks an entry against its local header. `next` is where the next entry, or the directory,
+/// begins. Returns the offset of the entry's data.
 std::uint64_t checkLocal(const PackageFile& file, const DirectoryRecord& record,
                          std::uint64_t next) {
     constexpr std::size_t kUsualExtraBytes = 128;

@@ -16,8 +16,8 @@ struct ArchiveEntry {
     enum class Kind : std::uint8_t { file, executable, folder };
     enum class Method : std::uint8_t { stored, deflated };
 
-    std::string
-        path;  ///< as stored, relative, components joined by `/`, none behind a folder's name
+    /// As stored: relative, components joined by `/`; a folder's name ends without one.
+    std::string path;
     Kind kind = Kind::file;
     Method method = Method::stored;
     std::uint32_t crc = 0;
@@ -32,9 +32,9 @@ struct ArchiveEntry {
 /// What a fault of this entry is reported under: `entry "a/b.txt"`.
 std::string entryPlace(std::string_view path);
 
-/// The entries of a ZIP file whose container has been checked from its raw headers: all readers
-/// find the same entries in it, every path stays beneath the folder that it is extracted into on
-/// any file system, and the sizes that it claims are within the limits. Contents are not read.
+/// The entries of a ZIP file whose container has been checked from its raw headers. All readers
+/// find the same entries in it. Every path stays beneath the folder of the extraction, on any file
+/// system. The sizes that it claims are within the limits. Contents are not read.
 class Archive {
   public:
     /// Faults: packageDamaged (the container), packageUnsafe (names, types, modes), packageTooLarge
@@ -49,7 +49,7 @@ class Archive {
     /// In the order of their bytes in the package.
     const std::vector<ArchiveEntry>& entries() const noexcept { return entries_; }
 
-    /// Every folder, those included that only files in them imply; parents before what is in them.
+    /// Every folder, also where only the path of a file implies it. Parents come first.
     const std::vector<std::string>& folders() const noexcept { return folders_; }
 
     /// The file or folder with exactly that path; null where the archive lists none.

@@ -13,8 +13,8 @@ constexpr std::uint16_t kStored = 0;
 constexpr std::uint16_t kDeflated = 8;
 
 constexpr std::uint16_t kEncryptedFlag = 1U << 0;
-// Deflate's level (1, 2), a data descriptor, a UTF-8 name (11): what changes nothing in the
-// reading.
+// Flags that do not change how an entry is read: deflate's level (bits 1 and 2), a data descriptor
+// (3), a UTF-8 name (11).
 constexpr std::uint16_t kKnownFlags = 1U << 1 | 1U << 2 | kDescriptorFlag | 1U << 11;
 
 constexpr std::uint32_t kDosFolder = 0x10;
@@ -38,7 +38,8 @@ void checkReadable(const JudgedEntry& judged, const FaultSink& report) {
         stopAt(report, {Status::packageDamaged, place, "is a folder with content"});
 }
 
-/// The mode counts whatever system the entry says made it: some extractor will honour it.
+/// The mode is judged whatever system the entry names as its maker, because some extractors apply
+/// it regardless.
 void checkType(const JudgedEntry& judged, const FaultSink& report) {
     const std::uint32_t mode = judged.record.attributes >> 16;
     const std::uint32_t type = mode & S_IFMT;

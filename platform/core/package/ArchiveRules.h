@@ -17,17 +17,18 @@ struct JudgedEntry {
     ArchiveEntry entry;
 };
 
-/// All but the place of the data, which the local header tells.
+/// Everything but the offset of the data, which only the local header gives.
 ArchiveEntry toEntry(const DirectoryRecord& record);
 
-/// Method, flags, type and mode of one entry.
+/// Checks method, flags, type and mode of one entry.
 void checkEntry(const JudgedEntry& judged, const FaultSink& report);
 
-/// The claimed sizes, of each and in all; the bytes in all.
+/// Checks the claimed sizes of each entry and in total. Returns the total bytes.
 std::uint64_t checkSizes(const std::vector<JudgedEntry>& all, const PackageLimits& limits,
                          const FaultSink& report);
 
-/// The paths, of each and beside each other; every folder that they need, parents first.
+/// Checks each path, and all paths against each other. Returns every folder that they need,
+/// parents first.
 std::vector<std::string> checkPaths(const std::vector<JudgedEntry>& all,
                                     const PackageLimits& limits, const FaultSink& report);
 

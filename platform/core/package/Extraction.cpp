@@ -14,6 +14,25 @@
 #include "platform/core/package/FolderTree.h"
 #include "platform/support/Text.h"
 
+// How a package is extracted into a new, empty folder:
+//
+// 1. Make all folders, parents first, so that workers only make files.
+// 2. Divide the files into batches of neighbours in one folder, in the order of their bytes in the
+//    package: a worker then reads forwards and keeps one folder open.
+// 3. Workers take batches one after the other from a shared counter. A small package gets no
+// threads.
+// 4. A worker inflates a file piece by piece. It hands each piece to the content check and then
+//    writes the same bytes, from memory: what was checked is what is installed, also if somebody
+//    changes the package meanwhile. CRC and size are checked at the end of each file.
+// 5. Files are opened relative to their folder's descriptor, without following links and only if
+//    they do not exist: nobody can redirect a write to another place.
+// 6. The first failure stops all workers after their current file and is thrown when they have
+// ended.
+//
+// Nothing here is durable, and a failure leaves half a folder. The store extracts into a folder
+// that no record names yet, synchronises it once in the end, and removes it after a failure or a
+// crash.
+
 namespace tavik {
 namespace {
 
@@ -83,8 +102,8 @@ class ProgressMeter {
     std::uint64_t told_ = 0;
 };
 
-/// Keeps the disk at work on a large file while the rest of it inflates, so that less is left for
-/// the caller to wait for. Only a hint to the system: it may fail.
+/// Starts writing a large file to the disk while the rest of it inflates, so that the caller's sync
+/// has less left to do. It is only a hint to the system: failures do not matter.
 class EarlyWriteback {
   public:
     explicit EarlyWriteback(int file) : file_(file) {}
@@ -140,7 +159,7 @@ class Extraction {
             while (helpers.size() + 1 < workers)
                 helpers.emplace_back([this] { work(); });
         } catch (const std::system_error&) {
-            // No more threads to be had: those there are do the work.
+            // No more threads can be started: those that run do the work.
         }
         return helpers;
     }

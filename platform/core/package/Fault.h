@@ -25,10 +25,10 @@ using FaultSink = std::function<void(const Fault&)>;
 /// The sink that throws an Error about `subject` on the first fault.
 FaultSink throwOnFault(std::string subject);
 
-/// Thrown after a fault behind which nothing can be judged, where the sink did not throw itself.
+/// Thrown after a fault that makes further checks meaningless, if the sink did not throw itself.
 struct CheckStopped {};
 
-/// Reports a fault behind which nothing can be judged.
+/// Reports a fault that makes further checks meaningless, and throws.
 [[noreturn]] void stopAt(const FaultSink& report, const Fault& fault);
 
 }  // namespace tavik

@@ -58,7 +58,8 @@ void FolderTree::makeFolder(const std::string& path) {
     if (::mkdirat(parent, name, kFolderMode) != 0 ||
         ::fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
         failOn(errno, "make the folder", path);
-    // The umask belongs to the whole process and its other threads: it is corrected, not changed.
+    // The umask belongs to the whole process, other threads included. So the mode is set
+    // afterwards instead of changing the umask.
     if ((status.st_mode & kPermissionBits) != kFolderMode &&
         ::fchmodat(parent, name, kFolderMode, 0) != 0)
         failOn(errno, "set the mode of", path);

@@ -45,7 +45,7 @@ std::string readName(const JsonObject& object, std::string_view member, std::siz
     if (value == nullptr)
         return {};
     std::string name = readLine(object, member, maxBytes);
-    // A name that was refused reads as empty: only one that came so is complained about here.
+    // readLine has complained about a name that it refused, and returned "".
     if (value->IsString() && name.size() == value->GetStringLength() && !isNameText(name))
         object.complain(member, name.empty() ? "is empty" : "has nothing but blanks");
     return name;
@@ -73,7 +73,7 @@ std::optional<Version> readVersion(const JsonObject& object, std::string_view me
     return version;
 }
 
-/// A newer form may give every other member another meaning, so nothing is judged behind it.
+/// In a newer format any other member may mean something else, so checking stops here.
 void readFormatVersion(const JsonObject& manifest, const FaultSink& report) {
     const rapidjson::Value* value = manifest.need("formatVersion");
     if (value == nullptr)
@@ -120,7 +120,7 @@ ProductRequirement readProduct(const JsonObject& object) {
     return product;
 }
 
-/// Each list of extensions looks at each product of each of them, so their number is bounded.
+/// Their number is bounded because every list of extensions looks at all of them.
 std::vector<ProductRequirement> readProducts(const JsonObject& manifest) {
     const rapidjson::Value* array = manifest.neededArray("products");
     if (array == nullptr)

@@ -46,7 +46,7 @@ std::string toIdKey(std::string_view id);
 
 /// Reads a manifest and reports what breaks a rule: manifestInvalid, or packageUnsupported for a
 /// form or a need that this core does not know. Members that it does not know are ignored.
-/// With a sink that returns, the result has defaults in the place of what was refused.
+/// If `report` returns, the result has default values instead of what was refused.
 Manifest parseManifest(std::string_view bytes, const JsonLimits& limits, const FaultSink& report);
 
 }  // namespace tavik

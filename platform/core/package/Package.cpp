@@ -71,12 +71,12 @@ std::vector<Fault> findFaults(const std::string& path, const PackageLimits& limi
     const PackageFile file = PackageFile::open(path);
     try {
         const Archive archive = Archive::read(file, limits, collect);
-        if (faults.empty())  // Else what the entries claim is not to be relied on.
+        if (faults.empty())  // Otherwise the sizes and offsets are not reliable.
             checkContents(file, archive, collect);
         parseManifest(readManifestText(file, archive, limits.manifest, collect), limits.manifest,
                       collect);
     } catch (const CheckStopped&) {
-        // What was found until then is all that can be told.
+        // Nothing behind that fault can be checked.
     } catch (const Error& error) {
         // A manifest that does not inflate has been reported with the contents.
         if (faults.empty())

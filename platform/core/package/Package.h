@@ -12,8 +12,8 @@
 
 namespace tavik {
 
-/// An open .qpk whose container and manifest have been checked. What is read later is read through
-/// the one descriptor and checked against the headers that were found at first. Whoever can write
+/// An open .qpk whose container and manifest have been checked. Later reads use the same descriptor
+/// and are checked against the headers read at the beginning. Whoever can write
 /// to the file can still change content: a ContentCheck finds that while it is extracted.
 class Package {
   public:

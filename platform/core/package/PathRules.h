@@ -11,13 +11,13 @@ inline constexpr std::size_t kMaxPathBytes = 1024;
 inline constexpr std::size_t kMaxComponentBytes = 255;
 inline constexpr std::size_t kMaxPathDepth = 32;
 
-/// What is wrong with the path, in a few words; empty where nothing is. A good path is valid UTF-8
+/// What is wrong with the path, in a few words; empty if nothing is. A good path is valid UTF-8
 /// without control characters and backslashes, relative, and stays beneath its folder on any
 /// system.
 std::string pathFault(std::string_view path);
 
-/// The path as a file system compares it that takes letters of either case, and composed and
-/// decomposed accents, for the same. `path` has passed pathFault.
+/// The path as a file system compares it that ignores letter case and how accents are composed.
+/// `path` has passed pathFault.
 std::string foldPath(std::string_view path);
 
 /// The paths of one archive and the folders above them: no two may be the same file on any system.
@@ -25,12 +25,12 @@ class PathSet {
   public:
     enum class Kind { file, folder };
 
-    /// Adds a path that has passed pathFault; what is wrong with it beside those before it, or
-    /// empty.
+    /// Adds a path that has passed pathFault. Returns how it conflicts with earlier paths; empty if
+    /// it does not.
     std::string add(const std::string& path, Kind kind);
 
-    /// Every folder that was added or stands above something added, in the order of their names, so
-    /// that parents come before what is in them.
+    /// Every folder that was added or stands above something added, ordered by name, so that
+    /// parents come first.
     std::vector<std::string> folders() const;
     std::size_t folderCount() const noexcept { return folderCount_; }
 

@@ -132,6 +132,7 @@ void ProductCatalog::add(const StoreFolder& store, int folder, const std::string
         if (const Product* other = byDisplayName(product->displayName))
             fail(Status::productInvalid, path,
                  "\"" + product->displayName + "\" is also what " + other->name + ".json displays");
+        product->scope = store.location().scope;
         products_.push_back(std::move(*product));
     } catch (const Error& error) {
         if (!isFaultOfTheFile(error))

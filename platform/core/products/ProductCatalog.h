@@ -15,6 +15,7 @@ struct Product {
     std::string version;           ///< a valid version
     std::string extensionsFolder;  ///< absolute path, "~/..." or empty; see extensionsFolderOf()
     std::string updateFeed;        ///< empty: none
+    Scope scope = Scope::user;     ///< of the store that describes it
 };
 
 /// The host products that descriptors in `products.d/` of the stores make known.

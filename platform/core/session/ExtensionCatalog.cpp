@@ -27,20 +27,33 @@ bool isListedBefore(const InstalledExtension* a, const InstalledExtension* b) {
 
 }  // namespace
 
-ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locations) {
+ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locations,
+                                        const TableOpener& open) {
     ExtensionCatalog catalog;
     std::unordered_set<std::string> masked;
     for (const auto& location : locations) {
-        const auto folder = StoreFolder::open(location);
-        if (!folder)
-            continue;
-        if (location.scope == Scope::user)
+        const auto folder =
+            location.scope == Scope::user ? StoreFolder::open(location) : std::nullopt;
+        if (folder)
             masked = MaskKeeper(*folder).read();
-        auto table = ExtensionTable::openForReading(*folder);
-        if (table)
+        if (auto table = open(location))
             catalog.add(table->readList(catalog.texts_), location.scope);
     }
     catalog.mask(masked);
+    catalog.arrange();
+    return catalog;
+}
+
+ExtensionCatalog ExtensionCatalog::ofOne(const Manifest& manifest, Scope scope) {
+    ExtensionCatalog catalog;
+    TextArena& texts = catalog.texts_;
+    ExtensionList list;
+    list.extensions.push_back({texts.keep(manifest.id), texts.keep(manifest.idKey),
+                               texts.keep(manifest.name), texts.keep(manifest.version.text()),
+                               texts.keep(manifest.storeName), ExtensionState::enabled});
+    for (const auto& product : manifest.products)
+        list.memberships.push_back({0, texts.keep(product.name)});
+    catalog.add(list, scope);
     catalog.arrange();
     return catalog;
 }

@@ -2,6 +2,8 @@
 
 #include <LibTavikCoreLib.h>
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -9,6 +11,7 @@
 #include <vector>
 
 #include "platform/core/disk/StoreLocation.h"
+#include "platform/core/package/Manifest.h"
 #include "platform/core/store/ExtensionTable.h"
 #include "platform/core/store/TextArena.h"
 
@@ -28,8 +31,18 @@ struct InstalledExtension : ListedExtension {
 /// whose id the user's store does not hold.
 class ExtensionCatalog {
   public:
+    /// Gives the rows of a store; nothing where there is no store.
+    using TableOpener = std::function<std::optional<ExtensionTable>(const StoreLocation&)>;
+
     /// Reads the stores; those that do not exist are empty. An earlier location wins.
-    static ExtensionCatalog load(const std::vector<StoreLocation>& locations);
+    static ExtensionCatalog load(const std::vector<StoreLocation>& locations,
+                                 const TableOpener& open);
+
+    /// The one extension that a package with this manifest is installed as.
+    static ExtensionCatalog ofOne(const Manifest& manifest, Scope scope);
+
+    /// The extension of a catalog of one.
+    InstalledExtension& only() { return extensions_.front(); }
 
     /// A search through all of them. Null where none has that key.
     const InstalledExtension* byKey(std::string_view idKey) const noexcept;

@@ -3,12 +3,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <set>
+#include <algorithm>
 
 #include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
 #include "platform/core/session/ProgressLine.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/store/ChangeMark.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
@@ -45,7 +46,7 @@ const ProductCatalog& Session::reachableProducts() {
     if (!products_) {
         products_ = ProductCatalog::load(locations());
         for (const auto& leftOut : products_->leftOut())
-            warnOnce(leftOut);
+            warn(leftOut);
     }
     return *products_;
 }
@@ -68,6 +69,9 @@ const InstalledExtension& Session::extension(const std::string& nameOrId) {
 }
 
 const InstalledExtension& Session::extension(ExtensionHandle handle) {
+    // What was just installed is known without reading the store again.
+    if (lastInstalled_ != nullptr && lastInstalled_->handle == handle)
+        return *lastInstalled_;
     catalog();
     const auto index = static_cast<std::size_t>(handle);
     if (handle < 0 || index >= byHandle_.size() || byHandle_[index] == nullptr)
@@ -79,11 +83,72 @@ const ExtensionCatalog& Session::catalog() {
     if (catalogIsCurrent_)
         return *catalog_;
     location(Scope::user);
-    ExtensionCatalog fresh = ExtensionCatalog::load(locations());
+    ExtensionCatalog fresh = ExtensionCatalog::load(
+        locations(), [this](const StoreLocation& each) { return openOrLeaveOut(each); });
     fresh.assignHandles(byHandle_);
     catalog_ = std::move(fresh);
     catalogIsCurrent_ = true;
+    lastInstalled_ = nullptr;
+    installed_.clear();
     return *catalog_;
+}
+
+/// The rows of a store, for lists. A list that finds an unfinished change or an unsound database
+/// has the right to repair it or not; if not, it goes by what it can read.
+std::optional<ExtensionTable> Session::openTable(const StoreLocation& location) {
+    const auto folder = StoreFolder::open(location);
+    if (!folder)
+        return std::nullopt;
+    if (hasMark(*folder))
+        finishInterrupted(location);
+    auto table = ExtensionTable::openForReading(*folder);
+    if (!table || !table->trouble())
+        return table;
+    if (finishInterrupted(location))
+        return ExtensionTable::openForReading(*folder);
+    warnOnce(*table->trouble());
+    return table;
+}
+
+/// The same, but where the shared store cannot be used, the user's own still can.
+std::optional<ExtensionTable> Session::openOrLeaveOut(const StoreLocation& location) {
+    try {
+        return openTable(location);
+    } catch (const Error& error) {
+        const auto status = static_cast<Status>(error.status());
+        const bool isUnusable = status == Status::storeUnsafe || status == Status::storeNewer ||
+                                status == Status::storeDamaged;
+        if (location.scope != Scope::shared || !user_ || !isUnusable)
+            throw;
+        warnOnce(error);
+        return std::nullopt;
+    }
+}
+
+bool Session::finishInterrupted(const StoreLocation& location) {
+    try {
+        auto folder = StoreFolder::open(location);
+        const auto other = location.scope == Scope::user ? std::optional(shared_) : user_;
+        return folder &&
+               Store(*std::move(folder), other, reachableProducts(), [this](const Error& warning) {
+                   warn(warning);
+               }).finishInterrupted();
+    } catch (const Error&) {
+        return false;  // The list does not depend on it, and a change will say why.
+    }
+}
+
+ExtensionHandle Session::handleFor(std::string_view idKey) const {
+    const auto found = std::find_if(byHandle_.begin(), byHandle_.end(), [&](const auto* each) {
+        return each != nullptr && each->idKey == idKey;
+    });
+    return static_cast<ExtensionHandle>(found - byHandle_.begin());
+}
+
+/// What it says may be different from now on. What it holds stays for the handles' sake.
+void Session::forgetCatalog() noexcept {
+    catalogIsCurrent_ = false;
+    lastInstalled_ = nullptr;
 }
 
 std::vector<StoreLocation> Session::locations() const {
@@ -110,23 +175,31 @@ void Session::warn(const Error& warning) const {
     writeAll(STDERR_FILENO, explain(warning, language_) + "\n");
 }
 
-/// A run has one session for each of its commands; what stays as it is needs to be said once.
-void Session::warnOnce(const Error& warning) const {
-    static std::set<std::string> told;
-    if (told.insert(warning.what()).second)
+void Session::warnOnce(const Error& warning) {
+    if (told_.insert(warning.what()).second)
         warn(warning);
 }
 
 ExtensionHandle Session::install(const std::string& path) {
-    // The handle comes from the catalog: a store that cannot be read shows before the change.
-    catalog();
+    location(Scope::user);
     const TrustRules rules = readRules();
-    const ExtensionRow row = installInto(Scope::user, Package::open(path, rules.policy.limits),
-                                         rules, Account::toBeAsked);
-    const InstalledExtension* installed = catalog().byKey(row.idKey);
-    if (installed == nullptr)
-        fail(Status::extensionNotFound, row.id, "removed at once by another process");
-    return installed->handle;
+    const Package package = Package::open(path, rules.policy.limits);
+    // What the answer needs is made before: once the store has changed, nothing may fail.
+    auto answer = std::make_unique<ExtensionCatalog>(
+        ExtensionCatalog::ofOne(package.manifest(), Scope::user));
+    InstalledExtension& installed = answer->only();
+    installed.handle = handleFor(installed.idKey);
+    byHandle_.reserve(byHandle_.size() + 1);
+    installed_.reserve(installed_.size() + 1);
+
+    installed.state = installInto(Scope::user, package, rules, Account::toBeAsked).state;
+    const auto index = static_cast<std::size_t>(installed.handle);
+    if (index == byHandle_.size())
+        byHandle_.push_back(nullptr);
+    byHandle_[index] = &installed;
+    installed_.push_back(std::move(answer));
+    lastInstalled_ = &installed;
+    return installed.handle;
 }
 
 void Session::installForAll(const std::string& path) {
@@ -148,7 +221,7 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
 
     Store target = store(scope);
     ProgressLine line;
-    catalogIsCurrent_ = false;
+    forgetCatalog();
     const Progress progress = [&line](std::uint64_t done, std::uint64_t total) {
         line.show(done, total);
     };
@@ -157,8 +230,7 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
 
 std::optional<ExtensionRow> Session::rowIn(const StoreLocation& location,
                                            const std::string& idKey) {
-    const auto folder = StoreFolder::open(location);
-    auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
+    auto table = openOrLeaveOut(location);
     return table ? table->find(idKey) : std::nullopt;
 }
 
@@ -168,15 +240,16 @@ void Session::remove(ExtensionHandle handle) {
         fail(Status::installedForAllUsers, std::string(installed.name));
     const std::string idKey(installed.idKey);
     const std::string name(installed.name);
-    catalogIsCurrent_ = false;
+    forgetCatalog();
     store(Scope::user).remove(idKey, name);
 }
 
 void Session::removeForAll(const std::string& nameOrId) {
     // Only what is in the shared store counts, whatever the user's store holds.
-    const ExtensionCatalog shared = ExtensionCatalog::load({shared_});
+    const ExtensionCatalog shared = ExtensionCatalog::load(
+        {shared_}, [this](const StoreLocation& each) { return openTable(each); });
     const InstalledExtension& installed = shared.byNameOrId(nameOrId);
-    catalogIsCurrent_ = false;
+    forgetCatalog();
     store(Scope::shared).remove(std::string(installed.idKey), std::string(installed.name));
 }
 
@@ -184,7 +257,7 @@ void Session::setState(ExtensionHandle handle, ExtensionState state) {
     const InstalledExtension& installed = extension(handle);
     if (installed.scope == Scope::shared)
         return setStateOfShared(installed, state);
-    catalogIsCurrent_ = false;
+    forgetCatalog();
     store(Scope::user).setState(std::string(installed.idKey), std::string(installed.name), state);
 }
 
@@ -195,7 +268,7 @@ void Session::setStateOfShared(const InstalledExtension& installed, ExtensionSta
     const bool isMasked = installed.isMasked;
     const bool isForAll = mayChange(shared_);
     const bool hasState = installed.stateForAll == state;
-    catalogIsCurrent_ = false;
+    forgetCatalog();
     if (state == ExtensionState::disabled ? isForAll : isForAll || !hasState)
         store(Scope::shared).setState(idKey, name, state);
     if (state == ExtensionState::disabled ? isForAll : !isMasked)

@@ -4,7 +4,9 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/core/identity/IdentityService.h"
@@ -73,18 +75,23 @@ class Session {
 
   private:
     const ExtensionCatalog& catalog();
+    void forgetCatalog() noexcept;
     const ProductCatalog& reachableProducts();
     std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
     enum class Account { toBeAsked, asked };
     ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
                              Account account);
+    std::optional<ExtensionTable> openTable(const StoreLocation& location);
+    std::optional<ExtensionTable> openOrLeaveOut(const StoreLocation& location);
+    bool finishInterrupted(const StoreLocation& location);
+    ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
     Package downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules);
     Store store(Scope scope);
     void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
-    void warnOnce(const Error& warning) const;
+    void warnOnce(const Error& warning);
     TrustRules readRules() const;
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput(const TrustRules& rules);
@@ -96,6 +103,9 @@ class Session {
     std::optional<ExtensionCatalog> catalog_;
     bool catalogIsCurrent_ = false;
     std::vector<const InstalledExtension*> byHandle_;
+    std::vector<std::unique_ptr<ExtensionCatalog>> installed_;  ///< since the catalog was read
+    const InstalledExtension* lastInstalled_ = nullptr;         ///< until the next change
+    std::set<std::string> told_;                                ///< what was warned of already
     IdentityService identity_;
     std::unique_ptr<BackgroundCheck> updateCheck_;
     std::optional<TrustRules> updateRules_;  ///< what the check judges by

@@ -14,17 +14,11 @@ UpdatableExtension updatable(const ExtensionRow& row) {
     extension.id = row.id;
     extension.idKey = row.idKey;
     extension.name = row.name;
-    extension.version = Version::parse(row.version).value_or(Version());
+    extension.version = row.version;
     extension.updateUrl = row.updateUrl;
     for (const auto& product : row.products)
         extension.products.push_back(product.name);
     return extension;
-}
-
-std::vector<ExtensionRow> rowsOf(const StoreLocation& location) {
-    const auto folder = StoreFolder::open(location);
-    auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
-    return table ? table->readAll() : std::vector<ExtensionRow>();
 }
 
 FeedVerifier verifierBy(const TrustRules& rules) {
@@ -52,10 +46,12 @@ TrustRules Session::readRules() const {
 UpdateCheckInput Session::updateCheckInput(const TrustRules& rules) {
     UpdateCheckInput input;
     std::unordered_set<std::string> known;
-    for (const auto& each : locations())
-        for (const auto& row : rowsOf(each))
+    for (const auto& each : locations()) {
+        auto table = openOrLeaveOut(each);
+        for (const auto& row : table ? table->readAll() : std::vector<ExtensionRow>())
             if (known.insert(row.idKey).second)
                 input.extensions.push_back(updatable(row));
+    }
     for (const auto& product : products().products())
         input.products.push_back({product.name, Version::parse(product.version).value_or(Version()),
                                   product.updateFeed});

@@ -1,6 +1,7 @@
 #include "platform/core/status/SqliteFailure.h"
 
 #include "platform/core/status/Status.h"
+#include "platform/support/FileDescriptor.h"
 
 namespace tavik {
 namespace {
@@ -10,16 +11,18 @@ Status statusOf(const SqliteError& error) {
         return Status::storeDamaged;
     if (error.extendedCode() == SQLITE_CANTOPEN_SYMLINK)
         return Status::storeUnsafe;
+    if (error.systemError() != 0)
+        return statusOfErrno(error.systemError());
     if (error.extendedCode() == SQLITE_IOERR_SHMSIZE)  // the log's index has no room to grow
         return Status::diskFull;
     switch (error.code()) {
         case SQLITE_BUSY:
         case SQLITE_LOCKED:
+        case SQLITE_PROTOCOL:  // the log's index was locked by others all the time
             return Status::storeBusy;
         case SQLITE_FULL:
             return Status::diskFull;
         case SQLITE_READONLY:
-        case SQLITE_CANTOPEN:
         case SQLITE_PERM:
         case SQLITE_AUTH:
             return Status::noPermission;
@@ -45,7 +48,8 @@ bool isDamage(const SqliteError& error) noexcept {
 }
 
 void failSqlite(const SqliteError& error, const std::string& path) {
-    fail(statusOf(error), path, error.what());
+    const std::string cause = error.systemError() == 0 ? "" : ": " + errnoText(error.systemError());
+    fail(statusOf(error), path, error.what() + cause);
 }
 
 }  // namespace tavik

@@ -5,9 +5,8 @@
 #include "platform/support/FileDescriptor.h"
 
 namespace tavik {
-namespace {
 
-Status statusOf(int error) {
+Status statusOfErrno(int error) noexcept {
     switch (error) {
         case ENOSPC:
         case EDQUOT:
@@ -24,10 +23,8 @@ Status statusOf(int error) {
     }
 }
 
-}  // namespace
-
 void failErrno(int error, const std::string& subject, const std::string& action) {
-    fail(statusOf(error), subject, action + ": " + errnoText(error));
+    fail(statusOfErrno(error), subject, action + ": " + errnoText(error));
 }
 
 }  // namespace tavik

@@ -69,6 +69,10 @@ enum class Status : int {
     accountRefused = -48,
     identityUnreachable = -49,
 
+    // What a store repairs by itself, and tells.
+    storeRebuilt = -50,
+    filesMissing = -51,
+
     // Trust.
     signatureMissing = -55,
     signerUnknown = -56,
@@ -79,6 +83,10 @@ enum class Status : int {
     policyForbids = -61,
     signerRevoked = -62,
 };
+
+/// What an errno value means: a full disk, a read-only disk, a missing right, no memory, or any
+/// other failure to read or write.
+Status statusOfErrno(int error) noexcept;
 
 /// Throws the Error with that status: `subject` is the thing (a path, a name), `detail` the facts
 /// that the status's own text cannot know, in a few words.

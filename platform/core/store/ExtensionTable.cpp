@@ -1,156 +1,23 @@
 #include "platform/core/store/ExtensionTable.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 
+#include "platform/core/disk/Folders.h"
 #include "platform/core/status/SqliteFailure.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/store/ChangeMark.h"
+#include "platform/core/store/EarlierForm.h"
+#include "platform/core/store/FolderName.h"
+#include "platform/core/store/Rebuild.h"
+#include "platform/core/store/RowReader.h"
+#include "platform/core/store/StoreImage.h"
+#include "platform/core/store/StoreSchema.h"
 
 namespace tavik {
 namespace {
 
-constexpr const char* kFileName = "store.db";
-constexpr const char* kNewFileName = "store.db.new";
-constexpr mode_t kFileMode = 0644;
-constexpr std::chrono::seconds kBusyTimeout{30};
-
-// "Tavk": tells our database from any other file that SQLite could open.
-constexpr std::int64_t kApplicationId = 0x5461766B;
-constexpr std::int64_t kSchemaVersion = 1;
-
-constexpr const char* kCreateSchema = R"sql(
-PRAGMA application_id = 0x5461766B;
-PRAGMA user_version = 1;
-CREATE TABLE extension (
-    idKey           TEXT    NOT NULL PRIMARY KEY,
-    id              TEXT    NOT NULL,
-    name            TEXT    NOT NULL,
-    version         TEXT    NOT NULL,
-    storeName       TEXT    NOT NULL,
-    updateUrl       TEXT    NOT NULL,
-    folder          TEXT    NOT NULL UNIQUE,
-    signer          TEXT    NOT NULL,
-    state           INTEGER NOT NULL CHECK (state IN (0, 1)),
-    requiresAccount INTEGER NOT NULL CHECK (requiresAccount IN (0, 1))
-) STRICT, WITHOUT ROWID;
-CREATE TABLE extensionProduct (
-    idKey      TEXT    NOT NULL REFERENCES extension ON DELETE CASCADE,
-    position   INTEGER NOT NULL,
-    product    TEXT    NOT NULL,
-    minVersion TEXT    NOT NULL,
-    maxVersion TEXT    NOT NULL,
-    PRIMARY KEY (idKey, position)
-) STRICT, WITHOUT ROWID;
-CREATE TABLE settlement (count INTEGER NOT NULL, linkedProducts TEXT NOT NULL) STRICT;
-INSERT INTO settlement VALUES (0, '');
-)sql";
-
-constexpr std::string_view kSelectExtensions =
-    "SELECT idKey, id, name, version, storeName, updateUrl, folder, signer, state,"
-    " requiresAccount FROM extension";
-constexpr std::string_view kSelectProducts =
-    "SELECT idKey, product, minVersion, maxVersion FROM extensionProduct";
-constexpr std::string_view kOfOneExtension = " WHERE idKey = ?1";
-constexpr std::string_view kByKey = " ORDER BY idKey";
-constexpr std::string_view kByKeyAndPosition = " ORDER BY idKey, position";
-constexpr std::string_view kSelectList =
-    "SELECT idKey, id, name, version, storeName, state FROM extension ORDER BY idKey";
-constexpr std::string_view kSelectMemberships =
-    "SELECT idKey, product FROM extensionProduct ORDER BY idKey, position";
-constexpr std::string_view kSelectFolders = "SELECT folder FROM extension";
-constexpr std::string_view kPutExtension =
-    "INSERT INTO extension VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)"
-    " ON CONFLICT (idKey) DO UPDATE SET id = ?2, name = ?3, version = ?4, storeName = ?5,"
-    " updateUrl = ?6, folder = ?7, signer = ?8, state = ?9, requiresAccount = ?10";
-constexpr std::string_view kDeleteProducts = "DELETE FROM extensionProduct WHERE idKey = ?1";
-constexpr std::string_view kInsertProduct =
-    "INSERT INTO extensionProduct VALUES (?1, ?2, ?3, ?4, ?5)";
-constexpr std::string_view kDeleteExtension = "DELETE FROM extension WHERE idKey = ?1";
-constexpr std::string_view kSettle = "UPDATE settlement SET count = count + 1";
-constexpr std::string_view kSelectLinkedProducts = "SELECT linkedProducts FROM settlement";
-constexpr std::string_view kSetLinkedProducts = "UPDATE settlement SET linkedProducts = ?1";
-constexpr std::string_view kSetState = "UPDATE extension SET state = ?2 WHERE idKey = ?1";
-
 std::string pathOf(const StoreFolder& folder) {
-    return folder.path() + "/" + kFileName;
-}
-
-bool exists(const StoreFolder& folder) {
-    struct stat info {};
-    if (::fstatat(folder.descriptor(), kFileName, &info, AT_SYMLINK_NOFOLLOW) == 0) {
-        if (!S_ISREG(info.st_mode))
-            fail(Status::storeUnsafe, pathOf(folder), "it is no regular file");
-        return true;
-    }
-    if (errno != ENOENT)
-        failErrno(errno, pathOf(folder), "look at the database");
-    return false;
-}
-
-bool hasLog(const StoreFolder& folder) {
-    struct stat info {};
-    const std::string name = std::string(kFileName) + "-wal";
-    return ::fstatat(folder.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-std::string immutableUri(const std::string& path) {
-    std::string uri = "file:";
-    for (const char c : path) {
-        if (c == '%' || c == '?' || c == '#') {
-            constexpr const char* kDigits = "0123456789ABCDEF";
-            uri += {'%', kDigits[c >> 4], kDigits[c & 15]};
-        } else {
-            uri += c;
-        }
-    }
-    return uri + "?immutable=1";
-}
-
-/// SQLite gives the files beside a database the rights of the database itself.
-void makeEmptyFile(const StoreFolder& folder, const std::string& path) {
-    ::unlinkat(folder.descriptor(), kNewFileName, 0);
-    const FileDescriptor file(::openat(folder.descriptor(), kNewFileName,
-                                       O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                                       kFileMode));
-    if (!file || ::fchmod(file.get(), kFileMode) != 0)
-        failErrno(errno, path, "make the database");
-}
-
-/// Makes the database under another name and renames it when it is whole, so that nobody ever
-/// meets half of one. The first commit synchronises the folder and with it the new name.
-void createDatabase(const StoreFolder& folder) {
-    const std::string path = folder.path() + "/" + kNewFileName;
-    makeEmptyFile(folder, path);
-    {
-        Database database(path, SQLITE_OPEN_READWRITE, kBusyTimeout);
-        database.execute("PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF; BEGIN");
-        database.execute(kCreateSchema);
-        database.execute("COMMIT");
-        // A network file system has no shared memory between machines, which WAL needs.
-        database.execute(folder.isOnNetwork() ? "PRAGMA journal_mode = DELETE"
-                                              : "PRAGMA journal_mode = WAL");
-    }
-    const FileDescriptor file(::openat(folder.descriptor(), kNewFileName, O_RDWR | O_CLOEXEC));
-    if (!file || ::fsync(file.get()) != 0 ||
-        ::renameat(folder.descriptor(), kNewFileName, folder.descriptor(), kFileName) != 0)
-        failErrno(errno, path, "make the database");
-}
-
-/// The statement for one extension, or for all of them where `idKey` is empty.
-Statement select(const Database& database, std::string_view columns, const std::string& idKey,
-                 std::string_view order) {
-    std::string sql(columns);
-    if (!idKey.empty())
-        sql += kOfOneExtension;
-    sql += order;
-    Statement statement(database, sql);
-    if (!idKey.empty())
-        statement.bind(1, idKey);
-    return statement;
+    return folder.path() + "/" + kDatabaseName;
 }
 
 ListedExtension listedOf(const Statement& select, TextArena& texts) {
@@ -176,29 +43,14 @@ std::string_view keepProduct(std::string_view product, std::vector<std::string_v
     return known.back();
 }
 
-ExtensionRow rowOf(const Statement& select) {
-    ExtensionRow row;
-    row.idKey = select.text(0);
-    row.id = select.text(1);
-    row.name = select.text(2);
-    row.version = select.text(3);
-    row.storeName = select.text(4);
-    row.updateUrl = select.text(5);
-    row.folder = select.text(6);
-    row.signer = select.text(7);
-    row.state = select.number(8) != 0 ? ExtensionState::enabled : ExtensionState::disabled;
-    row.requiresAccount = select.number(9) != 0;
-    return row;
-}
-
 /// An empty text stands for no bound.
 std::string_view textOf(const std::optional<Version>& bound) {
     return bound ? std::string_view(bound->text()) : std::string_view();
 }
 
 void putProducts(const Database& database, const ExtensionRow& row) {
-    Statement(database, kDeleteProducts).bind(1, row.idKey).run();
-    Statement insert(database, kInsertProduct);
+    Statement(database, sql::kDeleteProducts).bind(1, row.idKey).run();
+    Statement insert(database, sql::kInsertProduct);
     std::int64_t position = 0;
     for (const auto& product : row.products)
         insert.bind(1, row.idKey)
@@ -207,6 +59,16 @@ void putProducts(const Database& database, const ExtensionRow& row) {
             .bind(4, textOf(product.minVersion))
             .bind(5, textOf(product.maxVersion))
             .run();
+}
+
+/// Whether anything is installed that a database would have to know.
+bool hasContent(const StoreFolder& folder) {
+    const FileDescriptor content = folder.existingSubfolder("ext");
+    if (!content || hasFirstMark(folder))
+        return false;
+    const auto names = namesIn(content.get());
+    return std::any_of(names.begin(), names.end(),
+                       [](const std::string& name) { return isFolderName(name); });
 }
 
 }  // namespace
@@ -220,99 +82,116 @@ auto ExtensionTable::guarded(Work work) {
     }
 }
 
-ExtensionTable::ExtensionTable(std::string path, int flags)
-    : path_(std::move(path)), database_(path_, flags, kBusyTimeout) {
-    // A short run must not pay for a checkpoint at its end, and the log must stay for readers who
-    // may not create it.
-    sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    int persist = 1;
-    sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_PERSIST_WAL, &persist);
-    checkIdentity();
-}
-
-void ExtensionTable::checkIdentity() {
-    const auto version = database_.pragmaNumber("user_version");
-    if (database_.pragmaNumber("application_id") != kApplicationId)
-        fail(Status::storeDamaged, path_, "it is another program's database");
-    if (version > kSchemaVersion)
-        fail(Status::storeNewer, path_,
-             "its schema has version " + std::to_string(version) + ", this tool knows " +
-                 std::to_string(kSchemaVersion));
-}
-
 std::optional<ExtensionTable> ExtensionTable::openForReading(const StoreFolder& folder) {
-    if (!exists(folder))
-        return std::nullopt;
-    try {
-        // Without a log, a reader who may not create one reads the file alone: there is nothing
-        // else to read.
-        const bool alone =
-            !hasLog(folder) && ::faccessat(folder.descriptor(), ".", W_OK, AT_EACCESS) != 0;
-        return ExtensionTable(alone ? immutableUri(pathOf(folder)) : pathOf(folder),
-                              SQLITE_OPEN_READONLY | (alone ? SQLITE_OPEN_URI : 0));
-    } catch (const SqliteError& error) {
-        failSqlite(error, pathOf(folder));
-    }
+    return open(folder, Access::read);
 }
 
 ExtensionTable ExtensionTable::openForWriting(const StoreFolder& folder, const StoreLock&) {
+    auto table = open(folder, Access::change);
+    return table ? *std::move(table) : empty(folder, Origin::fresh);
+}
+
+std::optional<ExtensionTable> ExtensionTable::open(const StoreFolder& folder, Access access) {
+    StoreImage image = readStoreImage(folder, kDatabaseName);
+    if (image.kind == StoreImage::Kind::absent && !hasContent(folder))
+        return std::nullopt;
     try {
-        if (!exists(folder))
-            createDatabase(folder);
-        ExtensionTable table(pathOf(folder), SQLITE_OPEN_READWRITE);
-        // With a rollback journal, only EXTRA also synchronises the folder after a commit.
-        table.database_.execute(folder.isOnNetwork() ? "PRAGMA synchronous = EXTRA"
-                                                     : "PRAGMA synchronous = FULL");
+        if (image.kind == StoreImage::Kind::earlierForm)
+            return ofEarlierForm(folder);
+        if (image.kind == StoreImage::Kind::sound) {
+            ExtensionTable table = ofImage(folder, std::move(image.bytes), access);
+            // A change goes by the names that rows give: each of them is looked at first.
+            if (access == Access::change)
+                table.readFolders();
+            return table;
+        }
+    } catch (const Error& error) {
+        if (error.status() != static_cast<int>(Status::storeDamaged))
+            throw;
+        image.fault = error.detail();
+    }
+    return rebuild(folder, image.fault.empty() ? "it is lost" : image.fault);
+}
+
+ExtensionTable ExtensionTable::empty(const StoreFolder& folder, Origin origin) {
+    ExtensionTable table(pathOf(folder), Database::inMemory(), origin);
+    table.guarded([&] { table.database_.execute(sql::kCreateSchema); });
+    return table;
+}
+
+ExtensionTable ExtensionTable::ofImage(const StoreFolder& folder, std::string image,
+                                       Access access) {
+    try {
+        if (access == Access::change)
+            return {pathOf(folder), Database::fromImage(image), Origin::sound};
+        auto kept = std::make_unique<std::string>(std::move(image));
+        ExtensionTable table(pathOf(folder), Database::overImage(*kept), Origin::sound);
+        table.image_ = std::move(kept);
         return table;
     } catch (const SqliteError& error) {
         failSqlite(error, pathOf(folder));
     }
 }
 
+ExtensionTable ExtensionTable::ofEarlierForm(const StoreFolder& folder) {
+    const EarlierStore earlier = readEarlierForm(folder);
+    ExtensionTable table = empty(folder, Origin::earlierForm);
+    table.guarded([&] {
+        Transaction all(table.database_, Transaction::Kind::write);
+        for (const auto& row : earlier.rows)
+            table.put(row);
+        table.setLinkedProducts(earlier.linkedProducts);
+        all.commit();
+    });
+    return table;
+}
+
+ExtensionTable ExtensionTable::rebuild(const StoreFolder& folder, const std::string& fault) {
+    ExtensionTable table = empty(folder, Origin::rebuilt);
+    try {
+        StoreImage previous = readStoreImage(folder, kPreviousName);
+        if (previous.kind == StoreImage::Kind::sound) {
+            ExtensionTable before = ofImage(folder, std::move(previous.bytes), Access::change);
+            before.readFolders();
+            table = std::move(before);
+        }
+    } catch (const Error&) {
+        // Without the version before, the folders alone have to do.
+    }
+    table.origin_ = Origin::rebuilt;
+    table.trouble_ = Error(static_cast<int>(Status::storeRebuilt), pathOf(folder), fault);
+    const FileDescriptor content = folder.existingSubfolder("ext");
+    const auto names = content ? namesIn(content.get()) : std::vector<std::string>();
+    table.guarded([&] {
+        Transaction all(table.database_, Transaction::Kind::write);
+        adoptFolders(table, content.get(), names);
+        removeRowsWithoutFolder(table, names);
+        all.commit();
+    });
+    return table;
+}
+
 std::vector<ExtensionRow> ExtensionTable::readAll() {
-    return read("");
+    return guarded([&] { return readRows(database_, sql::kSelectExtensions, "", path_); });
 }
 
 std::optional<ExtensionRow> ExtensionTable::find(const std::string& idKey) {
-    auto rows = read(idKey);
+    if (idKey.empty())
+        return std::nullopt;
+    auto rows = guarded([&] { return readRows(database_, sql::kSelectExtensions, idKey, path_); });
     if (rows.empty())
         return std::nullopt;
     return std::move(rows.front());
 }
 
-std::vector<ExtensionRow> ExtensionTable::read(const std::string& idKey) {
-    return guarded([&] {
-        Transaction moment(database_, Transaction::Kind::read);
-        std::vector<ExtensionRow> rows;
-        Statement extensions = select(database_, kSelectExtensions, idKey, kByKey);
-        while (extensions.step())
-            rows.push_back(rowOf(extensions));
-
-        // Both come in the order of idKey, so one walk joins them.
-        Statement products = select(database_, kSelectProducts, idKey, kByKeyAndPosition);
-        auto row = rows.begin();
-        while (products.step()) {
-            while (row != rows.end() && row->idKey != products.text(0))
-                ++row;
-            if (row == rows.end())
-                fail(Status::storeDamaged, path_, "a product without its extension");
-            row->products.push_back({std::string(products.text(1)),
-                                     Version::parse(products.text(2)),
-                                     Version::parse(products.text(3))});
-        }
-        return rows;
-    });
-}
-
 ExtensionList ExtensionTable::readList(TextArena& texts) {
     return guarded([&] {
-        Transaction moment(database_, Transaction::Kind::read);
         ExtensionList list;
-        Statement extensions(database_, kSelectList);
+        Statement extensions(database_, sql::kSelectList);
         while (extensions.step())
             list.extensions.push_back(listedOf(extensions, texts));
 
-        Statement memberships(database_, kSelectMemberships);
+        Statement memberships(database_, sql::kSelectMemberships);
         std::vector<std::string_view> products;
         std::size_t at = 0;
         while (memberships.step()) {
@@ -330,58 +209,102 @@ ExtensionList ExtensionTable::readList(TextArena& texts) {
 std::vector<std::string> ExtensionTable::readFolders() {
     return guarded([&] {
         std::vector<std::string> folders;
-        Statement select(database_, kSelectFolders);
-        while (select.step())
-            folders.emplace_back(select.text(0));
+        Statement select(database_, sql::kSelectFolders);
+        while (select.step()) {
+            requireSoundRow(select.text(0), select.text(1), select.text(2), path_);
+            folders.emplace_back(select.text(2));
+        }
         return folders;
     });
 }
 
-void ExtensionTable::settle() {
-    guarded([&] { Statement(database_, kSettle).run(); });
+std::vector<HistoryLine> ExtensionTable::readHistory() {
+    return guarded([&] {
+        std::vector<HistoryLine> lines;
+        Statement select(database_, sql::kSelectHistory);
+        const auto text = [&](int column) { return std::string(select.text(column)); };
+        while (select.step())
+            lines.push_back({text(0),
+                             text(1),
+                             text(2),
+                             text(3),
+                             text(4),
+                             text(5),
+                             {select.number(6), text(7)},
+                             text(8)});
+        return lines;
+    });
 }
 
 std::string ExtensionTable::linkedProducts() {
     return guarded([&] {
-        Statement select(database_, kSelectLinkedProducts);
+        Statement select(database_, sql::kSelectLinkedProducts);
         return select.step() ? std::string(select.text(0)) : std::string();
     });
 }
 
 void ExtensionTable::setLinkedProducts(const std::string& text) {
-    guarded([&] { Statement(database_, kSetLinkedProducts).bind(1, text).run(); });
+    guarded([&] { Statement(database_, sql::kSetLinkedProducts).bind(1, text).run(); });
 }
 
 void ExtensionTable::put(const ExtensionRow& row) {
     guarded([&] {
-        Transaction change(database_, Transaction::Kind::write);
-        Statement(database_, kPutExtension)
+        Statement(database_, sql::kPutExtension)
             .bind(1, row.idKey)
             .bind(2, row.id)
             .bind(3, row.name)
-            .bind(4, row.version)
+            .bind(4, row.version.text())
             .bind(5, row.storeName)
             .bind(6, row.updateUrl)
             .bind(7, row.folder)
             .bind(8, row.signer)
             .bind(9, static_cast<std::int64_t>(row.state))
             .bind(10, std::int64_t{row.requiresAccount})
+            .bind(11, row.installedAt)
+            .bind(12, row.installedBy.number)
+            .bind(13, row.installedBy.name)
             .run();
         putProducts(database_, row);
-        change.commit();
     });
 }
 
 void ExtensionTable::remove(const std::string& idKey) {
-    guarded([&] { Statement(database_, kDeleteExtension).bind(1, idKey).run(); });
+    guarded([&] { Statement(database_, sql::kDeleteExtension).bind(1, idKey).run(); });
 }
 
 void ExtensionTable::setState(const std::string& idKey, ExtensionState state) {
     guarded([&] {
-        Statement(database_, kSetState)
+        Statement(database_, sql::kSetState)
             .bind(1, idKey)
             .bind(2, static_cast<std::int64_t>(state))
             .run();
+    });
+}
+
+void ExtensionTable::addHistory(const HistoryLine& line) {
+    guarded([&] {
+        Statement(database_, sql::kAddHistory)
+            .bind(1, line.time)
+            .bind(2, line.operation)
+            .bind(3, line.id)
+            .bind(4, line.name)
+            .bind(5, line.from)
+            .bind(6, line.to)
+            .bind(7, line.by.number)
+            .bind(8, line.by.name)
+            .bind(9, line.signer)
+            .run();
+        Statement(database_, sql::kTrimHistory)
+            .bind(1, static_cast<std::int64_t>(kMaxHistoryLines))
+            .run();
+    });
+}
+
+std::string ExtensionTable::fileBytes() {
+    return guarded([&] {
+        std::string bytes = database_.image();
+        bytes += sealOf(bytes);
+        return bytes;
     });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -7,98 +8,85 @@
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/StoreLock.h"
-#include "platform/core/package/ProductRequirement.h"
+#include "platform/core/store/ExtensionRow.h"
+#include "platform/core/store/History.h"
 #include "platform/core/store/TextArena.h"
+#include "platform/support/Error.h"
 #include "platform/support/Sqlite.h"
 
 namespace tavik {
 
-/// The numbers are the interface's and the database's.
-enum class ExtensionState { disabled = 0, enabled = 1 };
-
-/// What the store knows of one installed extension.
-struct ExtensionRow {
-    std::string id;
-    std::string idKey;  ///< the id in lower case: two ids that differ in case only are one
-    std::string name;
-    std::string version;
-    std::string storeName;
-    std::string updateUrl;
-    std::string folder;  ///< below ext/, e.g. "com.example.a@5f0c..."
-    std::string signer;  ///< fingerprint of the key that signed the package; empty: unsigned
-    ExtensionState state = ExtensionState::enabled;
-    bool requiresAccount = false;
-    std::vector<ProductRequirement> products;  ///< in the manifest's order
-};
-
-/// What lists show of an extension. The texts live in the arena that they were read into.
-struct ListedExtension {
-    std::string_view id;
-    std::string_view idKey;
-    std::string_view name;
-    std::string_view version;
-    std::string_view storeName;
-    ExtensionState state = ExtensionState::enabled;
-};
-
-/// That a listed extension was made for a product.
-struct ListedMembership {
-    std::size_t extension;     ///< position in the list
-    std::string_view product;  ///< internal name
-};
-
-/// The extensions of one store, and what each was made for.
-struct ExtensionList {
-    std::vector<ListedExtension> extensions;
-    std::vector<ListedMembership> memberships;
-};
-
-/// The store's database, `store.db` in its family folder: one row for each installed extension.
-/// Failures of SQLite come out as Error with a status of the core.
+/// The rows of a store's database `store.db`: one for each installed extension, and the history.
+///
+/// The file is read whole through one checked descriptor, its seal is compared, and SQLite works on
+/// the bytes in memory: a reader takes no lock, makes no file and holds nobody up. Changes too are
+/// made in memory; StoreChange writes the result as the next version of the file. A database that
+/// is lost, damaged or another program's is built anew in memory, from the version before it and
+/// the installed folders. Failures of SQLite come out as Error with a status of the core.
 class ExtensionTable {
   public:
-    /// For lists: reads only, creates nothing. Nothing where there is no database yet.
+    /// Where the rows come from. All but `sound` are to be written by the next change.
+    enum class Origin { sound, fresh, earlierForm, rebuilt };
+
+    /// For lists. Nothing where the store has no database and nothing installed.
     static std::optional<ExtensionTable> openForReading(const StoreFolder& folder);
 
-    /// For changes: creates the database where it is missing.
+    /// For changes: empty where there is no database yet.
     static ExtensionTable openForWriting(const StoreFolder& folder, const StoreLock&);
 
-    /// All of one moment, in the order of their keys: whole, or as far as lists need it, which
-    /// takes a fraction of the time.
+    Origin origin() const noexcept { return origin_; }
+
+    /// Why the database had to be built anew; nothing where it is sound.
+    const std::optional<Error>& trouble() const noexcept { return trouble_; }
+
+    /// Whole, or as far as lists need it, which takes a fraction of the time; in the order of the
+    /// keys.
     std::vector<ExtensionRow> readAll();
     ExtensionList readList(TextArena& texts);
 
-    /// The names below ext/ that belong to a row.
+    /// The names below ext/ that belong to a row, in no order.
     std::vector<std::string> readFolders();
 
     std::optional<ExtensionRow> find(const std::string& idKey);
 
-    /// Makes sure that the log holds nothing undecided. A commit that failed in its last step may
-    /// stand in the log whole; whoever opens the database next without company would find it there
-    /// and take it for committed. A new commit either follows it or takes its place, and so what
-    /// the rows say after this is what they will say later.
-    void settle();
+    /// All lines, the oldest first.
+    std::vector<HistoryLine> readHistory();
 
     /// The products that the links were last made for; see LinkKeeper.
     std::string linkedProducts();
-    void setLinkedProducts(const std::string& text);
 
-    /// Each of these is one transaction; on return it is durable.
+    void setLinkedProducts(const std::string& text);
     void put(const ExtensionRow& row);
     void remove(const std::string& idKey);
     void setState(const std::string& idKey, ExtensionState state);
+    void addHistory(const HistoryLine& line);
+
+    /// The bytes of the file that holds these rows, with its seal.
+    std::string fileBytes();
+
+    /// Told when that file is the store's.
+    void noteWritten() noexcept { origin_ = Origin::sound; }
 
   private:
-    ExtensionTable(std::string path, int flags);
+    ExtensionTable(std::string path, Database database, Origin origin)
+        : path_(std::move(path)), database_(std::move(database)), origin_(origin) {}
 
-    void checkIdentity();
-    std::vector<ExtensionRow> read(const std::string& idKey);
+    enum class Access { read, change };
+
+    static ExtensionTable empty(const StoreFolder& folder, Origin origin);
+    static ExtensionTable ofImage(const StoreFolder& folder, std::string image, Access access);
+    static ExtensionTable ofEarlierForm(const StoreFolder& folder);
+    static ExtensionTable rebuild(const StoreFolder& folder, const std::string& fault);
+    static std::optional<ExtensionTable> open(const StoreFolder& folder, Access access);
 
     template <class Work>
     auto guarded(Work work);
 
     std::string path_;
+    std::unique_ptr<std::string> image_;  ///< what the database reads; stays where it is
     Database database_;
+    Origin origin_;
+    std::optional<Error> trouble_;
 };
 
 }  // namespace tavik

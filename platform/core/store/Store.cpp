@@ -2,7 +2,7 @@
 
 #include "platform/core/disk/Reserve.h"
 #include "platform/core/status/Status.h"
-#include "platform/core/store/StoreChange.h"
+#include "platform/core/store/FolderName.h"
 
 namespace tavik {
 namespace {
@@ -10,29 +10,38 @@ namespace {
 void requireReplaceable(const ExtensionRow& installed, const Package& package,
                         const InstallDetails& details) {
     const Version& version = package.manifest().version;
-    if (version < Version::parse(installed.version).value_or(Version()))
+    if (version < installed.version)
         fail(Status::olderVersion, package.path(),
-             "installed: " + installed.version + "; package: " + version.text());
+             "installed: " + installed.version.text() + "; package: " + version.text());
     requireSameSigner(installed.signer, details.signer, package.path());
 }
 
-ExtensionRow rowOf(const Manifest& manifest, const InstallDetails& details) {
-    ExtensionRow row;
-    row.id = manifest.id;
-    row.idKey = manifest.idKey;
-    row.name = manifest.name;
-    row.version = manifest.version.text();
-    row.storeName = manifest.storeName;
-    row.updateUrl = manifest.updateUrl;
-    row.folder = newFolderName(manifest.id);
-    row.signer = details.signer.key;
-    row.requiresAccount = manifest.requiresAccount;
-    row.products = manifest.products;
-    return row;
+Operation operationOf(const std::optional<ExtensionRow>& before, const ExtensionRow& row) {
+    if (!before)
+        return Operation::install;
+    return before->version == row.version ? Operation::reinstall : Operation::update;
 }
 
-bool isFullDisk(const Error& error) {
-    return error.status() == static_cast<int>(Status::diskFull);
+HistoryLine lineFor(Operation operation, const ExtensionRow& row, const std::string& from,
+                    const std::string& to) {
+    HistoryLine line = newLine(operation, row.id, row.name);
+    line.from = from;
+    line.to = to;
+    line.signer = row.signer;
+    return line;
+}
+
+/// Does the work. Where the disk was full, gives the store's reserve up and does `again`.
+template <class Work, class Again>
+auto withReserve(const StoreFolder& folder, Work work, Again again) {
+    try {
+        return work();
+    } catch (const Error& error) {
+        if (error.status() != static_cast<int>(Status::diskFull) ||
+            !releaseReserve(folder.descriptor()))
+            throw;
+        return again();
+    }
 }
 
 }  // namespace
@@ -45,55 +54,77 @@ Store::Store(StoreFolder folder, std::optional<StoreLocation> other, const Produ
       warn_(std::move(warn)) {}
 
 ExtensionRow Store::install(const Package& package, const InstallDetails& details) {
-    try {
-        return tryInstall(package, details);
-    } catch (const Error& error) {
-        // What could not be undone without room for a line in the log is undone with the reserve's.
-        if (isFullDisk(error) && releaseReserve(folder_.descriptor()))
-            tidyUp();
-        throw;
-    }
+    return withReserve(
+        folder_, [&] { return tryInstall(package, details); },
+        [&]() -> ExtensionRow {
+            // The reserve is no room for packages, but what is left of this one can be deleted now.
+            finishInterrupted();
+            throw;
+        });
 }
 
 void Store::remove(const std::string& idKey, const std::string& name) {
-    try {
-        tryRemove(idKey, name);
-    } catch (const Error& error) {
-        if (!isFullDisk(error) || !releaseReserve(folder_.descriptor()))
-            throw;
-        tryRemove(idKey, name);
-    }
+    const auto work = [&] { tryRemove(idKey, name); };
+    withReserve(folder_, work, work);
 }
 
 void Store::setState(const std::string& idKey, const std::string& name, ExtensionState state) {
+    const auto work = [&] { trySetState(idKey, name, state); };
+    withReserve(folder_, work, work);
+}
+
+void Store::record(const HistoryLine& line) {
+    StoreChange change(folder_, warn_);
+    catchUp(change);
+    change.table().addHistory(line);
+    change.commit();
+    change.finish();
+}
+
+void Store::setMask(const ExtensionRow& shared, ExtensionState state) {
+    StoreChange change(folder_, warn_);
+    catchUp(change);
+    change.mark();
+    links_.setMask(shared, state, change.lock());
+    const std::string version = shared.version.text();
+    const auto operation = state == ExtensionState::enabled ? Operation::unmask : Operation::mask;
+    change.table().addHistory(lineFor(operation, shared, version, version));
+    change.commit();
+    change.finish();
+}
+
+bool Store::finishInterrupted() noexcept {
     try {
-        trySetState(idKey, name, state);
-    } catch (const Error& error) {
-        if (!isFullDisk(error) || !releaseReserve(folder_.descriptor()))
-            throw;
-        trySetState(idKey, name, state);
+        StoreChange change(folder_, warn_, std::chrono::milliseconds(0));
+        catchUp(change);
+        change.finish();
+        return true;
+    } catch (const std::exception&) {
+        return false;
     }
 }
 
 ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& details) {
-    StoreChange change(folder_);
+    StoreChange change(folder_, warn_);
     catchUp(change);
 
     const auto before = change.table().find(package.manifest().idKey);
-    ExtensionRow row = rowOf(package.manifest(), details);
-    if (before) {
+    if (before)
         requireReplaceable(*before, package, details);
+    ExtensionRow row = rowOf(package.manifest(), newFolderName(package.manifest().id));
+    row.signer = details.signer.key;
+    if (before)
         row.state = before->state;
-    }
+    const HistoryLine line = lineFor(operationOf(before, row), row,
+                                     before ? before->version.text() : "", row.version.text());
+    row.installedAt = line.time;
+    row.installedBy = line.by;
     links_.prepare(row, change.lock());
 
-    change.publish(package, row.folder, details.progress, details.content.get());
-    change.commit([&](ExtensionTable& table) { table.put(row); },
-                  [&](ExtensionTable& table) {
-                      const auto now = table.find(row.idKey);
-                      return now && now->folder == row.folder;
-                  },
-                  [&] { change.discard(row.folder); });
+    change.publish(package, row, details);
+    change.table().put(row);
+    change.table().addHistory(line);
+    change.commit();
     const OldLinks oldLinks = updateLinks(change, before, row);
     if (before && oldLinks == OldLinks::gone)
         change.retire(before->folder);
@@ -102,22 +133,22 @@ ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& det
 }
 
 void Store::tryRemove(const std::string& idKey, const std::string& name) {
-    StoreChange change(folder_);
+    StoreChange change(folder_, warn_);
     catchUp(change);
     const auto before = change.table().find(idKey);
     if (!before)
         fail(Status::extensionNotFound, name);
 
-    change.mark();
-    change.commit([&](ExtensionTable& table) { table.remove(idKey); },
-                  [&](ExtensionTable& table) { return !table.find(idKey); }, [] {});
+    change.table().remove(idKey);
+    change.table().addHistory(lineFor(Operation::remove, *before, before->version.text(), ""));
+    change.commit();
     if (updateLinks(change, before, std::nullopt) == OldLinks::gone)
         change.retire(before->folder);
     change.finish();
 }
 
 void Store::trySetState(const std::string& idKey, const std::string& name, ExtensionState state) {
-    StoreChange change(folder_);
+    StoreChange change(folder_, warn_);
     catchUp(change);
     const auto before = change.table().find(idKey);
     if (!before)
@@ -126,35 +157,28 @@ void Store::trySetState(const std::string& idKey, const std::string& name, Exten
     row.state = state;
     links_.prepare(row, change.lock());
 
-    change.mark();
-    change.commit([&](ExtensionTable& table) { table.setState(idKey, state); },
-                  [&](ExtensionTable& table) {
-                      const auto now = table.find(idKey);
-                      return now && now->state == state;
-                  },
-                  [] {});
+    const bool isNew = state != before->state;
+    if (isNew) {
+        const auto operation =
+            state == ExtensionState::enabled ? Operation::enable : Operation::disable;
+        change.table().setState(idKey, state);
+        change.table().addHistory(lineFor(operation, row, row.version.text(), row.version.text()));
+        change.commit();
+    }
+    // Also where nothing was to be changed: this is how a missing link is made again.
     updateLinks(change, before, row);
     change.finish();
 }
 
-void Store::tidyUp() noexcept {
-    try {
-        StoreChange change(folder_);
-        catchUp(change);
-        change.finish();
-    } catch (const std::exception&) {
-        // The failure that led here is reported; the next change tries again.
-    }
-}
-
-/// Finishes or undoes what an interrupted change left, and follows the host products' changes.
 void Store::catchUp(StoreChange& change) {
+    const bool isAdopted = change.adoptTable();
     if (change.wasInterrupted()) {
         change.emptyStaging();
-        change.table().settle();
+        // The old folder of a link that could not be switched is still needed.
         if (repairLinks(change) == OldLinks::gone)
             change.sweep();
-    } else if (change.table().linkedProducts() != links_.productsText() ||
+    } else if (change.reconcile() || isAdopted ||
+               change.table().linkedProducts() != links_.productsText() ||
                links_.isIncomplete(change.table())) {
         repairLinks(change);
     }
@@ -168,9 +192,9 @@ Store::OldLinks Store::repairLinks(StoreChange& change) {
         if (products != linked)
             change.table().setLinkedProducts(products);
         return OldLinks::gone;
-    } catch (const Error& error) {
+    } catch (const std::exception& failure) {
         change.keepMark();
-        warn_(error);
+        change.warn(failure);
         return OldLinks::mayRemain;
     }
 }
@@ -181,19 +205,11 @@ Store::OldLinks Store::updateLinks(StoreChange& change, const std::optional<Exte
     try {
         links_.update(before, after, change.lock());
         return OldLinks::gone;
-    } catch (const Error& error) {
+    } catch (const std::exception& failure) {
         change.keepMark();
-        warn_(error);
+        change.warn(failure);
         return OldLinks::mayRemain;
     }
-}
-
-void Store::setMask(const ExtensionRow& shared, ExtensionState state) {
-    StoreChange change(folder_);
-    catchUp(change);
-    change.mark();
-    links_.setMask(shared, state, change.lock());
-    change.finish();
 }
 
 }  // namespace tavik

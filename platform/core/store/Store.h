@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/package/Extraction.h"
@@ -12,26 +11,25 @@
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/store/ExtensionTable.h"
 #include "platform/core/store/LinkKeeper.h"
-#include "platform/core/trust/Signer.h"
+#include "platform/core/store/StoreChange.h"
 
 namespace tavik {
 
-/// What an install is told besides the package.
-struct InstallDetails {
-    Signer signer;
-    Progress progress;                            ///< may be empty
-    std::shared_ptr<const ContentCheck> content;  ///< what the files are compared with; may be null
-};
-
-/// Told of trouble that does not undo a change: the next change repairs it.
-using WarningSink = std::function<void(const Error&)>;
-
-class StoreChange;
-
-/// The changes of one store. Each takes the store's lock, finishes or undoes what an interrupted
-/// change left behind, and is done or has changed nothing when it comes back. The database's commit
-/// decides: a row always has its folder below `ext/`, a folder without a row is garbage, and the
-/// links in the products' folders are made from the rows.
+/// The changes of one store. Each is done or has changed nothing when it comes back.
+///
+/// Every change begins alike. It takes the lock, and looks what the last one left:
+///  - no database, but installed folders, or a database that is not sound: the rows are built anew
+///    from the version before it and from the folders, and written; the damaged file is set aside;
+///  - a database of the earlier form: its rows are written in the new form, the files set aside
+///    until the next change;
+///  - the mark of an interrupted change: the links are made anew from the rows. If that works, the
+///    folders that no row names are deleted, and with them the mark; a link that could not be
+///    switched still needs its old folder;
+///  - no mark, but folders and rows that disagree: the folders are adopted or set aside.
+/// Then the change does its own work in the steps of StoreChange.
+///
+/// A full disk takes from no removal the room to free space: the store's reserve is given up and
+/// the work is done again.
 class Store {
   public:
     /// `other`: the other store that this user works with, if any. `products`: the host products
@@ -56,6 +54,13 @@ class Store {
     /// takes that back. No row changes.
     void setMask(const ExtensionRow& shared, ExtensionState state);
 
+    /// Adds a line to the history, for a change that is made elsewhere.
+    void record(const HistoryLine& line);
+
+    /// Finishes what an interrupted change left, where nobody else is changing the store and this
+    /// user has the right to. False where it could not be done; that is told to nobody.
+    bool finishInterrupted() noexcept;
+
   private:
     /// Whether links may still lead to folders that no row names, which must stay then.
     enum class OldLinks { gone, mayRemain };
@@ -63,7 +68,6 @@ class Store {
     ExtensionRow tryInstall(const Package& package, const InstallDetails& details);
     void tryRemove(const std::string& idKey, const std::string& name);
     void trySetState(const std::string& idKey, const std::string& name, ExtensionState state);
-    void tidyUp() noexcept;
     void catchUp(StoreChange& change);
     OldLinks repairLinks(StoreChange& change);
     OldLinks updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,

@@ -1,155 +1,331 @@
 #include "platform/core/store/StoreChange.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
-#include <unordered_set>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/Reserve.h"
+#include "platform/core/disk/Stamp.h"
 #include "platform/core/disk/TreeRemoval.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/store/ChangeMark.h"
+#include "platform/core/store/EarlierForm.h"
+#include "platform/core/store/FileList.h"
+#include "platform/core/store/FolderName.h"
+#include "platform/core/store/Rebuild.h"
+#include "platform/core/store/StoreImage.h"
 
 namespace tavik {
 namespace {
 
-constexpr const char* kMark = "unfinished";
-// Room for "@", the token and a file system's 255 bytes.
-constexpr std::size_t kMaxIdBytesInName = 200;
+constexpr mode_t kFileMode = 0644;
+constexpr const char* kUpgraded = "upgraded";
+constexpr const char* kDamaged = "damaged";
+constexpr const char* kUnknown = "unknown";
+constexpr const char* kUndeletable = "undeletable";
+
+/// Makes the file, writes it and gives its inode number.
+ino_t writeNewFile(int folder, const std::string& name, std::string_view bytes,
+                   const std::string& path) {
+    const FileDescriptor file(::openat(
+        folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode));
+    // The umask took rights away that all readers need.
+    if (!file || ::fchmod(file.get(), kFileMode) != 0 || !writeAll(file.get(), bytes))
+        failErrno(errno, path, "write the file");
+    struct stat info {};
+    if (::fstat(file.get(), &info) != 0)
+        failErrno(errno, path, "look at the file");
+    return info.st_ino;
+}
+
+void rename(int from, const std::string& name, int to, const std::string& newName,
+            const std::string& path) {
+    if (::renameat(from, name.c_str(), to, newName.c_str()) != 0)
+        failErrno(errno, path, "name it");
+}
 
 }  // namespace
 
-std::string newFolderName(const std::string& id) {
-    std::array<unsigned char, 8> random{};
-    if (::getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size()))
-        failErrno(errno, id, "get random bytes");
-    std::string name = id.substr(0, kMaxIdBytesInName) + "@";
-    for (const unsigned byte : random) {
-        constexpr const char* kDigits = "0123456789abcdef";
-        name += kDigits[byte >> 4U];
-        name += kDigits[byte & 15U];
-    }
-    return name;
-}
-
-StoreChange::StoreChange(const StoreFolder& folder)
+StoreChange::StoreChange(const StoreFolder& folder, const WarningSink& warn,
+                         std::chrono::milliseconds patience)
     : folder_(folder),
-      lock_(folder),
+      warn_(warn),
+      lock_(folder, patience),
       staging_(folder.subfolder("staging")),
       content_(folder.subfolder("ext")),
-      table_(ExtensionTable::openForWriting(folder, lock_)) {}
+      table_(ExtensionTable::openForWriting(folder, lock_)),
+      wasInterrupted_(!namesIn(staging_.get()).empty()),
+      isWhole_(table_.origin() == ExtensionTable::Origin::sound ||
+               table_.origin() == ExtensionTable::Origin::fresh) {}
 
-bool StoreChange::wasInterrupted() const {
-    return !namesIn(staging_.get()).empty();
+StoreChange::~StoreChange() {
+    if (!isCommitted_)
+        undo();
 }
 
-void StoreChange::sweep() {
-    std::unordered_set<std::string> named;
-    for (auto& folder : table().readFolders())
-        named.insert(std::move(folder));
+bool StoreChange::isFirst() const noexcept {
+    return table_.origin() == ExtensionTable::Origin::fresh;
+}
+
+std::unordered_set<std::string> StoreChange::knownNames() {
+    std::unordered_set<std::string> known;
+    for (auto& folder : table_.readFolders()) {
+        known.insert(fileListOf(folder));
+        known.insert(std::move(folder));
+    }
+    return known;
+}
+
+bool StoreChange::reconcile() {
+    const auto names = namesIn(content_.get());
+    const std::unordered_set<std::string> present(names.begin(), names.end());
+    const auto known = table_.readFolders();
+    std::size_t folders = 0;
+    for (const auto& name : names)
+        folders += isFolderName(name) ? 1U : 0U;
+    bool isMissing = false;
+    for (const auto& folder : known)
+        isMissing = isMissing || present.count(folder) == 0;
+    // As many folders as rows, and each row has its own: they agree.
+    if (!isMissing && folders == known.size())
+        return false;
+
+    const bool isAdopted = adoptFolders(table_, content_.get(), names) != 0;
+    for (const auto& row : table_.readAll())
+        if (present.count(row.folder) == 0)
+            warn(Error(static_cast<int>(Status::filesMissing), row.name,
+                       folder_.path() + "/ext/" + row.folder));
+    if (isAdopted)
+        commitRepair();
+    setAsideUnknown();
+    return isAdopted;
+}
+
+/// A commit of its own, before the change that found the need for it.
+void StoreChange::commitRepair() {
+    table_.addHistory(newLine(Operation::repair, "", kDatabaseName));
+    commit();
+    isCommitted_ = false;
+}
+
+/// What no row could take is nobody's to delete here: it may be what somebody misses.
+void StoreChange::setAsideUnknown() {
+    const auto known = knownNames();
+    SetAside place(folder_, kUnknown);
     for (const auto& name : namesIn(content_.get()))
-        if (named.count(name) == 0)
-            removeTree(content_.get(), name);
-    removeMark();
+        if (known.count(name) == 0)
+            place.take(content_.get(), name);
+}
+
+bool StoreChange::adoptTable() {
+    if (isWhole_) {
+        // What an upgrade set aside has been in the way of nobody since.
+        SetAside::clear(folder_, kUpgraded);
+        return false;
+    }
+    const bool isUpgrade = table_.origin() == ExtensionTable::Origin::earlierForm;
+    if (table_.trouble())
+        warn(*table_.trouble());
+    mark();
+    SetAside place(folder_, isUpgrade ? kUpgraded : kDamaged);
+    // The name goes over to the new file in one step; until then the old one is still needed.
+    const FileDescriptor old(
+        ::openat(folder_.descriptor(), kDatabaseName, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (old)
+        place.keepCopy(kDatabaseName, readUpTo(old.get(), std::size_t{1} << 30));
+    commitRepair();
+    for (const char* name : kEarlierCompanions)
+        place.take(folder_.descriptor(), name);
+    return true;
 }
 
 void StoreChange::emptyStaging() {
     for (const auto& name : namesIn(staging_.get()))
-        if (name != kMark)
-            removeTree(staging_.get(), name);
+        if (!isMark(name))
+            removeOrSetAside(staging_.get(), name);
+}
+
+void StoreChange::sweep() {
+    if (!isWhole_) {
+        reconcile();
+    } else {
+        const auto known = knownNames();
+        for (const auto& name : namesIn(content_.get()))
+            if (known.count(name) == 0)
+                removeOrSetAside(content_.get(), name);
+    }
+    if (!keepsMark_)
+        removeMarks(staging_.get());
+}
+
+/// What may not be deleted must not make every later change an interrupted one. After any other
+/// failure the mark stays until the deletion works.
+void StoreChange::removeOrSetAside(int folder, const std::string& name) {
+    if (removeTree(folder, name))
+        return;
+    const int error = errno;
+    if (error != EACCES && error != EPERM) {
+        keepMark();
+        return;
+    }
+    SetAside place(folder_, kUndeletable);
+    if (place.take(folder, name))
+        warn(Error(static_cast<int>(statusOfErrno(error)), place.path() + "/" + name,
+                   "delete it: " + errnoText(error)));
 }
 
 void StoreChange::mark() {
-    makeMark();
-    if (::fsync(staging_.get()) != 0)
-        failErrno(errno, folder_.path() + "/staging", "synchronise the folder");
+    if (!isMarked_)
+        setMark(staging_.get(), isFirst() ? MarkKind::first : MarkKind::usual);
+    isMarked_ = true;
 }
 
-void StoreChange::makeMark() {
-    const FileDescriptor file(
-        ::openat(staging_.get(), kMark, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!file)
-        failErrno(errno, folder_.path() + "/staging", "mark the change");
+void StoreChange::publish(const Package& package, const ExtensionRow& row,
+                          const InstallDetails& details) {
+    mark();
+    published_ = row.folder;
+    stage(package, row, details);
+    const std::string path = folder_.path() + "/ext/" + row.folder;
+    // The names have never been used: a plain rename replaces nothing.
+    rename(staging_.get(), fileListOf(row.folder), content_.get(), fileListOf(row.folder), path);
+    rename(staging_.get(), row.folder, content_.get(), row.folder, path);
 }
 
-void StoreChange::removeMark() noexcept {
-    if (!keepsMark_)
-        ::unlinkat(staging_.get(), kMark, 0);
+void StoreChange::stage(const Package& package, const ExtensionRow& row,
+                        const InstallDetails& details) {
+    const std::string path = folder_.path() + "/staging/" + row.folder;
+    if (::mkdirat(staging_.get(), row.folder.c_str(), 0755) != 0)
+        failErrno(errno, path, "make the folder");
+    const FileDescriptor staged(::openat(staging_.get(), row.folder.c_str(),
+                                         O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!staged || ::fchmod(staged.get(), 0755) != 0)
+        failErrno(errno, path, "set the folder's rights");
+    extractInto(package, staged.get(), details.progress, details.content.get());
+    writeNewFile(staging_.get(), fileListOf(row.folder), fileListText(row, package), path);
 }
 
-void StoreChange::publish(const Package& package, const std::string& folder,
-                          const Progress& progress, const ContentCheck* check) {
-    const std::string path = folder_.path() + "/staging/" + folder;
-    try {
-        makeMark();
-        if (::mkdirat(staging_.get(), folder.c_str(), 0755) != 0)
-            failErrno(errno, path, "make the folder");
-        const FileDescriptor staged(::openat(staging_.get(), folder.c_str(),
-                                             O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        if (!staged || ::fchmod(staged.get(), 0755) != 0)
-            failErrno(errno, path, "set the folder's rights");
-        extractInto(package, staged.get(), progress, check);
-        // The name has never been used: a plain rename would replace nothing either.
-        if (::renameat(staging_.get(), folder.c_str(), content_.get(), folder.c_str()) != 0)
-            failErrno(errno, path, "name the folder");
-        makeDurable();
-    } catch (...) {
-        discard(folder);
-        throw;
-    }
-}
-
-void StoreChange::makeDurable() {
-    // One call for the files, the folders, their names and the mark; a failure is final, since the
-    // system reports a lost write only once.
-    if (::syncfs(content_.get()) != 0)
+void StoreChange::commit() {
+    mark();
+    writeNextVersion();
+    // One call for the files, the folders, their names and the mark. A failure is final: the system
+    // reports a lost write only once.
+    if (::syncfs(staging_.get()) != 0)
         failErrno(errno, folder_.path(), "synchronise the files");
-}
-
-void StoreChange::commit(const std::function<void(ExtensionTable&)>& work,
-                         const std::function<bool(ExtensionTable&)>& isDone,
-                         const std::function<void()>& undo) {
-    try {
-        work(table());
-        return;
-    } catch (const Error&) {
-        // Without an answer of the database nothing is undone: the next change will know.
-        keepMark();
-        table_.reset();
-        table_ = ExtensionTable::openForWriting(folder_, lock_);
-        table().settle();
-        if (isDone(table()))
-            return;
-        undo();
-        throw;
+    keepPrevious();
+    putInPlace();
+    if (::fsync(folder_.descriptor()) != 0) {
+        const int error = errno;
+        takeBack();
+        failErrno(error, folder_.path(), "synchronise the folder");
     }
+    isCommitted_ = true;
+    staged_.clear();
+    published_.clear();
+    table_.noteWritten();
 }
 
-void StoreChange::discard(const std::string& folder) noexcept {
-    const bool gone = removeTree(staging_.get(), folder) && removeTree(content_.get(), folder);
-    if (gone)
-        removeMark();
+void StoreChange::writeNextVersion() {
+    const std::string bytes = table_.fileBytes();
+    databaseBytes_ = bytes.size();
+    staged_ = std::string(kDatabaseName) + "." + newToken();
+    stagedFile_ =
+        writeNewFile(staging_.get(), staged_, bytes, folder_.path() + "/" + kDatabaseName);
+}
+
+/// A second name for the current version keeps it when the next takes its place. It is a help for a
+/// rebuild: a file system without such names goes without.
+void StoreChange::keepPrevious() noexcept {
+    if (table_.origin() != ExtensionTable::Origin::sound)
+        return;
+    ::unlinkat(folder_.descriptor(), kPreviousName, 0);
+    hasPrevious_ =
+        ::linkat(folder_.descriptor(), kDatabaseName, folder_.descriptor(), kPreviousName, 0) == 0;
+}
+
+void StoreChange::putInPlace() {
+    const std::string path = folder_.path() + "/" + kDatabaseName;
+    if (::renameat(staging_.get(), staged_.c_str(), folder_.descriptor(), kDatabaseName) == 0)
+        return;
+    const int error = errno;
+    // The answer alone may have failed, as over a network: what the name stands for decides.
+    struct stat info {};
+    if (::fstatat(folder_.descriptor(), kDatabaseName, &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (info.st_ino == stagedFile_)
+            return;
+    } else if (errno != ENOENT) {
+        isCommitted_ = true;  // perhaps: what was published stays, and the next change knows
+    }
+    failErrno(error, path, "put the database in place");
+}
+
+/// Makes the version before the commit the current one again.
+void StoreChange::takeBack() {
+    const bool isBack = hasPrevious_
+                            ? ::renameat(folder_.descriptor(), kPreviousName, folder_.descriptor(),
+                                         kDatabaseName) == 0
+                            : isFirst() && ::unlinkat(folder_.descriptor(), kDatabaseName, 0) == 0;
+    // Where it stays, so does what its rows name.
+    isCommitted_ = !isBack;
+}
+
+void StoreChange::undo() noexcept {
+    if (!isMarked_)
+        return;
+    bool isGone = true;
+    try {
+        if (!staged_.empty())
+            isGone = removeTree(staging_.get(), staged_);
+        if (!published_.empty())
+            for (const auto& name : {published_, fileListOf(published_)})
+                for (const int folder : {staging_.get(), content_.get()})
+                    isGone = removeTree(folder, name) && isGone;
+    } catch (const std::exception&) {
+        isGone = false;
+    }
+    if (isGone && !keepsMark_)
+        removeMarks(staging_.get());
 }
 
 void StoreChange::retire(const std::string& folder) noexcept {
-    if (::renameat(content_.get(), folder.c_str(), staging_.get(), folder.c_str()) == 0)
-        retired_.push_back(folder);
-    else if (errno != ENOENT)
+    try {
+        const std::string list = fileListOf(folder);
+        retired_ = folder;
+        const auto isThere = [](int result) { return result != 0 && errno != ENOENT; };
+        if (isThere(::unlinkat(content_.get(), list.c_str(), 0)) ||
+            isThere(::renameat(content_.get(), folder.c_str(), staging_.get(), folder.c_str())))
+            keepMark();
+    } catch (const std::exception&) {
         keepMark();
+    }
+}
+
+void StoreChange::warn(const std::exception& failure) noexcept {
+    try {
+        if (const auto* error = dynamic_cast<const Error*>(&failure))
+            warn_(*error);
+        else
+            warn_(Error(static_cast<int>(Status::outOfMemory), folder_.path(), failure.what()));
+    } catch (const std::exception&) {
+        // Without memory for the line, the mark alone tells the next change.
+    }
 }
 
 void StoreChange::finish() noexcept {
-    removeMark();
+    if (!keepsMark_)
+        removeMarks(staging_.get());
     lock_.release();
-    for (const auto& folder : retired_)
-        removeTree(staging_.get(), folder);
-    retired_.clear();
-    keepReserve(folder_.descriptor());
+    try {
+        if (!retired_.empty())
+            removeOrSetAside(staging_.get(), retired_);
+    } catch (const std::exception& failure) {
+        warn(failure);
+    }
+    if (databaseBytes_ != 0)
+        keepReserve(folder_.descriptor(), databaseBytes_);
 }
 
 }  // namespace tavik

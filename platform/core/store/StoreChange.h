@@ -1,55 +1,88 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
-#include <optional>
+#include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
+#include "platform/core/disk/SetAside.h"
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/StoreLock.h"
 #include "platform/core/package/Extraction.h"
 #include "platform/core/store/ExtensionTable.h"
+#include "platform/core/trust/Signer.h"
 
 namespace tavik {
 
-/// One change of a store, under its lock: the steps that the store puts together.
+/// Told of trouble that does not undo a change: the next change repairs it.
+using WarningSink = std::function<void(const Error&)>;
+
+/// What an install is told besides the package.
+struct InstallDetails {
+    Signer signer;
+    Progress progress;                            ///< may be empty
+    std::shared_ptr<const ContentCheck> content;  ///< what the files are compared with; may be null
+};
+
+/// One change of a store, under its lock: the steps that Store puts together.
 ///
-/// `staging/` holds a mark from before the commit until the last step after it, so an empty
-/// `staging/` means that the last change was finished.
+///  1. Take the lock. Read the database into memory. Nothing on the disk has changed.
+///  2. Make the mark `staging/unfinished`. From here on, a change that ends anywhere leaves it.
+///  3. publish(): extract the package into `staging/`, and rename the folder and its list of files
+///     into `ext/`. Without a row they are garbage, and the mark says so.
+///  4. commit(): write the rows as the next version of the database into `staging/`. One syncfs
+///     makes mark, content and that file durable: after a power cut no row is without its folder.
+///     Rename the file to `store.db`. This is the commit: before it nothing has happened, after it
+///     everything has. Readers see the old file or the new one, and what they have open stays.
+///     One fsync of the folder makes the commit durable. Where it fails, the rename is taken back,
+///     since the answer "done" would not be true after a power cut.
+///  5. The links are switched, then retire() takes the replaced folder out of `ext/`. Trouble here
+///     is a warning: the mark stays, and the next change or list goes on from the rows.
+///  6. finish(): take the mark away, give the lock up, and delete what was retired. A crash during
+///     the deletion leaves things in `staging/`, which the next change deletes.
+///
+/// A change that ends before its commit deletes what it published. What it cannot delete it leaves
+/// to the mark.
 class StoreChange {
   public:
-    /// Takes the lock and opens what the change works on, making what is missing.
-    explicit StoreChange(const StoreFolder& folder);
+    /// Takes the lock, waiting up to `patience`, and reads the database.
+    StoreChange(const StoreFolder& folder, const WarningSink& warn,
+                std::chrono::milliseconds patience = StoreLock::kPatience);
+    ~StoreChange();
+    StoreChange(const StoreChange&) = delete;
+    StoreChange& operator=(const StoreChange&) = delete;
 
     const StoreLock& lock() const noexcept { return lock_; }
-    ExtensionTable& table() { return table_.value(); }
+    ExtensionTable& table() noexcept { return table_; }
 
     /// Whether an earlier change was interrupted.
-    bool wasInterrupted() const;
+    bool wasInterrupted() const noexcept { return wasInterrupted_; }
+
+    /// Writes the rows of a table that was read from anything but a sound database, and sets the
+    /// files aside that it was read from. True where there was such a table.
+    bool adoptTable();
+
+    /// Compares `ext/` with the rows. A folder without a row is adopted, or else set aside; a row
+    /// without its folder is named in a warning. True where rows were changed.
+    bool reconcile();
 
     /// Deletes what stands in `staging/`, but for the mark: no row ever names any of it.
     void emptyStaging();
 
-    /// Deletes the folders below `ext/` that no row names, and takes the mark away.
+    /// Deletes what stands in `ext/` and belongs to no row, and takes the mark away. A database
+    /// that was not whole from the start deletes nothing: it is reconciled.
     void sweep();
 
-    /// Sets the mark. It is durable on return, so that no commit can be without it.
+    /// Makes the mark, where this change has not made it yet.
     void mark();
 
-    /// Extracts the package, makes it durable and names it `ext/FOLDER`; sets the mark as well. On
-    /// failure nothing stays. `check`, which may be null, judges the files as extractInto says.
-    void publish(const Package& package, const std::string& folder, const Progress& progress,
-                 const ContentCheck* check);
+    /// Extracts the package and names it `ext/FOLDER`, its list of files beside it.
+    void publish(const Package& package, const ExtensionRow& row, const InstallDetails& details);
 
-    /// Runs `work`, which commits. Where it fails, the database is asked anew whether `isDone`
-    /// holds, since a commit may have failed only in its answer; if not, `undo` runs and the
-    /// failure goes on.
-    void commit(const std::function<void(ExtensionTable&)>& work,
-                const std::function<bool(ExtensionTable&)>& isDone,
-                const std::function<void()>& undo);
-
-    /// Deletes a published folder that was not committed.
-    void discard(const std::string& folder) noexcept;
+    /// Makes the table's rows the store's.
+    void commit();
 
     /// Takes a folder that no row names any more out of `ext/`; finish() deletes it.
     void retire(const std::string& folder) noexcept;
@@ -57,25 +90,42 @@ class StoreChange {
     /// Leaves the mark where it is, for the next change to look after the links.
     void keepMark() noexcept { keepsMark_ = true; }
 
-    /// Ends the change: takes the mark away, gives the lock up, deletes what was retired, and sees
-    /// to the reserve.
+    /// Warns of a failure after the commit; nothing thrown on the way counts.
+    void warn(const std::exception& failure) noexcept;
+
+    /// Ends the change.
     void finish() noexcept;
 
   private:
-    void makeMark();
-    void removeMark() noexcept;
-    void makeDurable();
+    void stage(const Package& package, const ExtensionRow& row, const InstallDetails& details);
+    void writeNextVersion();
+    void keepPrevious() noexcept;
+    void putInPlace();
+    void takeBack();
+    void undo() noexcept;
+    void removeOrSetAside(int folder, const std::string& name);
+    void setAsideUnknown();
+    void commitRepair();
+    std::unordered_set<std::string> knownNames();
+    bool isFirst() const noexcept;
 
     const StoreFolder& folder_;
+    const WarningSink& warn_;
     StoreLock lock_;
     FileDescriptor staging_;
     FileDescriptor content_;
-    std::optional<ExtensionTable> table_;
-    std::vector<std::string> retired_;
+    ExtensionTable table_;
+    bool wasInterrupted_;
+    bool isWhole_;           ///< the database was sound when it was read
+    std::string published_;  ///< below ext/, not yet committed
+    std::string staged_;     ///< below staging/, the database's next version
+    ino_t stagedFile_ = 0;
+    std::string retired_;
+    std::uint64_t databaseBytes_ = 0;
+    bool isMarked_ = false;
+    bool isCommitted_ = false;
+    bool hasPrevious_ = false;
     bool keepsMark_ = false;
 };
-
-/// A name for a new folder of the extension below `ext/`, different each time.
-std::string newFolderName(const std::string& id);
 
 }  // namespace tavik

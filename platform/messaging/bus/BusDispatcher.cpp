@@ -12,11 +12,29 @@
 #include "platform/messaging/bus/ReceivedMessage.h"
 #include "platform/support/QuietThread.h"
 
+// How one connection serves the callers' threads and the listener:
+//
+// 1. A lock guards the connection. Each call takes it and has a deadline of two seconds. The first
+//    call shares its two seconds with the connecting, so that a process that sends one message
+//    never waits longer than that.
+// 2. Listen() subscribes to messages and starts a thread that takes no signals. The thread takes
+//    the lock to read one step from the connection, gives the lock back, and only then calls the
+//    listener: a listener may send, which needs the lock.
+// 3. While a call waits for its reply, messages may come in on its thread. They are queued, and the
+//    call wakes the listening thread through an eventfd, since that thread is polling the socket
+//    and would not notice bytes that are already read.
+// 4. When the bus fails or misses a deadline, the connection is given up for good: later calls fail
+//    at once instead of waiting two seconds each. It is shut down but not closed, because the
+//    listening thread may still poll its descriptor; the shutdown wakes that thread, which delivers
+//    what is queued and ends.
+// 5. The destructor asks the thread to stop, wakes it and joins it.
+
 namespace norva::zephal {
 namespace {
 
-/// What this thread has counted last, for the fill that follows. Kept by thread, so that another
-/// thread's count does not make a fill write past its array.
+/// The endpoints that this thread counted last, for the call that then copies them. Each thread has
+/// its own: another thread's count must not change the size of what is copied into the caller's
+/// array.
 std::vector<api::EndPoint>& counted() {
     thread_local std::vector<api::EndPoint> endPoints;
     return endPoints;
@@ -139,8 +157,8 @@ bool BusDispatcher::Listen() {
     });
 }
 
-/// Lets `work` use the connection within the time that a call has. Its answer; false where the bus
-/// fails, now or before.
+/// Runs `work` on the connection, within the time limit of a call. Returns its answer; false if the
+/// bus fails now or has failed before.
 bool BusDispatcher::onBus(const Work& work) const {
     const std::lock_guard lock(lock_);
     if (givenUp_)
@@ -151,7 +169,7 @@ bool BusDispatcher::onBus(const Work& work) const {
     } catch (const std::system_error&) {
         giveUp();
     }
-    // What came in while this thread was waiting is for the other one to deliver.
+    // Messages that came in meanwhile are delivered by the listening thread.
     if (!arrived_.empty())
         wakeThread();
     return answer;
@@ -177,8 +195,8 @@ unsigned long BusDispatcher::count(
     return counted().size();
 }
 
-/// The connection is not closed, since the thread may be polling its descriptor, but ended: that
-/// wakes the thread, and the bus forgets the endpoint.
+/// Shuts the connection down without closing it: the listening thread may be polling its
+/// descriptor. The shutdown wakes that thread, and the bus removes the endpoint.
 void BusDispatcher::giveUp() const {
     givenUp_ = true;
     connection_.shutDown();
@@ -194,7 +212,8 @@ void BusDispatcher::hear() {
     }
 }
 
-/// Delivers what there is, or waits until there may be something. False at the end.
+/// Delivers what has arrived, or waits until something may have arrived. False when the thread is
+/// to end.
 bool BusDispatcher::hearOnce() {
     decltype(arrived_) arrived;
     std::array<pollfd, 2> wakers{};
@@ -231,7 +250,7 @@ void BusDispatcher::deliver(Envelope envelope, Audience audience) noexcept {
         ReceivedMessage message(std::move(envelope));
         listener->Receive(message);
     } catch (...) {
-        // The library's thread has nobody to tell.
+        // There is no caller to report to on this thread.
     }
 }
 

@@ -15,11 +15,11 @@
 
 namespace norva::zephal {
 
-/// The longest that a call waits for the bus; the first call shares it with the connecting, so that
-/// a process that sends one message waits no longer in all.
+/// The longest that a call waits for the bus. Connecting and the first call share it, so that a
+/// process that sends one message waits no longer than this in total.
 constexpr std::chrono::seconds kWaitLimit{2};
 
-/// A dispatcher on D-Bus. One connection carries all; a lock makes its users take turns.
+/// A dispatcher on D-Bus: one connection for sending, queries and listening, guarded by a lock.
 class BusDispatcher final : public api::IZephalMessageDispatcher {
   public:
     /// Throws std::system_error where the bus refuses or does not answer in time.
@@ -52,7 +52,7 @@ class BusDispatcher final : public api::IZephalMessageDispatcher {
     api::IZephalMessageListener* const toThis_;
     const Clock::time_point created_ = Clock::now();
 
-    // Behind the lock. Queries count as reading, though they use the connection.
+    // Guarded by lock_. Mutable because queries, which are const, use the connection.
     mutable std::mutex lock_;
     mutable Connection connection_;
     mutable Clock::duration patience_;

@@ -13,7 +13,7 @@ constexpr const char* kPath = "/com/norva/zephal";
 constexpr const char* kInterface = "com.norva.Zephal4";
 constexpr const char* kMember = "Message";
 
-/// What an asynchronous call leaves behind.
+/// The reply to an asynchronous call.
 struct Reply {
     BusMessage message;
 
@@ -78,14 +78,14 @@ BusMessage Connection::signal(const Envelope& envelope, const char* destination)
 void Connection::send(const std::vector<BusMessage>& messages, Clock::time_point deadline) {
     for (const BusMessage& message : messages)
         checked(sd_bus_send(bus_.get(), message.get(), nullptr));
-    // A bus deals with what one connection sends in its order: once it answers a question, it has
-    // passed on all that was sent before.
+    // A bus handles one connection's messages in order. Once it answers a call, it has passed on
+    // everything that was sent before.
     call(daemonCall("GetId").get(), deadline);
 }
 
 void Connection::subscribe(Arrival arrival, Clock::time_point deadline) {
     arrival_ = std::move(arrival);
-    // Where the bus refuses, sd-bus ends the connection, and the question after it fails.
+    // If the bus refuses a message, sd-bus closes the connection, and the call after it fails.
     checked(sd_bus_match_signal_async(bus_.get(), nullptr, nullptr, kPath, kInterface, kMember,
                                       onArrival, nullptr, this));
     call(daemonCall("GetId").get(), deadline);
@@ -121,7 +121,8 @@ BusMessage Connection::daemonCall(const char* method) const {
 BusMessage Connection::call(sd_bus_message* request, Clock::time_point deadline) {
     Reply reply;
     sd_bus_slot* slot = nullptr;
-    // Without a time limit of sd-bus's own: the deadline is ours, and the slot's end calls it off.
+    // Without a time limit of sd-bus: the deadline is ours, and releasing the slot cancels the
+    // call.
     checked(sd_bus_call_async(bus_.get(), &slot, request, &Reply::keep, &reply, UINT64_MAX));
     const BusSlot owned(slot);
     waitUntil([&reply] { return reply.message != nullptr; }, deadline);
@@ -166,7 +167,7 @@ int Connection::onArrival(sd_bus_message* message, void* connection, sd_bus_erro
     try {
         static_cast<Connection*>(connection)->arrived(message);
     } catch (const std::exception&) {
-        // A message for which there is no memory is lost; the connection goes on.
+        // There is no memory for this message: it is lost, and the connection goes on.
     }
     return 0;
 }

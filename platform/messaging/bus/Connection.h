@@ -21,8 +21,8 @@ struct Envelope {
 /// Who a message that arrived was meant for.
 enum class Audience { kAll, kThisEndPoint };
 
-/// A connection to a bus. No call waits past its deadline; every failure, that of the deadline
-/// among them, is a std::system_error. Used from one thread at a time.
+/// A connection to a bus. No call waits past its deadline. Every failure, a missed deadline
+/// included, is a std::system_error. Used from one thread at a time.
 class Connection {
   public:
     /// Called while the connection is being used; throws nothing.
@@ -40,15 +40,15 @@ class Connection {
     /// All names on the bus.
     std::vector<std::string> names(Clock::time_point deadline);
 
-    /// The message for one connection, given by its unique name, or for all where that is null.
-    /// Null where the bus would not carry it: a text that is not UTF-8, a payload of 64 MiB, a
+    /// The message for one connection, given by its unique name, or for all if that is null.
+    /// Returns null if the bus would refuse it: a text that is not UTF-8, a payload of 64 MiB, a
     /// destination that is no bus name.
     BusMessage signal(const Envelope& envelope, const char* destination) const;
 
     /// Sends, and returns once the bus has passed everything on.
     void send(const std::vector<BusMessage>& messages, Clock::time_point deadline);
 
-    /// From now on, tells of messages to all and to this connection, except its own.
+    /// Reports messages to all and to this connection from now on, except its own.
     void subscribe(Arrival arrival, Clock::time_point deadline);
 
     /// Takes one step that needs no waiting; false where there was none to take.
@@ -58,7 +58,7 @@ class Connection {
     int descriptor() const;
     short events() const;
 
-    /// Ends the exchange with the bus; whoever polls the descriptor wakes.
+    /// Shuts the socket down. Whoever polls the descriptor wakes up.
     void shutDown() noexcept;
 
   private:

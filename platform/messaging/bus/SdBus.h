@@ -15,7 +15,7 @@ inline int checked(int result) {
     return result;
 }
 
-/// Releases what sd-bus hands out. A bus is closed as it stands: flushing could wait for ever.
+/// Releases what sd-bus hands out. A bus is closed without flushing, which could wait for ever.
 struct SdBusRelease {
     void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
     void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }

@@ -1,0 +1,46 @@
+#include "platform/core/store/FolderName.h"
+
+#include <algorithm>
+
+#include "platform/core/disk/Stamp.h"
+#include "platform/core/package/Manifest.h"
+
+namespace tavik {
+namespace {
+
+// Room for "@", the token, ".files" and a file system's 255 bytes.
+constexpr std::size_t kMaxIdBytesInName = 200;
+constexpr std::size_t kTokenBytes = 16;
+
+bool isTokenDigit(char c) noexcept {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+}
+
+}  // namespace
+
+std::string newFolderName(const std::string& id) {
+    return id.substr(0, kMaxIdBytesInName) + "@" + newToken();
+}
+
+bool isFolderName(std::string_view name) noexcept {
+    const auto at = name.rfind('@');
+    if (at == std::string_view::npos || name.size() - at - 1 != kTokenBytes)
+        return false;
+    // The id may have been cut behind any byte: with a letter in its place the rest is one.
+    const std::string_view id = name.substr(0, at);
+    const bool isId = id.size() == kMaxIdBytesInName
+                          ? isExtensionId(id) || isExtensionId(id.substr(0, id.size() - 1))
+                          : isExtensionId(id);
+    return isId && std::all_of(name.begin() + static_cast<std::ptrdiff_t>(at) + 1, name.end(),
+                               isTokenDigit);
+}
+
+bool isFolderNameOf(std::string_view name, std::string_view id) noexcept {
+    return isFolderName(name) && name.substr(0, name.rfind('@')) == id.substr(0, kMaxIdBytesInName);
+}
+
+std::string fileListOf(const std::string& folder) {
+    return folder + ".files";
+}
+
+}  // namespace tavik

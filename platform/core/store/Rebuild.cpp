@@ -1,0 +1,94 @@
+#include "platform/core/store/Rebuild.h"
+
+#include <unordered_set>
+
+#include "platform/core/disk/SafeFolder.h"
+#include "platform/core/package/Manifest.h"
+#include "platform/core/package/PackageLimits.h"
+#include "platform/core/status/Status.h"
+#include "platform/core/store/ExtensionTable.h"
+#include "platform/core/store/FileList.h"
+#include "platform/core/store/FolderName.h"
+
+namespace tavik {
+namespace {
+
+using Names = std::unordered_set<std::string>;
+
+Names setOf(std::vector<std::string> names) {
+    return Names(std::make_move_iterator(names.begin()), std::make_move_iterator(names.end()));
+}
+
+Manifest manifestIn(int folder, const std::string& path) {
+    const PackageLimits limits;
+    const auto text = readSafeFile(folder, std::string(kManifestPath), limits.manifest.bytes,
+                                   {path, Status::manifestInvalid});
+    if (!text)
+        fail(Status::manifestInvalid, path, "there is none");
+    return parseManifest(*text, limits.manifest, throwOnFault(path));
+}
+
+ExtensionRow rowFrom(int content, const std::string& name) {
+    const std::string path = "ext/" + name + "/" + std::string(kManifestPath);
+    const FileDescriptor folder = openSafeFolder(content, name, "ext/" + name);
+    if (!folder)
+        fail(Status::storeDamaged, path, "it is gone");
+    ExtensionRow row = rowOf(manifestIn(folder.get(), path), name);
+    if (!isFolderNameOf(name, row.id))
+        fail(Status::storeDamaged, path, "it is the manifest of " + row.id);
+    if (const auto list = readFileList(content, name)) {
+        if (!areFilesThere(*list, folder.get()))
+            fail(Status::storeDamaged, path, "files are missing");
+        row.signer = list->signer;
+        row.installedAt = list->installedAt;
+        row.installedBy = list->installedBy;
+    }
+    return row;
+}
+
+/// Whether the folder shall take the place of the one that the id's row names.
+bool isBetter(const ExtensionRow& found, const ExtensionRow& known, const Names& present) {
+    return present.count(known.folder) == 0 || known.version < found.version;
+}
+
+}  // namespace
+
+void removeRowsWithoutFolder(ExtensionTable& table, const std::vector<std::string>& names) {
+    const Names present = setOf(names);
+    for (const auto& row : table.readAll())
+        if (present.count(row.folder) == 0)
+            table.remove(row.idKey);
+}
+
+std::size_t adoptFolders(ExtensionTable& table, int content,
+                         const std::vector<std::string>& names) {
+    std::size_t adopted = 0;
+    const Names present = setOf(names);
+    const Names named = setOf(table.readFolders());
+    for (const auto& name : names) {
+        if (!isFolderName(name) || named.count(name) != 0)
+            continue;
+        try {
+            ExtensionRow row = rowFrom(content, name);
+            const auto known = table.find(row.idKey);
+            if (known && !isBetter(row, *known, present))
+                continue;
+            if (known) {
+                row.state = known->state;
+                if (row.signer.empty())
+                    row.signer = known->signer;
+            }
+            table.put(row);
+            ++adopted;
+        } catch (const Error& error) {
+            // What cannot be read now may be readable later; what is no extension stays apart.
+            const auto status = static_cast<Status>(error.status());
+            if (status != Status::storeDamaged && status != Status::storeUnsafe &&
+                status != Status::manifestInvalid && status != Status::packageUnsupported)
+                throw;
+        }
+    }
+    return adopted;
+}
+
+}  // namespace tavik

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace tavik {
+
+class ExtensionTable;
+
+// What makes a table agree with the folders below `ext/`. `names`: all names in that folder.
+//
+// A folder without a row is adopted: its row is made from `extension.json` and the list of files
+// beside it, which knows the signer. An id that has a row already takes the folder where the row's
+// own is missing or holds an older version; it keeps its state.
+
+/// Removes the rows whose folder is missing. For a table that is older than the folders are.
+void removeRowsWithoutFolder(ExtensionTable& table, const std::vector<std::string>& names);
+
+/// Adopts what it can of the folders that no row names, in the open folder `content`. A folder
+/// whose files are not all there is left alone. Gives the number of those that were adopted.
+std::size_t adoptFolders(ExtensionTable& table, int content, const std::vector<std::string>& names);
+
+}  // namespace tavik

@@ -1,0 +1,82 @@
+#include "platform/core/store/StoreImage.h"
+
+#include <libdeflate.h>
+
+#include <array>
+#include <cstdio>
+
+#include "platform/core/disk/SafeFolder.h"
+#include "platform/core/status/Status.h"
+
+namespace tavik {
+namespace {
+
+constexpr std::string_view kSealName = "TavkSum1";
+constexpr std::size_t kSealBytes = 16;
+constexpr std::string_view kSqliteHeader{"SQLite format 3", 16};
+constexpr std::size_t kHeaderBytes = 100;
+// From SQLite's file format: where its header keeps the two numbers.
+constexpr std::size_t kUserVersionAt = 60;
+constexpr std::size_t kApplicationIdAt = 68;
+constexpr std::size_t kMaxBytes = std::size_t{1} << 30;
+
+std::uint32_t numberAt(std::string_view bytes, std::size_t at) {
+    std::uint32_t number = 0;
+    for (std::size_t i = 0; i < 4; ++i)
+        number = number << 8U | static_cast<unsigned char>(bytes[at + i]);
+    return number;
+}
+
+bool hasSeal(std::string_view bytes) {
+    return bytes.size() > kSealBytes &&
+           bytes.substr(bytes.size() - kSealBytes, kSealName.size()) == kSealName;
+}
+
+StoreImage damaged(std::string fault) {
+    return {StoreImage::Kind::damaged, {}, std::move(fault)};
+}
+
+/// A sealed file was written by a version that knows the seal, so a wrong one is damage, whatever
+/// else the file says. Without a seal the header's numbers decide.
+StoreImage judge(std::string bytes, const std::string& path) {
+    const bool isSealed = hasSeal(bytes);
+    if (isSealed) {
+        const std::string seal = bytes.substr(bytes.size() - kSealBytes);
+        bytes.resize(bytes.size() - kSealBytes);
+        if (seal != sealOf(bytes))
+            return damaged("its checksum is wrong");
+    }
+    if (bytes.size() < kHeaderBytes || bytes.compare(0, kSqliteHeader.size(), kSqliteHeader) != 0)
+        return damaged("it is no database");
+    if (numberAt(bytes, kApplicationIdAt) != kApplicationId)
+        return damaged("it is another program's database");
+    const std::uint32_t version = numberAt(bytes, kUserVersionAt);
+    if (version > kSchemaVersion)
+        fail(Status::storeNewer, path,
+             "its schema has version " + std::to_string(version) + ", this tool knows " +
+                 std::to_string(kSchemaVersion));
+    if (version == kEarlierSchemaVersion && !isSealed)
+        return {StoreImage::Kind::earlierForm, std::move(bytes), {}};
+    if (version != kSchemaVersion || !isSealed)
+        return damaged("its end is missing");
+    return {StoreImage::Kind::sound, std::move(bytes), {}};
+}
+
+}  // namespace
+
+StoreImage readStoreImage(const StoreFolder& folder, const std::string& name) {
+    const std::string path = folder.path() + "/" + name;
+    auto bytes = readSafeFile(folder.descriptor(), name, kMaxBytes, {path, Status::storeUnsafe});
+    if (!bytes)
+        return {};
+    return judge(*std::move(bytes), path);
+}
+
+std::string sealOf(std::string_view image) {
+    std::array<char, kSealBytes + 1> seal{};
+    std::snprintf(seal.data(), seal.size(), "TavkSum1%08x",
+                  static_cast<unsigned>(libdeflate_crc32(0, image.data(), image.size())));
+    return {seal.data(), kSealBytes};
+}
+
+}  // namespace tavik
