@@ -115,7 +115,7 @@ Database Database::fromImage(std::string_view image) {
     return database;
 }
 
-std::string Database::image() const {
+void Database::useImage(const std::function<void(std::string_view)>& use) const {
     sqlite3_int64 size = 0;
     const unsigned char* own = sqlite3_serialize(get(), "main", &size, SQLITE_SERIALIZE_NOCOPY);
     std::unique_ptr<unsigned char, Free> copy;
@@ -125,7 +125,7 @@ std::string Database::image() const {
     }
     if (own == nullptr)
         throw std::bad_alloc();
-    return {reinterpret_cast<const char*>(own), static_cast<std::size_t>(size)};
+    use({reinterpret_cast<const char*>(own), static_cast<std::size_t>(size)});
 }
 
 void Database::execute(const char* sql) {

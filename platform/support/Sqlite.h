@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -47,8 +48,8 @@ class Database {
     /// A database in memory that begins with the bytes of a database file.
     static Database fromImage(std::string_view image);
 
-    /// The bytes of the database file that holds what this database holds.
-    std::string image() const;
+    /// Hands over the bytes of the database file that holds what this database holds.
+    void useImage(const std::function<void(std::string_view)>& use) const;
 
     sqlite3* get() const noexcept { return handle_.get(); }
 

@@ -158,5 +158,33 @@ TEST(SharedStore, WhereTheHostsFolderIsClosedNothingIsInstalled) {
     EXPECT_EQ(namesIn(folder), List{});
 }
 
+// Root's folder inside an extension: a user cannot delete it, and is told once.
+TEST(SharedStore, WhatMayNotBeDeletedIsSetAsideAndNamedOnce) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can make a folder that its user may not delete";
+    Machine machine;
+    fs::permissions(machine.path(""), fs::perms(0755));
+    fs::create_directories(machine.shared("products.d"));
+    fs::copy(machine.user("products.d/sketch.json"), machine.shared("products.d"));
+    const std::string home = machine.path("nobody");
+    fs::create_directory(home);
+    ASSERT_EQ(::chown(home.c_str(), 65534, 65534), 0);
+    machine.environment()["TAVIK_HOME"] = home;
+    const auto package = machine.package("com.example.a", "1.0");
+    machine.runAs(Machine::As::ordinaryUser);
+    Result result = machine.tavik({"--install", package});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const std::string store = home + "/QZ/";
+    writeFile(store + "ext/" + namesIn(store + "ext")[0] + "/roots/file.txt", "x");
+
+    result = machine.tavik({"--remove", "com.example.a"});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_NE(result.err.find(store + "set-aside/"), std::string::npos) << result.err;
+    result = machine.tavik({"--install", package});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(namesIn(store + "staging"), List{});
+}
+
 }  // namespace
 }  // namespace tavik::testing

@@ -154,6 +154,14 @@ TEST_F(StoreForm, LostOrDamagedDatabaseIsBuiltAnew) {
     }
 }
 
+// The version before knows the old folder alone, which is gone by now.
+TEST_F(StoreForm, AnUpdateSinceTheVersionBeforeKeepsTheState) {
+    ASSERT_EQ(machine_.install(machine_.package("com.example.b", "1.5")).exitCode, 0);
+    fs::remove(machine_.user("store.db"));
+    before_[1] = "Disabled com.example.b 1.5";
+    expectRebuilt("lost after an update");
+}
+
 TEST_F(StoreForm, OneWrongByteInAnyPageIsNoticed) {
     const auto size = fs::file_size(machine_.user("store.db"));
     ASSERT_GT(size, 4096U);

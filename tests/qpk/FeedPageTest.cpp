@@ -88,7 +88,8 @@ TEST_F(FeedPage, SaysWhatPeopleNeed) {
          {"<title>Brushes &amp; &lt;more&gt;</title>", "<bdi>Sketch &quot;Pro&quot;</bdi>",
           R"(<a href="https://example.com/?a=&#39;b&#39;&amp;c" rel="noreferrer">)",
           "tavik install <bdi>./&#39;a&#39;\\&#39;&#39;s.qpk&#39;</bdi></kbd>",
-          "tavik install <bdi>c-1.qpk</bdi></kbd>", "key <code>", "has not signed it"})
+          "tavik install <bdi>c-1.qpk</bdi></kbd>", "key <code>", "has not signed it",
+          "attr(data-label)", "<td data-label=\"Works with\">"})
         expectIn(part, page());
     EXPECT_EQ(page().find("javascript:"), std::string::npos);
 

@@ -102,7 +102,7 @@ TEST_F(PackageSignature, HoldsForExactlyTheContentThatWasSigned) {
          replaced("\"formatVersion\": 1", "\"formatVersion\": 2")},
         {"a rule that nobody reads", differs, "unknown member",
          replaced("\"size\": 5", "\"mode\": 511, \"size\": 5")},
-        {"no size", differs, "size is not", replaced("\"size\": 5, ", "")},
+        {"no size", differs, "size is missing", replaced("\"size\": 5, ", "")},
         // None of these passes for a package that is simply unsigned.
         {"no signature", wrong, "META-INF", honest().file(kList, list)},
         {"no list", wrong, "META-INF", honest().file(kSignature, signature)},

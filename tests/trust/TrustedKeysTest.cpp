@@ -19,6 +19,12 @@ constexpr const char* kX25519 =
     "MCowBQYDK2VuAyEAGb9ECWmEzf6FQbrBZ9w7lshQhqowtrbLDFw4rXAxZuE=\n"
     "-----END PUBLIC KEY-----\n";
 
+// The neutral point with its sign bit set: under it, one signature fits every message.
+constexpr const char* kSmallOrder =
+    "-----BEGIN PUBLIC KEY-----\n"
+    "MCowBQYDK2VwAyEAAQAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAIA=\n"
+    "-----END PUBLIC KEY-----\n";
+
 TEST(TrustedKeys, AreThePemFilesOfBothFolders) {
     OpenSslCrypto crypto;
     const PublicKey user = PrivateKey::generate().publicKey();
@@ -53,6 +59,7 @@ TEST(TrustedKeys, NameTheFileThatIsNoKey) {
         {"other kind", kX25519, "another kind"},
         {"a byte behind the key", std::string(good).replace(good.find('='), 1, "A"), "no key in"},
         {"no DER", "-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n", "no key in"},
+        {"small order", kSmallOrder, "small order"},
         {"too long", good + std::string(20'000, '\n'), "more than 16384 bytes"},
     };
     for (const auto& row : rows) {

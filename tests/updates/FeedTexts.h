@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace tavik::testing {
@@ -15,7 +16,7 @@ inline std::string feedItem(const std::string& id, const std::string& version,
            R"("url":"p.qpk","size":10,"sha256":")" + sha256 + "\"}";
 }
 
-inline std::string feedText(int serial, const std::string& items,
+inline std::string feedText(std::int64_t serial, const std::string& items,
                             const std::string& expires = "2099-01-01T00:00:00Z") {
     return R"({"formatVersion":1,"serial":)" + std::to_string(serial) + R"(,"expires":")" +
            expires + R"(","extensions":[)" + items + "]}";

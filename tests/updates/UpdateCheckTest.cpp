@@ -135,6 +135,12 @@ TEST_F(UpdateCheckTest, RemembersWhatItSaw) {
         EXPECT_EQ(updateOfA(), expected) << feed << why_;
     }
     EXPECT_NE(why_.find("crashes"), std::string::npos) << why_;
+    // A publisher's slip: the message says how readers get out of it.
+    publish(feedText(std::int64_t{1} << 53, ""));
+    EXPECT_EQ(updateOfA(), failed(Status::noUpdate)) << why_;
+    publish(feedText(7, ""));
+    EXPECT_EQ(updateOfA(), failed(Status::feedRolledBack)) << why_;
+    EXPECT_NE(why_.find("delete feeds.db"), std::string::npos) << why_;
     server_.stop();
     EXPECT_EQ(updateOfA(), failed(Status::feedUnreachable)) << why_;
 }

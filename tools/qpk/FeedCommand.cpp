@@ -46,6 +46,12 @@ const std::string kHelp =
 
 std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
     const auto given = serialBy(line);
+    if (old && old->serial == kMaxFeedSerial)
+        throw Failure(
+            line.operand() + "/" + kFeedName,
+            "its number is the highest there is, and no reader takes a lower one",
+            "publish the feed at another address, or remove that file and tell readers to "
+            "delete feeds.db");
     if (!given)
         return old ? old->serial + 1 : 1;
     if (old && *given <= old->serial)
@@ -145,10 +151,10 @@ void publish(const std::string& folder, const std::optional<std::string>& pageTe
     };
     addFile(kSuccessionSuffix, succession);
     addFile(kSignatureSuffix, signature);
+    const NoInterruption fromHereToTheLastRename;
     if (succession.empty())  // One that is there is about another key.
         ::unlink((path + std::string(kSuccessionSuffix)).c_str());
     // Everything is written. Only the renames are left, one directly after the other.
-    const NoInterruption fromTheFirstToTheLast;
     for (OutputFile& file : besides)
         file.finish();
     json.finish();

@@ -1,41 +1,27 @@
 #include "tools/qpk/FeedOptions.h"
 
-#include <array>
 #include <charconv>
 #include <ctime>
 #include <utility>
 
 #include "platform/core/updates/Feed.h"
 #include "platform/support/Text.h"
+#include "platform/support/UtcTime.h"
 #include "tools/qpk/Failure.h"
 
 namespace tavik::qpk {
 namespace {
 
-constexpr std::int64_t kMaxSerial = std::int64_t{1} << 53;  // beyond it readers may round
 constexpr std::time_t kDay = std::time_t{24} * 60 * 60;
 
-constexpr const char* kTimeForm = "%Y-%m-%dT%H:%M:%SZ";
-
-std::string writeTime(std::time_t time) {
-    std::tm fields{};
-    ::gmtime_r(&time, &fields);
-    std::array<char, sizeof "0000-00-00T00:00:00Z"> text{};
-    const std::size_t size = std::strftime(text.data(), text.size(), kTimeForm, &fields);
-    return {text.data(), size};
-}
-
-std::time_t parseTime(const std::string& date) {
-    const std::string text = date.find('T') == std::string::npos ? date + "T00:00:00Z" : date;
-    std::tm fields{};
-    const bool hasForm = ::strptime(text.c_str(), kTimeForm, &fields) != nullptr;
-    const std::time_t time = hasForm ? ::timegm(&fields) : 0;
-    // Spaces, missing digits and a 31st of June come back as another text.
-    if (!hasForm || writeTime(time) != text)
+std::int64_t parseTime(const std::string& date) {
+    const auto time =
+        parseUtcTime(date.find('T') == std::string::npos ? date + "T00:00:00Z" : date);
+    if (!time)
         throw UsageError("--expires " + date + " is no date such as 2027-06-01");
-    if (time <= std::time(nullptr))
+    if (*time <= std::time(nullptr))
         throw UsageError("--expires " + date + " is over");
-    return time;
+    return *time;
 }
 
 /// A part of an option's value, "NAME=TEXT"; throws UsageError where one of them is missing.
@@ -76,14 +62,14 @@ std::optional<std::int64_t> serialBy(const CommandLine& line) {
     std::int64_t serial = 0;
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, serial);
-    if (error != std::errc() || stop != end || serial < 0 || serial > kMaxSerial)
+    if (error != std::errc() || stop != end || serial < 0 || serial > kMaxFeedSerial)
         throw UsageError("--serial " + text + " is not a whole number from 0 to 2^53");
     return serial;
 }
 
 std::string expiryOf(const CommandLine& line) {
     const auto date = line.option("expires");
-    return writeTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
+    return formatUtcTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
 }
 
 FeedPage pageOf(const CommandLine& line) {

@@ -15,9 +15,9 @@ namespace tavik::qpk {
 
 /// A file that appears under its name complete or not at all. It is written without a name if the
 /// file system supports that, otherwise under a hidden name beside it. Unless it is finished, it is
-/// removed with this object, and when the process is interrupted. If the name is a link, it is
-/// refused, or the link stays and its target is replaced, which must be a regular file. Failures
-/// are Errors about the file.
+/// removed with this object, and when the process is interrupted. Only a regular file is replaced.
+/// If the name is a link, the link is refused, or it stays and its target is replaced. Failures are
+/// Errors about the file.
 class OutputFile {
   public:
     OutputFile(std::string path, FinalLink link);

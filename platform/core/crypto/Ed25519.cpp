@@ -5,10 +5,13 @@
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 
+#include <algorithm>
+#include <iterator>
 #include <new>
 
 #include "platform/core/crypto/PemBlock.h"
 #include "platform/core/crypto/Sha256.h"
+#include "platform/support/Hex.h"
 
 namespace tavik {
 namespace {
@@ -16,6 +19,7 @@ namespace {
 constexpr const char* kPublicBlock = "PUBLIC KEY";
 constexpr const char* kPrivateBlock = "PRIVATE KEY";
 constexpr std::size_t kSignatureBytes = 64;
+constexpr std::size_t kPointBytes = 32;
 
 /// With a library that works and arguments that are right, only memory can be missing.
 void check(bool done) {
@@ -56,6 +60,24 @@ void requireEd25519(const EVP_PKEY* key, const unsigned char* end, std::string_v
         throw Ed25519Error("has a key of another kind than Ed25519");
 }
 
+/// The encodings of the points whose order divides 8, without the sign bit, from the curve's
+/// definition (RFC 8032, 5.1). Under such a "key" one signature fits many messages.
+bool hasSmallOrder(std::string_view point) {
+    constexpr std::string_view kSmall[] = {
+        "0000000000000000000000000000000000000000000000000000000000000000",
+        "0100000000000000000000000000000000000000000000000000000000000000",
+        "26e8958fc2b227b045c3f489f2ef98f0d5dfac05d3c63339b13802886d53fc05",
+        "c7176a703d4dd84fba3c0b760d10670f2a2053fa2c39ccc64ec7fd7792ac037a",
+        "ecffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff7f",
+        "edffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff7f",
+        "eeffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff7f",
+    };
+    std::string unsignedPoint(point);
+    unsignedPoint.back() = static_cast<char>(unsignedPoint.back() & 0x7F);
+    const std::string digits = toHex(unsignedPoint);
+    return std::find(std::begin(kSmall), std::end(kSmall), digits) != std::end(kSmall);
+}
+
 /// Runs one of OpenSSL's i2d functions.
 template <class Encode>
 std::string encode(Encode encodeTo, EVP_PKEY* key) {
@@ -79,6 +101,8 @@ PublicKey PublicKey::parse(std::string_view pem) {
     PublicKey key;
     key.key_.reset(d2i_PUBKEY(nullptr, &at, static_cast<long>(der.size())));
     requireEd25519(key.key_.get(), at, der);
+    if (hasSmallOrder(std::string_view(der).substr(der.size() - kPointBytes)))
+        throw Ed25519Error("has a key of small order, which is no key");
     return key;
 }
 

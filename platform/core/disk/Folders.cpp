@@ -60,7 +60,7 @@ std::string realPath(const std::string& path) {
     return real ? real.get() : path;
 }
 
-std::vector<std::string> namesIn(int folder) {
+void visitNames(int folder, const std::function<void(std::string_view)>& visit) {
     // A descriptor of its own: the stream closes it, and its position is nobody else's.
     FileDescriptor own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!own)
@@ -69,16 +69,20 @@ std::vector<std::string> namesIn(int folder) {
     if (!stream)
         failErrno(errno, pathOf(folder), "open the folder");
     own.release();
-    std::vector<std::string> names;
     errno = 0;  // readdir's end and its failure differ in errno alone
     while (const dirent* entry = ::readdir(stream.get())) {
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..")
-            names.emplace_back(name);
+            visit(name);
         errno = 0;
     }
     if (errno != 0)
         failErrno(errno, pathOf(folder), "read the folder");
+}
+
+std::vector<std::string> namesIn(int folder) {
+    std::vector<std::string> names;
+    visitNames(folder, [&](std::string_view name) { names.emplace_back(name); });
     return names;
 }
 

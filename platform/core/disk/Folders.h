@@ -2,7 +2,9 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tavik {
@@ -13,6 +15,10 @@ void makeFolders(const std::string& path, mode_t mode);
 
 /// The path without links in it; as it was where it leads nowhere.
 std::string realPath(const std::string& path);
+
+/// Hands each name in an open folder to `visit`, in no order, without "." and "..". Throws as
+/// namesIn.
+void visitNames(int folder, const std::function<void(std::string_view)>& visit);
 
 /// The names in an open folder, in no order, without "." and "..". Throws errno failures naming the
 /// folder: a folder that cannot be read is no empty one.

@@ -84,6 +84,8 @@ void IdentityService::requireAccount(const std::string& extensionId, const std::
         authorization_.reveal());
     if (result.outcome == FetchResult::Outcome::fetched)
         return;
+    if (result.outcome == FetchResult::Outcome::untrusted)
+        fail(Status::certificateRefused, name, "the identity service: " + result.failure);
     // Others, such as 408 and 429, are no word on the account.
     const int status = result.httpStatus;
     const bool refused = status == 401 || status == 403 || status == 404;

@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/support/Secret.h"
 #include "platform/core/net/Address.h"
+#include "platform/support/Secret.h"
 
 namespace tavik {
 

@@ -103,13 +103,15 @@ TransferPlan CurlFetcher::planFor(const DocumentRequest& request, std::string& b
     return plan;
 }
 
-FetchResult CurlFetcher::download(const Address& address, std::uint64_t limit, const Sink& sink) {
+FetchResult CurlFetcher::download(const Address& address, std::uint64_t limit,
+                                  std::chrono::milliseconds whole, const Sink& sink) {
     if (isFile(address))
         return readLocalFile(address, limit, sink);
     TransferPlan plan;
     plan.address = address;
     plan.redirects = bounds_.redirects;
     plan.bodyLimit = limit;
+    plan.whole = whole;
     plan.sink = sink;
     plan.pulse = true;
     return runOne(std::move(plan));

@@ -19,7 +19,8 @@ class CurlFetcher final : public Fetcher {
     explicit CurlFetcher(const FetchBounds& bounds);
 
     std::vector<FetchResult> fetchAll(const std::vector<DocumentRequest>& requests) override;
-    FetchResult download(const Address& address, std::uint64_t limit, const Sink& sink) override;
+    FetchResult download(const Address& address, std::uint64_t limit,
+                         std::chrono::milliseconds whole, const Sink& sink) override;
     FetchResult ask(const Address& address, const std::string& authorization) override;
     void cancel() noexcept override;
 

@@ -17,6 +17,7 @@ struct FetchBounds {
     std::chrono::seconds stall{30};              ///< with less than 1 KiB a second arriving
     std::chrono::milliseconds document{60'000};  ///< a whole document, its redirects included
     std::chrono::milliseconds batch{180'000};    ///< all documents of one fetcher
+    std::chrono::milliseconds package{900'000};  ///< a package; and a second for each 64 KiB of it
     std::uint64_t documentBytes = std::uint64_t{8} << 20;  ///< decoded
     std::size_t headerBytes = std::size_t{64} << 10;       ///< of all answers to one request
     unsigned headers = 256;                                ///< the same, counted
@@ -38,6 +39,7 @@ struct FetchResult {
         unchanged,  ///< the conditional request's document is still as it was
         absent,     ///< there is certainly nothing: 404, 410, no such file
         tooLarge,   ///< more bytes than the limit
+        untrusted,  ///< the server's certificate is not accepted
         failed
     };
 
@@ -68,8 +70,10 @@ class Fetcher {
     virtual std::vector<FetchResult> fetchAll(const std::vector<DocumentRequest>& requests) = 0;
 
     /// Hands a file's bytes to `sink` as they arrive; `limit` bytes at the most pass, the first one
-    /// over it ends the transfer as failed. `body` stays empty.
-    virtual FetchResult download(const Address& address, std::uint64_t limit, const Sink& sink) = 0;
+    /// over it ends the transfer as failed. `body` stays empty. `whole`: the time for all of it,
+    /// its redirects included; more than 0.
+    virtual FetchResult download(const Address& address, std::uint64_t limit,
+                                 std::chrono::milliseconds whole, const Sink& sink) = 0;
 
     /// Asks with the value of an Authorization header, which goes to this address's host and to no
     /// other: a redirect is an answer that failed. The body is thrown away.

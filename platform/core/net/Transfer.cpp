@@ -31,6 +31,30 @@ long milliseconds(std::chrono::milliseconds time) {
     return static_cast<long>(time.count());
 }
 
+constexpr const char* kTooLongHeaders = "answers with too many or too long headers";
+
+bool isAboutCertificates(CURLcode code) {
+    return code == CURLE_PEER_FAILED_VERIFICATION || code == CURLE_SSL_CACERT_BADFILE ||
+           code == CURLE_SSL_ISSUER_ERROR || code == CURLE_SSL_INVALIDCERTSTATUS ||
+           code == CURLE_SSL_CRL_BADFILE;
+}
+
+/// What libcurl says about a proxy repeats its address, as the environment has it.
+std::string withoutProxyPasswords(std::string text) {
+    for (const char* name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
+        const std::string proxy = environmentVariable(name).value_or("");
+        const std::size_t scheme = proxy.find("://");
+        const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
+        const std::size_t end = proxy.rfind('@');
+        if (end == std::string::npos || end <= start)
+            continue;
+        const std::string account = proxy.substr(start, end - start);
+        for (std::size_t at = 0; (at = text.find(account, at)) != std::string::npos; at += 3)
+            text.replace(at, account.size(), "***");
+    }
+    return text;
+}
+
 bool isRedirect(int status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
@@ -196,9 +220,21 @@ void Transfer::failWith(CURLcode code) {
         result_.outcome = FetchResult::Outcome::tooLarge;
     } else if (!fault_.empty()) {
         fail(fault_);
+    } else if (isTooLongHeader(code)) {
+        fail(kTooLongHeaders);
     } else {
-        fail(errorText_.front() != '\0' ? errorText_.data() : curl_easy_strerror(code));
+        fail(withoutProxyPasswords(errorText_.front() != '\0' ? errorText_.data()
+                                                              : curl_easy_strerror(code)));
+        if (isAboutCertificates(code))
+            result_.outcome = FetchResult::Outcome::untrusted;
     }
+}
+
+/// libcurl ends a single line that outgrows its buffer (100 KB) as it ends a lack of memory.
+bool Transfer::isTooLongHeader(CURLcode code) const {
+    curl_off_t answerBegan = 0;
+    curl_easy_getinfo(handle(), CURLINFO_STARTTRANSFER_TIME_T, &answerBegan);
+    return code == CURLE_OUT_OF_MEMORY && answerBegan > 0 && bodyBytes_ == 0;
 }
 
 /// A header of the last answer; empty where it has none.
@@ -215,7 +251,7 @@ std::size_t Transfer::takeHeader(std::string_view line) {
     headerBytes_ += line.size();
     if (headerBytes_ <= bounds_.headerBytes && ++headerCount_ <= bounds_.headers)
         return line.size();
-    fault_ = "answers with too many or too long headers";
+    fault_ = kTooLongHeaders;
     return 0;
 }
 

@@ -59,6 +59,7 @@ class Transfer {
     bool redirect();
     void judge(CURLcode code);
     void failWith(CURLcode code);
+    bool isTooLongHeader(CURLcode code) const;
     std::string header(const char* name) const;
     std::size_t takeHeader(std::string_view line);
     std::size_t takeBody(std::string_view bytes);

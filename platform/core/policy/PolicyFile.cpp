@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "platform/core/package/Manifest.h"
-#include "platform/support/Json.h"
+#include "platform/support/JsonObject.h"
 
 namespace tavik {
 namespace {
@@ -40,56 +40,31 @@ constexpr LimitMember kLimitMembers[] = {
      [](PackageLimits& l, std::uint64_t n) { l.manifest.depth = static_cast<unsigned>(n); }},
 };
 
-void requireKnown(const rapidjson::Value& object, const std::string& place,
-                  bool (*isKnown)(std::string_view name)) {
-    for (const auto& member : object.GetObject()) {
-        const std::string_view name(member.name.GetString(), member.name.GetStringLength());
-        if (!isKnown(name))
-            throw JsonError(place + " has an unknown member " + quoteJson(name));
-    }
-}
-
-bool isLimit(std::string_view name) {
-    return std::any_of(std::begin(kLimitMembers), std::end(kLimitMembers),
-                       [&](const LimitMember& member) { return name == member.name; });
-}
-
-bool isRule(std::string_view name) {
-    constexpr std::string_view kRules[] = {"requireSignature", "limits", "allow", "deny", "feeds",
-                                           "redirects"};
-    return std::find(std::begin(kRules), std::end(kRules), name) != std::end(kRules);
-}
-
-std::map<std::string, std::uint64_t> readLimits(const rapidjson::Value& object) {
-    if (!object.IsObject())
-        throw JsonError("$.limits is not an object");
-    requireKnown(object, "$.limits", isLimit);
+std::map<std::string, std::uint64_t> readLimits(const JsonObject& object) {
+    object.allowOnly([](std::string_view name) {
+        return std::any_of(std::begin(kLimitMembers), std::end(kLimitMembers),
+                           [&](const LimitMember& member) { return name == member.name; });
+    });
     std::map<std::string, std::uint64_t> limits;
-    for (const LimitMember& member : kLimitMembers) {
-        const rapidjson::Value* value = findMember(object, member.name);
-        if (value == nullptr)
-            continue;
-        if (!value->IsUint64() || value->GetUint64() < member.least ||
-            value->GetUint64() > member.most)
-            throw JsonError(std::string("$.limits.") + member.name +
-                            " is not a whole number from " + std::to_string(member.least) + " to " +
-                            std::to_string(member.most));
-        limits[member.name] = value->GetUint64();
-    }
+    for (const LimitMember& member : kLimitMembers)
+        if (const auto number = object.number(member.name, member.least, member.most))
+            limits[member.name] = *number;
     return limits;
 }
 
-/// The texts of an array, each with its place.
+/// The texts of an array, each with its place; nothing where there is no such member.
 template <class Read>
-auto readList(const rapidjson::Value& value, const std::string& place, Read read) {
-    if (!value.IsArray())
-        throw JsonError(place + " is not an array");
-    std::vector<decltype(read(std::string(), std::string()))> list;
-    for (const auto& each : value.GetArray()) {
-        const std::string here = place + "[" + std::to_string(list.size()) + "]";
-        if (!each.IsString())
-            throw JsonError(here + " is not a string");
-        list.push_back(read(std::string(each.GetString(), each.GetStringLength()), here));
+auto readList(const JsonObject& object, std::string_view member, Read read) {
+    std::optional<std::vector<decltype(read(std::string(), std::string()))>> list;
+    const rapidjson::Value* values = object.array(member);
+    if (values == nullptr)
+        return list;
+    list.emplace();
+    for (const auto& value : values->GetArray()) {
+        const std::string place = entryPlace(object.place(member), list->size());
+        if (!value.IsString())
+            throwJsonComplaint(place, "is not a string");
+        list->push_back(read(std::string(viewOf(value)), place));
     }
     return list;
 }
@@ -118,11 +93,11 @@ std::vector<Redirect> readRedirects(const rapidjson::Value& value) {
         throw JsonError("$.redirects is not an object");
     std::vector<Redirect> redirects;
     for (const auto& member : value.GetObject()) {
-        const std::string from(member.name.GetString(), member.name.GetStringLength());
+        const std::string from(viewOf(member.name));
         const std::string place = "$.redirects[" + quoteJson(from) + "]";
         if (!member.value.IsString())
             throw JsonError(place + " is not a string");
-        const std::string to(member.value.GetString(), member.value.GetStringLength());
+        const std::string to(viewOf(member.value));
         redirects.push_back({readPrefix(from, place), readPrefix(to, place)});
         if (redirects.back().from.isFolder() != redirects.back().to.isFolder())
             throw JsonError(place + ": either both addresses end in a slash, or none");
@@ -138,25 +113,17 @@ std::vector<Redirect> readRedirects(const rapidjson::Value& value) {
 
 PolicyFile parsePolicyFile(std::string_view json) {
     const rapidjson::Document document = parseJson(json, {kMaxPolicyBytes, 8});
-    if (!document.IsObject())
-        throw JsonError("$ is not an object");
-    requireKnown(document, "$", isRule);
+    const JsonObject object(document, "$");
+    object.allowOnly({"requireSignature", "limits", "allow", "deny", "feeds", "redirects"});
     PolicyFile file;
-    if (const rapidjson::Value* value = findMember(document, "requireSignature")) {
-        if (!value->IsBool())
-            throw JsonError("$.requireSignature is not true or false");
-        file.requireSignature = value->GetBool();
-    }
-    if (const rapidjson::Value* value = findMember(document, "limits"))
-        file.limits = readLimits(*value);
-    if (const rapidjson::Value* value = findMember(document, "allow"))
-        file.allow = readList(*value, "$.allow", readIdPattern);
-    if (const rapidjson::Value* value = findMember(document, "deny"))
-        file.deny = readList(*value, "$.deny", readIdPattern);
-    if (const rapidjson::Value* value = findMember(document, "feeds"))
-        file.feeds = readList(*value, "$.feeds", readPrefix);
-    if (const rapidjson::Value* value = findMember(document, "redirects"))
-        file.redirects = readRedirects(*value);
+    file.requireSignature = object.flag("requireSignature").value_or(false);
+    if (const auto limits = object.object("limits"))
+        file.limits = readLimits(*limits);
+    file.allow = readList(object, "allow", readIdPattern);
+    file.deny = readList(object, "deny", readIdPattern).value_or(Policy::IdList());
+    file.feeds = readList(object, "feeds", readPrefix);
+    if (const rapidjson::Value* redirects = object.find("redirects"))
+        file.redirects = readRedirects(*redirects);
     return file;
 }
 

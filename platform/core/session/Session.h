@@ -71,6 +71,18 @@ class Session {
     /// Downloads and installs the extension's update.
     void update(ExtensionHandle handle);
 
+    /// What the feeds offer that products and installed extensions name.
+    struct Search {
+        std::vector<Offer> offers;    ///< see UpdateCheck::offers
+        std::vector<Error> failures;  ///< of feeds that are missing in it
+    };
+    Search searchOffers();
+
+    /// Installs an extension from the feeds of the installed products: the version that is wanted,
+    /// or the newest that fits. All checks of an update are made. Throws Error: notOffered, or the
+    /// failure of a feed that kept it from being found.
+    void installOffered(const std::string& id, const std::optional<Version>& wanted, Scope scope);
+
     IdentityService& identity() noexcept { return identity_; }
 
   private:
@@ -95,6 +107,7 @@ class Session {
     TrustRules readRules() const;
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput(const TrustRules& rules);
+    std::unique_ptr<UpdateCheck> askFeeds(AskedFeeds asked, const TrustRules& rules);
 
     Language language_;
     std::optional<StoreLocation> user_;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <unordered_set>
 
 #include "platform/core/disk/SystemFolder.h"
@@ -119,6 +120,40 @@ void Session::update(ExtensionHandle handle) {
     const Package package = downloadOffer(offer, scope, rules);
     requireOffered(offer, package.manifest().idKey, package.manifest().version);
     installInto(scope, package, rules, account);
+}
+
+std::unique_ptr<UpdateCheck> Session::askFeeds(AskedFeeds asked, const TrustRules& rules) {
+    UpdateCheckInput input = updateCheckInput(rules);
+    input.asked = asked;
+    auto check = std::make_unique<UpdateCheck>(std::move(input));
+    check->run();
+    if (check->warning())
+        warn(*check->warning());
+    return check;
+}
+
+Session::Search Session::searchOffers() {
+    const auto check = askFeeds(AskedFeeds::all, readRules());
+    return {check->offers(), check->failures()};
+}
+
+void Session::installOffered(const std::string& id, const std::optional<Version>& wanted,
+                             Scope scope) {
+    const TrustRules rules = readRules();
+    requireAllowedExtension(rules.policy, toIdKey(id), id);
+    const auto check = askFeeds(AskedFeeds::ofProducts, rules);
+    const std::vector<Offer> offers = check->offers(wanted);
+    const auto offer = std::find_if(offers.begin(), offers.end(), [&](const Offer& each) {
+        return each.item.idKey == toIdKey(id);
+    });
+    if (offer == offers.end()) {
+        for (const Error& failure : check->failures())
+            throw Error(failure);
+        fail(Status::notOffered, id, wanted ? "version " + wanted->text() : std::string());
+    }
+    const Package package = downloadOffer(*offer, scope, rules);
+    requireOffered(*offer, package.manifest().idKey, package.manifest().version);
+    installInto(scope, package, rules, Account::toBeAsked);
 }
 
 Package Session::downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules) {

@@ -61,6 +61,7 @@ enum class Status : int {
     versionRepublished = -41,
     feedSignerChanged = -42,
     certificateRefused = -43,
+    notOffered = -44,
 
     // The identity service.
     endPointInvalid = -45,

@@ -102,7 +102,7 @@ std::optional<ExtensionTable> ExtensionTable::open(const StoreFolder& folder, Ac
             ExtensionTable table = ofImage(folder, std::move(image.bytes), access);
             // A change goes by the names that rows give: each of them is looked at first.
             if (access == Access::change)
-                table.readFolders();
+                table.folderDigest();
             return table;
         }
     } catch (const Error& error) {
@@ -206,16 +206,29 @@ ExtensionList ExtensionTable::readList(TextArena& texts) {
     });
 }
 
-std::vector<std::string> ExtensionTable::readFolders() {
-    return guarded([&] {
-        std::vector<std::string> folders;
+void ExtensionTable::visitFolders(const std::function<void(std::string_view)>& visit) {
+    guarded([&] {
         Statement select(database_, sql::kSelectFolders);
         while (select.step()) {
             requireSoundRow(select.text(0), select.text(1), select.text(2), path_);
-            folders.emplace_back(select.text(2));
+            visit(select.text(2));
         }
-        return folders;
     });
+}
+
+std::vector<std::string> ExtensionTable::readFolders() {
+    std::vector<std::string> folders;
+    visitFolders([&](std::string_view folder) { folders.emplace_back(folder); });
+    return folders;
+}
+
+FolderDigest ExtensionTable::folderDigest() {
+    if (!digest_) {
+        FolderDigest digest;
+        visitFolders([&](std::string_view folder) { digest.add(folder); });
+        digest_ = digest;
+    }
+    return *digest_;
 }
 
 std::vector<HistoryLine> ExtensionTable::readHistory() {
@@ -248,6 +261,7 @@ void ExtensionTable::setLinkedProducts(const std::string& text) {
 }
 
 void ExtensionTable::put(const ExtensionRow& row) {
+    digest_.reset();
     guarded([&] {
         Statement(database_, sql::kPutExtension)
             .bind(1, row.idKey)
@@ -269,6 +283,7 @@ void ExtensionTable::put(const ExtensionRow& row) {
 }
 
 void ExtensionTable::remove(const std::string& idKey) {
+    digest_.reset();
     guarded([&] { Statement(database_, sql::kDeleteExtension).bind(1, idKey).run(); });
 }
 
@@ -300,11 +315,12 @@ void ExtensionTable::addHistory(const HistoryLine& line) {
     });
 }
 
-std::string ExtensionTable::fileBytes() {
-    return guarded([&] {
-        std::string bytes = database_.image();
-        bytes += sealOf(bytes);
-        return bytes;
+void ExtensionTable::writeFile(const std::function<void(std::string_view)>& write) {
+    guarded([&] {
+        database_.useImage([&](std::string_view image) {
+            write(image);
+            write(sealOf(image));
+        });
     });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,6 +10,7 @@
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/StoreLock.h"
 #include "platform/core/store/ExtensionRow.h"
+#include "platform/core/store/FolderName.h"
 #include "platform/core/store/History.h"
 #include "platform/core/store/TextArena.h"
 #include "platform/support/Error.h"
@@ -44,8 +46,10 @@ class ExtensionTable {
     std::vector<ExtensionRow> readAll();
     ExtensionList readList(TextArena& texts);
 
-    /// The names below ext/ that belong to a row, in no order.
+    /// The names below ext/ that belong to a row, in no order, and what they have in common with
+    /// the same names elsewhere. Status::storeDamaged for a row that is none.
     std::vector<std::string> readFolders();
+    FolderDigest folderDigest();
 
     std::optional<ExtensionRow> find(const std::string& idKey);
 
@@ -61,8 +65,8 @@ class ExtensionTable {
     void setState(const std::string& idKey, ExtensionState state);
     void addHistory(const HistoryLine& line);
 
-    /// The bytes of the file that holds these rows, with its seal.
-    std::string fileBytes();
+    /// Hands the bytes of the file that holds these rows over: the database, and its seal.
+    void writeFile(const std::function<void(std::string_view)>& write);
 
     /// Told when that file is the store's.
     void noteWritten() noexcept { origin_ = Origin::sound; }
@@ -79,6 +83,8 @@ class ExtensionTable {
     static ExtensionTable rebuild(const StoreFolder& folder, const std::string& fault);
     static std::optional<ExtensionTable> open(const StoreFolder& folder, Access access);
 
+    void visitFolders(const std::function<void(std::string_view)>& visit);
+
     template <class Work>
     auto guarded(Work work);
 
@@ -86,6 +92,7 @@ class ExtensionTable {
     std::unique_ptr<std::string> image_;  ///< what the database reads; stays where it is
     Database database_;
     Origin origin_;
+    std::optional<FolderDigest> digest_;  ///< until a row changes
     std::optional<Error> trouble_;
 };
 

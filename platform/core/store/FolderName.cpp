@@ -11,6 +11,7 @@ namespace {
 // Room for "@", the token, ".files" and a file system's 255 bytes.
 constexpr std::size_t kMaxIdBytesInName = 200;
 constexpr std::size_t kTokenBytes = 16;
+constexpr std::string_view kFileListEnding = ".files";
 
 bool isTokenDigit(char c) noexcept {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
@@ -40,7 +41,12 @@ bool isFolderNameOf(std::string_view name, std::string_view id) noexcept {
 }
 
 std::string fileListOf(const std::string& folder) {
-    return folder + ".files";
+    return folder + std::string(kFileListEnding);
+}
+
+bool isFileList(std::string_view name) noexcept {
+    return name.size() > kFileListEnding.size() &&
+           name.substr(name.size() - kFileListEnding.size()) == kFileListEnding;
 }
 
 }  // namespace tavik

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -15,7 +17,23 @@ bool isFolderName(std::string_view name) noexcept;
 /// Whether such a name is one for that id.
 bool isFolderNameOf(std::string_view name, std::string_view id) noexcept;
 
+/// What two sets of folder names have in common exactly if they are the same: their number, and the
+/// sum of a hash of each, in whatever order they come.
+struct FolderDigest {
+    std::size_t count = 0;
+    std::size_t sum = 0;
+
+    void add(std::string_view name) noexcept {
+        ++count;
+        sum += std::hash<std::string_view>()(name);
+    }
+    bool operator==(const FolderDigest& other) const noexcept {
+        return count == other.count && sum == other.sum;
+    }
+};
+
 /// The name of the list of files that lies beside the folder; see FileList.
 std::string fileListOf(const std::string& folder);
+bool isFileList(std::string_view name) noexcept;
 
 }  // namespace tavik

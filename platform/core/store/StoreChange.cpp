@@ -28,14 +28,18 @@ constexpr const char* kDamaged = "damaged";
 constexpr const char* kUnknown = "unknown";
 constexpr const char* kUndeletable = "undeletable";
 
-/// Makes the file, writes it and gives its inode number.
-ino_t writeNewFile(int folder, const std::string& name, std::string_view bytes,
-                   const std::string& path) {
+/// Makes the file, lets `write` fill it and gives its inode number.
+template <class Write>
+ino_t writeNewFile(int folder, const std::string& name, const std::string& path, Write write) {
     const FileDescriptor file(::openat(
         folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode));
     // The umask took rights away that all readers need.
-    if (!file || ::fchmod(file.get(), kFileMode) != 0 || !writeAll(file.get(), bytes))
-        failErrno(errno, path, "write the file");
+    if (!file || ::fchmod(file.get(), kFileMode) != 0)
+        failErrno(errno, path, "make the file");
+    write([&](std::string_view bytes) {
+        if (!writeAll(file.get(), bytes))
+            failErrno(errno, path, "write the file");
+    });
     struct stat info {};
     if (::fstat(file.get(), &info) != 0)
         failErrno(errno, path, "look at the file");
@@ -81,22 +85,19 @@ std::unordered_set<std::string> StoreChange::knownNames() {
 }
 
 bool StoreChange::reconcile() {
-    const auto names = namesIn(content_.get());
-    const std::unordered_set<std::string> present(names.begin(), names.end());
-    const auto known = table_.readFolders();
-    std::size_t folders = 0;
-    for (const auto& name : names)
-        folders += isFolderName(name) ? 1U : 0U;
-    bool isMissing = false;
-    for (const auto& folder : known)
-        isMissing = isMissing || present.count(folder) == 0;
-    // As many folders as rows, and each row has its own: they agree.
-    if (!isMissing && folders == known.size())
+    FolderDigest present;
+    visitNames(content_.get(), [&](std::string_view name) {
+        if (!isFileList(name))
+            present.add(name);
+    });
+    if (present == table_.folderDigest())
         return false;
 
+    const auto names = namesIn(content_.get());
     const bool isAdopted = adoptFolders(table_, content_.get(), names) != 0;
+    const std::unordered_set<std::string> folders(names.begin(), names.end());
     for (const auto& row : table_.readAll())
-        if (present.count(row.folder) == 0)
+        if (folders.count(row.folder) == 0)
             warn(Error(static_cast<int>(Status::filesMissing), row.name,
                        folder_.path() + "/ext/" + row.folder));
     if (isAdopted)
@@ -123,8 +124,11 @@ void StoreChange::setAsideUnknown() {
 
 bool StoreChange::adoptTable() {
     if (isWhole_) {
-        // What an upgrade set aside has been in the way of nobody since.
+        // What an upgrade set aside has been in the way of nobody since. One that was interrupted
+        // behind its commit has left the log.
         SetAside::clear(folder_, kUpgraded);
+        if (wasInterrupted_)
+            setAsideCompanions(SetAside(folder_, kUpgraded));
         return false;
     }
     const bool isUpgrade = table_.origin() == ExtensionTable::Origin::earlierForm;
@@ -138,9 +142,14 @@ bool StoreChange::adoptTable() {
     if (old)
         place.keepCopy(kDatabaseName, readUpTo(old.get(), std::size_t{1} << 30));
     commitRepair();
+    setAsideCompanions(std::move(place));
+    return true;
+}
+
+/// A log must stand beside no database that it was not written for.
+void StoreChange::setAsideCompanions(SetAside place) {
     for (const char* name : kEarlierCompanions)
         place.take(folder_.descriptor(), name);
-    return true;
 }
 
 void StoreChange::emptyStaging() {
@@ -205,7 +214,8 @@ void StoreChange::stage(const Package& package, const ExtensionRow& row,
     if (!staged || ::fchmod(staged.get(), 0755) != 0)
         failErrno(errno, path, "set the folder's rights");
     extractInto(package, staged.get(), details.progress, details.content.get());
-    writeNewFile(staging_.get(), fileListOf(row.folder), fileListText(row, package), path);
+    writeNewFile(staging_.get(), fileListOf(row.folder), path,
+                 [&](const auto& write) { write(fileListText(row, package)); });
 }
 
 void StoreChange::commit() {
@@ -229,11 +239,15 @@ void StoreChange::commit() {
 }
 
 void StoreChange::writeNextVersion() {
-    const std::string bytes = table_.fileBytes();
-    databaseBytes_ = bytes.size();
     staged_ = std::string(kDatabaseName) + "." + newToken();
-    stagedFile_ =
-        writeNewFile(staging_.get(), staged_, bytes, folder_.path() + "/" + kDatabaseName);
+    databaseBytes_ = 0;
+    stagedFile_ = writeNewFile(staging_.get(), staged_, folder_.path() + "/" + kDatabaseName,
+                               [&](const auto& write) {
+                                   table_.writeFile([&](std::string_view bytes) {
+                                       write(bytes);
+                                       databaseBytes_ += bytes.size();
+                                   });
+                               });
 }
 
 /// A second name for the current version keeps it when the next takes its place. It is a help for a

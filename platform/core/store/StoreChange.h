@@ -105,6 +105,7 @@ class StoreChange {
     void undo() noexcept;
     void removeOrSetAside(int folder, const std::string& name);
     void setAsideUnknown();
+    void setAsideCompanions(SetAside place);
     void commitRepair();
     std::unordered_set<std::string> knownNames();
     bool isFirst() const noexcept;

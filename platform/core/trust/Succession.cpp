@@ -3,24 +3,19 @@
 #include <algorithm>
 #include <map>
 
-#include "platform/support/Json.h"
+#include "platform/core/trust/ContentList.h"
+#include "platform/support/JsonObject.h"
 
 namespace tavik {
 namespace {
 
 constexpr int kFormatVersion = 1;
 constexpr std::size_t kMaxStatements = 16;
-constexpr std::size_t kDigestDigits = 64;
 
-Succession readStatement(const rapidjson::Value& value, const std::string& place) {
-    if (!value.IsObject())
-        throw JsonError(place + " is not an object");
-    Succession statement;
-    statement.successor = requiredText(value, "successor", place);
-    if (statement.successor.size() != kDigestDigits ||
-        statement.successor.find_first_not_of("0123456789abcdef") != std::string::npos)
-        throw JsonError(place + ".successor is not 64 lower-case hexadecimal digits");
-    statement.signature = requiredText(value, "signature", place);
+Succession readStatement(const JsonObject& object) {
+    Succession statement{object.neededText("successor"), object.neededText("signature")};
+    if (!isDigestText(statement.successor))
+        object.complain("successor", "is not 64 lower-case hexadecimal digits");
     return statement;
 }
 
@@ -44,19 +39,15 @@ std::string writeSuccessions(const std::vector<Succession>& statements) {
 
 std::vector<Succession> parseSuccessions(std::string_view json) {
     const rapidjson::Document document = parseJson(json, {kMaxSuccessionBytes, 4});
-    if (!document.IsObject())
-        throw JsonError("$ is not an object");
-    const rapidjson::Value* format = findMember(document, "formatVersion");
-    if (format == nullptr || !format->IsInt() || format->GetInt() != kFormatVersion)
-        throw JsonError("$.formatVersion is not " + std::to_string(kFormatVersion));
-    const rapidjson::Value* values = findMember(document, "successions");
-    if (values == nullptr || !values->IsArray() || values->Size() > kMaxStatements)
-        throw JsonError("$.successions is not an array of at most " +
-                        std::to_string(kMaxStatements) + " entries");
+    const JsonObject object(document, "$");
+    object.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
+    const rapidjson::Value& values = *object.neededArray("successions");
+    if (values.Size() > kMaxStatements)
+        object.complain("successions",
+                        "has more than " + std::to_string(kMaxStatements) + " entries");
     std::vector<Succession> statements;
-    for (const auto& value : values->GetArray())
-        statements.push_back(
-            readStatement(value, "$.successions[" + std::to_string(statements.size()) + "]"));
+    for (const auto& value : values.GetArray())
+        statements.push_back(readStatement(object.entry("successions", value, statements.size())));
     return statements;
 }
 

@@ -1,35 +1,13 @@
 #include "platform/core/updates/BackgroundCheck.h"
 
-#include <pthread.h>
-#include <signal.h>
+#include "platform/support/QuietThread.h"
 
 namespace tavik {
-namespace {
-
-/// Starts a thread that no signal is delivered to: signals are the caller's business.
-template <class Work>
-std::thread startThread(Work work) {
-    sigset_t all;
-    sigset_t old;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &old);
-    std::thread thread;
-    try {
-        thread = std::thread(std::move(work));
-    } catch (...) {
-        pthread_sigmask(SIG_SETMASK, &old, nullptr);
-        throw;
-    }
-    pthread_sigmask(SIG_SETMASK, &old, nullptr);
-    return thread;
-}
-
-}  // namespace
 
 BackgroundCheck::BackgroundCheck(UpdateCheckInput input) {
     try {
         check_ = std::make_unique<UpdateCheck>(std::move(input));
-        thread_ = startThread([this] {
+        thread_ = startQuietThread([this] {
             try {
                 check_->run();
             } catch (...) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "platform/core/status/Status.h"
@@ -68,6 +69,8 @@ struct Verdict {
 Verdict judge(const FetchResult& result, const FeedItem& item, Arrival& arrival) {
     if (result.outcome == Outcome::tooLarge)
         return {Status::downloadDiffers, result.failure + ", the size that the feed names"};
+    if (result.outcome == Outcome::untrusted)
+        return {Status::certificateRefused, result.failure};
     if (result.outcome != Outcome::fetched)
         return {Status::downloadFailed, result.failure};
     if (arrival.bytes() != item.size)
@@ -77,6 +80,14 @@ Verdict judge(const FetchResult& result, const FeedItem& item, Arrival& arrival)
         return {Status::downloadDiffers,
                 "has the SHA-256 " + digest + ", the feed says " + item.sha256};
     return {};
+}
+
+/// What a slow line takes, and no server that hands out a byte now and then.
+std::chrono::milliseconds timeFor(const FeedItem& item, const FetchBounds& bounds) {
+    constexpr std::uint64_t kBytesPerSecond = std::uint64_t{64} << 10;
+    constexpr std::uint64_t kMostSeconds = std::uint64_t{7} * 24 * 60 * 60;
+    return bounds.package +
+           std::chrono::seconds(std::min(item.size / kBytesPerSecond, kMostSeconds));
 }
 
 void restart(int file, const std::string& name) {
@@ -97,11 +108,17 @@ FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
     std::string causes;
     if (item.mirrors.empty())
         causes = "the administrator's policy.json leads its addresses nowhere";
+    // Together, however many mirrors there are: one that is too slow leaves the next ones no time.
+    const auto end = std::chrono::steady_clock::now() + timeFor(item, bounds);
     for (const auto& mirror : item.mirrors) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            end - std::chrono::steady_clock::now());
+        if (left.count() <= 0)
+            break;
         restart(file.get(), offer.name);
         Arrival arrival(file.get(), item.size, progress);
         const FetchResult result = fetcher->download(
-            mirror, item.size, [&](std::string_view bytes) { return arrival.take(bytes); });
+            mirror, item.size, left, [&](std::string_view bytes) { return arrival.take(bytes); });
         if (arrival.writeError() != 0)
             failErrno(arrival.writeError(), offer.name, "write the download");
         verdict = judge(result, item, arrival);

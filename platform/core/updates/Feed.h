@@ -16,10 +16,14 @@ namespace tavik {
 /// What a feed may say at the most about a blocked version.
 inline constexpr std::size_t kMaxReasonBytes = 255;
 
+/// The highest serial: beyond it readers may round.
+inline constexpr std::int64_t kMaxFeedSerial = std::int64_t{1} << 53;
+
 /// One version of one extension in a feed.
 struct FeedItem {
     std::string id;  ///< as the feed writes it
     std::string idKey;
+    std::string name;  ///< for people; may be empty
     Version version;
     std::vector<ProductRequirement> products;
     std::vector<Address> mirrors;  ///< in the order in which they are tried

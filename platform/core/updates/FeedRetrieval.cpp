@@ -1,3 +1,20 @@
+// How a feed comes to be believed, and which attack each step answers:
+//
+//  1. Its bytes: new ones, or the kept copy where the server says that nothing has changed.
+//  2. Its signature belongs to exactly these bytes: new bytes need it anew, kept ones only where
+//  keys
+//     or rules have changed since. Right, trusted where that is required, not taken back.
+//  3. The signer is the one of the last good copy, or named by it as its successor: whoever takes
+//  over
+//     the server cannot drop the signature or bring a key of his own.
+//  4. The content is valid as a whole; entries with faults are left out.
+//  5. It is not past its date: nobody holds an old feed back for ever.
+//  6. Its serial is not lower than the last good one's: nobody plays an old feed to us before its
+//     date.
+//  7. A version keeps the checksum of the first time: isRepublished tells otherwise.
+//
+// The first failure ends it, and nothing of a feed that failed is kept.
+
 #include "platform/core/updates/FeedRetrieval.h"
 
 #include <algorithm>
@@ -49,8 +66,9 @@ void FeedRetrieval::take(FetchResult result) {
             refuse(Status::feedInvalid, result.failure);
             break;
         case Outcome::absent:
+        case Outcome::untrusted:
         case Outcome::failed:
-            refuseFetch(result.failure);
+            refuseFetch(result, {});
             break;
     }
 }
@@ -79,7 +97,7 @@ void FeedRetrieval::takeSignature(FetchResult result) {
     if (result.outcome == Outcome::fetched || result.outcome == Outcome::absent)
         copy_.signature = std::move(result.body);
     else
-        refuseFetch("its signature " + result.failure);
+        refuseFetch(result, "its signature ");
 }
 
 bool FeedRetrieval::lacksSuccession(const FeedVerifier& verifier) const {
@@ -121,8 +139,13 @@ void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
     if (feed_.expires <= now)
         refuse(Status::feedExpired, "on " + feed_.expiresText);
     else if (remembered_ && feed_.serial < remembered_->serial)
-        refuse(Status::feedRolledBack, "serial " + std::to_string(feed_.serial) +
-                                           ", seen before: " + std::to_string(remembered_->serial));
+        refuse(Status::feedRolledBack,
+               "serial " + std::to_string(feed_.serial) +
+                   ", seen before: " + std::to_string(remembered_->serial) +
+                   (remembered_->serial == kMaxFeedSerial
+                        ? ", the highest there is; to get out of it, delete feeds.db in the folder "
+                          "of the user's extensions"
+                        : ""));
 }
 
 bool FeedRetrieval::isRepublished(const FeedItem& item) const {
@@ -161,10 +184,12 @@ std::string FeedRetrieval::rememberedSigner(const FeedVerifier& verifier) const 
 }
 
 /// Names the place that was asked, where it is another than the address that people know.
-void FeedRetrieval::refuseFetch(const std::string& cause) {
+void FeedRetrieval::refuseFetch(const FetchResult& result, const std::string& what) {
     const std::string place = place_.text();
-    refuse(Status::feedUnreachable,
-           place == address() ? cause : "by policy asked at " + place + ": " + cause);
+    const std::string cause = what + result.failure;
+    refuse(
+        result.outcome == Outcome::untrusted ? Status::certificateRefused : Status::feedUnreachable,
+        place == address() ? cause : "by policy asked at " + place + ": " + cause);
 }
 
 void FeedRetrieval::refuse(Status status, const std::string& detail) {

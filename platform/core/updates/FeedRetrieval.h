@@ -61,6 +61,8 @@ class FeedRetrieval {
     const std::optional<Error>& failure() const noexcept { return failure_; }
     std::string address() const { return address_.text(); }
     const Feed& feed() const noexcept { return feed_; }
+    /// Fingerprint of the key that signed it; empty: unsigned.
+    const std::string& signer() const noexcept { return copy_.signer; }
 
     /// Whether the feed, now or once, has that version under another digest.
     bool isRepublished(const FeedItem& item) const;
@@ -72,7 +74,7 @@ class FeedRetrieval {
   private:
     std::string rememberedSigner(const FeedVerifier& verifier) const;
     void refuse(Status status, const std::string& detail);
-    void refuseFetch(const std::string& cause);
+    void refuseFetch(const FetchResult& result, const std::string& what);
 
     Address address_;
     Address place_;

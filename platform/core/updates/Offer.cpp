@@ -16,6 +16,23 @@ bool fitsAny(const FeedItem& item, const std::vector<UpdatableProduct>& products
     });
 }
 
+/// The newest item that is not blocked, is made for an installed product, and `suits`.
+template <class Suits>
+const FeedItem* newestItem(const Feed& feed, const std::string& idKey,
+                           const std::vector<UpdatableProduct>& products, Suits suits) {
+    const ItemRange items = itemsOf(feed, idKey);
+    const auto isBlocked = [&](const FeedItem& item) {
+        return std::lower_bound(items.begin(), items.end(), item, VersionOrder())
+            ->blocked.has_value();
+    };
+    const FeedItem* best = nullptr;
+    for (const auto& item : items)
+        if (suits(item) && (best == nullptr || item.version > best->version) && !isBlocked(item) &&
+            fitsAny(item, products))
+            best = &item;
+    return best;
+}
+
 }  // namespace
 
 ItemRange itemsOf(const Feed& feed, const std::string& idKey) {
@@ -30,18 +47,17 @@ ItemRange itemsOf(const Feed& feed, const std::string& idKey) {
 
 const FeedItem* chooseUpdate(const Feed& feed, const UpdatableExtension& extension,
                              const std::vector<UpdatableProduct>& products) {
-    const ItemRange items = itemsOf(feed, extension.idKey);
-    const auto isBlocked = [&](const FeedItem& item) {
-        return std::lower_bound(items.begin(), items.end(), item, VersionOrder())
-            ->blocked.has_value();
-    };
-    const FeedItem* best = nullptr;
-    for (const auto& item : items)
-        if (item.version > extension.version && !item.version.isPreRelease() &&
-            (best == nullptr || item.version > best->version) && !isBlocked(item) &&
-            fitsAny(item, products))
-            best = &item;
-    return best;
+    return newestItem(feed, extension.idKey, products, [&](const FeedItem& item) {
+        return item.version > extension.version && !item.version.isPreRelease();
+    });
+}
+
+const FeedItem* chooseItem(const Feed& feed, const std::string& idKey,
+                           const std::optional<Version>& wanted,
+                           const std::vector<UpdatableProduct>& products) {
+    return newestItem(feed, idKey, products, [&](const FeedItem& item) {
+        return wanted ? item.version == *wanted : !item.version.isPreRelease();
+    });
 }
 
 }  // namespace tavik

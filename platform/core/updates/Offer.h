@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,11 +26,12 @@ struct UpdatableProduct {
     std::string updateFeed;
 };
 
-/// An update on offer for one installed extension.
+/// A version on offer, as an update of an installed extension or for anybody.
 struct Offer {
     FeedItem item;
-    std::string feed;  ///< the address that the extension or its product names
-    std::string name;  ///< the installed extension's
+    std::string feed;    ///< the address that the extension or its product names
+    std::string name;    ///< the installed extension's, or else the feed's for it
+    std::string signer;  ///< fingerprint of the feed's key; empty: unsigned
 };
 
 /// The items of one extension in a feed.
@@ -45,5 +47,12 @@ ItemRange itemsOf(const Feed& feed, const std::string& idKey);
 /// newer than the installed version, and made for an installed product. Null where there is none.
 const FeedItem* chooseUpdate(const Feed& feed, const UpdatableExtension& extension,
                              const std::vector<UpdatableProduct>& products);
+
+/// The newest item of the feed for the extension that is not blocked and made for an installed
+/// product; no pre-release unless it is the `wanted` version, beside which none counts. Null where
+/// there is none.
+const FeedItem* chooseItem(const Feed& feed, const std::string& idKey,
+                           const std::optional<Version>& wanted,
+                           const std::vector<UpdatableProduct>& products);
 
 }  // namespace tavik

@@ -1,3 +1,24 @@
+// One check for updates, step by step:
+//
+//  1. Name the feeds. An extension's own address goes before those of its products; two spellings
+//  of
+//     one address are one feed. The policy decides which may be asked, and where.
+//  2. Recall what earlier checks know of them: the last good copy, the versions once offered, the
+//     signer. Without a memory the check goes on as a first one does, with a warning.
+//  3. Fetch, in three rounds, each with all its requests at once: the feeds (only what has
+//  changed),
+//     with the signatures of those of which nothing is kept; then signatures that turned out to be
+//     needed; then statements of succession, where a feed has another signer than before.
+//  4. Judge each feed by itself (see FeedRetrieval). One that fails keeps no other from being read.
+//  5. Keep what was new and good, in one step, before anything is offered: a server cannot take
+//  back
+//     in the next check what it has said in this one.
+//  6. Find each extension's update among the feeds that may have one. A failure on the way stays
+//  with
+//     the extension and its products, so that a list with a gap does not pass for a whole one.
+//
+// Nothing here takes a store's lock: the input is a snapshot, and an install judges anew.
+
 #include "platform/core/updates/UpdateCheck.h"
 
 #include <algorithm>
@@ -45,6 +66,14 @@ void UpdateCheck::run() {
 }
 
 void UpdateCheck::nameFeeds() {
+    if (input_.asked != AskedFeeds::ofExtensions)
+        for (const auto& each : input_.products)
+            if (!each.updateFeed.empty())
+                feedAt(each.updateFeed, each.name);
+    if (input_.asked == AskedFeeds::ofProducts) {
+        findings_.resize(input_.extensions.size());
+        return;
+    }
     for (const auto& extension : input_.extensions) {
         Finding& finding = findings_.emplace_back();
         if (!extension.updateUrl.empty()) {
@@ -169,7 +198,7 @@ void UpdateCheck::keep(FeedDatabase& cache) {
 
 Offer UpdateCheck::offerOf(const FeedItem& item, const FeedRetrieval& source,
                            std::string name) const {
-    Offer offer{item, source.address(), std::move(name)};
+    Offer offer{item, source.address(), std::move(name), source.signer()};
     offer.item.mirrors.clear();
     for (const Address& mirror : item.mirrors) {
         try {
@@ -208,6 +237,38 @@ const UpdatableProduct* UpdateCheck::product(const std::string& name) const {
         std::find_if(input_.products.begin(), input_.products.end(),
                      [&](const UpdatableProduct& each) { return each.name == name; });
     return found == input_.products.end() ? nullptr : &*found;
+}
+
+std::vector<Offer> UpdateCheck::offers(const std::optional<Version>& wanted) const {
+    std::vector<Offer> offers;
+    for (const FeedRetrieval* source : sources()) {
+        if (source->failure())
+            continue;
+        const auto& items = source->feed().items;
+        for (auto at = items.begin(); at != items.end();) {
+            const std::string& idKey = at->idKey;
+            const FeedItem* item = input_.policy.allowsExtension(idKey)
+                                       ? chooseItem(source->feed(), idKey, wanted, input_.products)
+                                       : nullptr;
+            if (item != nullptr && !source->isRepublished(*item))
+                offers.push_back(
+                    offerOf(*item, *source, item->name.empty() ? item->id : item->name));
+            at = itemsOf(source->feed(), idKey).end();
+        }
+    }
+    std::stable_sort(offers.begin(), offers.end(), [](const Offer& a, const Offer& b) {
+        const int ids = a.item.idKey.compare(b.item.idKey);
+        return ids != 0 ? ids < 0 : b.item.version < a.item.version;
+    });
+    return offers;
+}
+
+std::vector<Error> UpdateCheck::failures() const {
+    std::vector<Error> failures;
+    for (const auto& [address, feed] : feeds_)
+        if (feed.failure())
+            failures.push_back(*feed.failure());
+    return failures;
 }
 
 const Offer& UpdateCheck::updateOf(const std::string& idKey) const {

@@ -15,6 +15,13 @@
 
 namespace tavik {
 
+/// Which feeds a check asks.
+enum class AskedFeeds {
+    ofExtensions,  ///< those that may have updates for the extensions of the input
+    ofProducts,    ///< those of the installed products, whatever is installed
+    all
+};
+
 /// What a check works on: a snapshot of the store, so that the check needs none of its locks.
 struct UpdateCheckInput {
     std::vector<UpdatableExtension> extensions;
@@ -22,6 +29,7 @@ struct UpdateCheckInput {
     std::string cacheFile;                   ///< see FeedDatabase
     FeedVerifier verify;                     ///< empty: no signature is fetched or checked
     Policy policy;                           ///< what may be asked and offered, and where
+    AskedFeeds asked = AskedFeeds::ofExtensions;
     FetchBounds bounds;
 };
 
@@ -47,6 +55,14 @@ class UpdateCheck {
     /// The updates of the product's extensions, in the order of the extensions in the input. Throws
     /// Error, the first failure, where a feed of the product or of one of its extensions failed.
     std::vector<const Offer*> updatesOf(const std::string& productName) const;
+
+    /// What the feeds that were asked have for anybody: of each extension and feed the newest
+    /// version that fits an installed product and that the policy allows, or the `wanted` one; by
+    /// id, and the newest first.
+    std::vector<Offer> offers(const std::optional<Version>& wanted = {}) const;
+
+    /// Why feeds that were to be asked are missing in that.
+    std::vector<Error> failures() const;
 
     /// Why earlier checks are not remembered, or why this one could not be kept for the next, where
     /// that is so; this check's results hold all the same.
