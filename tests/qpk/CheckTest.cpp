@@ -131,6 +131,7 @@ TEST_F(Check, JudgesEachOfSeveral) {
     EXPECT_EQ(packages[1]["faults"].Size(), 0U);
     ASSERT_EQ(document["failures"].Size(), 1U);
     EXPECT_STREQ(document["failures"][0]["name"].GetString(), "packageUnreadable");
+    report({bad, paths[2]}, 1);
     EXPECT_EQ(report({paths[2], paths[3]}, 0)["failures"].Size(), 0U);
 }
 

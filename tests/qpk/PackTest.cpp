@@ -98,6 +98,7 @@ TEST_F(Pack, LeavesOutWhatIsIgnored) {
         {"b/*.o", "a.o b/c/a.o b/c/d.txt d.txt"},
         {"b/**/a.o", "a.o b/c/d.txt d.txt"},
         {"b/**", "a.o d.txt"},
+        {"b/**\n!b/a.o", "a.o b/a.o d.txt"},
         {"**/c", "a.o b/a.o d.txt"},
         {"c/", "a.o b/a.o d.txt"},
         {"a.o/", "a.o b/a.o b/c/a.o b/c/d.txt d.txt"},
