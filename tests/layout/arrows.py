@@ -48,6 +48,8 @@ ARROWS = {
     "tools/qpk": "platform/core/updates platform/core/trust"
                  " platform/core/package platform/core/net platform/core/crypto platform/core/disk"
                  " platform/core/status platform/support",
+    "tools/tavik": "platform/core/session platform/core/store platform/core/package"
+                   " platform/core/disk platform/core/status platform/messaging platform/vell platform/support",
     "tools/vellctl": "platform/vell platform/support",
 }
 # What the names of a bare include are looked for in, as the compiler does.

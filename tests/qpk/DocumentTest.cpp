@@ -50,7 +50,8 @@ TEST_P(Document, ExamplesRunAsTheyStand) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Docs, Document,
-                         ::testing::Values("package-format.md", "trust.md", "update-feed.md"));
+                         ::testing::Values("package-format.md", "tavik.md", "trust.md",
+                                           "update-feed.md"));
 
 TEST(PolicyDocument, HasAPolicyThatHolds) {
     const Policy policy = parsePolicy(blocks(document("trust.md"), "json"));

@@ -51,6 +51,7 @@ class Machine {
     std::string path(const std::string& name) const { return folder_ / name; }
 
     Environment& environment() { return environment_; }
+    const Environment& environment() const { return environment_; }
 
   private:
     TemporaryFolder folder_;

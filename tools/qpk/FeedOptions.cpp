@@ -46,7 +46,7 @@ WithdrawnVersion parseBlock(const std::string& option) {
 }
 
 std::string titleOf(const CommandLine& line) {
-    const std::string title = line.option("title").value_or(FeedPage().title);
+    std::string title = line.option("title").value_or(FeedPage().title);
     if (!isNameText(title))
         throw UsageError("--title has characters that nobody sees, or nothing else");
     return title;

@@ -24,7 +24,7 @@ void deleteHalfFiles(int number) {
         if (path != nullptr)
             ::unlink(path);
     // The handler was taken away with this call: the signal now ends the process.
-    ::raise(number);
+    static_cast<void>(::raise(number));
 }
 
 }  // namespace

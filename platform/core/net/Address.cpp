@@ -245,8 +245,12 @@ std::string Address::text() const {
     return "file://" + path_;
 }
 
-std::string Address::filePath() const {
+std::string Address::path() const {
     return percentDecoded(path_);
+}
+
+std::string Address::filePath() const {
+    return path();
 }
 
 }  // namespace tavik

@@ -45,6 +45,9 @@ class Address {
     Scheme scheme() const noexcept { return scheme_; }
     const std::string& query() const noexcept { return query_; }
 
+    /// The path as a web server takes it for a file's: its %XX read as bytes. It begins with "/".
+    std::string path() const;
+
     /// The path of a `file:` address as the system takes it.
     std::string filePath() const;
 

@@ -12,6 +12,8 @@
 
 #include "platform/core/package/EntryReader.h"
 #include "platform/core/package/FolderTree.h"
+#include "platform/core/status/Status.h"
+#include "platform/support/DeferredTermination.h"
 #include "platform/support/Text.h"
 
 // How a package is extracted into a new, empty folder:
@@ -179,11 +181,18 @@ class Extraction {
         }
     }
 
+    void requireNotCancelled() const {
+        if (DeferredTermination::isRequested())
+            fail(Status::cancelled, package_.path());
+    }
+
     void extract(const ArchiveEntry& entry, FolderTree& tree, EntryReader& reader) {
+        requireNotCancelled();
         const FileDescriptor file = tree.makeFile(entry.path, entry.isExecutable() ? 0755 : 0644);
         EarlyWriteback writeback(file.get());
         const auto check = check_ == nullptr ? nullptr : check_->start(entry);
         reader.read(entry, [&](std::string_view bytes) {
+            requireNotCancelled();
             // The bytes stand in the reader's memory: what is checked is what is written, whoever
             // changes the package meanwhile.
             if (check)

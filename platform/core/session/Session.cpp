@@ -11,6 +11,7 @@
 #include "platform/core/status/Status.h"
 #include "platform/core/store/ChangeMark.h"
 #include "platform/core/trust/PackageSignature.h"
+#include "platform/support/DeferredTermination.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
 #include "platform/support/Text.h"
@@ -203,8 +204,12 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
+    install(path, Scope::shared);
+}
+
+ExtensionRow Session::install(const std::string& path, Scope scope) {
     const TrustRules rules = readRules();
-    installInto(Scope::shared, Package::open(path, rules.policy.limits), rules, Account::toBeAsked);
+    return installInto(scope, Package::open(path, rules.policy.limits), rules, Account::toBeAsked);
 }
 
 ExtensionRow Session::installInto(Scope scope, const Package& package, const TrustRules& rules,
@@ -225,6 +230,8 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
     const Progress progress = [&line](std::uint64_t done, std::uint64_t total) {
         line.show(done, total);
     };
+    // Who ends the program meanwhile would leave half an extension for the next change to delete.
+    const DeferredTermination untilTidy;
     return target.install(package, {verified.signer, progress, verified.content});
 }
 

@@ -12,12 +12,22 @@
 #include "platform/core/identity/IdentityService.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/session/ExtensionCatalog.h"
+#include "platform/core/session/ExtensionDetails.h"
+#include "platform/core/session/Inventory.h"
+#include "platform/core/session/PackageSource.h"
 #include "platform/core/status/Texts.h"
 #include "platform/core/store/Store.h"
 #include "platform/core/trust/Signer.h"
 #include "platform/core/updates/BackgroundCheck.h"
+#include "platform/core/updates/Mirror.h"
 
 namespace tavik {
+
+/// A line of a store's history, and which store that is.
+struct StoreHistoryLine {
+    HistoryLine line;
+    Scope scope;
+};
 
 /// What lies between TavikInit and TavikTerminate: where the stores are, what has been read of
 /// them, and which handle names which extension. Everything is read when it is first asked for and
@@ -81,7 +91,50 @@ class Session {
     /// Installs an extension from the feeds of the installed products: the version that is wanted,
     /// or the newest that fits. All checks of an update are made. Throws Error: notOffered, or the
     /// failure of a feed that kept it from being found.
-    void installOffered(const std::string& id, const std::optional<Version>& wanted, Scope scope);
+    ExtensionRow installOffered(const std::string& id, const std::optional<Version>& wanted,
+                                Scope scope);
+
+    // For programs that look at both stores as they are. Each call names a store: whether the other
+    // one holds the same id makes no difference.
+
+    /// The stores that this user works with, the own one first.
+    std::vector<StoreLocation> locations() const;
+
+    /// Policy and keys, read anew.
+    TrustRules readRules() const;
+
+    /// What both stores hold now, whole.
+    Inventory inventory();
+
+    /// What the disk has of it.
+    ExtensionDetails details(const InventoryEntry& entry);
+
+    /// Where a host application finds this user's extensions of the product.
+    std::string extensionsFolder(const Product& product) const;
+
+    ExtensionRow install(const std::string& path, Scope scope);
+    /// Throws Error (wrongExtension, downloadDiffers) where the package is not what it must be.
+    ExtensionRow install(const PackageSource& source, Scope scope);
+    /// The version that would be installed then.
+    std::string versionOf(const PackageSource& source, Scope scope);
+    void remove(const InventoryEntry& entry);
+    void setState(const InventoryEntry& entry, ExtensionState state);
+    /// Switches an extension of the shared store off for this user alone, or takes that back.
+    void setMask(const InventoryEntry& entry, ExtensionState state);
+
+    /// The entry's update; null where there is none, and for an entry that another one covers.
+    /// Throws the failure that kept it from being found. Valid until the next check.
+    const Offer* findUpdate(const InventoryEntry& entry);
+    void update(const InventoryEntry& entry);
+
+    /// The changes of both stores, the oldest first.
+    std::vector<StoreHistoryLine> history();
+
+    /// Brings a store in order: see Store::repair.
+    void repair(Scope scope);
+
+    /// Mirrors feeds that this machine believes.
+    MirrorReport mirror(const std::vector<std::string>& addresses, const std::string& folder);
 
     IdentityService& identity() noexcept { return identity_; }
 
@@ -89,7 +142,6 @@ class Session {
     const ExtensionCatalog& catalog();
     void forgetCatalog() noexcept;
     const ProductCatalog& reachableProducts();
-    std::vector<StoreLocation> locations() const;
     const StoreLocation& location(Scope scope) const;
     enum class Account { toBeAsked, asked };
     ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
@@ -99,12 +151,16 @@ class Session {
     bool finishInterrupted(const StoreLocation& location);
     ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
+    Offer offered(const std::string& id, const std::optional<Version>& wanted,
+                  const TrustRules& rules);
+    Offer wantedOffer(const PackageSource& source, const TrustRules& rules);
+    Package openOffered(const PackageSource& source, Scope scope, const TrustRules& rules);
+    Package openSource(const PackageSource& source, Scope scope, const TrustRules& rules);
     Package downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules);
     Store store(Scope scope);
     void setStateOfShared(const InstalledExtension& installed, ExtensionState state);
     void warn(const Error& warning) const;
     void warnOnce(const Error& warning);
-    TrustRules readRules() const;
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput(const TrustRules& rules);
     std::unique_ptr<UpdateCheck> askFeeds(AskedFeeds asked, const TrustRules& rules);

@@ -137,23 +137,25 @@ Session::Search Session::searchOffers() {
     return {check->offers(), check->failures()};
 }
 
-void Session::installOffered(const std::string& id, const std::optional<Version>& wanted,
-                             Scope scope) {
-    const TrustRules rules = readRules();
+ExtensionRow Session::installOffered(const std::string& id, const std::optional<Version>& wanted,
+                                     Scope scope) {
+    PackageSource source;
+    source.id = id;
+    source.version = wanted;
+    return install(source, scope);
+}
+
+/// The offer of the feeds that is to be installed: see installOffered.
+Offer Session::offered(const std::string& id, const std::optional<Version>& wanted,
+                       const TrustRules& rules) {
     requireAllowedExtension(rules.policy, toIdKey(id), id);
     const auto check = askFeeds(AskedFeeds::ofProducts, rules);
-    const std::vector<Offer> offers = check->offers(wanted);
-    const auto offer = std::find_if(offers.begin(), offers.end(), [&](const Offer& each) {
-        return each.item.idKey == toIdKey(id);
-    });
-    if (offer == offers.end()) {
-        for (const Error& failure : check->failures())
-            throw Error(failure);
-        fail(Status::notOffered, id, wanted ? "version " + wanted->text() : std::string());
-    }
-    const Package package = downloadOffer(*offer, scope, rules);
-    requireOffered(*offer, package.manifest().idKey, package.manifest().version);
-    installInto(scope, package, rules, Account::toBeAsked);
+    for (const Offer& offer : check->offers(wanted))
+        if (offer.item.idKey == toIdKey(id))
+            return offer;
+    for (const Error& failure : check->failures())
+        throw Error(failure);
+    fail(Status::notOffered, id, wanted ? "version " + wanted->text() : std::string());
 }
 
 Package Session::downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules) {
@@ -167,6 +169,15 @@ Package Session::downloadOffer(const Offer& offer, Scope scope, const TrustRules
         offer, folder.subfolder("staging").get(),
         [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); });
     return Package::open(PackageFile::adopt(std::move(file), offer.name), limits);
+}
+
+MirrorReport Session::mirror(const std::vector<std::string>& addresses, const std::string& folder) {
+    const TrustRules rules = readRules();
+    ProgressLine line;
+    return mirrorFeeds(
+        addresses, folder,
+        {verifierBy(rules), 2 * rules.policy.limits.totalBytes,
+         [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); }});
 }
 
 }  // namespace tavik

@@ -83,6 +83,11 @@ enum class Status : int {
     keyInvalid = -60,
     policyForbids = -61,
     signerRevoked = -62,
+
+    // Work for people and scripts.
+    outputFailed = -75,
+    cancelled = -76,
+    stateFileInvalid = -77,
 };
 
 /// What an errno value means: a full disk, a read-only disk, a missing right, no memory, or any

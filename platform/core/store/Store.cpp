@@ -93,6 +93,13 @@ void Store::setMask(const ExtensionRow& shared, ExtensionState state) {
     change.finish();
 }
 
+void Store::repair() {
+    StoreChange change(folder_, warn_);
+    catchUp(change);
+    repairLinks(change);
+    change.finish();
+}
+
 bool Store::finishInterrupted() noexcept {
     try {
         StoreChange change(folder_, warn_, std::chrono::milliseconds(0));

@@ -57,6 +57,9 @@ class Store {
     /// Adds a line to the history, for a change that is made elsewhere.
     void record(const HistoryLine& line);
 
+    /// What every change begins with, and all links anew, also where nothing seems to be wrong.
+    void repair();
+
     /// Finishes what an interrupted change left, where nobody else is changing the store and this
     /// user has the right to. False where it could not be done; that is told to nobody.
     bool finishInterrupted() noexcept;

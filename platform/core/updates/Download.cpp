@@ -132,6 +132,28 @@ FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
     fail(verdict.status, offer.name, causes);
 }
 
+DownloadedFile downloadFile(const Address& address, std::uint64_t limit, int folderDescriptor,
+                            const DownloadProgress& progress, const FetchBounds& bounds) {
+    const std::string name = address.text();
+    FileDescriptor file = makeNamelessFile(folderDescriptor);
+    if (!file)
+        failErrno(errno, name, "make a file for the download");
+    const auto fetcher = loadOnline().newFetcher(bounds);
+    Arrival arrival(file.get(), 0, progress);
+    FeedItem largest;
+    largest.size = limit;
+    const FetchResult result =
+        fetcher->download(address, limit, timeFor(largest, bounds),
+                          [&](std::string_view bytes) { return arrival.take(bytes); });
+    if (arrival.writeError() != 0)
+        failErrno(arrival.writeError(), name, "write the download");
+    if (result.outcome != Outcome::fetched)
+        fail(Status::downloadFailed, name, result.failure);
+    if (::lseek(file.get(), 0, SEEK_SET) != 0)
+        failErrno(errno, name, "read the download");
+    return {std::move(file), arrival.sha256()};
+}
+
 void requireOffered(const Offer& offer, std::string_view idKey, const Version& version) {
     if (idKey != offer.item.idKey || version != offer.item.version)
         fail(Status::wrongExtension, offer.name,

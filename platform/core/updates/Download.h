@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/core/net/Address.h"
 #include "platform/core/net/Online.h"
 #include "platform/core/package/Version.h"
 #include "platform/core/updates/Offer.h"
@@ -23,6 +24,17 @@ using DownloadProgress = std::function<void(std::uint64_t done, std::uint64_t to
 FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
                               const DownloadProgress& progress = {},
                               const FetchBounds& bounds = {});
+
+/// A file without a name on the disk, open for reading at its beginning.
+struct DownloadedFile {
+    FileDescriptor file;
+    std::string sha256;  ///< of its bytes, in lower-case hexadecimal digits
+};
+
+/// The same for an address that no feed describes: `limit` bytes at the most. Throws Error about
+/// the address: downloadFailed, or by the system's error.
+DownloadedFile downloadFile(const Address& address, std::uint64_t limit, int folderDescriptor,
+                            const DownloadProgress& progress = {}, const FetchBounds& bounds = {});
 
 /// Throws Error (wrongExtension) unless the package is the one that the feed offered.
 void requireOffered(const Offer& offer, std::string_view idKey, const Version& version);

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/core/disk/StoreLocation.h"
+#include "platform/core/products/ProductCatalog.h"
+#include "platform/core/store/ExtensionTable.h"
+#include "platform/support/Error.h"
+
+namespace tavik {
+
+/// A product that an extension was made for, as this machine has it.
+struct ProductFit {
+    std::string name;         ///< internal name
+    std::string displayName;  ///< empty: not on this machine
+    bool fits = false;        ///< the product is here, in a version that the extension accepts
+};
+
+/// An installed extension with everything that its store knows of it.
+struct InventoryEntry {
+    ExtensionRow row;
+    Scope scope = Scope::user;
+    bool isMasked = false;  ///< for all users, and switched off by this user, who has no own copy
+    std::string folder;     ///< absolute path of the installed files
+    std::vector<ProductFit> products;  ///< in the manifest's order
+};
+
+/// All extensions of both stores as values, also those whose products are gone and those of the
+/// shared store that a copy of the user's own covers. It stays as it was read.
+class Inventory {
+  public:
+    /// A store that cannot be read has no entries here; failures() says why.
+    static Inventory read(const std::vector<StoreLocation>& locations,
+                          const ProductCatalog& products);
+
+    /// In the order of names, then of ids, the user's own copy first.
+    const std::vector<InventoryEntry>& entries() const noexcept { return entries_; }
+
+    /// Null where that store does not hold the extension.
+    const InventoryEntry* find(Scope scope, const std::string& idKey) const noexcept;
+
+    const std::vector<Error>& failures() const noexcept { return failures_; }
+
+    /// Why databases are not sound, whose rows had to be found from the installed folders.
+    const std::vector<Error>& troubles() const noexcept { return troubles_; }
+
+  private:
+    void add(const StoreLocation& location, const ProductCatalog& products);
+    void mask(const StoreLocation& user);
+
+    std::vector<InventoryEntry> entries_;
+    std::vector<Error> failures_;
+    std::vector<Error> troubles_;
+};
+
+}  // namespace tavik

@@ -1,0 +1,73 @@
+#include <algorithm>
+
+#include "platform/core/disk/StoreFolder.h"
+#include "platform/core/session/Session.h"
+#include "platform/core/status/Status.h"
+
+namespace tavik {
+
+Inventory Session::inventory() {
+    return Inventory::read(locations(), reachableProducts());
+}
+
+ExtensionDetails Session::details(const InventoryEntry& entry) {
+    return detailsOf(entry, reachableProducts(), locations());
+}
+
+std::string Session::extensionsFolder(const Product& product) const {
+    return extensionsFolderOf(product, locations().front());
+}
+
+void Session::remove(const InventoryEntry& entry) {
+    forgetCatalog();
+    store(entry.scope).remove(entry.row.idKey, entry.row.name);
+}
+
+void Session::setState(const InventoryEntry& entry, ExtensionState state) {
+    forgetCatalog();
+    store(entry.scope).setState(entry.row.idKey, entry.row.name, state);
+}
+
+void Session::setMask(const InventoryEntry& entry, ExtensionState state) {
+    forgetCatalog();
+    store(Scope::user).setMask(entry.row, state);
+}
+
+const Offer* Session::findUpdate(const InventoryEntry& entry) {
+    const InstalledExtension* listed = catalog().byKey(entry.row.idKey);
+    if (listed == nullptr || listed->scope != entry.scope)
+        return nullptr;
+    try {
+        return &updateCheck().updateOf(entry.row.idKey);
+    } catch (const Error& error) {
+        if (error.status() == static_cast<int>(Status::noUpdate))
+            return nullptr;
+        throw;
+    }
+}
+
+void Session::update(const InventoryEntry& entry) {
+    update(extension(entry.row.id).handle);
+}
+
+std::vector<StoreHistoryLine> Session::history() {
+    std::vector<StoreHistoryLine> lines;
+    for (const StoreLocation& location : locations()) {
+        const auto folder = StoreFolder::open(location);
+        auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
+        if (!table)
+            continue;
+        for (auto& line : table->readHistory())
+            lines.push_back({std::move(line), location.scope});
+    }
+    std::stable_sort(lines.begin(), lines.end(),
+                     [](const auto& a, const auto& b) { return a.line.time < b.line.time; });
+    return lines;
+}
+
+void Session::repair(Scope scope) {
+    forgetCatalog();
+    store(scope).repair();
+}
+
+}  // namespace tavik

@@ -1,0 +1,103 @@
+#include "platform/core/session/StateFile.h"
+
+#include <initializer_list>
+#include <set>
+
+#include "platform/core/package/Manifest.h"
+#include "platform/core/status/Status.h"
+#include "platform/support/Hex.h"
+#include "platform/support/JsonObject.h"
+#include "platform/support/Text.h"
+
+namespace tavik {
+namespace {
+
+constexpr JsonLimits kLimits{std::size_t{8} << 20, 8};
+constexpr int kFormatVersion = 1;
+constexpr std::size_t kDigestDigits = 64;
+
+/// Null where the member is missing or null.
+const rapidjson::Value* given(const rapidjson::Value& entry, std::string_view name) {
+    const rapidjson::Value* value = findMember(entry, name);
+    return value == nullptr || value->IsNull() ? nullptr : value;
+}
+
+std::string textOf(const rapidjson::Value& entry, std::string_view name, const std::string& place) {
+    return given(entry, name) == nullptr ? "" : requiredText(entry, name, place);
+}
+
+std::optional<Version> versionOf(const rapidjson::Value& entry, std::string_view name,
+                                 const std::string& place) {
+    const std::string text = textOf(entry, name, place);
+    auto version = Version::parse(text);
+    if (!text.empty() && !version)
+        throw JsonError(place + "." + std::string(name) + " is no version");
+    return version;
+}
+
+std::string digestOf(const rapidjson::Value& entry, const std::string& place) {
+    const std::string digest = textOf(entry, "sha256", place);
+    if (!digest.empty() && (digest.size() != kDigestDigits || !fromHex(digest)))
+        throw JsonError(place + ".sha256 is not 64 hexadecimal digits");
+    return toLowerAscii(digest);
+}
+
+void readState(WantedExtension& wanted, const rapidjson::Value& entry, const std::string& place) {
+    const std::string state = textOf(entry, "state", place);
+    if (state == "disabled")
+        wanted.state = ExtensionState::disabled;
+    else if (state == "masked")
+        wanted.isMasked = true;
+    else if (!state.empty() && state != "enabled")
+        throw JsonError(place + ".state is none of \"enabled\", \"disabled\" and \"masked\"");
+    if (wanted.isMasked && wanted.scope == Scope::user)
+        throw JsonError(place + ".state is \"masked\" without \"allUsers\"");
+}
+
+WantedExtension readEntry(const rapidjson::Value& entry, const std::string& place) {
+    JsonObject(entry, place)
+        .allowOnly({"id", "version", "minVersion", "source", "sha256", "state", "allUsers"});
+    WantedExtension wanted;
+    wanted.id = requiredText(entry, "id", place);
+    if (!isExtensionId(wanted.id))
+        throw JsonError(place + ".id is no extension id");
+    wanted.version = versionOf(entry, "version", place);
+    wanted.minVersion = versionOf(entry, "minVersion", place);
+    if (wanted.version && wanted.minVersion)
+        throw JsonError(place + " has both version and minVersion");
+    wanted.source = textOf(entry, "source", place);
+    wanted.sha256 = digestOf(entry, place);
+    if (const rapidjson::Value* all = given(entry, "allUsers")) {
+        if (!all->IsBool())
+            throw JsonError(place + ".allUsers is not true or false");
+        wanted.scope = all->GetBool() ? Scope::shared : Scope::user;
+    }
+    readState(wanted, entry, place);
+    return wanted;
+}
+
+std::vector<WantedExtension> readEntries(std::string_view text) {
+    const rapidjson::Document document = parseJson(text, kLimits);
+    const JsonObject state(document, "$");
+    state.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
+    const rapidjson::Value* entries = state.neededArray("extensions");
+    std::vector<WantedExtension> all;
+    std::set<std::pair<Scope, std::string>> known;
+    for (const auto& entry : entries->GetArray()) {
+        const std::string place = entryPlace("$.extensions", all.size());
+        all.push_back(readEntry(entry, place));
+        if (!known.emplace(all.back().scope, toIdKey(all.back().id)).second)
+            throw JsonError(place + ".id is there twice");
+    }
+    return all;
+}
+
+}  // namespace
+
+std::vector<WantedExtension> parseStateFile(std::string_view text, const std::string& path) try {
+    return readEntries(text);
+} catch (const JsonError& error) {
+    fail(Status::stateFileInvalid, path, error.what());
+}
+
+}  // namespace tavik

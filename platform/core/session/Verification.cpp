@@ -1,0 +1,155 @@
+#include "platform/core/session/Verification.h"
+
+#include <fcntl.h>
+#include <libdeflate.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <optional>
+#include <set>
+
+#include "platform/core/disk/Folders.h"
+#include "platform/core/disk/StoreFolder.h"
+#include "platform/core/store/FileList.h"
+#include "platform/core/store/FolderName.h"
+
+namespace tavik {
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = StoreProblem::Kind;
+
+/// Where the link at the path leads; empty where there is none.
+std::string targetOf(const std::string& path) {
+    std::error_code fault;
+    return fs::read_symlink(path, fault).string();
+}
+
+bool hasContent(int file, const InstalledFile& recorded) {
+    std::vector<char> piece(std::size_t{1} << 20);
+    std::uint32_t crc = 0;
+    std::uint64_t size = 0;
+    for (ssize_t count = 0; (count = ::read(file, piece.data(), piece.size())) > 0;) {
+        crc = libdeflate_crc32(crc, piece.data(), static_cast<std::size_t>(count));
+        size += static_cast<std::uint64_t>(count);
+    }
+    return size == recorded.size && crc == recorded.crc;
+}
+
+/// How the file at the path differs from what was recorded; nothing where it does not.
+std::optional<Kind> differenceOf(const std::string& path, const InstalledFile& recorded) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat info {};
+    if (!file && errno == ENOENT)
+        return Kind::missing;
+    if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode))
+        return Kind::changed;
+    if (static_cast<std::uint64_t>(info.st_size) != recorded.size ||
+        !hasContent(file.get(), recorded))
+        return Kind::changed;
+    if (((info.st_mode & S_IXUSR) != 0) != recorded.isExecutable)
+        return Kind::rights;
+    return std::nullopt;
+}
+
+class Verification {
+  public:
+    Verification(const Inventory& inventory, const ProductCatalog& products)
+        : inventory_(inventory), products_(products) {}
+
+    void checkDatabases() {
+        for (const Error& trouble : inventory_.troubles())
+            problems_.push_back({"", trouble.subject(), Kind::database});
+    }
+
+    void checkEntry(const InventoryEntry& entry, const StoreLocation& location) {
+        struct stat info {};
+        if (::lstat(entry.folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
+            problems_.push_back({entry.row.id, entry.folder, Kind::noFolder});
+        else
+            checkFiles(entry, location);
+        for (const ProductFit& fit : entry.products)
+            if (const Product* product = products_.byName(fit.name))
+                checkLink(entry, fit, extensionsFolderOf(*product, location));
+    }
+
+    void checkFolders(const StoreLocation& location) {
+        const auto store = StoreFolder::open(location);
+        const FileDescriptor content = store ? store->existingSubfolder("ext") : FileDescriptor();
+        if (!content)
+            return;
+        std::set<std::string> known;
+        for (const InventoryEntry& entry : inventory_.entries())
+            if (entry.scope == location.scope)
+                known.insert({entry.row.folder, fileListOf(entry.row.folder)});
+        auto names = namesIn(content.get());
+        std::sort(names.begin(), names.end());
+        for (const std::string& name : names)
+            if (known.count(name) == 0)
+                problems_.push_back({"", store->path() + "/ext/" + name, Kind::noRow});
+    }
+
+    std::vector<StoreProblem> take() { return std::move(problems_); }
+
+  private:
+    /// What an earlier version installed has no list: nothing is known of its files.
+    void checkFiles(const InventoryEntry& entry, const StoreLocation& location) {
+        const auto store = StoreFolder::open(location);
+        const FileDescriptor content = store ? store->existingSubfolder("ext") : FileDescriptor();
+        const auto list = content ? readFileList(content.get(), entry.row.folder) : std::nullopt;
+        if (!list)
+            return;
+        std::set<std::string> listed;
+        for (const InstalledFile& file : list->files) {
+            listed.insert(entry.folder + "/" + file.path);
+            if (const auto kind = differenceOf(entry.folder + "/" + file.path, file))
+                problems_.push_back({entry.row.id, entry.folder + "/" + file.path, *kind});
+        }
+        for (const auto& item : fs::recursive_directory_iterator(entry.folder)) {
+            const bool isFolder = item.is_directory() && !item.is_symlink();
+            if (!isFolder && listed.count(item.path().string()) == 0)
+                problems_.push_back({entry.row.id, item.path().string(), Kind::extra});
+        }
+    }
+
+    void checkLink(const InventoryEntry& entry, const ProductFit& fit, const std::string& folder) {
+        const std::string path = folder + "/" + entry.row.id;
+        const std::string target = targetOf(path);
+        const bool isWanted = entry.row.state == ExtensionState::enabled && fit.fits;
+        if (isWanted && target.empty())
+            problems_.push_back({entry.row.id, path, Kind::noLink});
+        else if (isWanted ? target != entry.folder && !leadsToOwnCopy(entry, target)
+                          : target == entry.folder)
+            problems_.push_back({entry.row.id, path, Kind::wrongLink});
+    }
+
+    /// Where both stores have their links in one folder, the user's own copy has the place.
+    bool leadsToOwnCopy(const InventoryEntry& entry, const std::string& target) const {
+        const InventoryEntry* own = inventory_.find(Scope::user, entry.row.idKey);
+        return entry.scope == Scope::shared && own != nullptr && target == own->folder;
+    }
+
+    const Inventory& inventory_;
+    const ProductCatalog& products_;
+    std::vector<StoreProblem> problems_;
+};
+
+}  // namespace
+
+std::vector<StoreProblem> findProblems(const Inventory& inventory, const ProductCatalog& products,
+                                       const std::vector<StoreLocation>& locations) {
+    Verification verification(inventory, products);
+    verification.checkDatabases();
+    for (const StoreLocation& location : locations) {
+        for (const InventoryEntry& entry : inventory.entries())
+            if (entry.scope == location.scope)
+                verification.checkEntry(entry, location);
+        verification.checkFolders(location);
+    }
+    return verification.take();
+}
+
+}  // namespace tavik

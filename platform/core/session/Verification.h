@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/core/session/Inventory.h"
+
+namespace tavik {
+
+/// Something in a store that is not as the rows say.
+struct StoreProblem {
+    enum class Kind {
+        missing,  ///< a file that was installed
+        changed,  ///< its size or its content
+        extra,    ///< a file that was not installed
+        rights,   ///< the executable bit
+        noFolder,
+        noRow,
+        noLink,
+        wrongLink,
+        database
+    };
+
+    std::string id;    ///< of the extension; empty: of none
+    std::string path;  ///< what is missing, or wrong
+    Kind kind;
+};
+
+/// Compares the rows with the folders below `ext/`, with the links in the products' folders, and
+/// every installed file with what was recorded when it was installed. Changes nothing. `locations`
+/// are the inventory's. Throws failures to read a folder.
+std::vector<StoreProblem> findProblems(const Inventory& inventory, const ProductCatalog& products,
+                                       const std::vector<StoreLocation>& locations);
+
+}  // namespace tavik

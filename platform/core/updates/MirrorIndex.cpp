@@ -1,0 +1,90 @@
+#include "platform/core/updates/MirrorIndex.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/core/package/PathRules.h"
+#include "platform/core/status/Status.h"
+#include "platform/support/FileDescriptor.h"
+#include "platform/support/Json.h"
+
+namespace tavik {
+namespace {
+
+constexpr const char* kName = "/.tavik-mirror.json";
+constexpr std::size_t kMaxIndexBytes = std::size_t{64} << 20;
+constexpr std::int64_t kSecond = 1'000'000'000;
+
+std::int64_t numberIn(const rapidjson::Value& entry, const char* name) {
+    const rapidjson::Value* value = findMember(entry, name);
+    if (value == nullptr || !value->IsInt64())
+        throw JsonError(std::string(name) + " is no number");
+    return value->GetInt64();
+}
+
+}  // namespace
+
+MirrorIndex MirrorIndex::read(const std::string& folder) {
+    MirrorIndex index;
+    const FileDescriptor file(::open((folder + kName).c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file)
+        return index;
+    try {
+        const auto document = parseJson(readUpTo(file.get(), kMaxIndexBytes), {kMaxIndexBytes, 8});
+        const rapidjson::Value* files =
+            document.IsObject() ? findMember(document, "files") : nullptr;
+        if (files == nullptr || !files->IsArray())
+            return index;
+        for (const auto& entry : files->GetArray()) {
+            const std::string path = requiredText(entry, "path", "$");
+            // It says what may be deleted: nothing outside of the folder.
+            if (pathFault(path).empty())
+                index.files_[path] = {requiredText(entry, "sha256", "$"), numberIn(entry, "size"),
+                                      numberIn(entry, "modified")};
+        }
+    } catch (const std::exception&) {
+        // All files are then copied anew, and none is removed.
+        index.files_.clear();
+    }
+    return index;
+}
+
+void MirrorIndex::write(const std::string& folder) const {
+    std::string text = "{\"formatVersion\": 1, \"files\": [";
+    const char* separator = "\n";
+    for (const auto& [path, file] : files_) {
+        text += std::string(separator) + "{\"path\": " + quoteJson(path) +
+                ", \"sha256\": " + quoteJson(file.sha256) +
+                ", \"size\": " + std::to_string(file.size) +
+                ", \"modified\": " + std::to_string(file.modified) + "}";
+        separator = ",\n";
+    }
+    replaceFile(folder + kName, text + "\n]}\n");
+}
+
+MirroredFile lookAt(const std::string& path, const std::string& sha256) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+        return {sha256, -1, 0};
+    return {sha256, info.st_size, info.st_mtim.tv_sec * kSecond + info.st_mtim.tv_nsec};
+}
+
+void replaceFile(const std::string& path, const std::string& bytes) {
+    const std::string temporary = path + ".new";
+    ::unlink(temporary.c_str());
+    const FileDescriptor file(
+        ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+    const bool isWritten = file && writeAll(file.get(), bytes) && ::fchmod(file.get(), 0644) == 0 &&
+                           ::fsync(file.get()) == 0 &&
+                           ::rename(temporary.c_str(), path.c_str()) == 0;
+    if (isWritten)
+        return;
+    const int error = errno;
+    ::unlink(temporary.c_str());
+    failErrno(error, path, "write the file");
+}
+
+}  // namespace tavik

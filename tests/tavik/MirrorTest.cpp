@@ -1,0 +1,116 @@
+#include <filesystem>
+
+#include "tests/support/FeedServer.h"
+#include "tests/tavik/Front.h"
+
+namespace tavik::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using List = std::vector<std::string>;
+
+/// A server with a feed of packages below /site/, and a folder to mirror it into.
+class Mirror : public Front {
+  protected:
+    void publish(const List& versions, const std::vector<std::string>& more = {}) {
+        const std::string site = machine_.path("site");
+        fs::remove_all(site);
+        for (const auto& version : versions)
+            PackageBuilder("com.example.a", version).write(site + "/a-" + version + ".qpk");
+        std::vector<std::string> command{program("qpk"), "feed", site, "--serial",
+                                         std::to_string(++serial_)};
+        command.insert(command.end(), more.begin(), more.end());
+        ASSERT_EQ(run(command).exitCode, 0);
+        for (const auto& name : namesIn(site))
+            server_.serve("/site/" + name, {readFile(site + "/" + name)});
+    }
+
+    rapidjson::Document mirror(int exitStatus) {
+        return json(exitStatus,
+                    {"mirror", server_.address("/site/feed.json"), machine_.path("mirror")});
+    }
+
+    /// The names of the paths in that member.
+    List names(const rapidjson::Document& document, const char* member) const {
+        List found;
+        for (const auto& path : document[member].GetArray())
+            found.push_back(fs::path(path.GetString()).filename());
+        return found;
+    }
+
+    /// Where the server's /site/ is in the mirror.
+    std::string mirrored(const std::string& name) const {
+        const std::string address = server_.address("/site/" + name);
+        return machine_.path("mirror/" + address.substr(address.find("://") + 3));
+    }
+
+    FeedServer server_;
+    int serial_ = 0;
+};
+
+// Catches a copy that differs, a second run that loads everything again, and a package that stays
+// although no feed offers it.
+TEST_F(Mirror, CopiesWhatIsNew) {
+    ASSERT_EQ(run({program("qpk"), "keygen", machine_.path("key")}).exitCode, 0);
+    const List sign{"--key", machine_.path("key.key")};
+    publish({"1.0", "1.5"}, sign);
+    EXPECT_EQ(names(mirror(kDone), "copied"),
+              (List{"a-1.0.qpk", "a-1.5.qpk", "feed.json", "feed.json.sig"}));
+    for (const char* name : {"a-1.0.qpk", "a-1.5.qpk", "feed.json", "feed.json.sig"})
+        EXPECT_EQ(readFile(mirrored(name)), readFile(machine_.path("site/") + name)) << name;
+
+    writeFile(machine_.path("mirror/own.txt"), "of the administrator");
+    publish({"1.5", "2.0"}, sign);
+    const auto second = mirror(kDone);
+    EXPECT_EQ(names(second, "copied"), (List{"a-2.0.qpk", "feed.json", "feed.json.sig"}));
+    EXPECT_EQ(names(second, "unchanged"), List{"a-1.5.qpk"});
+    EXPECT_EQ(names(second, "removed"), List{"a-1.0.qpk"});
+    EXPECT_EQ(server_.requests("/site/a-1.5.qpk").size(), 1U);
+    EXPECT_EQ(readFile(machine_.path("mirror/own.txt")), "of the administrator");
+    EXPECT_EQ(names(mirror(kDone), "copied"), List{});
+}
+
+// Catches a mirror that serves what a feed does not describe, or a feed without its packages.
+TEST_F(Mirror, KeepsTheOldFeedWhereAPackageFails) {
+    publish({"1.0"});
+    mirror(kDone);
+    const std::string before = readFile(mirrored("feed.json"));
+    publish({"2.0", "2.1"});
+    server_.serve("/site/a-2.0.qpk", {std::string(10, 'x')});
+    const auto document = mirror(kFailed);
+    EXPECT_EQ(names(document, "copied"), List{"a-2.1.qpk"});
+    EXPECT_EQ(names(document, "removed"), List{});
+    EXPECT_EQ(text(document["failures"][0], "name"), "downloadDiffers");
+    EXPECT_EQ(readFile(mirrored("feed.json")), before);
+    EXPECT_TRUE(fs::exists(mirrored("a-1.0.qpk")));
+    EXPECT_FALSE(fs::exists(mirrored("a-2.0.qpk")));
+}
+
+// Catches an address or a file's name that leads out of the folder.
+TEST_F(Mirror, StaysInItsFolder) {
+    publish({"1.0"});
+    std::string feed = readFile(machine_.path("site/feed.json"));
+    const std::string url = "a-1.0.qpk";
+    for (const char* evil : {"%2e%2e/%2e%2e/%2e%2e/evil.qpk", "..%2f..%2fevil.qpk", "a.qpk?x=1",
+                             "%5c..%5cevil.qpk", "a%00.qpk"}) {
+        std::string changed = feed;
+        server_.serve("/site/feed.json", {changed.replace(changed.find(url), url.size(), evil)});
+        mirror(kFailed);
+        EXPECT_EQ(namesIn(machine_.path("mirror")), List{".tavik-mirror.json"}) << evil;
+    }
+    EXPECT_FALSE(fs::exists(machine_.path("evil.qpk")));
+}
+
+// Catches an index that somebody changed and that makes the mirror delete something else.
+TEST_F(Mirror, RemovesNothingOutside) {
+    publish({"1.0"});
+    writeFile(machine_.path("precious"), "x");
+    writeFile(machine_.path("mirror/.tavik-mirror.json"),
+              R"({"formatVersion": 1, "files": [{"path": "../precious", "sha256": "", "size": 1,
+                  "modified": 1}]})");
+    mirror(kDone);
+    EXPECT_TRUE(fs::exists(machine_.path("precious")));
+}
+
+}  // namespace
+}  // namespace tavik::testing

@@ -1,0 +1,149 @@
+#include <fcntl.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <set>
+#include <utility>
+
+#include "platform/core/package/Manifest.h"
+#include "platform/core/session/StateFile.h"
+#include "platform/core/status/Status.h"
+#include "platform/support/FileDescriptor.h"
+#include "tools/tavik/Changes.h"
+#include "tools/tavik/Words.h"
+
+namespace tavik::front {
+namespace {
+
+constexpr std::size_t kMaxStateFileBytes = std::size_t{8} << 20;
+
+std::string readStateFile(const std::string& path) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file)
+        failErrno(errno, path, "open the file");
+    return readUpTo(file.get(), kMaxStateFileBytes);
+}
+
+/// Brings one store's extension to what the file wants, step by step; a dry run only tells them.
+class Application {
+  public:
+    Application(const std::string& file, bool isDry, Run& run, Changes& changes)
+        : folder_(std::filesystem::path(file).parent_path()),
+          isDry_(isDry),
+          run_(run),
+          changes_(changes),
+          before_(run.session().inventory()) {}
+
+    void bring(const WantedExtension& wanted) {
+        const InventoryEntry* entry = before_.find(wanted.scope, toIdKey(wanted.id));
+        std::string version = entry == nullptr ? "" : entry->row.version.text();
+        if (entry == nullptr || !wanted.accepts(entry->row.version))
+            version = install(wanted, version);
+        // A new extension is enabled.
+        const ExtensionState state = entry == nullptr ? ExtensionState::enabled : entry->row.state;
+        if (state != wanted.state)
+            switchTo(wanted, version);
+        // A user's own copy goes before the one for all users, and decides about its mask too.
+        const bool isCovered = before_.find(Scope::user, toIdKey(wanted.id)) != nullptr;
+        const bool isMasked = entry != nullptr && entry->isMasked;
+        if (wanted.scope == Scope::shared && !isCovered && isMasked != wanted.isMasked)
+            mask(wanted, version);
+    }
+
+    void prune(const std::vector<WantedExtension>& wanted) {
+        std::set<std::pair<Scope, std::string>> kept;
+        for (const auto& each : wanted)
+            kept.emplace(each.scope, toIdKey(each.id));
+        for (const auto& entry : before_.entries())
+            if (kept.count({entry.scope, entry.row.idKey}) == 0)
+                run_.attempt([&] { remove(entry); });
+    }
+
+  private:
+    /// The version that is there then.
+    std::string install(const WantedExtension& wanted, const std::string& from) {
+        const PackageSource source = sourceOf(wanted);
+        const std::string to = isDry_ ? run_.session().versionOf(source, wanted.scope)
+                                      : run_.session().install(source, wanted.scope).version.text();
+        changes_.add({installOperation(from, to), wanted.id, from, to, wanted.scope});
+        return to;
+    }
+
+    PackageSource sourceOf(const WantedExtension& wanted) const {
+        PackageSource source;
+        source.id = wanted.id;
+        source.version = wanted.version;
+        source.minVersion = wanted.minVersion;
+        source.sha256 = wanted.sha256;
+        source.place = wanted.source;
+        const bool isPath = wanted.source.find("://") == std::string::npos;
+        if (!wanted.source.empty() && isPath)
+            source.place = folder_ / wanted.source;
+        return source;
+    }
+
+    void switchTo(const WantedExtension& wanted, const std::string& version) {
+        if (!isDry_)
+            run_.session().setState(present(run_.session().inventory(), wanted), wanted.state);
+        const bool enables = wanted.state == ExtensionState::enabled;
+        changes_.add({enables ? Operation::enable : Operation::disable, wanted.id, version, version,
+                      wanted.scope});
+    }
+
+    void mask(const WantedExtension& wanted, const std::string& version) {
+        if (!isDry_)
+            run_.session().setMask(
+                present(run_.session().inventory(), wanted),
+                wanted.isMasked ? ExtensionState::disabled : ExtensionState::enabled);
+        changes_.add({wanted.isMasked ? Operation::mask : Operation::unmask, wanted.id, version,
+                      version, wanted.scope});
+    }
+
+    static InventoryEntry present(const Inventory& now, const WantedExtension& wanted) {
+        const InventoryEntry* entry = now.find(wanted.scope, toIdKey(wanted.id));
+        if (entry == nullptr)
+            fail(Status::extensionNotFound, wanted.id);
+        return *entry;
+    }
+
+    void remove(const InventoryEntry& entry) {
+        if (!isDry_)
+            run_.session().remove(entry);
+        changes_.add({Operation::remove, entry.row.id, entry.row.version.text(), "", entry.scope});
+    }
+
+    std::filesystem::path folder_;  ///< of the state file: relative paths in it begin here
+    bool isDry_;
+    Run& run_;
+    Changes& changes_;
+    Inventory before_;
+};
+
+void apply(const Arguments& arguments, Run& run) {
+    const std::string& path = arguments.operands.front();
+    const bool isDry = arguments.has(kDryRunOption.name);
+    Changes changes(run);
+    const auto wanted = parseStateFile(readStateFile(path), path);
+    Application application(path, isDry, run, changes);
+    for (const auto& each : wanted)
+        run.attempt([&] { application.bring(each); });
+    if (arguments.has("prune"))
+        application.prune(wanted);
+    if (changes.empty() && !run.output().hasFailures())
+        run.output().line(word(Word::nothingToDo, run.language()));
+    if (isDry && !changes.empty())
+        run.output().pending();
+}
+
+}  // namespace
+
+const Verb kApplyVerb = {
+    "apply",
+    "brings the stores to what a state file says",
+    {"FILE", "a state file, as freeze prints it", 1, 1},
+    {{"prune", nullptr, "also remove what the file does not name, from both stores"},
+     kDryRunOption},
+    {kChangesMember},
+    apply};
+
+}  // namespace tavik::front

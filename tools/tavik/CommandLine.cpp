@@ -1,0 +1,150 @@
+#include "tools/tavik/CommandLine.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+
+namespace tavik::front {
+namespace {
+
+const Verb* const kVerbs[] = {&kInstallVerb,  &kRemoveVerb, &kEnableVerb,  &kDisableVerb,
+                              &kUpdateVerb,   &kSearchVerb, &kListVerb,    &kInfoVerb,
+                              &kProductsVerb, &kFreezeVerb, &kApplyVerb,   &kMirrorVerb,
+                              &kVerifyVerb,   &kRepairVerb, &kHistoryVerb, &kDoctorVerb};
+
+constexpr const char* kFooter =
+    "Exit status: 0 done, or nothing to do; 1 something failed; 2 the command line is wrong,\n"
+    "nothing was done; 3 there would be something to do.\n";
+constexpr int kManyOperands = 1 << 20;
+constexpr char kMark = '\x01';
+
+/// Where the library puts what it reads; the verbs get it as Arguments.
+struct Values {
+    std::vector<std::string> operands;
+    std::map<std::string, std::string> options;
+    std::map<std::string, bool> switches;
+    bool isJson = false;
+    std::string locale;
+};
+
+void declareOperands(CLI::App& app, const Operands& rule, Values& values) {
+    if (rule.name == nullptr)
+        return;
+    CLI::Option* option = app.add_option(rule.name, values.operands, rule.help);
+    // How many it may be at the most is checked later: for the library, many means a list.
+    option->expected(rule.least, kManyOperands);
+    if (rule.least > 0)
+        option->required();
+}
+
+void declare(CLI::App& app, const Verb& verb, Values& values) {
+    declareOperands(app, verb.operands, values);
+    for (const OptionRule& rule : verb.options) {
+        const std::string name = std::string("--") + rule.name;
+        if (rule.value == nullptr)
+            app.add_flag(name, values.switches[rule.name], rule.help);
+        else
+            app.add_option(name, values.options[rule.name], rule.help)->type_name(rule.value);
+    }
+    app.add_flag("--json", values.isJson, "print one JSON document, for programs");
+    app.add_option("--locale", values.locale, "language of the explanations: fr, de, ja, en")
+        ->type_name("LOCALE");
+    app.footer(kFooter);
+}
+
+/// The library takes "[a]" for a list with the one entry "a": a name that looks like that passes
+/// through it with a mark in front, which no argument can begin with by chance and do any harm.
+std::string marked(const std::string& argument) {
+    return argument.empty() || argument.front() != '[' ? argument : kMark + argument;
+}
+
+std::string unmarked(const std::string& argument) {
+    return argument.empty() || argument.front() != kMark ? argument : argument.substr(1);
+}
+
+Arguments argumentsOf(const CLI::App& app, const Verb& verb, const Values& values) {
+    Arguments arguments;
+    for (const std::string& operand : values.operands) {
+        if (operand.empty())
+            throw UsageError("an argument is empty");
+        arguments.operands.push_back(unmarked(operand));
+    }
+    if (verb.operands.most != kAny &&
+        arguments.operands.size() > static_cast<std::size_t>(verb.operands.most))
+        throw UsageError("\"" + arguments.operands.back() + "\" is one argument too many");
+    for (const auto& [name, value] : values.options)
+        if (app.count("--" + name) != 0)
+            arguments.options[name] = unmarked(value);
+    for (const auto& [name, isSet] : values.switches)
+        if (isSet)
+            arguments.options[name] = "";
+    return arguments;
+}
+
+/// The library's texts are sentences of their own, some of several lines.
+std::string oneLine(std::string text) {
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+}
+
+Invocation helpFor(const CLI::App& app, const std::string& verb) {
+    Invocation invocation;
+    if (verb.empty()) {
+        invocation.text = app.help();
+        return invocation;
+    }
+    try {
+        invocation.text = app.get_subcommand(verb)->help();
+    } catch (const CLI::OptionNotFound&) {
+        throw UsageError("\"" + verb + "\" is no verb");
+    }
+    return invocation;
+}
+
+}  // namespace
+
+Invocation readCommandLine(const std::vector<std::string>& arguments, const std::string& version) {
+    CLI::App app("Manages the extensions of host products.", "tavik");
+    app.require_subcommand(0, 1);
+    app.footer("tavik VERB --help explains a verb.\n" + std::string(kFooter));
+    bool wantsVersion = false;
+    app.add_flag("--version", wantsVersion, "version, commit and the libraries in use");
+    std::string explained;
+    const CLI::App* help = app.add_subcommand("help", "prints this text, or that of a verb");
+    app.get_subcommand("help")->add_option("VERB", explained, "the verb to be explained");
+    std::vector<Values> values(std::size(kVerbs));
+    std::vector<CLI::App*> verbs;
+    for (std::size_t i = 0; i < std::size(kVerbs); ++i) {
+        verbs.push_back(app.add_subcommand(kVerbs[i]->name, kVerbs[i]->summary));
+        declare(*verbs.back(), *kVerbs[i], values[i]);
+    }
+
+    try {
+        std::vector<std::string> reversed;
+        for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument)
+            reversed.push_back(marked(*argument));
+        app.parse(std::move(reversed));
+    } catch (const CLI::CallForHelp&) {
+        const auto parsed = app.get_subcommands();
+        return helpFor(app, parsed.empty() ? "" : parsed.front()->get_name());
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(oneLine(error.what()));
+    }
+    Invocation invocation;
+    for (std::size_t i = 0; i < verbs.size(); ++i)
+        if (verbs[i]->parsed()) {
+            invocation.verb = kVerbs[i];
+            invocation.arguments = argumentsOf(*verbs[i], *kVerbs[i], values[i]);
+            invocation.isJson = values[i].isJson;
+            invocation.locale = values[i].locale;
+            return invocation;
+        }
+    if (wantsVersion && !help->parsed()) {
+        invocation.text = version;
+        return invocation;
+    }
+    return helpFor(app, explained);
+}
+
+}  // namespace tavik::front

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/tavik/Verb.h"
+
+namespace tavik::front {
+
+/// What the command line asks for.
+struct Invocation {
+    const Verb* verb = nullptr;  ///< null: `text` is to be printed, a help or the version
+    Arguments arguments;
+    std::string text;
+    bool isJson = false;
+    std::string locale;  ///< of --locale; empty: the environment's
+};
+
+/// Reads the arguments behind the program's name. Throws UsageError.
+Invocation readCommandLine(const std::vector<std::string>& arguments, const std::string& version);
+
+}  // namespace tavik::front

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tavik::front {
+
+/// The text with U+FFFD in the place of each byte that is no UTF-8.
+std::string validUtf8(std::string_view text);
+
+/// How many columns of a terminal a printable text takes.
+std::size_t displayWidth(std::string_view text);
+
+/// The text in exactly that many columns: filled with blanks, or cut with "…" at its end.
+std::string inColumns(const std::string& text, std::size_t columns);
+
+}  // namespace tavik::front

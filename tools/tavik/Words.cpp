@@ -1,0 +1,104 @@
+#include "tools/tavik/Words.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+namespace tavik::front {
+namespace {
+
+using Texts = std::array<const char*, 4>;  // English, French, German, Japanese
+
+struct Row {
+    Word word;
+    Texts texts;
+};
+
+constexpr Row kWords[] = {
+    {Word::id, {"ID", "ID", "ID", "ID"}},
+    {Word::name, {"Name", "Nom", "Name", "名前"}},
+    {Word::version, {"Version", "Version", "Version", "バージョン"}},
+    {Word::state, {"State", "État", "Zustand", "状態"}},
+    {Word::scope, {"For", "Pour", "Für", "対象"}},
+    {Word::products, {"Products", "Produits", "Produkte", "製品"}},
+    {Word::signer, {"Signer", "Signataire", "Signiert von", "署名者"}},
+    {Word::update, {"Update", "Mise à jour", "Aktualisierung", "更新"}},
+    {Word::folder, {"Folder", "Dossier", "Ordner", "フォルダー"}},
+    {Word::feed, {"Feed", "Flux", "Feed", "フィード"}},
+    {Word::links, {"Links", "Liens", "Verknüpfungen", "リンク"}},
+    {Word::files, {"Files", "Fichiers", "Dateien", "ファイル"}},
+    {Word::installed, {"Installed", "Installée", "Installiert", "インストール済み"}},
+    {Word::product, {"Product", "Produit", "Produkt", "製品"}},
+    {Word::offered, {"Offered", "Proposée", "Angeboten", "提供"}},
+    {Word::time, {"Time (UTC)", "Heure (UTC)", "Zeit (UTC)", "日時 (UTC)"}},
+    {Word::change, {"Change", "Modification", "Änderung", "変更"}},
+    {Word::user, {"User", "Utilisateur", "Benutzer", "ユーザー"}},
+    {Word::problem, {"Problem", "Problème", "Problem", "問題"}},
+    {Word::path, {"Path", "Chemin", "Pfad", "パス"}},
+    {Word::enabled, {"enabled", "activée", "aktiv", "有効"}},
+    {Word::disabled, {"disabled", "désactivée", "inaktiv", "無効"}},
+    {Word::masked, {"disabled for me", "désactivée pour moi", "für mich inaktiv", "自分のみ無効"}},
+    {Word::forUser, {"me", "moi", "mich", "自分"}},
+    {Word::forAllUsers, {"all users", "tous", "alle", "全ユーザー"}},
+    {Word::notHere, {"not installed", "absent", "nicht installiert", "未インストール"}},
+    {Word::doesNotFit, {"does not fit", "incompatible", "passt nicht", "対象外のバージョン"}},
+    {Word::nothingToDo, {"nothing to do", "rien à faire", "nichts zu tun", "変更はありません"}},
+    {Word::noProblems, {"no problems", "aucun problème", "keine Probleme", "問題はありません"}},
+    {Word::didInstall, {"install", "installer", "installieren", "インストール"}},
+    {Word::didUpdate, {"update", "mettre à jour", "aktualisieren", "更新"}},
+    {Word::didReinstall, {"reinstall", "réinstaller", "neu installieren", "再インストール"}},
+    {Word::didRemove, {"remove", "supprimer", "entfernen", "削除"}},
+    {Word::didEnable, {"enable", "activer", "aktivieren", "有効化"}},
+    {Word::didDisable, {"disable", "désactiver", "deaktivieren", "無効化"}},
+    {Word::didMask,
+     {"disable for me", "désactiver pour moi", "für mich deaktivieren", "自分のみ無効化"}},
+    {Word::didUnmask,
+     {"enable for me", "activer pour moi", "für mich aktivieren", "自分のみ有効化"}},
+};
+
+struct Remedy {
+    Status status;
+    Texts texts;
+};
+
+// The causes' own remedies name the options of TavikCmd.
+constexpr Remedy kRemedies[] = {
+    {Status::invalidArgument,
+     {"see tavik VERB --help", "voyez tavik VERBE --help", "siehe tavik VERB --help",
+      "tavik VERB --help を参照してください"}},
+    {Status::extensionNotFound,
+     {"see the names with tavik list", "affichez les noms avec tavik list",
+      "zeigen Sie die Namen mit tavik list an", "tavik list で名前を確認してください"}},
+    {Status::productNotFound,
+     {"see the products with tavik products", "affichez les produits avec tavik products",
+      "zeigen Sie die Produkte mit tavik products an", "tavik products で製品を確認してください"}},
+    {Status::installedForAllUsers,
+     {"say --all-users, with an administrator's rights",
+      "ajoutez --all-users, avec les droits d'un administrateur",
+      "geben Sie --all-users an, mit den Rechten eines Administrators",
+      "管理者の権限で --all-users を付けてください"}},
+};
+
+}  // namespace
+
+const char* word(Word wanted, Language language) noexcept {
+    const auto* row = std::find_if(std::begin(kWords), std::end(kWords),
+                                   [wanted](const Row& each) { return each.word == wanted; });
+    return row == std::end(kWords) ? "" : row->texts[static_cast<std::size_t>(language)];
+}
+
+const char* remedyFor(int status, Language language) noexcept {
+    for (const Remedy& remedy : kRemedies)
+        if (static_cast<int>(remedy.status) == status)
+            return remedy.texts[static_cast<std::size_t>(language)];
+    return wordingOf(status, language).remedy;
+}
+
+const char* nameOf(int status) noexcept {
+    for (std::size_t i = 0; i < causeCount(); ++i)
+        if (static_cast<int>(causes()[i].status) == status)
+            return causes()[i].name;
+    return "internalError";
+}
+
+}  // namespace tavik::front
