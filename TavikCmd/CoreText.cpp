@@ -4,8 +4,7 @@
 
 namespace {
 
-/// The allocation failure is thrown here for a size that wraps around: a short buffer would be
-/// overrun.
+/// Throws for a size that wraps around: the buffer would be shorter than the core is told.
 std::unique_ptr<char[]> zeroedBuffer(unsigned long size, unsigned long spare) {
     if (size + spare < size)
         throw std::bad_alloc();

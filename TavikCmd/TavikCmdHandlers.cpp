@@ -83,7 +83,7 @@ void CTavikCmd::handleTavikGetMessage(const std::string& /*name*/, const std::st
 
 void CTavikCmd::handleLocaleOfProduct(const std::string& /*name*/, const std::string& value) {
     m_cmdHelper.setProductLocale(std::string(value));
-    // What the bridge keeps counts, not the raw value: it ignores an empty one.
+    // The bridge's value counts, not the raw one: the bridge ignores an empty value.
     m_locale = m_cmdHelper.getProductLocale();
 }
 

@@ -52,8 +52,7 @@ int printRow(Rows& rows, ExtensionHandle handle, unsigned long nameQuerySize,
 int TavikCmdHelper::invokeTavikGetExtListOfProduct(const std::string& which) {
     if (Poco::toLower(which) == "all")
         return listAllProducts();
-    // Scripts know this line with the constant 0, and that a failing product is no failure of the
-    // command.
+    // Scripts rely on the constant 0 in this line, and on status 0 for a failing product.
     if (TavikGetExtListOfProduct(which.c_str(), kNameQuerySize, 0, 0) < 0)
         printFailure("Failde to get extension of product, status = ", 0);
     return 0;

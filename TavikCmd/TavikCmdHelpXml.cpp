@@ -42,7 +42,7 @@ int TavikCmdHelper::invokeTavikGetExtensionMetadata(const std::string& which) {
     TavikExtensionMetadata metadata{};
     for (const long handle : handles) {
         status = TavikGetExtensionMetadataStruct(static_cast<ExtensionHandle>(handle), &metadata);
-        // The closing tag is left out: a reader is to notice that the list is not whole.
+        // The closing tag is left out, so that a reader notices that the list is not complete.
         if (status < 0)
             return printFailure("Failed to get extension meta-data, status = ", status);
         printElement(rows, metadata);

@@ -12,8 +12,7 @@
 // 3. A record without a path gets one from the joins whose code is its subdomain. Every match is
 //    computed, and the last one counts, even if it gives no path.
 // 4. A record with neither a path nor a redirect target is dropped. Any other one is copied into
-// the
-//    list, which leaves exact duplicates out.
+//    the list, which leaves exact duplicates out.
 // 5. A value that cannot be read empties the list of applications, because a record that lacks it
 //    could name the wrong program. The walk goes on: applications after it are listed again.
 // 6. onEnd resolves the redirects.

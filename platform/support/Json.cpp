@@ -110,31 +110,6 @@ rapidjson::Document parseJson(std::string_view text, const JsonLimits& limits) {
     return document;
 }
 
-const rapidjson::Value* findMember(const rapidjson::Value& object, std::string_view key) {
-    const rapidjson::Value name(
-        rapidjson::StringRef(key.data(), static_cast<rapidjson::SizeType>(key.size())));
-    const auto member = object.FindMember(name);
-    return member == object.MemberEnd() ? nullptr : &member->value;
-}
-
-std::optional<std::string> optionalText(const rapidjson::Value& object, std::string_view key,
-                                        std::string_view place) {
-    const rapidjson::Value* value = findMember(object, key);
-    if (value == nullptr)
-        return std::nullopt;
-    if (!value->IsString())
-        throw JsonError(std::string(place) + "." + std::string(key) + " is not a string");
-    return std::string(value->GetString(), value->GetStringLength());
-}
-
-std::string requiredText(const rapidjson::Value& object, std::string_view key,
-                         std::string_view place) {
-    auto text = optionalText(object, key, place);
-    if (!text)
-        throw JsonError(std::string(place) + "." + std::string(key) + " is missing");
-    return *std::move(text);
-}
-
 std::string quoteJson(std::string_view text) {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);

@@ -3,7 +3,6 @@
 #include <rapidjson/document.h>
 
 #include <cstddef>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -33,18 +32,6 @@ class JsonError : public std::runtime_error {
 /// The one way into JSON from outside: strict RFC 8259 and valid UTF-8, with duplicate keys, a BOM,
 /// text after the value, NUL in strings, and whatever passes the limits refused. Throws JsonError.
 rapidjson::Document parseJson(std::string_view text, const JsonLimits& limits = {});
-
-/// The member's value; null where `object` has no such member. `object` must be an object.
-const rapidjson::Value* findMember(const rapidjson::Value& object, std::string_view key);
-
-/// The member as text; nothing where it is missing. Throws JsonError where it is no string.
-/// `place` names the object in that error, e.g. "$" or "$.products[0]".
-std::optional<std::string> optionalText(const rapidjson::Value& object, std::string_view key,
-                                        std::string_view place);
-
-/// The member as text; a missing one is a JsonError too.
-std::string requiredText(const rapidjson::Value& object, std::string_view key,
-                         std::string_view place);
 
 /// `text` as a JSON string with its quotes, escaped as far as JSON needs it.
 std::string quoteJson(std::string_view text);

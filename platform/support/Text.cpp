@@ -174,6 +174,10 @@ std::string shortened(std::string_view text, std::size_t maxBytes) {
     return std::string(text.substr(0, wholeCharacters(text, maxBytes))) + "...";
 }
 
+bool isAlphanumeric(char c) noexcept {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
 std::string toLowerAscii(std::string_view text) {
     std::string lower(text);
     std::transform(lower.begin(), lower.end(), lower.begin(), lowerAscii);

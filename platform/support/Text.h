@@ -34,6 +34,9 @@ std::string quoteName(std::string_view name);
 /// The first `maxBytes` bytes, less where that would end inside a character; "..." shows the cut.
 std::string shortened(std::string_view text, std::size_t maxBytes);
 
+/// Whether it is an ASCII letter or digit.
+bool isAlphanumeric(char c) noexcept;
+
 /// ASCII letters in lower case; other bytes as they are.
 std::string toLowerAscii(std::string_view text);
 

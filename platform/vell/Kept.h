@@ -1,21 +1,18 @@
 #pragma once
 
 #include <cstring>
-#include <memory_resource>
 #include <string_view>
+#include <type_traits>
 #include <vector>
+
+#include "platform/support/Arena.h"
 
 namespace tavik::vell {
 
 /// The texts, lists and records that a session has handed out; they live as long as it does.
 class Kept {
   public:
-    const char* text(std::string_view text) {
-        auto* copy = static_cast<char*>(memory_.allocate(text.size() + 1, 1));
-        std::memcpy(copy, text.data(), text.size());
-        copy[text.size()] = '\0';
-        return copy;
-    }
+    const char* text(std::string_view text) { return memory_.keep(text).data(); }
 
     /// The entries and a closing null.
     const char** list(const std::vector<const char*>& entries) {
@@ -35,7 +32,7 @@ class Kept {
     }
 
   private:
-    std::pmr::monotonic_buffer_resource memory_;
+    Arena memory_;
 };
 
 }  // namespace tavik::vell

@@ -187,7 +187,8 @@ TEST_F(StoreForm, DamagedSharedStoreIsListedByThoseWhoMayNotRepairIt) {
         0);
     writeFile(machine_.shared("store.db"), "noise");
     machine_.environment()["TAVIK_HOME"] = machine_.path("nobody");
-    const Result result = run(asOrdinaryUser({"--list", "all"}), machine_.environment());
+    machine_.runAs(Machine::As::ordinaryUser);
+    const Result result = machine_.tavik({"--list", "all"});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_TRUE(contains(result.out, "com.example.s")) << result.out;
     if (::geteuid() == 0) {

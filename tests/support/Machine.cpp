@@ -70,15 +70,6 @@ std::string Machine::seenByHost(const std::string& id, const std::string& file) 
     return fs::exists(path) ? readFile(path) : "";
 }
 
-std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command;
-    if (::geteuid() == 0)
-        command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
-    command.push_back(program("TavikCmd"));
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
-}
-
 std::vector<std::string> namesIn(const std::string& folder) {
     std::vector<std::string> names;
     if (fs::is_directory(folder))

@@ -60,9 +60,6 @@ class Machine {
     int packages_ = 0;
 };
 
-/// The tool's command as a user without special rights: itself for one, root steps down.
-std::vector<std::string> asOrdinaryUser(const std::vector<std::string>& arguments);
-
 /// The names in a folder, sorted; empty where there is no such folder.
 std::vector<std::string> namesIn(const std::string& folder);
 

@@ -9,6 +9,7 @@
 namespace tavik::testing {
 namespace {
 
+constexpr int kFeedSignerChanged = 256 - 42;
 constexpr int kSignatureMissing = 256 - 55;
 constexpr int kSignerUnknown = 256 - 56;
 constexpr int kSignatureWrong = 256 - 57;
@@ -173,6 +174,39 @@ TEST_F(SignedInstall, IsUpdatedFromASignedFeed) {
     writeFile(web + "/feed.json", feed);
     EXPECT_EQ(update(), 0);
     EXPECT_EQ(machine_.listed(), List{"Enabled com.example.a 1.1"});
+}
+
+// A publisher who lost the key has nothing to sign a successor with. The administrator's choice
+// must do, and must not let one trusted author pass for another.
+TEST_F(SignedInstall, TakesAFeedFromTheKeyThatIsTrustedInThePlaceOfTheFormer) {
+    const std::string web = machine_.path("web");
+    const auto build = [&](const std::string& version, const std::string& path) {
+        PackageBuilder("com.example.a", version)
+            .with("updateUrl", quoteJson("file://" + web + "/feed.json"))
+            .write(path);
+    };
+    const auto publish = [&](const std::string& version, const std::string& key) {
+        build(version, web + "/a.qpk");
+        qpk({"feed", web, "--key", machine_.path(key + ".key")});
+    };
+    const auto update = [&] { return machine_.tavik({"--update", "com.example.a"}).exitCode; };
+    build("1.0", machine_.path("a.qpk"));
+    expectInstall(0, machine_.path("a.qpk"), {"Enabled com.example.a 1.0"});
+    publish("1.1", "one");
+    EXPECT_EQ(update(), 0);
+
+    publish("1.2", "two");
+    EXPECT_EQ(update(), kFeedSignerChanged);
+    const std::string keys = machine_.shared("trusted-keys/");
+    writeFile(keys + "one.pem", readFile(machine_.path("one.pem")));
+    writeFile(keys + "two.pem", readFile(machine_.path("two.pem")));
+    EXPECT_EQ(update(), kFeedSignerChanged) << "both are trusted, each with its own";
+    std::filesystem::remove(keys + "one.pem");
+    EXPECT_EQ(update(), 0);
+    EXPECT_EQ(machine_.listed(), List{"Enabled com.example.a 1.2"});
+
+    publish("1.3", "one");
+    EXPECT_EQ(update(), kFeedSignerChanged);
 }
 
 // Start-up time counts: a run that meets no signature has no use for the cryptography.

@@ -41,7 +41,8 @@ TEST(TrustedKeys, AreThePemFilesOfBothFolders) {
     EXPECT_FALSE(keys.contain(other.fingerprint(), crypto));
 }
 
-// Each row is a file that somebody took for a key; to trust nobody instead would be a riddle.
+// Each row is a file that somebody took for a key. Skipping it in silence would leave every
+// signature unknown, and nobody told why.
 TEST(TrustedKeys, NameTheFileThatIsNoKey) {
     OpenSslCrypto crypto;
     const PrivateKey key = PrivateKey::generate();

@@ -15,7 +15,7 @@ class Digest {
     virtual std::string finish() = 0;
 };
 
-/// What a key, or the key that made a signature, was found to be.
+/// The key that was read, or that made a signature; or why there is none.
 struct KeyFinding {
     std::string fingerprint;  ///< SHA-256 of the public key's DER form in lower-case hex digits
     std::string fault;        ///< why there is none, in a few words; empty where there is one

@@ -25,7 +25,7 @@ PublicKey signerOf(std::string_view message, std::string_view signature) {
     if (!keyBlock || !signatureBlock)
         throw Ed25519Error("is not a public key and a signature");
     PublicKey key = PublicKey::parse(writePemBlock(*keyBlock));
-    // One form only: what could be written in two ways could carry something along.
+    // Only one form is accepted: a second one could carry hidden data.
     if (write(key, signatureBlock->bytes) != signature)
         throw Ed25519Error("is not a public key and a signature in their one form");
     if (!key.verifies(message, signatureBlock->bytes))

@@ -21,7 +21,7 @@ constexpr const char* kPrivateBlock = "PRIVATE KEY";
 constexpr std::size_t kSignatureBytes = 64;
 constexpr std::size_t kPointBytes = 32;
 
-/// With a library that works and arguments that are right, only memory can be missing.
+/// The arguments are valid, so the call can only fail for lack of memory.
 void check(bool done) {
     if (done)
         return;

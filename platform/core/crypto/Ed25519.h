@@ -9,13 +9,13 @@
 
 namespace tavik {
 
-/// A text that is not the key or the signature that it should be; what() says in a few words why.
+/// A text that is no valid key or signature; what() says why in a few words.
 class Ed25519Error : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// The most that a key file has.
+/// The largest key file, in bytes.
 inline constexpr std::size_t kMaxKeyBytes = std::size_t{16} << 10;
 
 /// A public key of Ed25519.

@@ -8,7 +8,7 @@
 namespace tavik {
 namespace {
 
-/// With a library that works and arguments that are right, only memory can be missing.
+/// The arguments are valid, so the call can only fail for lack of memory.
 void check(int result) {
     if (result != 1)
         throw std::bad_alloc();

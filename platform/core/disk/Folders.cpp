@@ -34,7 +34,7 @@ struct CloseFolder {
     void operator()(DIR* folder) const noexcept { ::closedir(folder); }
 };
 
-/// For failures: what the system calls the open folder.
+/// The open folder's path, for errors.
 std::string pathOf(int folder) {
     std::error_code failure;
     const auto path =

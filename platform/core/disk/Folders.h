@@ -13,7 +13,7 @@ namespace tavik {
 /// mode whatever the umask. Throws errno failures naming the folder.
 void makeFolders(const std::string& path, mode_t mode);
 
-/// The path without links in it; as it was where it leads nowhere.
+/// The path with its links resolved; unchanged if it leads nowhere.
 std::string realPath(const std::string& path);
 
 /// Hands each name in an open folder to `visit`, in no order, without "." and "..". Throws as
@@ -21,7 +21,7 @@ std::string realPath(const std::string& path);
 void visitNames(int folder, const std::function<void(std::string_view)>& visit);
 
 /// The names in an open folder, in no order, without "." and "..". Throws errno failures naming the
-/// folder: a folder that cannot be read is no empty one.
+/// folder: an unreadable folder is not taken for an empty one.
 std::vector<std::string> namesIn(int folder);
 
 }  // namespace tavik

@@ -15,8 +15,8 @@ namespace tavik {
 class LinkFolder {
   public:
     /// A folder below the store is reached from the store's own descriptor, any other one by the
-    /// walk of openTrustedFolder(). Nothing where it is missing and shall not be made. `ours`: a
-    /// link is ours where it leads to somewhere below one of these paths, which end with a slash.
+    /// walk of openTrustedFolder(). Nothing if it is missing and is not to be made. `ours`: a link
+    /// is ours where it leads to somewhere below one of these paths, which end with a slash.
     static std::optional<LinkFolder> open(const StoreFolder& store, const std::string& path,
                                           Missing missing, std::vector<std::string> ours);
 

@@ -7,7 +7,7 @@
 namespace tavik {
 
 RegularFile openRegularFile(int folder, const std::string& path, FinalLink link) {
-    // Without O_NONBLOCK a pipe without a writer would hold us up before it can be told apart.
+    // Without O_NONBLOCK, opening a pipe would wait for its writer.
     constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     FileDescriptor descriptor(
         ::openat(folder, path.c_str(), link == FinalLink::refused ? kFlags | O_NOFOLLOW : kFlags));

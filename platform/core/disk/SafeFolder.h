@@ -16,8 +16,8 @@ FileDescriptor openSafeFolder(const std::string& path);
 /// The same for the folder `name` in the open folder `parent`; `path` is what failures name.
 FileDescriptor openSafeFolder(int parent, const std::string& name, const std::string& path);
 
-/// What failures about a file are told: its path, and the status for one that cannot be what it
-/// should.
+/// What an error about a file carries: its path, and the status for a file of the wrong kind or
+/// size.
 struct FileSubject {
     std::string path;
     Status invalid;

@@ -75,7 +75,7 @@ void SetAside::clear(const StoreFolder& store, const std::string& reason) noexce
             if (name.find("." + reason + ".") != std::string::npos)
                 removeTree(all.get(), name);
     } catch (const std::exception&) {
-        // It is room on the disk and nothing else; a later change tries again.
+        // A failure only leaves the files on the disk; a later change tries again.
     }
 }
 

@@ -14,7 +14,7 @@ namespace tavik {
 namespace {
 
 constexpr mode_t kFolderMode = 0755;
-// A user's store is that user's business; what stands below may be as open as its files ask for.
+// Only the user may enter the own store, so the files below can have any mode.
 constexpr mode_t kUserRootMode = 0700;
 
 FileDescriptor makeFolder(int parent, const std::string& name, const std::string& path,

@@ -24,11 +24,11 @@ constexpr const char* kName = ".lock";
 constexpr mode_t kMode = 0600;
 constexpr milliseconds kFirstPause{1};
 constexpr milliseconds kLongestPause{25};
-// A process number and blanks, so that each note covers the one before.
+// A process number padded with blanks, so that each note overwrites the one before.
 constexpr std::size_t kNoteBytes = 16;
 
 FileDescriptor openLock(const StoreFolder& folder, const std::string& path) {
-    // Without O_NONBLOCK a pipe would hold us up before it can be told apart.
+    // Without O_NONBLOCK, opening a pipe would wait for its writer.
     FileDescriptor file(::openat(folder.descriptor(), kName,
                                  O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kMode));
     if (!file && errno == ELOOP)
@@ -42,7 +42,7 @@ FileDescriptor openLock(const StoreFolder& folder, const std::string& path) {
         fail(Status::storeUnsafe, path, "it is no regular file");
     if (info.st_uid != ::geteuid() && info.st_uid != 0)
         fail(Status::storeUnsafe, path, "it belongs to another user");
-    // Whoever can open it can hold it. Rights that were given by hand are taken back.
+    // Whoever can open the file can hold the lock, so rights that were added by hand are removed.
     if ((info.st_mode & 07777) != kMode && ::fchmod(file.get(), kMode) != 0)
         failErrno(errno, path, "set the lock's rights");
     return file;
@@ -79,7 +79,7 @@ std::string holderOf(const FileDescriptor& file) {
     return text + " holds it";
 }
 
-/// Only a help for people: a full disk keeps no change from being made.
+/// The note is only for people: a change goes on if it cannot be written.
 void noteHolder(const FileDescriptor& file) noexcept {
     std::array<char, kNoteBytes + 1> note{};
     std::snprintf(note.data(), note.size(), "%-15d\n", static_cast<int>(::getpid()));

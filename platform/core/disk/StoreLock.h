@@ -10,10 +10,9 @@ namespace tavik {
 /// changes a store takes one as an argument.
 ///
 /// The lock is an flock on the file `.lock`, which is never deleted and which only its owner can
-/// open: nobody else can hold a change up. Who holds it has written his process number into it, for
-/// the failure of those who wait in vain. A file that was deleted or replaced while somebody waited
-/// for it locks nothing: whoever gets such a lock goes back and takes the one that stands there
-/// now.
+/// open: nobody else can hold a change up. The holder writes its process number into the file, for
+/// the error of a process that waits in vain. If the file was deleted or replaced meanwhile, the
+/// lock on it protects nothing: the process then takes the lock on the file that has the name now.
 class StoreLock {
   public:
     static constexpr std::chrono::milliseconds kPatience{30'000};

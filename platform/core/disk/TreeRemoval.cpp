@@ -19,8 +19,8 @@ struct CloseFolder {
 };
 using FolderStream = std::unique_ptr<DIR, CloseFolder>;
 
-/// One removal, and the first failure in it: what could not be deleted below makes those above
-/// fail too, for a reason that says nothing.
+/// One removal, and its first failure. A file that stays makes the folders above it fail too, but
+/// those errors only say "not empty".
 class Removal {
   public:
     bool removeEntry(int parent, const char* name, unsigned char type) noexcept {

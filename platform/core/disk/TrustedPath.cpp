@@ -140,7 +140,8 @@ class Walk {
         goAlong(target);
     }
 
-    /// Puts the path's components in front of those that are still ahead; the next one stands last.
+    /// Adds the path's components before those that are still to be walked. The list is kept in
+    /// reverse: the next one is last.
     void goAlong(const std::string& path) {
         std::vector<std::string> names;
         for (std::size_t at = 0; at < path.size();) {

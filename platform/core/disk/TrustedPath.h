@@ -9,8 +9,8 @@ namespace tavik {
 /// What becomes of a folder that does not exist.
 enum class Missing { isMade, isReported };
 
-/// Opens the folder at the absolute `path` for reading, after a walk from "/" in which no other
-/// user has a say; the source says how. With Missing::isMade, missing folders are made with mode
+/// Opens the folder at the absolute `path` for reading, after a walk from "/" that no other user
+/// can redirect; the source has the steps. With Missing::isMade, missing folders are made with mode
 /// 0755; otherwise an invalid descriptor stands for a missing one. Throws Status::storeUnsafe
 /// naming the folder on the way that is not trusted, and errno failures.
 FileDescriptor openTrustedFolder(const std::string& path, Missing missing);

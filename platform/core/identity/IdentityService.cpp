@@ -24,7 +24,7 @@ void checkLength(const std::string& what, std::string_view text, std::size_t max
         refuse(what, "not 1 to " + std::to_string(maxBytes) + " bytes long");
 }
 
-/// What might end the header line, or begin another, must not get into it.
+/// A line break in the token would end the header line and begin another.
 void checkToken(std::string_view token) {
     checkLength("access token", token, kMaxTokenBytes);
     if (std::any_of(token.begin(), token.end(), [](char c) { return c < '!' || c > '~'; }))
@@ -42,7 +42,7 @@ void checkType(std::string_view type) {
 
 void checkAccount(std::string_view account) {
     checkLength("account", account, kMaxAccountBytes);
-    // Dots alone would be a step up in the address.
+    // "." and ".." would change the address's path.
     if (!isPrintableText(account) || account == "." || account == "..")
         refuse("account", "is no name of one");
 }
@@ -86,7 +86,7 @@ void IdentityService::requireAccount(const std::string& extensionId, const std::
         return;
     if (result.outcome == FetchResult::Outcome::untrusted)
         fail(Status::certificateRefused, name, "the identity service: " + result.failure);
-    // Others, such as 408 and 429, are no word on the account.
+    // Any other status, such as 408 or 429, says nothing about the account.
     const int status = result.httpStatus;
     const bool refused = status == 401 || status == 403 || status == 404;
     fail(refused ? Status::accountRefused : Status::identityUnreachable, name, result.failure);

@@ -5,20 +5,15 @@
 #include <algorithm>
 #include <charconv>
 
+#include "platform/support/Hex.h"
+#include "platform/support/Text.h"
+
 namespace tavik {
 namespace {
 
 constexpr std::size_t kMaxHostBytes = 253;
 
-std::string lowered(std::string_view text) {
-    std::string result(text);
-    for (char& c : result)
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-    return result;
-}
-
-/// Of the characters that RFC 3986 leaves out of addresses, readers make different things.
+/// Programs disagree about characters that RFC 3986 does not allow, so these are refused.
 void requirePlain(std::string_view text) {
     if (text.size() > Address::kMaxBytes)
         throw AddressError("is longer than " + std::to_string(Address::kMaxBytes) + " bytes");
@@ -32,7 +27,7 @@ std::string takeScheme(std::string_view& text) {
     const std::size_t colon = text.find_first_of(":/?#");
     if (colon == std::string_view::npos || colon == 0 || text[colon] != ':')
         return {};
-    std::string scheme = lowered(text.substr(0, colon));
+    std::string scheme = toLowerAscii(text.substr(0, colon));
     text.remove_prefix(colon + 1);
     return scheme;
 }
@@ -93,24 +88,15 @@ std::string withoutDotSegments(std::string_view path) {
     return result.empty() ? "/" : result;
 }
 
-int hexValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    throw AddressError("has a % without two hexadecimal digits behind it");
-}
-
 std::string percentDecoded(std::string_view text) {
     std::string result;
     for (std::size_t at = 0; at < text.size(); ++at) {
         char c = text[at];
         if (c == '%') {
-            if (text.size() - at < 3)
+            const auto byte = fromHex(text.substr(at + 1, 2));
+            if (!byte || byte->empty())
                 throw AddressError("has a % without two hexadecimal digits behind it");
-            c = static_cast<char>(hexValue(text[at + 1]) * 16 + hexValue(text[at + 2]));
+            c = byte->front();
             at += 2;
         }
         if (c == '\0')
@@ -121,10 +107,6 @@ std::string percentDecoded(std::string_view text) {
 }
 
 }  // namespace
-
-bool isAlphanumeric(char c) noexcept {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
 
 /// RFC 3986's unreserved characters stay as they are.
 std::string percentEncoded(std::string_view text) {
@@ -169,19 +151,19 @@ void Address::setAuthority(std::string_view authority) {
     if (authority.find('@') != std::string_view::npos)
         throw AddressError("has a user name or a password in it");
     if (scheme_ == Scheme::file) {
-        if (!authority.empty() && lowered(authority) != "localhost")
+        if (!authority.empty() && toLowerAscii(authority) != "localhost")
             throw AddressError("is a file of another machine");
         return;
     }
     const std::size_t bracket = authority.find(']');
     const std::size_t colon = authority.find(':', bracket == std::string_view::npos ? 0 : bracket);
-    const std::string host = lowered(authority.substr(0, colon));
+    const std::string host = toLowerAscii(authority.substr(0, colon));
     checkHost(host);
     if (colon != std::string_view::npos)
         checkPort(authority.substr(colon + 1));
     if (scheme_ == Scheme::http && !isLoopback(host))
         throw AddressError("is http: of another machine, use https:");
-    authority_ = lowered(authority);
+    authority_ = toLowerAscii(authority);
 }
 
 void Address::setPath(std::string_view rest) {

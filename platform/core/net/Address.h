@@ -12,9 +12,6 @@ class AddressError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// An ASCII letter or digit.
-bool isAlphanumeric(char c) noexcept;
-
 /// The text as one step of an address's path. It is never moved while it grows, so that no part of
 /// a secret stays behind in memory that was given back.
 std::string percentEncoded(std::string_view text);

@@ -14,8 +14,8 @@ class AddressPrefix {
     /// Throws AddressError, also for one with a query.
     static AddressPrefix parse(std::string_view text);
 
-    /// An address with a step "." or ".." in its path is covered by none: where a server takes it
-    /// to is not where it seems to lead.
+    /// An address with a "." or ".." in its path is never covered: the server may resolve it to
+    /// another place.
     bool covers(const Address& address) const;
 
     /// Whether it covers more than one address.
@@ -27,7 +27,7 @@ class AddressPrefix {
     std::string text_;
 };
 
-/// Sends what is to be asked at one place to another.
+/// Fetches what one prefix covers from another place.
 struct Redirect {
     AddressPrefix from;
     AddressPrefix to;

@@ -10,15 +10,15 @@
 namespace tavik {
 namespace {
 
-/// Transfers at work at once: enough for feeds on slow servers not to wait for each other, few
+/// The most transfers at once: enough that feeds on slow servers do not wait for each other, few
 /// enough for any limit on open descriptors.
 constexpr std::size_t kAtOnce = 64;
 
 constexpr int kPollMilliseconds = 1000;
 
-/// How many transfers are at work at once. A server that answers quickly is asked over a few
-/// connections, again and again: each further one would cost both sides more than it gains. Once no
-/// answer has come for a while, all are started.
+/// Decides how many transfers run at once. While answers come quickly, a few connections are used
+/// again and again, because opening more would take longer. When no answer has come for a while,
+/// all transfers are started.
 class Pace {
   public:
     using Clock = std::chrono::steady_clock;
@@ -182,7 +182,8 @@ void CurlFetcher::start(Transfer& transfer) {
         throw std::bad_alloc();
 }
 
-/// Takes up what has ended; the number of transfers that are done with that.
+/// Handles the transfers that have ended. Returns how many of them are done; one that follows a
+/// redirect is not.
 std::size_t CurlFetcher::collect() {
     std::size_t done = 0;
     int left = 0;

@@ -30,14 +30,14 @@ struct DocumentRequest {
     Address address;
     std::string etag;
     std::string lastModified;
-    std::chrono::milliseconds spent{0};  ///< of the document's time: by one that it belongs to
+    std::chrono::milliseconds spent{0};  ///< already used of the document's time
 };
 
 struct FetchResult {
     enum class Outcome {
         fetched,    ///< `body` has it all
         unchanged,  ///< the conditional request's document is still as it was
-        absent,     ///< there is certainly nothing: 404, 410, no such file
+        absent,     ///< 404, 410, or no such file
         tooLarge,   ///< more bytes than the limit
         untrusted,  ///< the server's certificate is not accepted
         failed
@@ -55,12 +55,13 @@ struct FetchResult {
 
 /// Fetches over https, from http servers on this machine, and from files. Failures come back as
 /// values; nothing but std::bad_alloc is thrown. The standard proxy variables, SSL_CERT_FILE and
-/// SSL_CERT_DIR hold. Redirects are followed as Address::follow allows. An answer counts only with
-/// status 200: no part of a document, no error page, no copy that was not asked about passes.
+/// SSL_CERT_DIR hold. Redirects are followed as Address::follow allows. Only an answer with status
+/// 200 counts: a partial document, an error page and an unrequested 304 are refused.
 class Fetcher {
   public:
-    /// Takes the next bytes; false ends the transfer as failed. It must not throw. A download's may
-    /// be called with nothing at any time, and is so about once a second while nothing arrives.
+    /// Takes the next bytes; false ends the transfer as failed. It must not throw. A download also
+    /// calls it without bytes, about once a second while nothing arrives, so that it can end the
+    /// transfer.
     using Sink = std::function<bool(std::string_view bytes)>;
 
     virtual ~Fetcher() = default;
@@ -79,7 +80,7 @@ class Fetcher {
     /// other: a redirect is an answer that failed. The body is thrown away.
     virtual FetchResult ask(const Address& address, const std::string& authorization) = 0;
 
-    /// Ends what is under way as failed, and whatever is asked for later. From any thread.
+    /// Ends running transfers as failed, and all later ones at once. From any thread.
     virtual void cancel() noexcept = 0;
 };
 

@@ -28,7 +28,7 @@ inline constexpr int kOnlineInterface = 3;
 using OnlineFactory = Online*(int interface);
 inline constexpr const char* kOnlineFactoryName = "tavikOnline";
 
-/// The module, loaded on the first call. Throws Error (updatesUnavailable) where it cannot be.
+/// The module, loaded on the first call. Throws Error (updatesUnavailable) if it cannot be loaded.
 Online& loadOnline();
 
 }  // namespace tavik

@@ -24,13 +24,13 @@ std::string ownFile() {
     void* entry = nullptr;
     if (::dladdr1(reinterpret_cast<const void*>(&loaderText), &info, &entry, RTLD_DL_LINKMAP) == 0)
         fail(Status::updatesUnavailable, kModule, "cannot tell where this program is");
-    // The program itself has no name there, and the one that it was called by is anybody's choice.
+    // The main program has an empty name there. argv[0] is not used, because the caller chooses it.
     const std::string name = static_cast<const link_map*>(entry)->l_name;
     return name.empty() ? std::filesystem::read_symlink("/proc/self/exe").string() : name;
 }
 
-/// The module beside that file or, for programs, in the `lib` beside their folder. By its path, so
-/// that no search of the loader's can end at another build's.
+/// The module beside that file or, for programs, in the `lib` beside their folder. The full path
+/// keeps the loader from finding another build's module.
 std::string findModule() {
     const std::string file = ownFile();
     const std::string folder = file.substr(0, file.rfind('/') + 1);
@@ -39,8 +39,8 @@ std::string findModule() {
 }
 
 Online& load() {
-    // Lazily: of the libraries beneath it, most functions are never called. It stays: a name
-    // look-up that was given up may still be under way on a thread of its own.
+    // RTLD_LAZY: most functions of the module's libraries are never called. RTLD_NODELETE: a name
+    // look-up that was given up may still run on its own thread.
     void* module = ::dlopen(findModule().c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
     if (module == nullptr)
         fail(Status::updatesUnavailable, kModule, loaderText());

@@ -20,9 +20,10 @@ class OnlineModule final : public Online {
 };
 
 bool isCurlUsable() {
-    // The process's end gives back all memory at once; libcrypto would free its tables one by one.
+    // No clean-up at exit: libcrypto would free its tables one by one, and the process's end frees
+    // all memory anyway.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    // An older libcurl would not know options that bounds and rules rest on.
+    // An older libcurl lacks options that the limits need.
     return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK &&
            curl_version_info(CURLVERSION_NOW)->version_num >= LIBCURL_VERSION_NUM;
 }

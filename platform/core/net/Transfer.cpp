@@ -22,7 +22,8 @@ constexpr int kGone = 410;
 
 template <typename Value>
 void set(CURL* handle, CURLoption option, Value value) {
-    // The values are right and the module checked libcurl's version: memory is what can be missing.
+    // The module has checked libcurl's version, so every option is known: only memory can be
+    // missing.
     if (curl_easy_setopt(handle, option, value) != CURLE_OK)
         throw std::bad_alloc();
 }
@@ -39,7 +40,7 @@ bool isAboutCertificates(CURLcode code) {
            code == CURLE_SSL_CRL_BADFILE;
 }
 
-/// What libcurl says about a proxy repeats its address, as the environment has it.
+/// libcurl's texts about a proxy repeat its address, which may hold a password.
 std::string withoutProxyPasswords(std::string text) {
     for (const char* name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
         const std::string proxy = environmentVariable(name).value_or("");
@@ -126,7 +127,7 @@ void Transfer::setUpBounds() {
     set(handle(), CURLOPT_CONNECTTIMEOUT_MS, milliseconds(bounds_.connect));
     set(handle(), CURLOPT_LOW_SPEED_LIMIT, kStallBytesPerSecond);
     set(handle(), CURLOPT_LOW_SPEED_TIME, static_cast<long>(bounds_.stall.count()));
-    // A name look-up that hangs must not hold up the end of a transfer whose time is over.
+    // A hanging name look-up must not delay the end of a transfer that has timed out.
     set(handle(), CURLOPT_QUICK_EXIT, 1L);
 }
 
@@ -135,7 +136,7 @@ void Transfer::begin() {
     aim(plan_.address);
 }
 
-/// Sets the handle on that address; false where the time is over.
+/// Points the handle at that address. False if the time is over.
 bool Transfer::aim(const Address& address) {
     result_.address = address;
     set(handle(), CURLOPT_URL, address.text().c_str());
@@ -230,7 +231,7 @@ void Transfer::failWith(CURLcode code) {
     }
 }
 
-/// libcurl ends a single line that outgrows its buffer (100 KB) as it ends a lack of memory.
+/// libcurl reports a header line longer than its buffer (100 KB) as a lack of memory.
 bool Transfer::isTooLongHeader(CURLcode code) const {
     curl_off_t answerBegan = 0;
     curl_easy_getinfo(handle(), CURLINFO_STARTTRANSFER_TIME_T, &answerBegan);
@@ -260,7 +261,8 @@ std::size_t Transfer::takeBody(std::string_view bytes) {
     curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
     bodyBytes_ += bytes.size();
     if (status != kOk) {
-        // A page for people: its end keeps the connection open, but it must have one.
+        // An error page is read to its end so that the connection can be used again, but only up to
+        // a limit.
         pageCut_ = bodyBytes_ > kPageBytes;
         return pageCut_ ? 0 : bytes.size();
     }

@@ -15,7 +15,7 @@ constexpr std::uint32_t kDescriptorSignature = 0x08074b50;
 constexpr std::uint16_t kZip64Extra = 0x0001;
 constexpr std::uint16_t kUnicodePathExtra = 0x7075;
 
-// A field that holds this has its number in the zip64 companion.
+// A field with this value has its number in the zip64 field.
 constexpr std::uint16_t kMark16 = 0xFFFF;
 constexpr std::uint32_t kMark32 = 0xFFFFFFFF;
 
@@ -154,7 +154,7 @@ LocalHeader parseLocalHeader(std::string_view bytes) {
     header.name = cursor.text(lengths.name);
     const Extras extras = parseExtras(cursor.text(lengths.extra));
     checkUnicodePath(extras, header.name);
-    // Here, zip64 has both sizes or none.
+    // In a local header, the zip64 field has both sizes or neither.
     if ((header.size == kMark32) != (header.compressedSize == kMark32))
         throw BadRecord{"its zip64 field has one size of two"};
     Zip64Fields zip64(extras);

@@ -33,7 +33,7 @@ struct EndRecord {
     std::uint64_t entries = 0;
     std::uint64_t directorySize = 0;
     std::uint64_t directoryOffset = 0;
-    bool needsZip64 = false;  ///< a field holds the mark that its zip64 companion has the number
+    bool needsZip64 = false;  ///< a field says that the zip64 record has its number
 };
 
 struct DataDescriptor {

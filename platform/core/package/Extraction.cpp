@@ -21,15 +21,15 @@
 // 1. Make all folders, parents first, so that workers only make files.
 // 2. Divide the files into batches of neighbours in one folder, in the order of their bytes in the
 //    package: a worker then reads forwards and keeps one folder open.
-// 3. Workers take batches one after the other from a shared counter. A small package gets no
-// threads.
+// 3. Workers take batches one after the other from a shared counter. A small package is extracted
+//    by one worker, without threads.
 // 4. A worker inflates a file piece by piece. It hands each piece to the content check and then
 //    writes the same bytes, from memory: what was checked is what is installed, also if somebody
 //    changes the package meanwhile. CRC and size are checked at the end of each file.
 // 5. Files are opened relative to their folder's descriptor, without following links and only if
 //    they do not exist: nobody can redirect a write to another place.
-// 6. The first failure stops all workers after their current file and is thrown when they have
-// ended.
+// 6. The first failure stops all workers after their current file. It is thrown when all of them
+//    have ended.
 //
 // Nothing here is durable, and a failure leaves half a folder. The store extracts into a folder
 // that no record names yet, synchronises it once in the end, and removes it after a failure or a

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <set>
 
-#include "platform/support/JsonObject.h"
 #include "platform/support/Text.h"
 
 namespace tavik {
@@ -11,10 +10,6 @@ namespace {
 
 constexpr int kFormatVersion = 1;
 constexpr std::size_t kAnyLength = std::string::npos;
-
-bool isLetterOrDigit(char c) noexcept {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
 
 void reportFault(const FaultSink& report, Status status, const std::string& text,
                  const std::string& member) {
@@ -63,16 +58,6 @@ std::string readParagraph(const JsonObject& object, std::string_view member) {
     return {};
 }
 
-std::optional<Version> readVersion(const JsonObject& object, std::string_view member) {
-    const auto text = object.text(member);
-    if (!text)
-        return std::nullopt;
-    auto version = Version::parse(*text);
-    if (!version)
-        object.complain(member, quoteName(*text) + " is no version such as 1.4.0 or 2.0-beta.1");
-    return version;
-}
-
 /// In a newer format any other member may mean something else, so checking stops here.
 void readFormatVersion(const JsonObject& manifest, const FaultSink& report) {
     const rapidjson::Value* value = manifest.need("formatVersion");
@@ -92,7 +77,7 @@ void readNeeds(const JsonObject& manifest, const FaultSink& report) {
     for (const auto& need : needs->GetArray()) {
         if (!need.IsString())
             manifest.complain("requires", "has an entry that is not a string");
-        else  // No need is known yet.
+        else  // This version knows no value of `requires`.
             reportFault(report, Status::packageUnsupported,
                         "requires " + quoteName(viewOf(need)) + ", which this core does not know",
                         "requires");
@@ -163,12 +148,22 @@ rapidjson::Document parseObject(std::string_view bytes, const JsonLimits& limits
 
 }  // namespace
 
+std::optional<Version> readVersion(const JsonObject& object, std::string_view member) {
+    const auto text = object.text(member);
+    if (!text)
+        return std::nullopt;
+    auto version = Version::parse(*text);
+    if (!version)
+        object.complain(member, quoteName(*text) + " is no version such as 1.4.0 or 2.0-beta.1");
+    return version;
+}
+
 bool isExtensionId(std::string_view text) noexcept {
     const auto isAllowed = [](char c) {
-        return isLetterOrDigit(c) || c == '.' || c == '_' || c == '-';
+        return isAlphanumeric(c) || c == '.' || c == '_' || c == '-';
     };
-    return !text.empty() && text.size() <= kMaxIdBytes && isLetterOrDigit(text.front()) &&
-           isLetterOrDigit(text.back()) && std::all_of(text.begin(), text.end(), isAllowed) &&
+    return !text.empty() && text.size() <= kMaxIdBytes && isAlphanumeric(text.front()) &&
+           isAlphanumeric(text.back()) && std::all_of(text.begin(), text.end(), isAllowed) &&
            text.find("..") == std::string_view::npos;
 }
 

@@ -8,7 +8,7 @@
 #include "platform/core/package/Fault.h"
 #include "platform/core/package/ProductRequirement.h"
 #include "platform/core/package/Version.h"
-#include "platform/support/Json.h"
+#include "platform/support/JsonObject.h"
 
 namespace tavik {
 
@@ -40,6 +40,10 @@ inline constexpr std::size_t kMaxProducts = 256;
 
 /// 1 to 255 letters, digits, `.`, `_`, `-`, a letter or digit at both ends, no `..`.
 bool isExtensionId(std::string_view text) noexcept;
+
+/// The member as a version; nothing where it is missing, or where it is none and the complaint
+/// returns. Feeds have versions in the same form.
+std::optional<Version> readVersion(const JsonObject& object, std::string_view member);
 
 /// The id as it is compared: ASCII letters in lower case.
 std::string toIdKey(std::string_view id);

@@ -76,9 +76,9 @@ std::vector<Fault> findFaults(const std::string& path, const PackageLimits& limi
         parseManifest(readManifestText(file, archive, limits.manifest, collect), limits.manifest,
                       collect);
     } catch (const CheckStopped&) {
-        // Nothing behind that fault can be checked.
+        // After that fault nothing more can be checked.
     } catch (const Error& error) {
-        // A manifest that does not inflate has been reported with the contents.
+        // A manifest that does not inflate was reported with the other contents.
         if (faults.empty())
             throw;
     }

@@ -8,13 +8,13 @@
 
 namespace tavik {
 
-/// The open file of a package. It is read with pread alone: a mapping would end the process where
-/// somebody cuts the file short meanwhile. Any number of threads may read at once.
+/// The open file of a package. It is read with pread alone: a mapping would crash the process if
+/// somebody shortened the file. Any number of threads may read at once.
 class PackageFile {
   public:
     PackageFile() = default;
     /// Throws Error (packageUnreadable) where `path` cannot be opened or is no regular file; never
-    /// waits, not for a pipe's writer either.
+    /// waits, not even for a pipe's writer.
     static PackageFile open(const std::string& path);
     /// The same for a file that is open for reading; `name` stands for it in failures.
     static PackageFile adopt(FileDescriptor descriptor, std::string name);

@@ -24,7 +24,7 @@ std::string mapUtf8(std::string_view text, int options) {
                      static_cast<utf8proc_ssize_t>(text.size()), &mapped,
                      static_cast<utf8proc_option_t>(options));
     const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(mapped, &std::free);
-    if (size < 0)  // The text was checked before: nothing else is left to fail.
+    if (size < 0)  // The text is valid UTF-8, so only memory can be missing.
         throw std::bad_alloc();
     return {reinterpret_cast<const char*>(mapped), static_cast<std::size_t>(size)};
 }
@@ -71,7 +71,7 @@ std::string pathFault(std::string_view path) {
 std::string foldPath(std::string_view path) {
     if (isAscii(path))
         return toLowerAscii(path);
-    // Accents are put in order before letters fold, since some fold to several.
+    // Accents are ordered before case folding, because some letters fold to several.
     const std::string ordered = mapUtf8(path, UTF8PROC_STABLE | UTF8PROC_DECOMPOSE);
     return mapUtf8(ordered, UTF8PROC_STABLE | UTF8PROC_COMPOSE | UTF8PROC_CASEFOLD);
 }

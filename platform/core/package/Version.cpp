@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/support/Text.h"
+
 namespace tavik {
 namespace {
 
@@ -12,8 +14,7 @@ bool isDigit(char c) noexcept {
 }
 
 bool isTagCharacter(char c) noexcept {
-    return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.' || c == '-' ||
-           c == '_';
+    return isAlphanumeric(c) || c == '.' || c == '-' || c == '_';
 }
 
 /// The digits that `text` begins with, without leading zeros, taken off it.
@@ -25,7 +26,8 @@ std::string_view takeNumber(std::string_view& text) noexcept {
     return digits;
 }
 
-/// Digits without leading zeros: the longer is the greater, whatever fits a machine word.
+/// Compares digits without leading zeros: the longer text is the greater number. There is no size
+/// limit.
 int compareNumbers(std::string_view a, std::string_view b) noexcept {
     if (a.size() != b.size())
         return a.size() < b.size() ? -1 : 1;

@@ -16,7 +16,7 @@ constexpr std::uint64_t kMaxManifestBytes = std::uint64_t{64} << 20;
 constexpr unsigned kMaxManifestDepth = 256;
 constexpr std::uint64_t kMaxRatio = 1'000'000;
 
-// Whoever checks a package may multiply one limit with another.
+// The product of two limits must fit in 64 bits, because checks multiply them.
 constexpr std::uint64_t kMaxProduct = std::numeric_limits<std::uint64_t>::max() / kMaxBytes;
 static_assert(kMaxEntries <= kMaxProduct && kMaxRatio <= kMaxProduct);
 
@@ -75,7 +75,7 @@ std::string readIdPattern(const std::string& text, const std::string& place) {
     const bool isOpen = !text.empty() && text.back() == '*';
     if (isOpen)
         beginning.pop_back();
-    // A beginning may end where no id may: in a dot. With a letter behind it, it is an id.
+    // A beginning may end in a dot, which an id may not. With a letter added it must be an id.
     if (!isExtensionId(isOpen ? beginning + "x" : beginning))
         throw JsonError(place + " " + quoteJson(text) +
                         " is no extension id, and no beginning of one with a * behind it");
@@ -102,7 +102,7 @@ std::vector<Redirect> readRedirects(const rapidjson::Value& value) {
         if (redirects.back().from.isFolder() != redirects.back().to.isFolder())
             throw JsonError(place + ": either both addresses end in a slash, or none");
     }
-    // The one that says most about an address goes first.
+    // The longest beginning goes first, because the first match counts.
     std::stable_sort(redirects.begin(), redirects.end(), [](const Redirect& a, const Redirect& b) {
         return a.from.text().size() > b.from.text().size();
     });

@@ -10,7 +10,7 @@
 
 namespace tavik {
 
-/// What one policy.json says; what it is silent about is not set.
+/// What one policy.json says; members that it does not have are not set.
 struct PolicyFile {
     bool requireSignature = false;
     std::map<std::string, std::uint64_t> limits;  ///< by the name of the member
@@ -22,8 +22,8 @@ struct PolicyFile {
 
 inline constexpr std::size_t kMaxPolicyBytes = std::size_t{64} << 10;
 
-/// Throws JsonError for what it cannot take at its word: a misspelt rule would allow in silence
-/// what it was to forbid.
+/// Throws JsonError for anything that it does not know: a misspelt rule would silently allow what
+/// it should forbid.
 PolicyFile parsePolicyFile(std::string_view json);
 
 /// One policy of several files: the stricter counts where several say something.

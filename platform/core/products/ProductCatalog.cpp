@@ -28,7 +28,7 @@ bool beginsWithHome(const std::string& path) noexcept {
     return path.compare(0, kHome.size(), kHome) == 0;
 }
 
-/// One folder, one spelling: links are compared by it. Empty where there is none.
+/// The folder in one spelling, because links are compared by it. Empty if there is none.
 std::string checkedFolder(const JsonObject& descriptor) {
     constexpr std::string_view kMember = "extensionsFolder";
     const std::string text = descriptor.text(kMember).value_or("");
@@ -81,8 +81,8 @@ std::optional<Product> readDescriptor(int folder, const std::string& name,
     }
 }
 
-/// Whether the file itself is at fault. Any other failure is one of the machine, and to go on
-/// without the product would take its links away.
+/// Whether the file itself is at fault. Any other failure is the machine's, and going on without
+/// the product would remove its links.
 bool isFaultOfTheFile(const Error& error) noexcept {
     for (const Status status : {Status::productInvalid, Status::storeUnsafe, Status::noPermission})
         if (error.status() == static_cast<int>(status))
@@ -90,7 +90,7 @@ bool isFaultOfTheFile(const Error& error) noexcept {
     return false;
 }
 
-/// A hidden file is an installer's or an editor's half-written one.
+/// Skips hidden files, which an installer or an editor may be writing.
 bool isDescriptorName(const std::string& name) {
     return name.front() != '.' && name.size() > kEnding.size() &&
            name.compare(name.size() - kEnding.size(), kEnding.size(), kEnding) == 0;
@@ -103,11 +103,21 @@ ProductCatalog ProductCatalog::load(const std::vector<StoreLocation>& locations)
     for (const auto& location : locations)
         if (const auto store = StoreFolder::open(location))
             catalog.read(*store);
-    std::sort(catalog.products_.begin(), catalog.products_.end(),
-              [](const Product& a, const Product& b) {
-                  return std::tie(a.displayName, a.name) < std::tie(b.displayName, b.name);
-              });
+    catalog.sort();
     return catalog;
+}
+
+void ProductCatalog::sort() {
+    std::sort(products_.begin(), products_.end(), [](const Product& a, const Product& b) {
+        return std::tie(a.displayName, a.name) < std::tie(b.displayName, b.name);
+    });
+    for (std::size_t i = 0; i < products_.size(); ++i)
+        index(i);
+}
+
+void ProductCatalog::index(std::size_t position) {
+    byName_[products_[position].name] = position;
+    byDisplayName_[products_[position].displayName] = position;
 }
 
 void ProductCatalog::read(const StoreFolder& store) {
@@ -115,7 +125,7 @@ void ProductCatalog::read(const StoreFolder& store) {
     if (!folder)
         return;
     auto names = namesIn(folder.get());
-    // Of two that clash, the same one counts everywhere.
+    // Sorted, so that of two that clash the same one always counts.
     std::sort(names.begin(), names.end());
     for (const auto& name : names)
         if (isDescriptorName(name))
@@ -134,6 +144,7 @@ void ProductCatalog::add(const StoreFolder& store, int folder, const std::string
                  "\"" + product->displayName + "\" is also what " + other->name + ".json displays");
         product->scope = store.location().scope;
         products_.push_back(std::move(*product));
+        index(products_.size() - 1);
     } catch (const Error& error) {
         if (!isFaultOfTheFile(error))
             throw;
@@ -141,17 +152,14 @@ void ProductCatalog::add(const StoreFolder& store, int folder, const std::string
     }
 }
 
-const Product* ProductCatalog::byName(const std::string& name) const noexcept {
-    const auto found = std::find_if(products_.begin(), products_.end(),
-                                    [&](const Product& each) { return each.name == name; });
-    return found == products_.end() ? nullptr : &*found;
+const Product* ProductCatalog::byName(const std::string& name) const {
+    const auto found = byName_.find(name);
+    return found == byName_.end() ? nullptr : &products_[found->second];
 }
 
-const Product* ProductCatalog::byDisplayName(const std::string& displayName) const noexcept {
-    const auto found = std::find_if(products_.begin(), products_.end(), [&](const Product& each) {
-        return each.displayName == displayName;
-    });
-    return found == products_.end() ? nullptr : &*found;
+const Product* ProductCatalog::byDisplayName(const std::string& displayName) const {
+    const auto found = byDisplayName_.find(displayName);
+    return found == byDisplayName_.end() ? nullptr : &products_[found->second];
 }
 
 bool isProductName(const std::string& name) noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/core/disk/StoreFolder.h"
@@ -23,7 +24,7 @@ class ProductCatalog {
   public:
     /// Reads the descriptors of each location; an earlier location's product wins over a later
     /// one's of the same name. A missing folder has no products. A folder that cannot be read is a
-    /// failure, and so is a file that the disk does not give out.
+    /// failure, and so is a file that the disk cannot read.
     static ProductCatalog load(const std::vector<StoreLocation>& locations);
 
     /// Ordered by the bytes of their display names.
@@ -34,14 +35,18 @@ class ProductCatalog {
     const std::vector<Error>& leftOut() const noexcept { return leftOut_; }
 
     /// Null where there is no such product.
-    const Product* byName(const std::string& name) const noexcept;
-    const Product* byDisplayName(const std::string& displayName) const noexcept;
+    const Product* byName(const std::string& name) const;
+    const Product* byDisplayName(const std::string& displayName) const;
 
   private:
     void read(const StoreFolder& store);
     void add(const StoreFolder& store, int folder, const std::string& fileName);
+    void sort();
+    void index(std::size_t position);
 
     std::vector<Product> products_;
+    std::unordered_map<std::string, std::size_t> byName_;  ///< positions in products_
+    std::unordered_map<std::string, std::size_t> byDisplayName_;
     std::vector<Error> leftOut_;
 };
 

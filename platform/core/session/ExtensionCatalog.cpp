@@ -46,7 +46,7 @@ ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locati
 
 ExtensionCatalog ExtensionCatalog::ofOne(const Manifest& manifest, Scope scope) {
     ExtensionCatalog catalog;
-    TextArena& texts = catalog.texts_;
+    Arena& texts = catalog.texts_;
     ExtensionList list;
     list.extensions.push_back({texts.keep(manifest.id), texts.keep(manifest.idKey),
                                texts.keep(manifest.name), texts.keep(manifest.version.text()),
@@ -121,7 +121,7 @@ const InstalledExtension* ExtensionCatalog::byKey(std::string_view idKey) const 
 
 const InstalledExtension& ExtensionCatalog::byNameOrId(const std::string& name) const {
     const InstalledExtension* byId = byKey(toIdKey(name));
-    // Before any name: nobody's name may keep another extension from being told.
+    // Ids go before names: no extension can hide another by taking its id as a name.
     if (byId != nullptr && byId->id == name)
         return *byId;
     std::vector<const InstalledExtension*> named;

@@ -13,7 +13,7 @@
 #include "platform/core/disk/StoreLocation.h"
 #include "platform/core/package/Manifest.h"
 #include "platform/core/store/ExtensionTable.h"
-#include "platform/core/store/TextArena.h"
+#include "platform/support/Arena.h"
 
 namespace tavik {
 
@@ -77,7 +77,7 @@ class ExtensionCatalog {
     void mask(const std::unordered_set<std::string>& idKeys);
     void arrange();
 
-    TextArena texts_;
+    Arena texts_;
     std::vector<InstalledExtension> extensions_;
     std::vector<Membership> memberships_;
     std::unordered_map<std::string_view, Members> byProduct_;

@@ -56,7 +56,7 @@ void ProgressLine::show(std::uint64_t done, std::uint64_t total) noexcept {
         writeAll(descriptor_, "\r" + line);
         width_ = std::max(width, width_);
     } catch (const std::exception&) {
-        // Without memory for the line there is none.
+        // There is no memory for the line: nothing is shown.
     }
     next_ = Clock::now() + kInterval;
 }

@@ -7,7 +7,7 @@
 namespace tavik {
 
 /// One line on a terminal that shows how far a long work has come: it appears after a second, and
-/// is gone with the object. Where the descriptor is no terminal, nothing is ever written.
+/// the object's end removes it. Where the descriptor is no terminal, nothing is ever written.
 class ProgressLine {
   public:
     explicit ProgressLine(int descriptor = 2,

@@ -1,3 +1,19 @@
+// How a session answers a call:
+//
+// 1. Where the stores are is settled when it starts. Everything else is read when it is first
+//    needed, so that a command pays for nothing that it does not use.
+// 2. A list reads both stores once and keeps the result until this session changes a store. An
+//    unfinished change is repaired first where that works at once; a list never waits for a lock.
+// 3. Handles are numbers that this session gives to ids. The same id keeps its handle when the
+//    lists are read anew, so a handle stays good across changes.
+// 4. An install or update reads policy and keys once and passes them on: all its steps use the same
+//    rules. The order is: what the policy allows, a fitting product, the signature, the signer of
+//    what is installed, the account. Only then does the store take its lock and check again what
+//    may have changed.
+// 5. Before the store changes, the lists are marked as old, and the answer to an install is
+//    prepared: after the commit nothing can fail for lack of memory, and no later call gives an old
+//    answer.
+
 #include "platform/core/session/Session.h"
 
 #include <fcntl.h>
@@ -94,8 +110,8 @@ const ExtensionCatalog& Session::catalog() {
     return *catalog_;
 }
 
-/// The rows of a store, for lists. A list that finds an unfinished change or an unsound database
-/// has the right to repair it or not; if not, it goes by what it can read.
+/// The rows of a store, for lists. A list repairs an unfinished change or an unsound database where
+/// this user may change the store. Otherwise it uses what it can read.
 std::optional<ExtensionTable> Session::openTable(const StoreLocation& location) {
     const auto folder = StoreFolder::open(location);
     if (!folder)
@@ -111,7 +127,7 @@ std::optional<ExtensionTable> Session::openTable(const StoreLocation& location) 
     return table;
 }
 
-/// The same, but where the shared store cannot be used, the user's own still can.
+/// The same, but if the shared store is not usable, it warns and leaves that store out.
 std::optional<ExtensionTable> Session::openOrLeaveOut(const StoreLocation& location) {
     try {
         return openTable(location);
@@ -146,7 +162,8 @@ ExtensionHandle Session::handleFor(std::string_view idKey) const {
     return static_cast<ExtensionHandle>(found - byHandle_.begin());
 }
 
-/// What it says may be different from now on. What it holds stays for the handles' sake.
+/// The catalog is read anew when it is next needed. The present one stays, because handles point
+/// into it.
 void Session::forgetCatalog() noexcept {
     catalogIsCurrent_ = false;
     lastInstalled_ = nullptr;
@@ -185,7 +202,7 @@ ExtensionHandle Session::install(const std::string& path) {
     location(Scope::user);
     const TrustRules rules = readRules();
     const Package package = Package::open(path, rules.policy.limits);
-    // What the answer needs is made before: once the store has changed, nothing may fail.
+    // The answer is prepared first: once the store has changed, nothing may fail.
     auto answer = std::make_unique<ExtensionCatalog>(
         ExtensionCatalog::ofOne(package.manifest(), Scope::user));
     InstalledExtension& installed = answer->only();

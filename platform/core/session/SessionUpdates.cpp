@@ -68,7 +68,7 @@ std::string Session::cacheFile() const {
     try {
         return StoreFolder::create(user).path() + "/feeds.db";
     } catch (const Error&) {
-        // Where no store can be made, the check says that it could not keep what it learned.
+        // If no store can be made, the check warns that it could not save what it learned.
         return user.familyFolder() + "/feeds.db";
     }
 }
@@ -111,7 +111,7 @@ void Session::update(ExtensionHandle handle) {
     const Scope scope = extension(handle).scope;
     const Offer offer = updateOf(handle);
     const auto row = rowIn(location(scope), offer.item.idKey);
-    // Before the download, where it is known already that the service will be asked.
+    // Asked before the download if it is already known to be needed.
     const Account account = row && row->requiresAccount ? Account::asked : Account::toBeAsked;
     if (account == Account::asked)
         identity_.requireAccount(row->id, row->name);
@@ -160,7 +160,7 @@ Offer Session::offered(const std::string& id, const std::optional<Version>& want
 
 Package Session::downloadOffer(const Offer& offer, Scope scope, const TrustRules& rules) {
     const PackageLimits& limits = rules.policy.limits;
-    // A package is hardly ever larger than its content.
+    // A package is hardly ever larger than its content, so a much larger one is not downloaded.
     if (offer.item.size > 2 * limits.totalBytes)
         fail(Status::packageTooLarge, offer.name, std::to_string(offer.item.size) + " bytes");
     const StoreFolder folder = StoreFolder::create(location(scope));

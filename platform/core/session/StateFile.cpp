@@ -17,62 +17,60 @@ constexpr int kFormatVersion = 1;
 constexpr std::size_t kDigestDigits = 64;
 
 /// Null where the member is missing or null.
-const rapidjson::Value* given(const rapidjson::Value& entry, std::string_view name) {
-    const rapidjson::Value* value = findMember(entry, name);
+const rapidjson::Value* given(const JsonObject& entry, std::string_view name) {
+    const rapidjson::Value* value = entry.find(name);
     return value == nullptr || value->IsNull() ? nullptr : value;
 }
 
-std::string textOf(const rapidjson::Value& entry, std::string_view name, const std::string& place) {
-    return given(entry, name) == nullptr ? "" : requiredText(entry, name, place);
+std::string textOf(const JsonObject& entry, std::string_view name) {
+    return given(entry, name) == nullptr ? "" : entry.neededText(name);
 }
 
-std::optional<Version> versionOf(const rapidjson::Value& entry, std::string_view name,
-                                 const std::string& place) {
-    const std::string text = textOf(entry, name, place);
+std::optional<Version> versionOf(const JsonObject& entry, std::string_view name) {
+    const std::string text = textOf(entry, name);
     auto version = Version::parse(text);
     if (!text.empty() && !version)
-        throw JsonError(place + "." + std::string(name) + " is no version");
+        entry.complain(name, "is no version");
     return version;
 }
 
-std::string digestOf(const rapidjson::Value& entry, const std::string& place) {
-    const std::string digest = textOf(entry, "sha256", place);
+std::string digestOf(const JsonObject& entry) {
+    const std::string digest = textOf(entry, "sha256");
     if (!digest.empty() && (digest.size() != kDigestDigits || !fromHex(digest)))
-        throw JsonError(place + ".sha256 is not 64 hexadecimal digits");
+        entry.complain("sha256", "is not 64 hexadecimal digits");
     return toLowerAscii(digest);
 }
 
-void readState(WantedExtension& wanted, const rapidjson::Value& entry, const std::string& place) {
-    const std::string state = textOf(entry, "state", place);
+void readState(WantedExtension& wanted, const JsonObject& entry) {
+    const std::string state = textOf(entry, "state");
     if (state == "disabled")
         wanted.state = ExtensionState::disabled;
     else if (state == "masked")
         wanted.isMasked = true;
     else if (!state.empty() && state != "enabled")
-        throw JsonError(place + ".state is none of \"enabled\", \"disabled\" and \"masked\"");
+        entry.complain("state", "is none of \"enabled\", \"disabled\" and \"masked\"");
     if (wanted.isMasked && wanted.scope == Scope::user)
-        throw JsonError(place + ".state is \"masked\" without \"allUsers\"");
+        entry.complain("state", "is \"masked\" without \"allUsers\"");
 }
 
-WantedExtension readEntry(const rapidjson::Value& entry, const std::string& place) {
-    JsonObject(entry, place)
-        .allowOnly({"id", "version", "minVersion", "source", "sha256", "state", "allUsers"});
+WantedExtension readEntry(const JsonObject& entry, const std::string& place) {
+    entry.allowOnly({"id", "version", "minVersion", "source", "sha256", "state", "allUsers"});
     WantedExtension wanted;
-    wanted.id = requiredText(entry, "id", place);
+    wanted.id = entry.neededText("id");
     if (!isExtensionId(wanted.id))
-        throw JsonError(place + ".id is no extension id");
-    wanted.version = versionOf(entry, "version", place);
-    wanted.minVersion = versionOf(entry, "minVersion", place);
+        entry.complain("id", "is no extension id");
+    wanted.version = versionOf(entry, "version");
+    wanted.minVersion = versionOf(entry, "minVersion");
     if (wanted.version && wanted.minVersion)
         throw JsonError(place + " has both version and minVersion");
-    wanted.source = textOf(entry, "source", place);
-    wanted.sha256 = digestOf(entry, place);
+    wanted.source = textOf(entry, "source");
+    wanted.sha256 = digestOf(entry);
     if (const rapidjson::Value* all = given(entry, "allUsers")) {
         if (!all->IsBool())
-            throw JsonError(place + ".allUsers is not true or false");
+            entry.complain("allUsers", "is not true or false");
         wanted.scope = all->GetBool() ? Scope::shared : Scope::user;
     }
-    readState(wanted, entry, place);
+    readState(wanted, entry);
     return wanted;
 }
 
@@ -85,7 +83,7 @@ std::vector<WantedExtension> readEntries(std::string_view text) {
     std::set<std::pair<Scope, std::string>> known;
     for (const auto& entry : entries->GetArray()) {
         const std::string place = entryPlace("$.extensions", all.size());
-        all.push_back(readEntry(entry, place));
+        all.push_back(readEntry(JsonObject(entry, place), place));
         if (!known.emplace(all.back().scope, toIdKey(all.back().id)).second)
             throw JsonError(place + ".id is there twice");
     }

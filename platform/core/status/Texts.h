@@ -16,11 +16,12 @@ struct Wording {
     const char* remedy;
 };
 
-/// A row of the table of causes.
+/// A row of the table of causes: the headers *Causes.h have the rows.
+/// docs/statuses.md shows them, and a test compares.
 struct Cause {
     Status status;
-    const char* name;  ///< as in the Status enumeration
-    Wording wordings[4];
+    const char* name;     ///< as in the Status enumeration
+    Wording wordings[4];  ///< by Language
 };
 
 /// The language of a locale such as "fr_CA.UTF-8" or "de-AT": what stands before "_", "-" or "."

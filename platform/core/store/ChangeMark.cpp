@@ -46,7 +46,7 @@ void setMark(int staging, MarkKind kind) {
 }
 
 void removeMarks(int staging) noexcept {
-    // The usual one last: with it, the next change looks into the folder.
+    // The usual mark goes last: while it stands, the next change looks into the folder.
     ::unlinkat(staging, kFirstMark, 0);
     ::unlinkat(staging, kMark, 0);
 }

@@ -20,7 +20,7 @@ std::string pathOf(const StoreFolder& folder) {
     return folder.path() + "/" + kDatabaseName;
 }
 
-ListedExtension listedOf(const Statement& select, TextArena& texts) {
+ListedExtension listedOf(const Statement& select, Arena& texts) {
     ListedExtension extension;
     extension.idKey = texts.keep(select.text(0));
     // The two differ in letter case at the most, and hardly ever do.
@@ -35,7 +35,7 @@ ListedExtension listedOf(const Statement& select, TextArena& texts) {
 
 /// Keeps each product's name once: there are few, and the same ones follow each other.
 std::string_view keepProduct(std::string_view product, std::vector<std::string_view>& known,
-                             TextArena& texts) {
+                             Arena& texts) {
     const auto found = std::find(known.begin(), known.end(), product);
     if (found != known.end())
         return *found;
@@ -61,7 +61,7 @@ void putProducts(const Database& database, const ExtensionRow& row) {
             .run();
 }
 
-/// Whether anything is installed that a database would have to know.
+/// Whether there are installed folders, which a database must have rows for.
 bool hasContent(const StoreFolder& folder) {
     const FileDescriptor content = folder.existingSubfolder("ext");
     if (!content || hasFirstMark(folder))
@@ -100,7 +100,7 @@ std::optional<ExtensionTable> ExtensionTable::open(const StoreFolder& folder, Ac
             return ofEarlierForm(folder);
         if (image.kind == StoreImage::Kind::sound) {
             ExtensionTable table = ofImage(folder, std::move(image.bytes), access);
-            // A change goes by the names that rows give: each of them is looked at first.
+            // A change uses the names in the rows, so all of them are checked first.
             if (access == Access::change)
                 table.folderDigest();
             return table;
@@ -156,7 +156,7 @@ ExtensionTable ExtensionTable::rebuild(const StoreFolder& folder, const std::str
             table = std::move(before);
         }
     } catch (const Error&) {
-        // Without the version before, the folders alone have to do.
+        // Without the version before, the rows come from the folders alone.
     }
     table.origin_ = Origin::rebuilt;
     table.trouble_ = Error(static_cast<int>(Status::storeRebuilt), pathOf(folder), fault);
@@ -184,7 +184,7 @@ std::optional<ExtensionRow> ExtensionTable::find(const std::string& idKey) {
     return std::move(rows.front());
 }
 
-ExtensionList ExtensionTable::readList(TextArena& texts) {
+ExtensionList ExtensionTable::readList(Arena& texts) {
     return guarded([&] {
         ExtensionList list;
         Statement extensions(database_, sql::kSelectList);

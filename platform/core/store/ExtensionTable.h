@@ -12,7 +12,7 @@
 #include "platform/core/store/ExtensionRow.h"
 #include "platform/core/store/FolderName.h"
 #include "platform/core/store/History.h"
-#include "platform/core/store/TextArena.h"
+#include "platform/support/Arena.h"
 #include "platform/support/Error.h"
 #include "platform/support/Sqlite.h"
 
@@ -21,7 +21,7 @@ namespace tavik {
 /// The rows of a store's database `store.db`: one for each installed extension, and the history.
 ///
 /// The file is read whole through one checked descriptor, its seal is compared, and SQLite works on
-/// the bytes in memory: a reader takes no lock, makes no file and holds nobody up. Changes too are
+/// the bytes in memory: a reader takes no lock, makes no file and blocks nobody. Changes too are
 /// made in memory; StoreChange writes the result as the next version of the file. A database that
 /// is lost, damaged or another program's is built anew in memory, from the version before it and
 /// the installed folders. Failures of SQLite come out as Error with a status of the core.
@@ -41,13 +41,12 @@ class ExtensionTable {
     /// Why the database had to be built anew; nothing where it is sound.
     const std::optional<Error>& trouble() const noexcept { return trouble_; }
 
-    /// Whole, or as far as lists need it, which takes a fraction of the time; in the order of the
-    /// keys.
+    /// All rows, whole or with only the columns of a list (much faster), ordered by key.
     std::vector<ExtensionRow> readAll();
-    ExtensionList readList(TextArena& texts);
+    ExtensionList readList(Arena& texts);
 
-    /// The names below ext/ that belong to a row, in no order, and what they have in common with
-    /// the same names elsewhere. Status::storeDamaged for a row that is none.
+    /// The folders that the rows name, in no order, and their digest. Status::storeDamaged for a
+    /// row that is not valid.
     std::vector<std::string> readFolders();
     FolderDigest folderDigest();
 

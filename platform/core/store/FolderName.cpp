@@ -27,7 +27,7 @@ bool isFolderName(std::string_view name) noexcept {
     const auto at = name.rfind('@');
     if (at == std::string_view::npos || name.size() - at - 1 != kTokenBytes)
         return false;
-    // The id may have been cut behind any byte: with a letter in its place the rest is one.
+    // A long id was cut, so it may end where no id may: then it is an id without its last byte.
     const std::string_view id = name.substr(0, at);
     const bool isId = id.size() == kMaxIdBytesInName
                           ? isExtensionId(id) || isExtensionId(id.substr(0, id.size() - 1))

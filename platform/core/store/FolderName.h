@@ -11,14 +11,14 @@ namespace tavik {
 /// bytes, "@" and 16 hexadecimal digits.
 std::string newFolderName(const std::string& id);
 
-/// Whether it is such a name: one path component, whatever else a damaged row may hold.
+/// Whether the text is such a name. A damaged row may hold any text.
 bool isFolderName(std::string_view name) noexcept;
 
 /// Whether such a name is one for that id.
 bool isFolderNameOf(std::string_view name, std::string_view id) noexcept;
 
-/// What two sets of folder names have in common exactly if they are the same: their number, and the
-/// sum of a hash of each, in whatever order they come.
+/// A digest of a set of folder names: their number, and the sum of their hashes. Equal sets have
+/// equal digests, in whatever order the names come.
 struct FolderDigest {
     std::size_t count = 0;
     std::size_t sum = 0;

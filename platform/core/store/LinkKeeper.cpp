@@ -4,10 +4,10 @@
 //
 // 1. The link cannot be put in its place. prepare() finds that out before the commit, and keeps the
 //    folders open, so that update() works in the folders that were checked.
-// 2. The link cannot be switched after the commit, or the process ends before. Then update() throws
-//    or never comes back. The store keeps its mark and the old folder, and the next change runs
-//    repair(), which makes all links from the rows. Only after that are folders without a row
-//    deleted, so no link ever dangles.
+// 2. The link cannot be switched after the commit, or the process ends before. Then update()
+//    throws, or the process is gone. The store keeps its mark and the old folder, and the next
+//    change runs repair(), which makes all links from the rows. Only after that are folders without
+//    a row deleted, so no link ever dangles.
 // 3. Somebody deletes a link or a folder of links. isIncomplete() compares names with rows at the
 //    start of each change, and repair() follows.
 // 4. Both stores put their links in one folder, because a descriptor names it. They have no lock in
@@ -15,8 +15,8 @@
 //    row first, then reads the other's rows, sets the links that both want together, and reads the
 //    other's rows again (settle). It starts anew where they have changed. Of two stores that do
 //    this at once, the one that reads last sees both commits, so its links are right, and the other
-//    one either sees the same or does not write after it. A process that ends in the midst leaves
-//    its mark; the other store's next repair() corrects its links too.
+//    one either sees the same or does not write after it. A process that ends in between leaves its
+//    mark; the other store's next repair() corrects its links too.
 //
 // The user's link goes before the shared store's. Where the user has switched his own extension
 // off, a mask keeps the host application from showing the shared one. It is made before the
@@ -55,7 +55,7 @@ std::set<std::string> productsOf(const ExtensionRow& row) {
     return products;
 }
 
-/// Does all that can be done before the first failure is reported.
+/// Runs every step, and then throws the first failure.
 class Attempts {
   public:
     template <class Work>
@@ -124,7 +124,8 @@ void LinkKeeper::update(const std::optional<ExtensionRow>& before,
 
     if (isUsers && after && after->state == ExtensionState::enabled)
         attempts.run([&] { masks_.clear(after->idKey, lock); });
-    // Who removes an extension that he has switched off has not asked for the shared one.
+    // A user who removes an extension that is switched off does not expect the shared one to
+    // appear.
     if (isUsers && !after && before && before->state == ExtensionState::disabled)
         attempts.run([&] {
             if (othersRows(names).empty())
@@ -141,7 +142,7 @@ void LinkKeeper::repair(const std::vector<ExtensionRow>& rows, const std::string
     std::set<std::string> folders;
     for (const auto& product : products_.products())
         folders.insert(extensionsFolderOf(product, store_.location()));
-    // A product that is gone by now, or looks elsewhere, has left its links behind.
+    // A product that is gone, or that uses another folder now, has left its links behind.
     std::istringstream lines(linkedProducts);
     for (std::string line; std::getline(lines, line);)
         if (const auto tab = line.rfind('\t'); tab != std::string::npos)
@@ -153,13 +154,13 @@ void LinkKeeper::repair(const std::vector<ExtensionRow>& rows, const std::string
 }
 
 bool LinkKeeper::isIncomplete(ExtensionTable& table) {
-    TextArena texts;
+    Arena texts;
     const ExtensionList list = table.readList(texts);
     if (store_.location().scope == Scope::user && areMasksIncomplete(list))
         return true;
     std::map<std::string, std::vector<std::string>> namesByProduct;
     for (const auto& product : products_.products()) {
-        // The other store's change may have ended in the midst.
+        // A change of the other store may have been interrupted.
         if (isCommonFolder(product) &&
             LinkFolder::hasDanglingLinkAt(product.extensionsFolder, content_))
             return true;

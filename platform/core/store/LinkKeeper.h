@@ -17,7 +17,7 @@ namespace tavik {
 
 /// Keeps the links in the products' folders, and a user's masks, as one store's rows want them.
 /// Where both stores link one id in one folder, the user's link stands there. The source says how
-/// two stores get along in one folder without a lock.
+/// two stores share one folder without a lock.
 class LinkKeeper {
   public:
     /// `other`: the other store that this user works with, if any. All must outlive the keeper.
@@ -34,7 +34,7 @@ class LinkKeeper {
 
     /// Goes from the links and the mask of one row to those of another, after the rows' commit. On
     /// return they are durable. Throws the first failure when all has been tried: links may lead to
-    /// the old row's folder then, so that folder must stay until a repair() has come back.
+    /// the old row's folder then, so that folder must stay until a repair() has succeeded.
     void update(const std::optional<ExtensionRow>& before, const std::optional<ExtensionRow>& after,
                 const StoreLock&);
 

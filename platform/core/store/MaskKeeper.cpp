@@ -77,7 +77,7 @@ std::vector<std::string> MaskKeeper::products() const {
     return LinkFolder::namesAt(store_.path() + "/products");
 }
 
-/// One call for all entries and for the folders that were made for them.
+/// One call makes all entries durable, and the folders that were made for them.
 void MaskKeeper::synchronise() const {
     if (::syncfs(store_.descriptor()) != 0)
         failErrno(errno, store_.path(), "synchronise the files");

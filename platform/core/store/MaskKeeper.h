@@ -12,9 +12,9 @@ namespace tavik {
 
 /// The masks of a user's store: which extensions of the shared store this user has switched off for
 /// himself. A mask is an empty file `products/NAME/disabled/ID` for each product that the extension
-/// was made for. These files are all that is stored of it, and an id counts as masked where any
-/// product has one. So making the first file and deleting the last one are the steps that count,
-/// and after a crash between two of them the next change adds the files that are missing.
+/// was made for. An id is masked if any product has its file, and nothing else is stored. So the
+/// mask begins with the first file and ends with the last one. After a crash in between, the next
+/// change adds the missing files.
 class MaskKeeper {
   public:
     /// `store`: the user's; must outlive the keeper.

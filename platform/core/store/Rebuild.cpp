@@ -81,7 +81,8 @@ std::size_t adoptFolders(ExtensionTable& table, int content,
             table.put(row);
             ++adopted;
         } catch (const Error& error) {
-            // What cannot be read now may be readable later; what is no extension stays apart.
+            // Passes over a folder that holds no valid extension. Any other failure, such as an
+            // unreadable disk, ends the rebuild.
             const auto status = static_cast<Status>(error.status());
             if (status != Status::storeDamaged && status != Status::storeUnsafe &&
                 status != Status::manifestInvalid && status != Status::packageUnsupported)

@@ -8,7 +8,7 @@ namespace tavik {
 
 class ExtensionTable;
 
-// What makes a table agree with the folders below `ext/`. `names`: all names in that folder.
+// Makes a table agree with the folders below `ext/`. `names`: all names in that folder.
 //
 // A folder without a row is adopted: its row is made from `extension.json` and the list of files
 // beside it, which knows the signer. An id that has a row already takes the folder where the row's

@@ -31,7 +31,7 @@ HistoryLine lineFor(Operation operation, const ExtensionRow& row, const std::str
     return line;
 }
 
-/// Does the work. Where the disk was full, gives the store's reserve up and does `again`.
+/// Does the work. If the disk is full, deletes the store's reserve and does `again`.
 template <class Work, class Again>
 auto withReserve(const StoreFolder& folder, Work work, Again again) {
     try {
@@ -57,7 +57,8 @@ ExtensionRow Store::install(const Package& package, const InstallDetails& detail
     return withReserve(
         folder_, [&] { return tryInstall(package, details); },
         [&]() -> ExtensionRow {
-            // The reserve is no room for packages, but what is left of this one can be deleted now.
+            // The reserve is not for packages. It only gives room to delete what is left of this
+            // one.
             finishInterrupted();
             throw;
         });

@@ -15,9 +15,9 @@
 
 namespace tavik {
 
-/// The changes of one store. Each is done or has changed nothing when it comes back.
+/// The changes of one store. Each is done, or throws and has changed nothing.
 ///
-/// Every change begins alike. It takes the lock, and looks what the last one left:
+/// Every change begins alike. It takes the lock, and repairs what the last one left:
 ///  - no database, but installed folders, or a database that is not sound: the rows are built anew
 ///    from the version before it and from the folders, and written; the damaged file is set aside;
 ///  - a database of the earlier form: its rows are written in the new form, the files set aside
@@ -28,8 +28,7 @@ namespace tavik {
 ///  - no mark, but folders and rows that disagree: the folders are adopted or set aside.
 /// Then the change does its own work in the steps of StoreChange.
 ///
-/// A full disk takes from no removal the room to free space: the store's reserve is given up and
-/// the work is done again.
+/// A full disk does not stop a removal: the store's reserve is deleted, and the work is done again.
 class Store {
   public:
     /// `other`: the other store that this user works with, if any. `products`: the host products

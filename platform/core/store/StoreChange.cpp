@@ -106,14 +106,14 @@ bool StoreChange::reconcile() {
     return isAdopted;
 }
 
-/// A commit of its own, before the change that found the need for it.
+/// Commits a repair before the change that found it necessary.
 void StoreChange::commitRepair() {
     table_.addHistory(newLine(Operation::repair, "", kDatabaseName));
     commit();
     isCommitted_ = false;
 }
 
-/// What no row could take is nobody's to delete here: it may be what somebody misses.
+/// A folder that could not be adopted is not deleted: it may be an extension that somebody misses.
 void StoreChange::setAsideUnknown() {
     const auto known = knownNames();
     SetAside place(folder_, kUnknown);
@@ -124,8 +124,8 @@ void StoreChange::setAsideUnknown() {
 
 bool StoreChange::adoptTable() {
     if (isWhole_) {
-        // What an upgrade set aside has been in the way of nobody since. One that was interrupted
-        // behind its commit has left the log.
+        // The files that an upgrade set aside are not needed any more. An upgrade that was
+        // interrupted after its commit has left the log.
         SetAside::clear(folder_, kUpgraded);
         if (wasInterrupted_)
             setAsideCompanions(SetAside(folder_, kUpgraded));
@@ -136,7 +136,7 @@ bool StoreChange::adoptTable() {
         warn(*table_.trouble());
     mark();
     SetAside place(folder_, isUpgrade ? kUpgraded : kDamaged);
-    // The name goes over to the new file in one step; until then the old one is still needed.
+    // A copy: the file itself keeps its name until the rename puts the new one in its place.
     const FileDescriptor old(
         ::openat(folder_.descriptor(), kDatabaseName, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     if (old)
@@ -146,7 +146,7 @@ bool StoreChange::adoptTable() {
     return true;
 }
 
-/// A log must stand beside no database that it was not written for.
+/// SQLite would replay the log into whatever database stands beside it.
 void StoreChange::setAsideCompanions(SetAside place) {
     for (const char* name : kEarlierCompanions)
         place.take(folder_.descriptor(), name);
@@ -171,8 +171,8 @@ void StoreChange::sweep() {
         removeMarks(staging_.get());
 }
 
-/// What may not be deleted must not make every later change an interrupted one. After any other
-/// failure the mark stays until the deletion works.
+/// Something that this user may not delete is set aside, or every later change would find
+/// unfinished work. After any other failure the mark stays until the deletion works.
 void StoreChange::removeOrSetAside(int folder, const std::string& name) {
     if (removeTree(folder, name))
         return;
@@ -250,8 +250,8 @@ void StoreChange::writeNextVersion() {
                                });
 }
 
-/// A second name for the current version keeps it when the next takes its place. It is a help for a
-/// rebuild: a file system without such names goes without.
+/// A hard link keeps the current version when the next one replaces it. It only helps a rebuild, so
+/// a file system without hard links does without.
 void StoreChange::keepPrevious() noexcept {
     if (table_.origin() != ExtensionTable::Origin::sound)
         return;
@@ -265,13 +265,14 @@ void StoreChange::putInPlace() {
     if (::renameat(staging_.get(), staged_.c_str(), folder_.descriptor(), kDatabaseName) == 0)
         return;
     const int error = errno;
-    // The answer alone may have failed, as over a network: what the name stands for decides.
+    // On a network file system the rename may have worked although it failed: the file that has the
+    // name decides.
     struct stat info {};
     if (::fstatat(folder_.descriptor(), kDatabaseName, &info, AT_SYMLINK_NOFOLLOW) == 0) {
         if (info.st_ino == stagedFile_)
             return;
     } else if (errno != ENOENT) {
-        isCommitted_ = true;  // perhaps: what was published stays, and the next change knows
+        isCommitted_ = true;  // not known: what was published stays, and the next change finds out
     }
     failErrno(error, path, "put the database in place");
 }
@@ -282,7 +283,7 @@ void StoreChange::takeBack() {
                             ? ::renameat(folder_.descriptor(), kPreviousName, folder_.descriptor(),
                                          kDatabaseName) == 0
                             : isFirst() && ::unlinkat(folder_.descriptor(), kDatabaseName, 0) == 0;
-    // Where it stays, so does what its rows name.
+    // If the new version stays, the folders that its rows name stay too.
     isCommitted_ = !isBack;
 }
 
@@ -324,7 +325,7 @@ void StoreChange::warn(const std::exception& failure) noexcept {
         else
             warn_(Error(static_cast<int>(Status::outOfMemory), folder_.path(), failure.what()));
     } catch (const std::exception&) {
-        // Without memory for the line, the mark alone tells the next change.
+        // There is no memory for the line: only the mark tells the next change.
     }
 }
 

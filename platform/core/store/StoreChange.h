@@ -81,7 +81,7 @@ class StoreChange {
     /// Extracts the package and names it `ext/FOLDER`, its list of files beside it.
     void publish(const Package& package, const ExtensionRow& row, const InstallDetails& details);
 
-    /// Makes the table's rows the store's.
+    /// Commits the table's rows.
     void commit();
 
     /// Takes a folder that no row names any more out of `ext/`; finish() deletes it.
@@ -90,7 +90,7 @@ class StoreChange {
     /// Leaves the mark where it is, for the next change to look after the links.
     void keepMark() noexcept { keepsMark_ = true; }
 
-    /// Warns of a failure after the commit; nothing thrown on the way counts.
+    /// Warns of a failure after the commit. Failures of the warning itself are ignored.
     void warn(const std::exception& failure) noexcept;
 
     /// Ends the change.

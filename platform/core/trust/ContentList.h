@@ -24,8 +24,8 @@ std::string listedPath(std::string_view path, bool isFolder);
 /// The list's JSON text; `entries` in the order in which they are to stand in it.
 std::string writeContentList(const std::vector<ListedEntry>& entries);
 
-/// Reads a list, `limit` bytes at the most. Members that this core does not know are refused: they
-/// might be meant to restrict what is said. Throws JsonError.
+/// Reads a list, `limit` bytes at the most. Unknown members are refused: they might restrict what
+/// the signature means. Throws JsonError.
 std::vector<ListedEntry> parseContentList(std::string_view json, std::size_t limit);
 
 }  // namespace tavik

@@ -8,14 +8,15 @@
 #include "platform/core/status/Status.h"
 #include "platform/core/trust/SignedContent.h"
 #include "platform/core/trust/Succession.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
 
 constexpr std::string_view kReservedFolder = "META-INF";
 
-// A line of an honest list, and its share of what stands around the lines: a path of the longest
-// kind whose every character is escaped, the digest, the names of the members.
+// The longest possible line of the list (the longest path with every character escaped, the digest,
+// the member names), and some bytes for the text around the lines.
 constexpr std::size_t kMaxListBytesPerEntry = 2400;
 
 /// The reserved entries: none, or list and signature, with or without a succession.
@@ -89,8 +90,8 @@ bool isInArchive(const Archive& archive, std::string_view listed) {
     return entry != nullptr && entry->isFolder() == isFolder && !isReservedPath(entry->path);
 }
 
-/// Compares what the headers tell: which entries there are, their kinds and sizes. A folder has no
-/// more than that: its digest is that of nothing.
+/// Compares what the headers say: which entries there are, their kinds and sizes. A folder has no
+/// content, so its digest must be that of zero bytes.
 void compareHeaders(const Package& package, const std::map<std::string, ListedEntry>& list,
                     Crypto& crypto) {
     const std::string nothing = digestOf(std::string_view(), crypto);
@@ -114,7 +115,7 @@ void compareHeaders(const Package& package, const std::map<std::string, ListedEn
             failDiffers(package, path, "is in the signed list, but missing");
 }
 
-/// The digests of all files: the reserved ones have those of what was read of them.
+/// The expected digests by path.
 std::unordered_map<std::string, std::string> digestsOf(
     const std::map<std::string, ListedEntry>& listed) {
     std::unordered_map<std::string, std::string> digests;
@@ -126,11 +127,7 @@ std::unordered_map<std::string, std::string> digestsOf(
 }  // namespace
 
 bool isReservedPath(std::string_view path) {
-    const std::string_view first = path.substr(0, path.find('/'));
-    return std::equal(first.begin(), first.end(), kReservedFolder.begin(), kReservedFolder.end(),
-                      [](char a, char b) {
-                          return (a >= 'a' && a <= 'z' ? static_cast<char>(a - 'a' + 'A') : a) == b;
-                      });
+    return equalsIgnoringCase(path.substr(0, path.find('/')), kReservedFolder);
 }
 
 std::vector<ListedEntry> listContent(const Package& package, Crypto& crypto) {
@@ -169,7 +166,7 @@ VerifiedPackage verifyPackage(const Package& package, const TrustRules& rules) {
     digests[std::string(kSuccessionPath)] = digestOf(succession, crypto);
     auto content =
         std::make_shared<const SignedContent>(package.path(), std::move(digests), crypto);
-    // The manifest has been read before the extraction, which sees the file's bytes of then.
+    // The manifest was read before the extraction, so its bytes are checked here as well.
     content->require(std::string(kManifestPath), package.manifestText());
     return {std::move(signer), std::move(content)};
 }

@@ -9,8 +9,8 @@
 namespace tavik {
 
 /// Compares a package's files with the digests that its signature vouches for, byte by byte as they
-/// are extracted. A check before the extraction would not do: whoever keeps the package open for
-/// writing changes it between the two.
+/// are extracted. A check before the extraction would not be enough: the package could be changed
+/// between the two.
 class SignedContent final : public ContentCheck {
   public:
     /// `digests`: SHA-256 of each file by its path in the archive, in lower-case hexadecimal

@@ -49,11 +49,13 @@ Signer verifySignature(const SignedText& text, const TrustRules& rules) {
     if (!text.succession.empty())
         signer.succeeds = predecessors(signer.key, text, revoked, crypto);
     const auto isTrusted = [&](const std::string& key) { return rules.keys.contain(key, crypto); };
-    if (isTrusted(signer.key))
+    if (isTrusted(signer.key)) {
         signer.succeeds.insert(signer.succeeds.end(), revoked.begin(), revoked.end());
-    else if (rules.policy.requireSignature &&
-             std::none_of(signer.succeeds.begin(), signer.succeeds.end(), isTrusted))
+        signer.trusted = rules.keys.trusted(crypto);
+    } else if (rules.policy.requireSignature &&
+               std::none_of(signer.succeeds.begin(), signer.succeeds.end(), isTrusted)) {
         fail(Status::signerUnknown, text.subject, "key " + signer.key);
+    }
     return signer;
 }
 
@@ -66,7 +68,8 @@ void requireSameSigner(const std::string& installed, const Signer& offered,
 
 void requireSameFeedSigner(const std::string& before, const Signer& now,
                            const std::string& subject) {
-    if (!maySucceed(before, now))
+    const bool isChosenInstead = !now.trusted.empty() && !isIn(now.trusted, before);
+    if (!maySucceed(before, now) && !isChosenInstead)
         fail(Status::feedSignerChanged, subject,
              "before: key " + before + "; now: " + describe(now));
 }

@@ -18,6 +18,8 @@ struct Signer {
     /// The fingerprints of the keys whose place this key takes: those that named it as their
     /// successor, and, where the key is itself a trusted one, those that were taken back.
     std::vector<std::string> succeeds;
+    /// Where the key is itself a trusted one: all keys that are. Otherwise empty.
+    std::vector<std::string> trusted = {};
 };
 
 /// What a signature was found on.
@@ -33,7 +35,7 @@ struct SignedText {
 struct TrustRules {
     Policy policy;
     TrustedKeys keys;
-    /// Called when there is a signature to be checked, and not before: it may load a library.
+    /// Called only when there is a signature to check, because it may load a library.
     std::function<Crypto&()> crypto;
 };
 
@@ -41,7 +43,7 @@ struct TrustRules {
 /// none.
 void requireNoSignatureNeeded(const std::string& subject, const TrustRules& rules);
 
-/// Who signed the text. A key counts as trusted too where a trusted one named it as its successor.
+/// Who signed the text. A key that a trusted key has named as its successor counts as trusted.
 /// Throws Error about the subject: signatureWrong with the place in its text, signerRevoked,
 /// signerUnknown where the policy requires a trusted key and this is none, and what TrustedKeys
 /// throws.
@@ -59,7 +61,9 @@ bool maySucceed(const std::string& before, const Signer& now);
 void requireSameSigner(const std::string& installed, const Signer& offered,
                        const std::string& subject);
 
-/// The same for a feed and the key that signed it before (feedSignerChanged).
+/// The same for a feed and the key that signed it before (feedSignerChanged). A trusted key may
+/// also take the place of a key that is not trusted: the administrator's choice counts more than
+/// the first key seen.
 void requireSameFeedSigner(const std::string& before, const Signer& now,
                            const std::string& subject);
 

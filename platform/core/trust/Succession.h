@@ -11,7 +11,7 @@ namespace tavik {
 /// What is added to a feed's path for the statements of succession beside it.
 inline constexpr std::string_view kSuccessionSuffix = ".succession";
 
-/// The most that a file of such statements has.
+/// The largest file of such statements, in bytes.
 inline constexpr std::size_t kMaxSuccessionBytes = std::size_t{64} << 10;
 
 /// The statement of one key that another key takes its place.
@@ -21,8 +21,8 @@ struct Succession {
         signature;  ///< of successionStatement, by the key itself, in a signature file's form
 };
 
-/// The text that a key signs to name its successor. It has no form that a package's list or a feed
-/// could have, so that neither passes for the other.
+/// The text that a key signs to name its successor. No package's list and no feed has this form, so
+/// a signature on one cannot be used for another.
 std::string successionStatement(const std::string& successor);
 
 /// A file of statements, at most 16 of them; any order.

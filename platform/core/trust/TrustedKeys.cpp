@@ -1,13 +1,10 @@
 #include "platform/core/trust/TrustedKeys.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <memory>
 #include <mutex>
 
+#include "platform/core/disk/Folders.h"
 #include "platform/core/disk/SafeFolder.h"
 
 namespace tavik {
@@ -19,22 +16,18 @@ constexpr std::string_view kEnding = ".pem";
 constexpr std::size_t kMaxKeyFileBytes = std::size_t{16} << 10;
 constexpr std::size_t kMaxKeyFiles = 1000;
 
-/// A hidden file is an editor's half-written one, and a README is no key.
+/// Skips hidden files, which an editor may be writing, and files such as a README.
 bool isKeyName(std::string_view name) {
     return name.front() != '.' && name.size() > kEnding.size() &&
            name.substr(name.size() - kEnding.size()) == kEnding;
 }
 
 std::vector<std::string> keyNames(int folder, const std::string& path) {
-    // A descriptor of its own: the stream closes it.
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(
-        ::fdopendir(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)), &::closedir);
-    if (!stream)
-        failErrno(errno, path, "read the folder");
     std::vector<std::string> names;
-    while (const dirent* entry = ::readdir(stream.get()))
-        if (isKeyName(entry->d_name))
-            names.emplace_back(entry->d_name);
+    visitNames(folder, [&](std::string_view name) {
+        if (isKeyName(name))
+            names.emplace_back(name);
+    });
     if (names.size() > kMaxKeyFiles)
         fail(Status::keyInvalid, path, "more than " + std::to_string(kMaxKeyFiles) + " keys");
     std::sort(names.begin(), names.end());
@@ -105,6 +98,11 @@ bool TrustedKeys::contain(const std::string& fingerprint, Crypto& crypto) const 
         return false;
     const Keys& all = keys(crypto);
     return isIn(all.trusted, fingerprint) && !isIn(all.revoked, fingerprint);
+}
+
+const std::vector<std::string>& TrustedKeys::trusted(Crypto& crypto) const {
+    static const std::vector<std::string> kNone;
+    return keys_ ? keys(crypto).trusted : kNone;
 }
 
 const std::vector<std::string>& TrustedKeys::revoked(Crypto& crypto) const {

@@ -10,8 +10,8 @@ namespace tavik {
 
 /// The public keys whose signatures this machine and its user trust: the files `trusted-keys/*.pem`
 /// in the administrator's folder and in the stores' family folders; and those whose signatures no
-/// longer count: `trusted-keys/revoked/*.pem`. Nothing is read before somebody asks, and all is
-/// read once: copies of the object share what was read. Usable from any thread.
+/// longer count: `trusted-keys/revoked/*.pem`. The folders are read once, when somebody first asks.
+/// Copies of the object share what was read. Usable from any thread.
 class TrustedKeys {
   public:
     /// Trusts nobody.
@@ -23,6 +23,10 @@ class TrustedKeys {
     /// keyInvalid naming a file that is no Ed25519 public key, storeUnsafe for a folder or a file
     /// that others could have written.
     bool contain(const std::string& fingerprint, Crypto& crypto) const;
+
+    /// The fingerprints of all files in `trusted-keys`, also of those that were taken back. Throws
+    /// as contain.
+    const std::vector<std::string>& trusted(Crypto& crypto) const;
 
     /// The fingerprints of the keys that were taken back. Throws as contain.
     const std::vector<std::string>& revoked(Crypto& crypto) const;

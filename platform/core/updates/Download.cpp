@@ -82,7 +82,7 @@ Verdict judge(const FetchResult& result, const FeedItem& item, Arrival& arrival)
     return {};
 }
 
-/// What a slow line takes, and no server that hands out a byte now and then.
+/// Long enough for a slow line, too short for a server that sends a byte now and then.
 std::chrono::milliseconds timeFor(const FeedItem& item, const FetchBounds& bounds) {
     constexpr std::uint64_t kBytesPerSecond = std::uint64_t{64} << 10;
     constexpr std::uint64_t kMostSeconds = std::uint64_t{7} * 24 * 60 * 60;
@@ -108,7 +108,7 @@ FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
     std::string causes;
     if (item.mirrors.empty())
         causes = "the administrator's policy.json leads its addresses nowhere";
-    // Together, however many mirrors there are: one that is too slow leaves the next ones no time.
+    // One limit for all mirrors together: a slow one leaves less time for the next.
     const auto end = std::chrono::steady_clock::now() + timeFor(item, bounds);
     for (const auto& mirror : item.mirrors) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(

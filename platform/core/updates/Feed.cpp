@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/core/package/Fault.h"
+#include "platform/core/package/Manifest.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/updates/VersionOrder.h"
 #include "platform/support/Hex.h"
@@ -29,16 +30,6 @@ std::string readName(const JsonObject& object, std::string_view member, std::siz
         object.complain(member, "is not a text of 1 to " + std::to_string(maxBytes) +
                                     " bytes in one line that can be seen");
     return text;
-}
-
-std::optional<Version> readVersion(const JsonObject& object, std::string_view member) {
-    const auto text = object.text(member);
-    if (!text)
-        return std::nullopt;
-    auto version = Version::parse(*text);
-    if (!version)
-        object.complain(member, quoteName(*text) + " is no version");
-    return version;
 }
 
 std::vector<ProductRequirement> readProducts(const JsonObject& item) {
@@ -93,8 +84,7 @@ void readIdentity(FeedItem& item, const JsonObject& object) {
     item.version = *readVersion(object, "version");
 }
 
-/// Why the version is blocked. That it is blocked is what counts: a reason that is missing, too
-/// long or no text must not let it through.
+/// Why the version is blocked. It stays blocked even if the reason is missing, too long or no text.
 std::string readReason(const rapidjson::Value& value) {
     const std::string_view reason = value.IsString() ? viewOf(value) : std::string_view();
     const bool isShown = reason.size() <= kMaxReasonBytes && isNameText(reason);
@@ -104,7 +94,7 @@ std::string readReason(const rapidjson::Value& value) {
 /// Fills the item as far as it is right, so that a caller who catches the fault knows its id.
 void readItem(FeedItem& item, const JsonObject& object, const Address& base) {
     readIdentity(item, object);
-    // Whatever else is wrong with it, a version that must not be installed is to be known.
+    // Read first: a blocked version must be known even if the rest of the item is wrong.
     if (const rapidjson::Value* blocked = object.find("blocked")) {
         item.blocked = readReason(*blocked);
         return;

@@ -16,7 +16,7 @@ namespace tavik {
 /// What a feed may say at the most about a blocked version.
 inline constexpr std::size_t kMaxReasonBytes = 255;
 
-/// The highest serial: beyond it readers may round.
+/// The highest serial: readers that use doubles would round a higher one.
 inline constexpr std::int64_t kMaxFeedSerial = std::int64_t{1} << 53;
 
 /// One version of one extension in a feed.

@@ -14,10 +14,11 @@ constexpr std::chrono::seconds kBusyTimeout{10};
 constexpr std::int64_t kApplicationId = 0x54617666;
 constexpr std::int64_t kSchemaVersion = 2;
 
-// A commit waits for no disk, unless it moves the log: a power cut may undo the last ones, and
-// never leaves half of one.
+// A commit does not wait for the disk unless it moves the log. A power cut may undo the last
+// commits. It never leaves half of one.
 constexpr const char* kSettings = "PRAGMA synchronous = NORMAL";
-// Nor does making a new file: all that it gets stands in its log, where sums tell what arrived.
+// Creating the file does not wait either: its first content goes to the log, whose checksums tell
+// what has arrived.
 constexpr const char* kNewSettings =
     "PRAGMA synchronous = OFF; PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0";
 constexpr const char* kCreateSchema = R"sql(
@@ -61,7 +62,7 @@ struct Identity {
     std::int64_t form, application;
 };
 
-/// Both as of one moment: another process may be at work on a new file.
+/// Reads both in one transaction, because another process may be creating the file.
 Identity identityOf(Database& database) {
     Transaction moment(database, Transaction::Kind::read);
     return {database.pragmaNumber("user_version"), database.pragmaNumber("application_id")};
@@ -103,8 +104,7 @@ std::vector<SeenVersion> readSeen(Statement& select, const std::string& address)
 
 }  // namespace
 
-/// Runs `work`. A file that turns out to be damaged is thrown away, and `work` runs once more
-/// without one.
+/// Runs `work`. If the file is damaged, it is deleted, and `work` runs once more without it.
 template <class Work>
 auto FeedDatabase::guarded(Work work) {
     try {
@@ -132,7 +132,7 @@ void FeedDatabase::open(int flags) {
     if (database_ || ((flags & SQLITE_OPEN_CREATE) == 0 && ::access(file_.c_str(), F_OK) != 0))
         return;
     Database database(file_, flags, kBusyTimeout);
-    // A short run must not pay for moving the log into the file at its end.
+    // Moving the log into the file at the end would slow short runs down.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     auto [form, application] = identityOf(database);
     if (application == kApplicationId && form == 1)
@@ -143,7 +143,7 @@ void FeedDatabase::open(int flags) {
     if ((application != 0 || form != 0) &&
         (application != kApplicationId || form != kSchemaVersion))
         throw SqliteError(SQLITE_NOTADB, "another program's file");
-    // One that another process is about to fill has nothing for readers yet.
+    // A file that another process has just created has nothing for readers yet.
     if (form == kSchemaVersion || (flags & SQLITE_OPEN_CREATE) != 0)
         database_.emplace(std::move(database));
 }

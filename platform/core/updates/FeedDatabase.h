@@ -41,10 +41,9 @@ struct GoodFeed {
 };
 
 /// What is remembered of feeds between runs: a SQLite file of its own in the user's family folder,
-/// so that processes at work on it at once need no other lock. It is made on the first save; one
-/// that is damaged is forgotten and made anew, one of an earlier form is brought to this one.
-/// Throws Error: storeNewer for a file of a later form,
-/// else by SQLite's failure.
+/// so that several processes can use it at once without another lock. The first save creates it. A
+/// damaged file is deleted and created anew. An earlier form is upgraded. Throws Error: storeNewer
+/// for a later form, otherwise by SQLite's failure.
 class FeedDatabase {
   public:
     explicit FeedDatabase(std::string file);

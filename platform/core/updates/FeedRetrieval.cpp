@@ -1,19 +1,19 @@
-// How a feed comes to be believed, and which attack each step answers:
+// What a feed must pass before it is trusted, and which attack each step answers:
 //
-//  1. Its bytes: new ones, or the kept copy where the server says that nothing has changed.
-//  2. Its signature belongs to exactly these bytes: new bytes need it anew, kept ones only where
-//  keys
-//     or rules have changed since. Right, trusted where that is required, not taken back.
-//  3. The signer is the one of the last good copy, or named by it as its successor: whoever takes
-//  over
-//     the server cannot drop the signature or bring a key of his own.
-//  4. The content is valid as a whole; entries with faults are left out.
-//  5. It is not past its date: nobody holds an old feed back for ever.
-//  6. Its serial is not lower than the last good one's: nobody plays an old feed to us before its
-//     date.
-//  7. A version keeps the checksum of the first time: isRepublished tells otherwise.
+// 1. Its bytes are new, or they are the kept copy because the server says that nothing has changed.
+// 2. Its signature is right for exactly these bytes. New bytes need it anew, kept ones only where
+//    keys or rules have changed since. The key must not be revoked, and it must be trusted where
+//    the policy requires that.
+// 3. The signer is that of the last good copy, a successor that it named, or a trusted key in the
+//    place of one that is not: whoever takes over the server cannot drop the signature or use
+//    another key.
+// 4. The content is valid as a whole. Entries with faults are left out.
+// 5. It has not expired: nobody can hold an old feed back for ever.
+// 6. Its serial is not lower than that of the last good copy: nobody can replay an old feed before
+//    it expires.
+// 7. A version keeps the checksum that it had first (see isRepublished).
 //
-// The first failure ends it, and nothing of a feed that failed is kept.
+// The first failure ends this, and nothing of a feed that failed is kept.
 
 #include "platform/core/updates/FeedRetrieval.h"
 
@@ -78,7 +78,7 @@ bool FeedRetrieval::lacksSignature(const FeedVerifier& verifier) const {
         return false;
     if (isFresh_)
         return true;
-    // What was believed once need not be asked for again, unless keys or rules have changed since.
+    // A copy that was accepted before needs no new signature, unless keys or rules have changed.
     try {
         verifier(copy_, {});
         return false;
@@ -115,7 +115,7 @@ DocumentRequest FeedRetrieval::successionRequest() const {
     return {place_.withPathSuffix(kSuccessionSuffix), {}, {}, spent_};
 }
 
-/// Without them, or where they cannot be had, the signer is judged as it is.
+/// Without these statements the signer is judged as it is.
 void FeedRetrieval::takeSuccession(FetchResult result) {
     if (result.outcome == Outcome::fetched)
         succession_ = std::move(result.body);
@@ -175,11 +175,11 @@ std::string FeedRetrieval::rememberedSigner(const FeedVerifier& verifier) const 
         return {};
     if (!remembered_->signer.empty() || remembered_->signature.empty())
         return remembered_->signer;
-    // It was kept before signers were.
+    // An earlier version kept it without its signer.
     try {
         return verifier(*remembered_, {}).key;
     } catch (const Error&) {
-        return {};  // Keys or rules have changed: what is kept tells nothing any more.
+        return {};  // Keys or rules have changed, so the kept copy no longer says who signed it.
     }
 }
 

@@ -18,13 +18,13 @@
 namespace tavik {
 
 /// Who signed a feed, by its bytes, its signature and the bytes of the succession beside it, which
-/// is empty where there is none or none was asked for. Throws Error where the feed must not be
-/// believed. Called from the thread of the check. An empty one believes every feed, and no
+/// is empty where there is none or none was asked for. Throws Error if the feed must not be
+/// trusted. Called from the thread of the check. If it is empty, every feed is trusted and no
 /// signature is fetched.
 using FeedVerifier = std::function<Signer(const CachedFeed& feed, const std::string& succession)>;
 
-/// One feed on its way from an address to a content that may be believed. The first failure stays;
-/// no later step is taken then.
+/// One feed, from its address to content that can be trusted. After the first failure no later step
+/// is taken.
 class FeedRetrieval {
   public:
     /// `address`: as it is named, under which the feed is remembered; `place`: where it is fetched.
@@ -37,8 +37,8 @@ class FeedRetrieval {
     DocumentRequest request() const;
     void take(FetchResult result);
 
-    /// Whether its signature is to be fetched along with it: where nothing is kept of the feed, no
-    /// answer but new bytes can be of use.
+    /// Whether its signature is fetched in the same round. It is if no copy of the feed is kept,
+    /// because then the feed's bytes are new in any case.
     bool needsSignature(const FeedVerifier& verifier) const { return verifier && !remembered_; }
 
     /// Whether its signature has to be fetched after it: for bytes that replace kept ones, and

@@ -9,7 +9,7 @@
 #include "platform/core/package/PathRules.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
-#include "platform/support/Json.h"
+#include "platform/support/JsonObject.h"
 
 namespace tavik {
 namespace {
@@ -18,10 +18,10 @@ constexpr const char* kName = "/.tavik-mirror.json";
 constexpr std::size_t kMaxIndexBytes = std::size_t{64} << 20;
 constexpr std::int64_t kSecond = 1'000'000'000;
 
-std::int64_t numberIn(const rapidjson::Value& entry, const char* name) {
-    const rapidjson::Value* value = findMember(entry, name);
-    if (value == nullptr || !value->IsInt64())
-        throw JsonError(std::string(name) + " is no number");
+std::int64_t numberIn(const JsonObject& entry, std::string_view name) {
+    const rapidjson::Value* value = entry.need(name);
+    if (!value->IsInt64())
+        entry.complain(name, "is not a whole number");
     return value->GetInt64();
 }
 
@@ -34,15 +34,13 @@ MirrorIndex MirrorIndex::read(const std::string& folder) {
         return index;
     try {
         const auto document = parseJson(readUpTo(file.get(), kMaxIndexBytes), {kMaxIndexBytes, 8});
-        const rapidjson::Value* files =
-            document.IsObject() ? findMember(document, "files") : nullptr;
-        if (files == nullptr || !files->IsArray())
-            return index;
-        for (const auto& entry : files->GetArray()) {
-            const std::string path = requiredText(entry, "path", "$");
-            // It says what may be deleted: nothing outside of the folder.
+        const rapidjson::Value* files = JsonObject(document, "$").neededArray("files");
+        for (const auto& value : files->GetArray()) {
+            const JsonObject entry(value, "$.files");
+            const std::string path = entry.neededText("path");
+            // The index says what may be deleted, which must lie in the folder.
             if (pathFault(path).empty())
-                index.files_[path] = {requiredText(entry, "sha256", "$"), numberIn(entry, "size"),
+                index.files_[path] = {entry.neededText("sha256"), numberIn(entry, "size"),
                                       numberIn(entry, "modified")};
         }
     } catch (const std::exception&) {

@@ -1,23 +1,19 @@
 // One check for updates, step by step:
 //
-//  1. Name the feeds. An extension's own address goes before those of its products; two spellings
-//  of
-//     one address are one feed. The policy decides which may be asked, and where.
-//  2. Recall what earlier checks know of them: the last good copy, the versions once offered, the
-//     signer. Without a memory the check goes on as a first one does, with a warning.
-//  3. Fetch, in three rounds, each with all its requests at once: the feeds (only what has
-//  changed),
-//     with the signatures of those of which nothing is kept; then signatures that turned out to be
-//     needed; then statements of succession, where a feed has another signer than before.
-//  4. Judge each feed by itself (see FeedRetrieval). One that fails keeps no other from being read.
-//  5. Keep what was new and good, in one step, before anything is offered: a server cannot take
-//  back
-//     in the next check what it has said in this one.
-//  6. Find each extension's update among the feeds that may have one. A failure on the way stays
-//  with
-//     the extension and its products, so that a list with a gap does not pass for a whole one.
+// 1. Name the feeds. An extension's own address goes before those of its products. Two spellings of
+//    one address are one feed. The policy decides which feeds may be asked, and where.
+// 2. Read what earlier checks have saved of them: the last good copy, the versions once offered,
+//    the signer. If that cannot be read, the check warns and goes on as a first one does.
+// 3. Fetch in three rounds, each with all its requests at once: the feeds that have changed, with
+//    the signatures of those that no copy is kept of; then the signatures that turned out to be
+//    needed; then statements of succession, where a feed has another signer than before.
+// 4. Judge each feed by itself (see FeedRetrieval). A feed that fails does not stop the others.
+// 5. Save what is new and good in one transaction, before anything is offered: a server cannot take
+//    back in the next check what it has said in this one.
+// 6. Find each extension's update in the feeds that may have one. A failure on the way stays with
+//    the extension and its products, so that an incomplete list does not look complete.
 //
-// Nothing here takes a store's lock: the input is a snapshot, and an install judges anew.
+// Nothing here takes a store's lock: the input is a snapshot, and an install checks again.
 
 #include "platform/core/updates/UpdateCheck.h"
 
@@ -31,7 +27,8 @@
 namespace tavik {
 namespace {
 
-/// Why the feed has no update for an extension that its publisher may think it has one for.
+/// Why the feed has no update although it has newer items: the newest is blocked, or an item is not
+/// valid.
 std::string noteAbout(const FeedRetrieval& source, const UpdatableExtension& extension) {
     const ItemRange items = itemsOf(source.feed(), extension.idKey);
     const auto newest = std::find_if(
@@ -88,7 +85,7 @@ void UpdateCheck::nameFeeds() {
     }
 }
 
-/// The feed under that address, which is one however it is written and whoever names it.
+/// The feed at that address. All spellings of one address share one feed.
 const UpdateCheck::NamedFeed& UpdateCheck::feedAt(const std::string& address,
                                                   const std::string& namedBy) {
     if (const auto known = byAddress_.find(address); known != byAddress_.end())
@@ -204,7 +201,7 @@ Offer UpdateCheck::offerOf(const FeedItem& item, const FeedRetrieval& source,
         try {
             offer.item.mirrors.push_back(input_.policy.route(mirror));
         } catch (const AddressError&) {
-            // The policy leads it nowhere: the other mirrors are left.
+            // The policy's redirect does not fit this mirror; the others remain.
         }
     }
     return offer;
@@ -295,8 +292,8 @@ std::vector<const Offer*> UpdateCheck::updatesOf(const std::string& productName)
         const Finding& finding = findings_[i];
         if (std::find(products.begin(), products.end(), productName) == products.end())
             continue;
-        // A list with a gap must not pass for a whole one, even where this extension's update was
-        // found through another product.
+        // An incomplete list must not look complete, even if this extension's update was found
+        // through another product.
         if (finding.failure)
             throw Error(*finding.failure);
         if (finding.offer)
