@@ -46,9 +46,9 @@ DeferredTermination::~DeferredTermination() {
         return;
     for (std::size_t i = 0; i < kSignals.size(); ++i)
         if (isDeferred[i])
-            ::signal(kSignals[i], SIG_DFL);
+            static_cast<void>(::signal(kSignals[i], SIG_DFL));
     if (const int signal = arrived.exchange(0); signal != 0)
-        ::raise(signal);
+        static_cast<void>(::raise(signal));
 }
 
 bool DeferredTermination::isRequested() noexcept {

@@ -108,7 +108,7 @@ JsonDocument parseJson(std::string_view text, const JsonLimits& limits) {
         throw JsonError("longer than " + std::to_string(limits.bytes) + " bytes");
     // The reader takes a NUL for the end and would not look behind it.
     if (const auto at = text.find('\0'); at != std::string_view::npos)
-        throw JsonError("NUL outside a string (byte " + std::to_string(at) + ")");
+        throw JsonError("NUL outside a string (byte " + std::to_string(at) + ")", at);
 
     // Not with full precision: no format of ours has fractions, and the library's way to the last
     // bit of one passes a 0 on to where none may come ("0E-32").
@@ -127,7 +127,7 @@ JsonDocument parseJson(std::string_view text, const JsonLimits& limits) {
     };
     document.Populate(generate);
     if (result.IsError())
-        throw JsonError(describe(result, fault));
+        throw JsonError(describe(result, fault), result.Offset());
     return document;
 }
 

@@ -35,6 +35,14 @@ using JsonValue = JsonDocument::ValueType;
 class JsonError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
+    JsonError(const std::string& text, std::size_t offset)
+        : std::runtime_error(text), offset_(offset) {}
+
+    /// The byte where the text stops being JSON; 0 where the fault is about what it says.
+    std::size_t offset() const noexcept { return offset_; }
+
+  private:
+    std::size_t offset_ = 0;
 };
 
 /// The one way into JSON from outside: strict RFC 8259 and valid UTF-8, with duplicate keys, a BOM,

@@ -6,6 +6,10 @@
 
 namespace tavik {
 
+std::string unknownMember(std::string_view name) {
+    return "has an unknown member " + quoteName(name);
+}
+
 std::string complaintText(const std::string& place, const std::string& fault) {
     return place.empty() ? fault : place + ' ' + fault;
 }
@@ -118,7 +122,7 @@ void JsonObject::allowOnly(const std::function<bool(std::string_view)>& isKnown)
         return;
     for (const auto& member : object_->GetObject())
         if (!isKnown(viewOf(member.name)))
-            complain_(place_, "has an unknown member " + quoteName(viewOf(member.name)));
+            complain_(place_, unknownMember(viewOf(member.name)));
 }
 
 std::string entryPlace(const std::string& array, std::size_t index) {

@@ -11,6 +11,9 @@
 
 namespace tavik {
 
+/// The fault of an object that has a member which nobody knows.
+std::string unknownMember(std::string_view name);
+
 /// Takes what is wrong with a JSON value: where it stands ("$.products[0].name") and the fault
 /// ("is missing").
 using JsonComplaint = std::function<void(const std::string& place, const std::string& fault)>;

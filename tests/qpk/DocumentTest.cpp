@@ -49,7 +49,9 @@ TEST_P(Document, ExamplesRunAsTheyStand) {
     EXPECT_EQ(result.out, output);
 }
 
-INSTANTIATE_TEST_SUITE_P(Docs, Document, ::testing::Values("package-format.md", "tavik.md", "trust.md"));
+INSTANTIATE_TEST_SUITE_P(Docs, Document,
+                         ::testing::Values("package-format.md", "tavik.md", "trust.md",
+                                           "update-feed.md"));
 
 TEST(PolicyDocument, HasAPolicyThatHolds) {
     const Policy policy = parsePolicy(blocks(document("trust.md"), "json"));

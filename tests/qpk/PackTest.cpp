@@ -1,11 +1,11 @@
 #include <fcntl.h>
+#include <signal.h>
 
 #include <filesystem>
 
 #include "platform/core/package/Extraction.h"
 #include "platform/core/package/Package.h"
 #include "tests/qpk/Qpk.h"
-#include "tests/support/PackageBuilder.h"
 
 namespace tavik::testing {
 namespace {
@@ -13,7 +13,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using Pack = Qpk;
-using Check = Qpk;
 
 void shell(const std::string& folder, const std::string& commands) {
     const Result result = run({"sh", "-euc", "cd \"$0\"\n" + commands, folder});
@@ -59,7 +58,7 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
         {"ln -s extension.json l", "entry \"l\": is a link"},
         {"mkfifo p", "entry \"p\": is neither"},
         {"mkdir META-INF; echo > META-INF/content.json", "entry \"META-INF\": is in the folder"},
-        {"mkdir b; echo > b/.DS_Store", "entry \"b/.DS_Store\": was left behind"},
+        {"echo > .DS_Store; echo '!.DS_Store' > .qpkignore", "entry \".DS_Store\": was left"},
         {"echo > x; echo > X", "on some systems"},
         {"rm extension.json", "extension.json: is missing"},
         {"sed -i '1s/{/{\"licence\": \"x\", /' extension.json", "unknown member \"licence\""},
@@ -75,7 +74,7 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
         fs::remove_all(folder);
     }
     expectIn("nowhere: No such file", bad({"pack", at("nowhere")}));
-    expectIn("lie in the folder", bad({"pack", source("a"), "-o", at("out/../a/x.qpk")}));
+    expectIn("lie in the folder", bad({"pack", source("a"), "-o", at("out/../a/x.zip")}));
     ::mkfifo(at("pipe.qpk").c_str(), 0600);
     expectIn("not a regular file", bad({"pack", source("a"), "-o", at("pipe.qpk")}));
     EXPECT_TRUE(fs::is_fifo(at("pipe.qpk")));
@@ -86,56 +85,64 @@ TEST_F(Pack, RefusesWhatAPackageMustNotHave) {
     EXPECT_EQ(readFile(at("victim")), "mine");
 }
 
-TEST_F(Check, ShowsAllFaultsAtOnce) {
-    PackageBuilder builder("bad id", "x");
-    builder.with("homepage", "\"example.com\"")
-        .with("updateUrl", "\"http://example.com/feed.json\"")
-        .with("requiredAccount", "true")
-        .named("Pens & Inks")
-        .with("storeName", R"("A & B")")
-        .with("products", R"([{"name": "sketch", "minversion": "1"}, {}, 3])")
-        .file("link", "/etc/passwd", 0120777)
-        .file("../up", "")
-        .file(".git/config", "");
-    builder.write(at("a.qpk"));
-    const Result result = qpk({"check", at("a.qpk"), "--product", "sketch=1"});
-    EXPECT_EQ(result.exitCode, 1);
-    for (const char* fault :
-         {"extension.json: id \"bad id\"", "extension.json: version \"x\"", "homepage begins",
-          "updateUrl is http:", "unknown member \"requiredAccount\"", "storeName has one of < &",
-          "products[0] has an unknown member \"minversion\"", "products[1].name", "products[2]",
-          "name has one of < & \"", "entry \"link\": is a link", "entry \"../up\": has a component",
-          "entry \".git/config\": was left behind"})
-        expectIn(at("a.qpk") + ": ", result.out), expectIn(fault, result.out);
-    EXPECT_LT(result.out.find("requiredAccount"), result.out.find("entry \"../up\"")) << "by place";
-}
-
-TEST_F(Check, FindsWhatOnlyReadingEverythingShows) {
-    PackageBuilder("a", "1").file("META-INF/content.json", "{}").write(at("half.qpk"));
-    expectIn("META-INF/content.json.sig is missing", qpk({"check", at("half.qpk")}).out);
-    std::string bytes = readFile(package("a"));
-    bytes[bytes.find("a.txt") + 6] ^= 1;  // in the compressed data
-    writeFile(at("flipped.qpk"), bytes);
-    const Result result = qpk({"check", at("flipped.qpk")});
-    EXPECT_EQ(result.exitCode, 1);
-    expectIn("entry \"a.txt\": ", result.out);
-    expectIn("cannot be read", bad({"check", at("nowhere.qpk")}));
-}
-
-TEST_F(Check, TellsWhetherItWouldInstall) {
-    PackageBuilder("a", "1")
-        .with("products", R"([{"name": "sketch", "minVersion": "17.0", "maxVersion": "18.9"}])")
-        .write(at("a.qpk"));
-    const std::pair<std::vector<std::string>, int> rows[] = {
-        {{"sketch=17"}, 0},     {{"sketch=17.0-beta"}, 1},       {{"sketch=18.9.0"}, 0},
-        {{"sketch=18.9.1"}, 1}, {{"layout=17", "sketch=18"}, 0}, {{"sketch"}, 2},
+// Catches a pattern that matches too much or too little: a table of what is in the package then.
+TEST_F(Pack, LeavesOutWhatIsIgnored) {
+    struct Row {
+        const char* rules;
+        const char* packed;
     };
-    for (const auto& [products, status] : rows) {
-        std::vector<std::string> arguments = {"check", at("a.qpk")};
-        for (const std::string& product : products)
-            arguments.insert(arguments.end(), {"--product", product});
-        EXPECT_EQ(qpk(arguments).exitCode, status) << products.front();
+    const Row rows[] = {
+        {"", "a.o b/a.o b/c/a.o b/c/d.txt d.txt"},
+        {"*.o", "b/c/d.txt d.txt"},
+        {"/*.o", "b/a.o b/c/a.o b/c/d.txt d.txt"},
+        {"b/*.o", "a.o b/c/a.o b/c/d.txt d.txt"},
+        {"b/**/a.o", "a.o b/c/d.txt d.txt"},
+        {"b/**", "a.o d.txt"},
+        {"b/**\n!b/a.o", "a.o b/a.o d.txt"},
+        {"**/c", "a.o b/a.o d.txt"},
+        {"c/", "a.o b/a.o d.txt"},
+        {"a.o/", "a.o b/a.o b/c/a.o b/c/d.txt d.txt"},
+        {"*.o\n!b/a.o", "b/a.o b/c/d.txt d.txt"},
+        {"b\n!b/a.o", "a.o d.txt"},
+        {"# a.o\n\n[ab].?  \r\n", "b/c/d.txt d.txt"},
+        {"\\!a.o\n\\#a.o\n!.git", "a.o b/a.o b/c/a.o b/c/d.txt d.txt"},
+    };
+    for (const auto& [rules, packed] : rows) {
+        SCOPED_TRACE(rules);
+        const std::string folder = source("a");
+        shell(folder, R"(mkdir -p b/c; touch a.o b/a.o b/c/a.o b/c/d.txt d.txt
+            touch .gitignore .DS_Store b/d.txt~ old-1.0.qpk)");
+        writeFile(folder + "/.qpkignore", rules);
+        good({"pack", folder, "-o", at("a.qpk")});
+        std::string names;
+        const Package package = Package::open(at("a.qpk"));
+        for (const ArchiveEntry& entry : package.archive().entries())
+            if (entry.path != kManifestPath)
+                names += (names.empty() ? "" : " ") + entry.path;
+        EXPECT_EQ(names, packed);
+        fs::remove_all(folder);
     }
+}
+
+// Catches a package that gets the last one into it, or version control's own files.
+TEST_F(Pack, OfTheCurrentFolderGivesTheSameEachTime) {
+    const std::string folder = source("a");
+    shell(folder, "mkdir -p .git/objects dist; touch .git/objects/x; echo dist/ > .qpkignore");
+    const std::string packed = "cd \"$0\"; " + program("qpk") + " pack . ";
+    const std::string first = run({"sh", "-c", packed, folder}).out;
+    expectIn("com.example.a-1.0.qpk: 1 file,", first);
+    EXPECT_EQ(run({"sh", "-c", packed, folder}).out, first);
+    EXPECT_EQ(run({"sh", "-c", packed + "-o dist/a.qpk", folder}).exitCode, 0);
+    EXPECT_EQ(run({"sh", "-c", packed + "-o other/../a.zip", folder}).exitCode, 1);
+}
+
+// Catches a half file that stays when the process is ended, where files have names from the start.
+TEST_F(Pack, LeavesNothingBehindWhenItIsEnded) {
+    fs::create_directory(at("out"));
+    const Result result = run({program("qpk"), "pack", source("a"), "-o", at("out/a.qpk")},
+                              {{"LD_PRELOAD", TAVIK_INTERRUPT_LIBRARY}});
+    EXPECT_EQ(result.exitCode, 128 + SIGTERM) << result.err;
+    EXPECT_TRUE(fs::is_empty(at("out")));
 }
 
 }  // namespace

@@ -21,9 +21,11 @@ struct GetoptTables {
     explicit GetoptTables(const Syntax& syntax) {
         int answer = kFirstOption;
         for (const OptionRule& rule : syntax.options) {
-            longNames.push_back({rule.name, required_argument, nullptr, answer++});
+            const bool hasValue = rule.value == OptionRule::Value::needed;
+            longNames.push_back(
+                {rule.name, hasValue ? required_argument : no_argument, nullptr, answer++});
             if (rule.shortName != '\0')
-                (shortNames += rule.shortName) += ':';
+                (shortNames += rule.shortName) += hasValue ? ":" : "";
         }
         longNames.push_back({"help", no_argument, nullptr, kHelp});
         longNames.push_back({nullptr, 0, nullptr, 0});
@@ -78,27 +80,32 @@ CommandLine::CommandLine(std::vector<std::string> arguments, const Syntax& synta
             takeOption(ruleOf(answer, syntax), optarg);
     }
     operands.insert(operands.end(), pointers.begin() + optind, pointers.end() - 1);
-    takeOperands(operands, syntax);
+    takeOperands(std::move(operands), syntax);
 }
 
 void CommandLine::takeOption(const OptionRule& rule, const char* value) {
     std::vector<std::string>& values = options_[rule.name];
     if (!values.empty() && rule.times == OptionRule::Times::once)
         throw UsageError("--" + std::string(rule.name) + " is given twice");
+    if (rule.value == OptionRule::Value::none) {
+        values.emplace_back();
+        return;
+    }
     if (*value == '\0')
         throw UsageError("--" + std::string(rule.name) + " has an empty value");
     values.emplace_back(value);
 }
 
-void CommandLine::takeOperands(const std::vector<std::string>& operands, const Syntax& syntax) {
-    if (operands.size() > 1)
+void CommandLine::takeOperands(std::vector<std::string> operands, const Syntax& syntax) {
+    if (operands.size() > 1 && syntax.operandIs != Syntax::Operand::several)
         throw UsageError("\"" + operands[1] + "\" is one argument too many");
-    if (operands.empty() && syntax.operandIs == Syntax::Operand::needed)
+    if (operands.empty() && syntax.operandIs != Syntax::Operand::optional)
         throw UsageError(std::string(syntax.operand) + " is missing");
-    if (!operands.empty() && operands[0].empty())
-        throw UsageError(std::string(syntax.operand) + " is empty");
+    for (const std::string& operand : operands)
+        if (operand.empty())
+            throw UsageError(std::string(syntax.operand) + " is empty");
     if (!operands.empty())
-        operand_ = operands[0];
+        operands_ = std::move(operands);
 }
 
 std::optional<std::string> CommandLine::option(const std::string& name) const {

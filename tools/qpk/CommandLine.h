@@ -7,17 +7,18 @@
 
 namespace tavik::qpk {
 
-/// An option that takes a value.
+/// An option, with a value behind it or without.
 struct OptionRule {
     const char* name;       ///< `--NAME VALUE`
     char shortName = '\0';  ///< `-C VALUE`; NUL for none
     enum class Times { once, any } times = Times::once;
+    enum class Value { needed, none } value = Value::needed;
 };
 
 /// The operands and options that a command takes.
 struct Syntax {
-    const char* operand;  ///< what the one operand is called, "FOLDER"
-    enum class Operand { needed, optional } operandIs = Operand::needed;
+    const char* operand;  ///< what an operand is called, "FOLDER"
+    enum class Operand { needed, optional, several } operandIs = Operand::needed;
     std::vector<OptionRule> options;
 };
 
@@ -29,9 +30,12 @@ class CommandLine {
 
     bool wantsHelp() const noexcept { return wantsHelp_; }
 
-    /// Empty only where it is optional.
-    const std::string& operand() const noexcept { return operand_; }
+    /// The first; empty only where it is optional.
+    const std::string& operand() const noexcept { return operands_.front(); }
+    /// One, or as many as were given where the command takes several.
+    const std::vector<std::string>& operands() const noexcept { return operands_; }
 
+    bool has(const std::string& name) const { return options_.count(name) != 0; }
     std::optional<std::string> option(const std::string& name) const;
     /// Throws UsageError where it was not given.
     std::string neededOption(const std::string& name) const;
@@ -39,10 +43,10 @@ class CommandLine {
 
   private:
     void takeOption(const OptionRule& rule, const char* value);
-    void takeOperands(const std::vector<std::string>& operands, const Syntax& syntax);
+    void takeOperands(std::vector<std::string> operands, const Syntax& syntax);
 
     bool wantsHelp_ = false;
-    std::string operand_;
+    std::vector<std::string> operands_{""};
     std::map<std::string, std::vector<std::string>> options_;
 };
 

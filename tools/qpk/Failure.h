@@ -9,7 +9,19 @@ namespace tavik::qpk {
 class Failure : public std::runtime_error {
   public:
     Failure(const std::string& subject, const std::string& cause, const std::string& remedy)
-        : std::runtime_error(subject + ": " + cause + "; " + remedy) {}
+        : std::runtime_error(subject + ": " + cause + "; " + remedy),
+          subject_(subject),
+          cause_(cause),
+          remedy_(remedy) {}
+
+    const std::string& subject() const noexcept { return subject_; }
+    const std::string& cause() const noexcept { return cause_; }
+    const std::string& remedy() const noexcept { return remedy_; }
+
+  private:
+    std::string subject_;
+    std::string cause_;
+    std::string remedy_;
 };
 
 /// A wrong command line; what() says what is wrong.

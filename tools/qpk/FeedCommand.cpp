@@ -1,17 +1,16 @@
 #include <unistd.h>
 
-#include <charconv>
-#include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <list>
 
 #include "platform/core/crypto/DetachedSignature.h"
-#include "platform/support/UtcTime.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/FeedFolder.h"
+#include "tools/qpk/FeedOptions.h"
 #include "tools/qpk/InputFile.h"
+#include "tools/qpk/Interruption.h"
 #include "tools/qpk/Output.h"
 #include "tools/qpk/OutputFile.h"
 #include "tools/qpk/Signing.h"
@@ -23,49 +22,30 @@ namespace fs = std::filesystem;
 
 const std::string kHelp =
     std::string(
-        "usage: qpk feed FOLDER [--serial N] [--expires DATE] [--key KEY]\n\n"
+        "usage: qpk feed FOLDER [--serial N] [--expires DATE] [--key KEY]\n"
+        "           [--block ID=VERSION:REASON]... [--no-page | [--title TEXT]\n"
+        "           [--product NAME=TEXT]...]\n\n"
         "Writes FOLDER/feed.json, which offers every package (*.qpk) in FOLDER for updates, and\n"
-        "FOLDER/index.html, which shows people what is there. Put the folder on a web server as "
-        "it\n"
-        "is. All versions are offered; who reads the feed takes the newest that fits. A version\n"
-        "that the last feed.json has as \"blocked\" stays blocked; all else is written anew, "
-        "lists\n"
-        "of mirrors too.\n\n"
+        "FOLDER/index.html, which shows people what is there. Put the folder on a web server as\n"
+        "it is. All versions are offered; who reads the feed takes the newest that fits. A\n"
+        "version that the last feed.json has as \"blocked\" stays blocked; all else is written\n"
+        "anew, lists of mirrors too.\n\n"
         "  --serial N      the feed's number, which must grow from feed to feed; without it one\n"
         "                  more than that of the feed.json that is there, or 1\n"
         "  --expires DATE  until when the feed is valid, 2027-06-01 or 2027-06-01T12:00:00Z;\n"
         "                  without it a year from today\n"
+        "  --block ID=VERSION:REASON\n"
+        "                  withdraw a version: nobody gets it any more, also where its package\n"
+        "                  is gone; REASON is for people, in one line\n"
+        "  --no-page       write no index.html, and remove the one of an earlier feed\n"
+        "  --title TEXT    the page's title; without it Extensions\n"
+        "  --product NAME=TEXT\n"
+        "                  what the page calls a host product\n"
         "  With --key, the feed is signed, into FOLDER/feed.json.sig.\n") +
     kKeyHelp;
 
-constexpr std::time_t kDay = std::time_t{24} * 60 * 60;
-
-std::int64_t parseSerial(const std::string& text) {
-    std::int64_t serial = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, serial);
-    if (error != std::errc() || stop != end || serial < 0 || serial > kMaxFeedSerial)
-        throw UsageError("--serial " + text + " is not a whole number from 0 to 2^53");
-    return serial;
-}
-
-std::int64_t parseTime(const std::string& date) {
-    const auto time =
-        parseUtcTime(date.find('T') == std::string::npos ? date + "T00:00:00Z" : date);
-    if (!time)
-        throw UsageError("--expires " + date + " is no date such as 2027-06-01");
-    if (*time <= std::time(nullptr))
-        throw UsageError("--expires " + date + " is over");
-    return *time;
-}
-
-std::string expiryOf(const CommandLine& line) {
-    const auto date = line.option("expires");
-    return formatUtcTime(date ? parseTime(*date) : (std::time(nullptr) / kDay + 365) * kDay);
-}
-
 std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
-    const auto given = line.option("serial");
+    const auto given = serialBy(line);
     if (old && old->serial == kMaxFeedSerial)
         throw Failure(
             line.operand() + "/" + kFeedName,
@@ -74,25 +54,32 @@ std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
             "delete feeds.db");
     if (!given)
         return old ? old->serial + 1 : 1;
-    const std::int64_t serial = parseSerial(*given);
-    if (old && serial <= old->serial)
-        throw Failure("--serial " + *given,
+    if (old && *given <= old->serial)
+        throw Failure("--serial " + std::to_string(*given),
                       "the feed has reached number " + std::to_string(old->serial),
                       "give a greater one: who has seen that number refuses lower ones");
-    return serial;
+    return *given;
+}
+
+enum class PageIs { missing, ours, foreign };
+
+PageIs pageIn(const std::string& folder) {
+    const auto text = readWhole(folder + "/" + kPageName, kMaxFileBytes, FinalLink::followed);
+    if (!text)
+        return PageIs::missing;
+    return text->find(kPageMark) == std::string::npos ? PageIs::foreign : PageIs::ours;
 }
 
 /// A signed feed is not replaced by an unsigned one by accident, nor is a page that qpk did not
 /// make.
-void requireReplaceable(const std::string& folder, bool isSigned) {
+void requireReplaceable(const std::string& folder, bool isSigned, bool makesPage) {
     const std::string signature = folder + "/" + kFeedName + std::string(kSignatureSuffix);
     if (!isSigned && fs::exists(signature))
         throw Failure(signature, "the feed was signed",
                       "give --key, or remove that file to publish the feed unsigned");
-    const std::string page = folder + "/" + kPageName;
-    const auto text = readWhole(page, kMaxFileBytes, FinalLink::followed);
-    if (text && text->find(kPageMark) == std::string::npos)
-        throw Failure(page, "it was not made by qpk feed", "move it away");
+    if (makesPage && pageIn(folder) == PageIs::foreign)
+        throw Failure(folder + "/" + kPageName, "it was not made by qpk feed",
+                      "move it away, or give --no-page");
 }
 
 /// Everything in the folder is published, so the private key must not be there.
@@ -113,6 +100,8 @@ FeedDocument makeFeed(const CommandLine& line, std::vector<Fault>& faults) {
     feed.expires = expiryOf(line);
     if (old)
         compareWithOld(*old, feed, report);
+    for (const WithdrawnVersion& withdrawn : withdrawnBy(line))
+        block(withdrawn, feed);
     return feed;
 }
 
@@ -144,11 +133,15 @@ void warnOfSigners(const std::string& folder, const FeedDocument& feed,
               << '\n';
 }
 
-void publish(const std::string& folder, const FeedDocument& feed, const std::string& text,
-             const std::string& signature, const std::string& succession) {
+void publish(const std::string& folder, const std::optional<std::string>& pageText,
+             const std::string& text, const std::string& signature, const std::string& succession) {
     const std::string path = folder + "/" + kFeedName;
-    OutputFile page(folder + "/" + kPageName, FinalLink::refused);
-    page.write(writeFeedPage(feed));
+    const std::string pagePath = folder + "/" + kPageName;
+    std::optional<OutputFile> page;
+    if (pageText) {
+        page.emplace(pagePath, FinalLink::refused);
+        page->write(*pageText);
+    }
     OutputFile json(path, FinalLink::refused);
     json.write(text);
     std::list<OutputFile> besides;
@@ -158,17 +151,22 @@ void publish(const std::string& folder, const FeedDocument& feed, const std::str
     };
     addFile(kSuccessionSuffix, succession);
     addFile(kSignatureSuffix, signature);
+    const NoInterruption fromHereToTheLastRename;
     if (succession.empty())  // One that is there is about another key.
         ::unlink((path + std::string(kSuccessionSuffix)).c_str());
     // Everything is written. Only the renames are left, one directly after the other.
     for (OutputFile& file : besides)
         file.finish();
     json.finish();
-    page.finish();
+    if (page)
+        page->finish();
+    else if (pageIn(folder) == PageIs::ours)  // It would show what was offered before.
+        ::unlink(pagePath.c_str());
 }
 
 int makeFeedFiles(const CommandLine& line) {
     const std::string& folder = line.operand();
+    const FeedPage page = pageOf(line);
     std::optional<SigningKey> key;
     if (const auto source = line.option("key"))
         key.emplace(readSigningKey(*source));
@@ -178,14 +176,16 @@ int makeFeedFiles(const CommandLine& line) {
         requireElsewhere(*line.option("key"), folder);
     if (!faults.empty())
         return refuseFor(folder, faults);
-    requireReplaceable(folder, key.has_value());
+    requireReplaceable(folder, key.has_value(), !line.has("no-page"));
 
     const std::string text = writeFeed(feed);
     readFeedText(folder, text);  // The core's own reader judges what is about to be published.
     if (key)
         feed.signer = key->key.publicKey().fingerprint();
     warnOfSigners(folder, feed, key);
-    publish(folder, feed, text, key ? signDetached(text, key->key) : std::string(),
+    const auto pageText =
+        line.has("no-page") ? std::nullopt : std::optional(writeFeedPage(feed, page));
+    publish(folder, pageText, text, key ? signDetached(text, key->key) : std::string(),
             key && !key->succession.empty() ? writeSuccessions(key->succession) : std::string());
     std::cout << folder << "/" << kFeedName << ": number " << feed.serial << ", "
               << counted(feed.packages.size(), "package") << ", valid until " << feed.expires
@@ -202,7 +202,11 @@ const Command kFeedCommand = {"feed",
                                Syntax::Operand::needed,
                                {{"serial", '\0', OptionRule::Times::once},
                                 {"expires", '\0', OptionRule::Times::once},
-                                {"key", '\0', OptionRule::Times::once}}},
+                                {"key", '\0', OptionRule::Times::once},
+                                {"block", '\0', OptionRule::Times::any},
+                                {"no-page", '\0', OptionRule::Times::once, OptionRule::Value::none},
+                                {"title", '\0', OptionRule::Times::once},
+                                {"product", '\0', OptionRule::Times::any}}},
                               makeFeedFiles};
 
 }  // namespace tavik::qpk

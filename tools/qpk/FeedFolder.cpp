@@ -154,4 +154,23 @@ void compareWithOld(const Feed& old, FeedDocument& feed, const FaultSink& report
     }
 }
 
+void block(const WithdrawnVersion& withdrawn, FeedDocument& feed) {
+    const std::string idKey = toIdKey(withdrawn.id);
+    const auto version = Version::parse(withdrawn.version);
+    const auto isMeant = [&](const std::string& id, const std::optional<Version>& other) {
+        return toIdKey(id) == idKey && other == version;
+    };
+    for (FeedPackage& package : feed.packages)
+        if (isMeant(package.manifest.id, package.manifest.version)) {
+            package.blocked = withdrawn.reason;
+            return;
+        }
+    for (WithdrawnVersion& earlier : feed.withdrawn)
+        if (isMeant(earlier.id, Version::parse(earlier.version))) {
+            earlier.reason = withdrawn.reason;
+            return;
+        }
+    feed.withdrawn.push_back(withdrawn);
+}
+
 }  // namespace tavik::qpk

@@ -35,4 +35,7 @@ std::vector<std::string> signerWarnings(const std::vector<FeedPackage>& packages
 /// versions that were published with other bytes: no core would take these any more.
 void compareWithOld(const Feed& old, FeedDocument& feed, const FaultSink& report);
 
+/// Withdraws a version, whether its package is there or not.
+void block(const WithdrawnVersion& withdrawn, FeedDocument& feed);
+
 }  // namespace tavik::qpk

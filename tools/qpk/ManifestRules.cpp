@@ -1,5 +1,8 @@
 #include "tools/qpk/ManifestRules.h"
 
+#include <algorithm>
+#include <initializer_list>
+
 #include "platform/core/net/Address.h"
 #include "platform/core/package/Manifest.h"
 #include "platform/support/JsonObject.h"
@@ -36,15 +39,27 @@ void checkXmlText(const JsonObject& manifest, std::string_view member) {
         manifest.complain(member, "has one of < & \" and would break the XML that lists it");
 }
 
-void checkProducts(const JsonObject& manifest) {
+/// The fault is worded for the object, and its position is the member's.
+void allowOnly(const JsonValue& object, const std::string& place,
+               std::initializer_list<std::string_view> known, const FaultSink& report) {
+    for (const auto& member : object.GetObject()) {
+        const std::string_view name = viewOf(member.name);
+        if (std::find(known.begin(), known.end(), name) == known.end())
+            report({Status::manifestInvalid, std::string(kManifestPath),
+                    complaintText(place, unknownMember(name)),
+                    (place.empty() ? "" : place + ".") + std::string(name)});
+    }
+}
+
+void checkProducts(const JsonObject& manifest, const FaultSink& report) {
     const JsonValue* products = manifest.find("products");
     if (products == nullptr || !products->IsArray())
         return;
     std::size_t index = 0;
     for (const auto& value : products->GetArray()) {
         if (value.IsObject())
-            manifest.entry("products", value, index)
-                .allowOnly({"name", "minVersion", "maxVersion"});
+            allowOnly(value, entryPlace("products", index), {"name", "minVersion", "maxVersion"},
+                      report);
         ++index;
     }
 }
@@ -60,15 +75,16 @@ void checkManifestRules(std::string_view bytes, const JsonLimits& limits, const 
     }
     if (!document.IsObject())
         return;
-    const JsonObject manifest(
-        document, "", [&](const std::string& place, const std::string& fault) {
-            report(
-                {Status::manifestInvalid, std::string(kManifestPath), complaintText(place, fault)});
-        });
-    manifest.allowOnly({"formatVersion", "id", "name", "version", "products", "storeName",
-                        "description", "author", "license", "homepage", "requiresAccount",
-                        "updateUrl", "requires"});
-    checkProducts(manifest);
+    const JsonObject manifest(document, "",
+                              [&](const std::string& place, const std::string& fault) {
+                                  report({Status::manifestInvalid, std::string(kManifestPath),
+                                          complaintText(place, fault), place});
+                              });
+    allowOnly(document, "",
+              {"formatVersion", "id", "name", "version", "products", "storeName", "description",
+               "author", "license", "homepage", "requiresAccount", "updateUrl", "requires"},
+              report);
+    checkProducts(manifest, report);
     checkUpdateUrl(manifest);
     checkHomepage(manifest);
     checkXmlText(manifest, "name");

@@ -59,10 +59,12 @@ OutputFile::OutputFile(std::string path, FinalLink link)
     if (file_)
         return;
     std::string name = hiddenNameBeside(target_, "XXXXXX");
+    const NoInterruption nameAndWatch;
     file_ = FileDescriptor(::mkostemp(name.data(), O_CLOEXEC));
     if (!file_)
         failSystem(errno, path_, "make the file");
     temporaryPath_ = std::move(name);
+    half_.emplace(temporaryPath_);
 }
 
 OutputFile::~OutputFile() {
@@ -87,11 +89,13 @@ void OutputFile::finish() {
 void OutputFile::finish(mode_t mode) {
     if (::fchmod(file_.get(), mode) != 0 || ::fsync(file_.get()) != 0)
         failErrno(errno, path_, "write the file");
+    const NoInterruption nameAndRename;
     if (temporaryPath_.empty())
         giveTemporaryName();
     if (::rename(temporaryPath_.c_str(), target_.c_str()) != 0)
         failErrno(errno, path_, "rename the finished file");
     temporaryPath_.clear();
+    half_.reset();
 }
 
 /// Gives the file a name, because only a rename can replace another file.

@@ -3,18 +3,21 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/support/FileDescriptor.h"
 #include "tools/qpk/InputFile.h"
+#include "tools/qpk/Interruption.h"
 
 namespace tavik::qpk {
 
 /// A file that appears under its name complete or not at all. It is written without a name if the
-/// file system supports that, otherwise under a hidden name beside it; unless it is finished, it is
-/// removed with this object. Only a regular file is replaced. If the name is a link, the link is
-/// refused, or it stays and its target is replaced. Failures are Errors about the file.
+/// file system supports that, otherwise under a hidden name beside it. Unless it is finished, it is
+/// removed with this object, and when the process is interrupted. Only a regular file is replaced.
+/// If the name is a link, the link is refused, or it stays and its target is replaced. Failures are
+/// Errors about the file.
 class OutputFile {
   public:
     OutputFile(std::string path, FinalLink link);
@@ -39,6 +42,7 @@ class OutputFile {
     std::string path_;
     std::string target_;         // the path with its links followed
     std::string temporaryPath_;  // empty: it has no name
+    std::optional<HalfFile> half_;
     FileDescriptor file_;
     std::uint64_t size_ = 0;
 };

@@ -2,13 +2,13 @@
 #include <iostream>
 
 #include "platform/core/package/Manifest.h"
-#include "tools/qpk/ArchiveWriter.h"
+#include "platform/core/package/PackageLimits.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
+#include "tools/qpk/FolderPacking.h"
+#include "tools/qpk/IgnoreRules.h"
 #include "tools/qpk/InputFile.h"
 #include "tools/qpk/Output.h"
-#include "tools/qpk/PackageCheck.h"
-#include "tools/qpk/SourceFolder.h"
 
 namespace tavik::qpk {
 namespace {
@@ -21,6 +21,9 @@ constexpr const char* kHelp =
     "qpk check refuses is refused, and then no file is written. The same content gives the\n"
     "same bytes, whatever the files' times and owners: of the rights, only whether a file is\n"
     "executable goes into the package.\n\n"
+    "Left out are what version control, file managers and editors keep in a folder (.git,\n"
+    ".DS_Store, a.txt~ and the like), packages at its top, and what FOLDER/.qpkignore names, in\n"
+    "the form of .gitignore. A line with ! in front takes something in again.\n\n"
     "  -o, --output FILE  write FILE, replacing it; without it ID-VERSION.qpk in the current\n"
     "                     folder\n";
 
@@ -35,52 +38,38 @@ std::string defaultName(const std::string& folder, const PackageLimits& limits) 
     return "extension.qpk";
 }
 
-/// The package must not lie in its own folder: the next one would contain it.
-void requireOutside(const std::string& folder, const std::string& output) {
+/// The package must not get into the next one: in its own folder, it needs a rule that leaves it
+/// out.
+void requireLeftOut(const std::string& folder, const std::string& output) {
     const fs::path top = fs::weakly_canonical(folder);
-    const fs::path target = fs::weakly_canonical(fs::absolute(output).parent_path());
-    const std::string relative = target.lexically_relative(top).string();
-    if (relative.empty() || relative == ".." || relative.rfind("../", 0) == 0)
+    const fs::path target =
+        fs::weakly_canonical(fs::absolute(output).parent_path()) / fs::path(output).filename();
+    const fs::path relative = target.lexically_relative(top);
+    if (relative.empty() || *relative.begin() == "..")
         return;
+    const IgnoreRules rules = IgnoreRules::ofFolder(folder);
+    fs::path part;
+    for (const fs::path& name : relative) {
+        part /= name;
+        if (rules.ignores(part.string(),
+                          part == relative ? IgnoreRules::Kind::file : IgnoreRules::Kind::folder))
+            return;
+    }
     throw Failure(output, "the package would lie in the folder that it is made from",
-                  "name another place with -o");
-}
-
-void writeEntries(const std::string& folder, const std::vector<SourceEntry>& entries,
-                  const PackageLimits& limits, OutputFile& file) {
-    ArchiveWriter writer(file);
-    for (const SourceEntry& entry : entries)
-        writer.add(entry.path, entry.kind,
-                   entry.kind == ArchiveEntry::Kind::folder
-                       ? std::string()
-                       : readSourceFile(folder, entry.path, limits.fileBytes));
-    writer.finish();
+                  std::string("name another place with -o, or the package in ") + kIgnoreFileName);
 }
 
 int pack(const CommandLine& line) {
     const std::string& folder = line.operand();
-    const PackageLimits limits;
-    std::vector<Fault> faults;
-    std::vector<SourceEntry> entries;
-    try {
-        entries =
-            readSourceFolder(folder, limits, [&](const Fault& fault) { faults.push_back(fault); });
-    } catch (const CheckStopped&) {
-        // The fault is among the others.
-    }
-    if (!faults.empty())
-        return refuseFor(folder, faults);
-
     const auto output = line.option("output");
-    const std::string path = output ? *output : defaultName(folder, limits);
-    requireOutside(folder, path);
+    const std::string path = output ? *output : defaultName(folder, {});
+    requireLeftOut(folder, path);
     OutputFile file(path, FinalLink::refused);
-    writeEntries(folder, entries, limits, file);
-    faults = findAuthorFaults(file.temporaryPath());
-    if (!faults.empty())
-        return refuseFor(folder, faults);
+    const PackedFolder packed = packFolder(folder, file);
+    if (!packed.faults.empty())
+        return refuseFor(folder, packed.faults);
     file.finish();
-    std::cout << file.path() << ": " << counted(entries.size(), "file") << ", "
+    std::cout << file.path() << ": " << counted(packed.files, "file") << ", "
               << readableSize(file.size()) << '\n';
     return 0;
 }

@@ -6,6 +6,7 @@
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/Text.h"
+#include "tools/qpk/IgnoreRules.h"
 #include "tools/qpk/ManifestRules.h"
 #include "tools/qpk/Signing.h"
 
@@ -21,19 +22,13 @@ std::optional<Fault> signatureFault(const std::string& path) try {
     return Fault{static_cast<Status>(error.status()), "", error.detail()};
 }
 
-bool isLeftOver(std::string_view component) {
-    constexpr std::string_view kNames[] = {".DS_Store", "Thumbs.db", "desktop.ini", "__MACOSX",
-                                           ".git",      ".svn",      ".hg"};
-    return std::find(std::begin(kNames), std::end(kNames), component) != std::end(kNames) ||
-           (!component.empty() && component.back() == '~');
-}
-
-bool hasLeftOver(std::string_view path) {
-    for (std::size_t start = 0; start <= path.size();) {
-        const std::size_t end = std::min(path.find('/', start), path.size());
-        if (isLeftOver(path.substr(start, end - start)))
+/// Also where the folder that it lies in was left behind.
+bool isLeftOver(std::string_view path) {
+    static const IgnoreRules kRules(kLeftOvers);
+    for (std::size_t end = 0; end < path.size(); ++end) {
+        end = std::min(path.find('/', end), path.size());
+        if (kRules.ignores(path.substr(0, end), IgnoreRules::Kind::file))
             return true;
-        start = end + 1;
     }
     return false;
 }
@@ -64,14 +59,17 @@ Contents readContents(const std::string& path, const PackageLimits& limits) {
     return contents;
 }
 
-/// With defaults in the place of what is wrong.
-Manifest readManifest(const std::string& bytes, const JsonLimits& limits) try {
-    return parseManifest(bytes, limits, [](const Fault&) {});
+}  // namespace
+
+Manifest readManifestLeniently(const std::string& bytes) try {
+    return parseManifest(bytes, PackageLimits().manifest, [](const Fault&) {});
 } catch (const CheckStopped&) {
     return {};
 }
 
-}  // namespace
+std::optional<std::string> readManifestText(const std::string& path) {
+    return readContents(path, {}).manifest;
+}
 
 std::vector<Fault> findCoreFaults(const std::string& path) {
     std::vector<Fault> faults = findFaults(path);
@@ -87,7 +85,7 @@ std::vector<Fault> findAuthorFaults(const std::string& path) {
     const PackageLimits limits;
     const Contents contents = readContents(path, limits);
     for (const ArchiveEntry& entry : contents.archive.entries())
-        if (hasLeftOver(entry.path))
+        if (isLeftOver(entry.path))
             collect({Status::packageUnsafe, entryPlace(entry.path),
                      "was left behind by a file manager, an editor or version control"});
     if (contents.manifest)
@@ -101,7 +99,7 @@ void addProductFaults(const std::string& path, const std::vector<TargetProduct>&
     const Contents contents = readContents(path, limits);
     if (!contents.manifest)
         return;
-    const Manifest manifest = readManifest(*contents.manifest, limits.manifest);
+    const Manifest manifest = readManifestLeniently(*contents.manifest);
     std::string wanted;
     for (const ProductRequirement& requirement : manifest.products) {
         for (const TargetProduct& product : products)
@@ -115,7 +113,8 @@ void addProductFaults(const std::string& path, const std::vector<TargetProduct>&
     faults.push_back({Status::noFittingProduct, std::string(kManifestPath),
                       "is made for " +
                           (wanted.empty() ? "no product" : shortened(wanted, kMaxFactBytes)) +
-                          ", and does not fit " + oneLine(found)});
+                          ", and does not fit " + oneLine(found),
+                      "products"});
 }
 
 std::vector<std::string> describeFaults(const std::vector<Fault>& faults) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,13 @@ std::vector<Fault> findAuthorFaults(const std::string& path);
 /// where one of them fits, or where the manifest cannot be read.
 void addProductFaults(const std::string& path, const std::vector<TargetProduct>& products,
                       std::vector<Fault>& faults);
+
+/// The bytes of the package's manifest; nothing where it has none that can be read. Throws Error
+/// (packageUnreadable).
+std::optional<std::string> readManifestText(const std::string& path);
+
+/// What the manifest says, with defaults in the place of what is wrong.
+Manifest readManifestLeniently(const std::string& bytes);
 
 /// One line for each fault: those of the whole first, then by entry.
 std::vector<std::string> describeFaults(const std::vector<Fault>& faults);

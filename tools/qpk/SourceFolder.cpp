@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "platform/core/trust/PackageSignature.h"
+#include "tools/qpk/IgnoreRules.h"
 #include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
@@ -34,11 +35,17 @@ std::string sourceFault(const std::string& path, fs::file_type type) {
 
 std::vector<SourceEntry> walk(const std::string& folder, const PackageLimits& limits,
                               const FaultSink& report) {
+    const IgnoreRules rules = IgnoreRules::ofFolder(folder);
     std::vector<SourceEntry> entries;
     for (fs::recursive_directory_iterator at(folder); at != fs::recursive_directory_iterator();
          ++at) {
         const std::string path = at->path().lexically_relative(folder).string();
         const fs::file_status status = at->symlink_status();
+        if (rules.ignores(path, fs::is_directory(status) ? IgnoreRules::Kind::folder
+                                                         : IgnoreRules::Kind::file)) {
+            at.disable_recursion_pending();
+            continue;
+        }
         if (const std::string fault = sourceFault(path, status.type()); !fault.empty()) {
             report({Status::packageUnsafe, entryPlace(path), fault});
             at.disable_recursion_pending();
@@ -47,7 +54,8 @@ std::vector<SourceEntry> walk(const std::string& folder, const PackageLimits& li
         // A folder that is not empty is implied by its files.
         if (fs::is_directory(status) && !fs::is_empty(at->path()))
             continue;
-        entries.push_back({path, kindOf(status)});
+        const std::uint64_t size = fs::is_directory(status) ? 0 : at->file_size();
+        entries.push_back({path, kindOf(status), size});
         if (entries.size() > limits.entries)
             stopAt(report, {Status::packageTooLarge, "",
                             "more than " + std::to_string(limits.entries) + " files"});

@@ -13,9 +13,11 @@ namespace tavik::qpk {
 struct SourceEntry {
     std::string path;  ///< relative to that folder
     ArchiveEntry::Kind kind;
+    std::uint64_t size = 0;  ///< in bytes, when the folder was read
 };
 
-/// What a package made from the folder contains, ordered by the bytes of the paths. Faults: links
+/// What a package made from the folder contains, ordered by the bytes of the paths: everything that
+/// the folder's IgnoreRules do not leave out. Faults: links
 /// and special files, a reserved folder, more entries than a package may have. Throws Error where
 /// something cannot be read.
 std::vector<SourceEntry> readSourceFolder(const std::string& folder, const PackageLimits& limits,

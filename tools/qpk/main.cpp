@@ -1,11 +1,11 @@
 #include <exception>
 #include <iostream>
 
-#include "platform/core/package/Fault.h"
-#include "platform/core/status/Texts.h"
 #include "platform/support/Text.h"
 #include "tools/qpk/Command.h"
+#include "tools/qpk/Explanation.h"
 #include "tools/qpk/Failure.h"
+#include "tools/qpk/Interruption.h"
 
 namespace tavik::qpk {
 namespace {
@@ -35,24 +35,6 @@ const Command* findCommand(const std::string& name) {
         if (name == command->name)
             return command;
     return nullptr;
-}
-
-/// Remedies for the author, in the place of texts that tell a user to ask the author.
-std::string remedyFor(const Error& error) {
-    const auto status = static_cast<Status>(error.status());
-    if (status <= Status::packageDamaged && status >= Status::packageUnsupported)
-        return "see all faults with qpk check";
-    if (status == Status::feedInvalid)
-        return "repair or remove that file";
-    return wordingOf(error.status(), Language::english).remedy;
-}
-
-std::string explainForAuthors(const Error& error) {
-    std::string text = error.subject() + ": ";
-    text += wordingOf(error.status(), Language::english).cause;
-    if (!error.detail().empty())
-        text += " (" + error.detail() + ")";
-    return text + "; " + remedyFor(error);
 }
 
 int failWith(const std::string& text) {
@@ -88,18 +70,15 @@ int run(const std::vector<std::string>& arguments) try {
         return kUsage;
     }
     return runCommand(*command, {arguments.begin() + 1, arguments.end()});
-} catch (const Error& error) {
-    return failWith(explainForAuthors(error));
-} catch (const std::bad_alloc&) {
-    return failWith("there is not enough memory; close other programs and try again");
-} catch (const std::exception& error) {
-    return failWith(error.what());
+} catch (const std::exception& exception) {
+    return failWith(explain(exception).line());
 }
 
 }  // namespace
 }  // namespace tavik::qpk
 
 int main(int argc, char** argv) {
+    tavik::qpk::handleInterruptions();
     const int status = tavik::qpk::run({argv + 1, argv + argc});
     if (!std::cout.flush()) {
         std::cerr << "qpk: standard output cannot be written; look at where it leads\n";

@@ -8,8 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
+#include <charconv>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include "platform/core/status/Status.h"
@@ -70,7 +71,7 @@ std::string holderOf(const FileDescriptor& file) {
     std::array<char, kNoteBytes + 1> note{};
     int process = 0;
     if (::pread(file.get(), note.data(), kNoteBytes, 0) <= 0 ||
-        std::sscanf(note.data(), "%d", &process) != 1)
+        std::from_chars(note.data(), note.data() + kNoteBytes, process).ec != std::errc())
         return "another process holds it";
     std::string text = "process " + std::to_string(process);
     const std::string path = "/proc/" + std::to_string(process) + "/comm";
@@ -84,9 +85,11 @@ std::string holderOf(const FileDescriptor& file) {
 
 /// The note is only for people: a change goes on if it cannot be written.
 void noteHolder(const FileDescriptor& file) noexcept {
-    std::array<char, kNoteBytes + 1> note{};
-    std::snprintf(note.data(), note.size(), "%-15d\n", static_cast<int>(::getpid()));
-    [[maybe_unused]] const auto written = ::pwrite(file.get(), note.data(), kNoteBytes, 0);
+    std::array<char, kNoteBytes> note{};
+    note.fill(' ');
+    note.back() = '\n';
+    std::to_chars(note.data(), note.data() + note.size() - 1, static_cast<int>(::getpid()));
+    [[maybe_unused]] const auto written = ::pwrite(file.get(), note.data(), note.size(), 0);
 }
 
 }  // namespace

@@ -13,6 +13,9 @@ struct Fault {
     Status status;
     std::string place;  ///< `entry "a/b.txt"`, `extension.json`, or empty for the container
     std::string text;   ///< the rule that is broken, in a few words: one line, printable
+    /// Of a manifest: the member that the fault is about, "products[0].name", also where it is
+    /// missing. Empty where the fault is about the whole.
+    std::string member = {};
 };
 
 /// Takes the faults that the rules find. An install throws on the first; a check for authors

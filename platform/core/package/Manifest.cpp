@@ -11,13 +11,14 @@ namespace {
 constexpr int kFormatVersion = 1;
 constexpr std::size_t kAnyLength = std::string::npos;
 
-void reportFault(const FaultSink& report, Status status, const std::string& text) {
-    report({status, std::string(kManifestPath), text});
+void reportFault(const FaultSink& report, Status status, const std::string& text,
+                 const std::string& member) {
+    report({status, std::string(kManifestPath), text, member});
 }
 
 JsonComplaint complaintTo(const FaultSink& report) {
     return [&report](const std::string& place, const std::string& fault) {
-        reportFault(report, Status::manifestInvalid, complaintText(place, fault));
+        reportFault(report, Status::manifestInvalid, complaintText(place, fault), place);
     };
 }
 
@@ -66,7 +67,7 @@ void readFormatVersion(const JsonObject& manifest, const FaultSink& report) {
         manifest.complain("formatVersion", "is not a number");
     else if (!value->IsInt() || value->GetInt() != kFormatVersion)
         stopAt(report, {Status::packageUnsupported, std::string(kManifestPath),
-                        "formatVersion is not " + std::to_string(kFormatVersion)});
+                        "formatVersion is not " + std::to_string(kFormatVersion), "formatVersion"});
 }
 
 void readNeeds(const JsonObject& manifest, const FaultSink& report) {
@@ -78,7 +79,8 @@ void readNeeds(const JsonObject& manifest, const FaultSink& report) {
             manifest.complain("requires", "has an entry that is not a string");
         else  // This version knows no value of `requires`.
             reportFault(report, Status::packageUnsupported,
-                        "requires " + quoteName(viewOf(need)) + ", which this core does not know");
+                        "requires " + quoteName(viewOf(need)) + ", which this core does not know",
+                        "requires");
     }
 }
 

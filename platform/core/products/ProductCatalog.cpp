@@ -39,7 +39,7 @@ std::string checkedFolder(const JsonObject& descriptor) {
         descriptor.complain(kMember, "is neither an absolute path nor one below ~/");
     if (!isPrintableText(text))
         descriptor.complain(kMember, "is no printable text");
-    const std::string folder = std::filesystem::path(text + "/").lexically_normal().parent_path();
+    std::string folder = std::filesystem::path(text + "/").lexically_normal().parent_path();
     if (isInHome && !beginsWithHome(folder))
         descriptor.complain(kMember, "leads out of the home folder");
     return folder;

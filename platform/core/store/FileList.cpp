@@ -93,9 +93,9 @@ std::string fileListText(const ExtensionRow& row, const Package& package) {
         if (entry.isFolder())
             continue;
         std::array<char, 48> facts{};
-        std::snprintf(facts.data(), facts.size(), "file %08x %llu %c ", entry.crc,
-                      static_cast<unsigned long long>(entry.size),
-                      entry.isExecutable() ? 'x' : '-');
+        static_cast<void>(std::snprintf(facts.data(), facts.size(), "file %08x %llu %c ", entry.crc,
+                                        static_cast<unsigned long long>(entry.size),
+                                        entry.isExecutable() ? 'x' : '-'));
         text += facts.data() + entry.path + "\n";
         ++count;
     }

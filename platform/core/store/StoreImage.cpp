@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::string_view kSealName = "TavkSum1";
 constexpr std::size_t kSealBytes = 16;
-constexpr std::string_view kSqliteHeader{"SQLite format 3", 16};
+constexpr char kHeaderText[] = "SQLite format 3";
+constexpr std::string_view kSqliteHeader{kHeaderText, sizeof kHeaderText};  // its NUL included
 constexpr std::size_t kHeaderBytes = 100;
 // From SQLite's file format: where its header keeps the two numbers.
 constexpr std::size_t kUserVersionAt = 60;
@@ -74,8 +75,9 @@ StoreImage readStoreImage(const StoreFolder& folder, const std::string& name) {
 
 std::string sealOf(std::string_view image) {
     std::array<char, kSealBytes + 1> seal{};
-    std::snprintf(seal.data(), seal.size(), "TavkSum1%08x",
-                  static_cast<unsigned>(libdeflate_crc32(0, image.data(), image.size())));
+    static_cast<void>(
+        std::snprintf(seal.data(), seal.size(), "TavkSum1%08x",
+                      static_cast<unsigned>(libdeflate_crc32(0, image.data(), image.size()))));
     return {seal.data(), kSealBytes};
 }
 

@@ -18,7 +18,6 @@ constexpr int kFormatVersion = 1;
 constexpr std::size_t kMaxFeedBytes = std::size_t{8} << 20;
 constexpr std::size_t kMaxFeedItems = 10'000;
 constexpr std::size_t kMaxMirrors = 20;
-constexpr std::size_t kMaxReasonBytes = 255;
 constexpr std::size_t kDigestDigits = 64;
 
 std::int64_t readNumber(const JsonObject& object, std::string_view member) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -11,6 +12,9 @@
 #include "platform/core/package/Version.h"
 
 namespace tavik {
+
+/// What a feed may say at the most about a blocked version.
+inline constexpr std::size_t kMaxReasonBytes = 255;
 
 /// The highest serial: readers that use doubles would round a higher one.
 inline constexpr std::int64_t kMaxFeedSerial = std::int64_t{1} << 53;
