@@ -42,6 +42,32 @@ TEST(StoreFailure, EachTroubleHasItsOwnStatus) {
     }
 }
 
+// Something foreign in the place of the lock was called a failing disk, a link to nowhere was no
+// trouble to a removal, or what it named was made. It keeps changes from being made, and no list.
+TEST(StoreFailure, WhatStandsInTheWayOfAChangeIsNamed) {
+    const struct {
+        const char* commands;
+        const char* named;
+    } rows[] = {
+        {"cd user/QZ; rm .lock; mkdir .lock", ".lock: "},
+        {"cd user/QZ; rm -r products; ln -s ../../gone products", "QZ/products: "},
+        {"cd user/QZ/products; rm -r sketch; ln -s ../../../gone sketch", "products/sketch: "},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.commands);
+        Machine machine;
+        ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+        ASSERT_EQ(run({"sh", "-euc", "cd \"$0\"; " + std::string(row.commands), machine.path("")})
+                      .exitCode,
+                  0);
+        const Result change = machine.install(machine.package("com.example.b", "1.0"));
+        EXPECT_EQ(change.exitCode, 256 - 21) << change.err;
+        EXPECT_NE(change.err.find(row.named), std::string::npos) << change.err;
+        EXPECT_FALSE(fs::exists(machine.path("gone")));
+        EXPECT_EQ(machine.tavik({"--list_as_xml", "all"}).exitCode, 0);
+    }
+}
+
 // The folder's owner could put anything into it.
 TEST(StoreFailure, WhatBelongsToAnotherUserIsNotUsed) {
     if (::geteuid() != 0)

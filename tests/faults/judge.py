@@ -41,6 +41,12 @@ def require(condition, text):
         raise Disagreement(text)
 
 
+def leaves_product_out(run):
+    """A descriptor that may not be read is left out by a line on standard error: its product takes
+    no package, and the next changes take its links away and make them again."""
+    return "/products.d/" in run.err
+
+
 def judge_ending(run, error):
     """Exit status, the line on standard output and the explanation fit each other and the error."""
     require(run.exit_code >= 0, f"it crashed: {run}")
@@ -52,6 +58,8 @@ def judge_ending(run, error):
     require(lines and all(line.strip() for line in lines), f"it gives no explanation: {run}")
     if error is not None:
         fitting = [STATUSES[name] for name in FITTING[error]]
+        if error == "EACCES" and leaves_product_out(run):
+            fitting += [STATUSES["noFittingProduct"], STATUSES["noUpdate"]]
         require(run.status in fitting, f"the status does not fit {error}: {run}")
 
 
@@ -169,7 +177,8 @@ def judge_aftermath(machine, operation, run, before, error=None):
 def judge_change(machine, operation, run, before, error=None):
     """All of it, for a change that was killed or in which something failed."""
     now = judge_aftermath(machine, operation, run, before, error)
-    judge_links(machine)  # the list has finished what it could
+    if not leaves_product_out(run):
+        judge_links(machine)  # the list has finished what it could
     judge_next_change(machine, operation, now)
 
 

@@ -10,7 +10,7 @@ namespace {
 class Check : public Qpk {
   protected:
     /// The document that qpk check prints about these, held against its schema.
-    rapidjson::Document report(const std::vector<std::string>& paths, int exitStatus) const {
+    JsonDocument report(const std::vector<std::string>& paths, int exitStatus) const {
         std::vector<std::string> arguments = {"check", "--json"};
         arguments.insert(arguments.end(), paths.begin(), paths.end());
         const Result result = qpk(arguments);

@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
@@ -44,7 +45,13 @@ std::string checkedFamily(const std::string& family) {
 
 /// Whether the current user has the right to change the store.
 bool mayChange(const StoreLocation& location) {
-    return ::faccessat(AT_FDCWD, location.familyFolder().c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+    const std::string folder = location.familyFolder();
+    if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
+        return true;
+    // Any other failure says nothing about the right: the change would go to the wrong store.
+    if (errno != EACCES && errno != EPERM && errno != EROFS && errno != ENOENT)
+        failErrno(errno, folder, "look at the rights");
+    return false;
 }
 
 }  // namespace

@@ -128,12 +128,14 @@ ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& det
     row.installedAt = line.time;
     row.installedBy = line.by;
     links_.prepare(row, change.lock());
+    // A copy of its own: once the store has changed, no memory may be needed outside of a warning.
+    const std::optional<ExtensionRow> after = row;
 
     change.publish(package, row, details);
     change.table().put(row);
     change.table().addHistory(line);
     change.commit();
-    const OldLinks oldLinks = updateLinks(change, before, row);
+    const OldLinks oldLinks = updateLinks(change, before, after);
     if (before && oldLinks == OldLinks::gone)
         change.retire(before->folder);
     change.finish();
@@ -161,20 +163,21 @@ void Store::trySetState(const std::string& idKey, const std::string& name, Exten
     const auto before = change.table().find(idKey);
     if (!before)
         fail(Status::extensionNotFound, name);
-    ExtensionRow row = *before;
-    row.state = state;
-    links_.prepare(row, change.lock());
+    std::optional<ExtensionRow> after = before;
+    after->state = state;
+    links_.prepare(*after, change.lock());
 
     const bool isNew = state != before->state;
     if (isNew) {
         const auto operation =
             state == ExtensionState::enabled ? Operation::enable : Operation::disable;
         change.table().setState(idKey, state);
-        change.table().addHistory(lineFor(operation, row, row.version.text(), row.version.text()));
+        const std::string& version = after->version.text();
+        change.table().addHistory(lineFor(operation, *after, version, version));
         change.commit();
     }
     // Also where nothing was to be changed: this is how a missing link is made again.
-    updateLinks(change, before, row);
+    updateLinks(change, before, after);
     change.finish();
 }
 
