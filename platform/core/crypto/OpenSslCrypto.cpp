@@ -1,10 +1,20 @@
 #include "platform/core/crypto/OpenSslCrypto.h"
 
+#include <openssl/crypto.h>
+
+#include <new>
+
 #include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/crypto/Ed25519.h"
 #include "platform/core/crypto/Sha256.h"
 
 namespace tavik {
+
+OpenSslCrypto::OpenSslCrypto() {
+    // Its first use would go on without what it could not make, and crash.
+    if (OSSL_LIB_CTX_get0_global_default() == nullptr)
+        throw std::bad_alloc();
+}
 
 std::unique_ptr<Digest> OpenSslCrypto::sha256() {
     return std::make_unique<Sha256>();

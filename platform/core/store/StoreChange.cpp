@@ -281,8 +281,15 @@ void StoreChange::answerUnconfirmed(int error) {
     // Where the new version stays, so does what its rows name.
     isCommitted_ = !isBack;
     const std::string action = "synchronise the folder";
-    if (isBack)
+    if (isBack) {
+        // If this is not confirmed either, a power cut may still bring the new version. Then what
+        // its rows name must be there: the mark lets the next change decide.
+        if (::fsync(folder_.descriptor()) != 0) {
+            published_.clear();
+            keepsMark_ = true;
+        }
         failErrno(error, folder_.path(), action);
+    }
     try {
         failErrno(error, folder_.path(),
                   "the change is done, but a power cut may undo it: " + action);
