@@ -10,7 +10,7 @@ from machine import STATUSES, Disagreement
 from operations import A, B, NEW, NEXT, OPERATIONS
 
 FOREIGN_TARGET = "/nonexistent"
-FLIPS = 64  # regions of a file in which a bit is flipped
+FLIPS = 64  # bytes of a file in which a bit is flipped; not of those that hold nothing
 OPERATION = next(index for index, each in enumerate(OPERATIONS) if each.name == "list")
 
 
@@ -74,8 +74,9 @@ def damages_of(path):
                       "a text": foreign_text, "another's database": foreign_database})
         found.update({f"cut at byte {size * part // 8}": keep(size * part // 8)
                       for part in range(1, 8)})
+        used = [position for position, byte in enumerate(path.read_bytes()) if byte]
         found.update({f"bit flipped in byte {position}": flip(position)
-                      for position in range(0, size, max(1, size // FLIPS))})
+                      for position in used[::max(1, len(used) // FLIPS)]})
     return found
 
 

@@ -152,6 +152,13 @@ def judge_rights(machine, operation, store, taken):
     before = judge.shown(machine)
     run = machine.run(operation.arguments(machine))
     judge.judge_ending(run, "rights")
+    masked = machine.masked() - set(before["user"])
+    if masked:
+        # Who may not disable it for all has switched it off for himself.
+        judge.require(operation.name == "disable for all" and judge.shown(machine) == before,
+                      f"{masked} is masked: {run}")
+        judge.judge_sound(machine, before, masked)
+        return
     now = judge.judge_state(machine, run, before, operation.expected(before))
     judge.judge_hosts(machine)
     if taken and taken[0] == "store.db":
@@ -163,6 +170,7 @@ def judge_rights(machine, operation, store, taken):
         (store / taken[0]).chmod(kept)
     else:
         give(own, 0)
+        give(machine.plugins, 0)
         machine.identity = {}
     judge.judge_next_change(machine, operation, now)
 
