@@ -26,7 +26,7 @@ std::optional<std::string> unixAddresses(std::string_view list) {
     return kept.empty() ? std::nullopt : std::optional(kept);
 }
 
-/// A value as D-Bus addresses write it: every byte outside the specification's plain set as %XX.
+/// A value as D-Bus addresses write it: every byte outside their plain set of characters as %XX.
 std::string escapedValue(std::string_view value) {
     constexpr std::string_view kPlain =
         "-_/.*0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
