@@ -30,7 +30,7 @@ bool isRootsAlone(const std::string& path) {
 std::string othersMayChange(const std::string& file) {
     for (std::size_t end = 0; end != std::string::npos;) {
         end = file.find('/', end + 1);
-        const std::string part = file.substr(0, end);
+        std::string part = file.substr(0, end);
         if (!isRootsAlone(part))
             return part;
     }
