@@ -176,6 +176,20 @@ TEST_F(Links, WhatIsMissingIsMadeAgainByTheNextChangeOrByEnabling) {
         }
 }
 
+// Enabling made a link to a folder that somebody had deleted, with which the host fails.
+TEST_F(Links, EnablingWhatHasLostItsFilesIsRefusedAndInstallingItAgainRepairsIt) {
+    const std::string links = machine.user("products/sketch/extensions");
+    const auto package = machine.package("com.example.a", "1.0");
+    ASSERT_EQ(tavik({"--install", package, "--disable", "com.example.a"}).exitCode, 0);
+    for (const auto& name : namesIn(machine.user("ext")))
+        fs::remove_all(machine.user("ext/" + name));
+    const Result result = machine.tavik({"--enable", "com.example.a"});
+    EXPECT_EQ(result.exitCode, 256 - 51) << result.err;
+    EXPECT_EQ(namesIn(links), List{});
+    EXPECT_EQ(machine.tavik({"--install", package, "--enable", "com.example.a"}).exitCode, 0);
+    EXPECT_EQ(version(links), "1.0");
+}
+
 // A removal shows the shared copy instead, whose folder may be deleted at the same moment.
 TEST_F(Links, AFolderOfBothStoresFollowsWhatEachOfThemCommitsMeanwhile) {
     const struct {

@@ -7,20 +7,15 @@
 #include <ctime>
 
 #include "platform/core/status/Status.h"
+#include "platform/support/Hex.h"
 
 namespace tavik {
 
 std::string newToken() {
-    std::array<unsigned char, 8> random{};
+    std::array<char, 8> random{};
     if (::getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size()))
         failErrno(errno, "token", "get random bytes");
-    std::string token;
-    for (const unsigned byte : random) {
-        constexpr const char* kDigits = "0123456789abcdef";
-        token += kDigits[byte >> 4U];
-        token += kDigits[byte & 15U];
-    }
-    return token;
+    return toHex({random.data(), random.size()});
 }
 
 std::string timeNow() {

@@ -163,6 +163,9 @@ void Store::trySetState(const std::string& idKey, const std::string& name, Exten
     const auto before = change.table().find(idKey);
     if (!before)
         fail(Status::extensionNotFound, name);
+    // A link to nothing would make the host application fail.
+    if (state == ExtensionState::enabled && !change.hasContent(*before))
+        fail(Status::filesMissing, name, "ext/" + before->folder);
     std::optional<ExtensionRow> after = before;
     after->state = state;
     links_.prepare(*after, change.lock());

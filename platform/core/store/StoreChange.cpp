@@ -187,6 +187,15 @@ void StoreChange::removeOrSetAside(int folder, const std::string& name) {
                    "delete it: " + errnoText(error)));
 }
 
+bool StoreChange::hasContent(const ExtensionRow& row) const {
+    struct stat info {};
+    if (::fstatat(content_.get(), row.folder.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0)
+        return S_ISDIR(info.st_mode);
+    if (errno != ENOENT)
+        failErrno(errno, folder_.path() + "/ext/" + row.folder, "look at the folder");
+    return false;
+}
+
 void StoreChange::mark() {
     if (!isMarked_)
         setMark(staging_.get(), isFirst() ? MarkKind::first : MarkKind::usual);

@@ -76,6 +76,9 @@ class StoreChange {
     /// that was not whole from the start deletes nothing: it is reconciled.
     void sweep();
 
+    /// Whether the row's folder stands below `ext/`.
+    bool hasContent(const ExtensionRow& row) const;
+
     /// Makes the mark, where this change has not made it yet.
     void mark();
 

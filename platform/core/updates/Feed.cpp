@@ -34,7 +34,10 @@ std::string readName(const JsonObject& object, std::string_view member, std::siz
 
 std::vector<ProductRequirement> readProducts(const JsonObject& item) {
     std::vector<ProductRequirement> products;
-    for (const auto& value : item.neededArray("products")->GetArray()) {
+    const JsonValue& array = *item.neededArray("products");
+    if (array.Size() > kMaxProducts)
+        item.complain("products", "has more than " + std::to_string(kMaxProducts) + " entries");
+    for (const auto& value : array.GetArray()) {
         const JsonObject product = item.entry("products", value, products.size());
         products.push_back({readName(product, "name", kMaxProductNameBytes),
                             readVersion(product, "minVersion"),
