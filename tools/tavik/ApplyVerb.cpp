@@ -63,8 +63,8 @@ class Application {
     /// The version that is there then.
     std::string install(const WantedExtension& wanted, const std::string& from) {
         const PackageSource source = sourceOf(wanted);
-        const std::string to = isDry_ ? run_.session().versionOf(source, wanted.scope)
-                                      : run_.session().install(source, wanted.scope).version.text();
+        std::string to = isDry_ ? run_.session().versionOf(source, wanted.scope)
+                                : run_.session().install(source, wanted.scope).version.text();
         changes_.add({installOperation(from, to), wanted.id, from, to, wanted.scope});
         return to;
     }

@@ -123,7 +123,8 @@ std::vector<Finding> feeds(Run& run) {
     for (const Product& product : run.session().products().products())
         if (!product.updateFeed.empty())
             found.push_back({product.name, product.updateFeed, "", {}});
-    for (const InventoryEntry& entry : run.session().inventory().entries())
+    const Inventory inventory = run.session().inventory();
+    for (const InventoryEntry& entry : inventory.entries())
         if (!entry.row.updateUrl.empty())
             found.push_back({entry.row.id, entry.row.updateUrl, "", {}});
     return found;
