@@ -45,7 +45,7 @@ std::string rightsOf(const std::string& path) {
     if (::stat(path.c_str(), &info) != 0)
         return "absent";
     std::array<char, 8> mode{};
-    std::snprintf(mode.data(), mode.size(), "%04o", info.st_mode & 07777U);
+    static_cast<void>(std::snprintf(mode.data(), mode.size(), "%04o", info.st_mode & 07777U));
     return std::string(mode.data()) + ", owner " + std::to_string(info.st_uid) +
            (::access(path.c_str(), W_OK) == 0 ? ", writable" : ", not writable");
 }
