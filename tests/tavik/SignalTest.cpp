@@ -27,6 +27,7 @@ TEST_F(Interrupted, InstallLeavesNothingAndEndsByTheSignal) {
     for (const auto& row : rows) {
         Environment environment = machine_.environment();
         environment["LD_PRELOAD"] = TAVIK_FAULTS_LIBRARY;
+        environment["ASAN_OPTIONS"] = "verify_asan_link_order=0:detect_leaks=0";
         environment["FAULT_PATH"] = "content.txt";
         environment["FAULT"] = "stop";
         Process process({program(row.program), row.install, package}, environment);
