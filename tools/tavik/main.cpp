@@ -74,6 +74,6 @@ ExitStatus run(const std::vector<std::string>& arguments) {
 
 int main(int argc, char** argv) {
     // A closed pipe is a failure to write, which is reported like any other.
-    std::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     return static_cast<int>(tavik::front::run({argv + 1, argv + argc}));
 }
