@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <filesystem>
 
@@ -16,6 +19,7 @@ constexpr const char* kToken = "s3cr3t-t0ken";
 constexpr int kPackageTooLarge = 256 - 14;
 constexpr int kDownloadFailed = 256 - 38;
 constexpr int kDownloadDiffers = 256 - 39;
+constexpr int kCertificateRefused = 256 - 43;
 constexpr int kEndPointMissing = 256 - 46;
 constexpr int kCredentialsMissing = 256 - 47;
 constexpr int kAccountRefused = 256 - 48;
@@ -203,6 +207,61 @@ TEST_F(Update, RequiredAccountIsAskedForAndTheTokenIsNeverWritten) {
         if (entry.is_regular_file()) {
             EXPECT_EQ(readFile(entry.path()).find(kToken), std::string::npos) << entry.path();
         }
+}
+
+// A memory dump, or another program of the user, must not give the token away.
+TEST_F(Update, TheProcessIsClosedWhileItHasAToken) {
+    publish(version("1.5").with("requiresAccount", "true"));
+    fs::permissions(machine_.path(""), fs::perms::owner_all | fs::perms::others_all);
+    server_.serve("/accounts/me/extensions/com.example.a",
+                  {"", 200, {}, {}, ServerAnswer::Fault::stall});
+    List command{program("TavikCmd"),
+                 "--setKPSEndPoint",
+                 server_.address("/"),
+                 "--accessToken",
+                 kToken,
+                 "--tokenType",
+                 "Bearer",
+                 "--accountID",
+                 "me"};
+    if (geteuid() == 0)
+        command.insert(command.begin(),
+                       {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
+    // What is closed to a user belongs to root there.
+    const auto isClosed = [](const Process& process) {
+        struct stat info {};
+        const std::string memory = "/proc/" + std::to_string(process.pid()) + "/mem";
+        return ::stat(memory.c_str(), &info) == 0 && info.st_uid == 0;
+    };
+    for (const bool hasToken : {true, false}) {
+        List install{"--install", machine_.path("site/a.qpk")};
+        if (!hasToken) {
+            command.erase(std::find(command.begin(), command.end(), "--accessToken"),
+                          command.end());
+            server_.serve("/site/feed.json", {"", 200, {}, {}, ServerAnswer::Fault::stall});
+            install = {"--list_update", "all"};
+        }
+        List whole = command;
+        whole.insert(whole.end(), install.begin(), install.end());
+        const Process process(whole, machine_.environment());
+        server_.waitForRequest(hasToken ? "/accounts/me/extensions/com.example.a"
+                                        : "/site/feed.json");
+        EXPECT_EQ(isClosed(process), hasToken);
+    }
+}
+
+// Who listens in the service's place must not get the token, and is not taken for it.
+TEST_F(Update, NoTokenGoesToAServiceThatProvesNothing) {
+    publish(version("1.5").with("requiresAccount", "true"));
+    const Certificate certificate(machine_.path("tls"));
+    FeedServer impostor(certificate);
+    const Result result = machine_.tavik(
+        {"--setKPSEndPoint", impostor.address("/kps"), "--accessToken", kToken, "--tokenType",
+         "Bearer", "--accountID", "me", "--install", machine_.path("site/a.qpk")});
+    EXPECT_EQ(result.exitCode, kCertificateRefused) << result.err;
+    EXPECT_NE(result.err.find("the identity service: "), std::string::npos) << result.err;
+    EXPECT_TRUE(impostor.requests("/kps/accounts/me/extensions/com.example.a").empty());
+    expectInstalled("Enabled com.example.a 1.0");
 }
 
 TEST(EndPoint, IsRefusedWhereNoTokenMayBeSent) {
