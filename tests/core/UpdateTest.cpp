@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <map>
 
 #include "tests/support/FeedServer.h"
 #include "tests/support/Machine.h"
@@ -209,44 +210,43 @@ TEST_F(Update, RequiredAccountIsAskedForAndTheTokenIsNeverWritten) {
         }
 }
 
-// A memory dump, or another program of the user, must not give the token away.
+// A memory dump, or another program of the user, must not give the token away: neither while it
+// waits for its command, nor while the core has it.
 TEST_F(Update, TheProcessIsClosedWhileItHasAToken) {
     publish(version("1.5").with("requiresAccount", "true"));
     fs::permissions(machine_.path(""), fs::perms::owner_all | fs::perms::others_all);
-    server_.serve("/accounts/me/extensions/com.example.a",
-                  {"", 200, {}, {}, ServerAnswer::Fault::stall});
-    List command{program("TavikCmd"),
-                 "--setKPSEndPoint",
-                 server_.address("/"),
-                 "--accessToken",
-                 kToken,
-                 "--tokenType",
-                 "Bearer",
-                 "--accountID",
-                 "me"};
-    if (geteuid() == 0)
-        command.insert(command.begin(),
-                       {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
+    const std::string question = "/accounts/me/extensions/com.example.a";
+    const ServerAnswer silence{"", 200, {}, {}, ServerAnswer::Fault::stall};
+    server_.serve(question, silence);
+    server_.serve("/site/feed.json", silence);
     // What is closed to a user belongs to root there.
     const auto isClosed = [](const Process& process) {
         struct stat info {};
         const std::string memory = "/proc/" + std::to_string(process.pid()) + "/mem";
         return ::stat(memory.c_str(), &info) == 0 && info.st_uid == 0;
     };
-    for (const bool hasToken : {true, false}) {
-        List install{"--install", machine_.path("site/a.qpk")};
-        if (!hasToken) {
-            command.erase(std::find(command.begin(), command.end(), "--accessToken"),
-                          command.end());
-            server_.serve("/site/feed.json", {"", 200, {}, {}, ServerAnswer::Fault::stall});
-            install = {"--list_update", "all"};
-        }
-        List whole = command;
-        whole.insert(whole.end(), install.begin(), install.end());
-        const Process process(whole, machine_.environment());
-        server_.waitForRequest(hasToken ? "/accounts/me/extensions/com.example.a"
-                                        : "/site/feed.json");
-        EXPECT_EQ(isClosed(process), hasToken);
+    const List token{"--accessToken", kToken, "--tokenType", "Bearer", "--accountID", "me"};
+    const List update{"--list_update", "all"};
+    const List install{"--setKPSEndPoint", server_.address("/"), "--install",
+                       machine_.path("site/a.qpk")};
+    struct {
+        List settings;
+        List command;
+        std::string stalls;
+        bool isClosed;
+    } const rows[] = {{token, install, question, true},
+                      {token, update, "/site/feed.json", true},
+                      {{}, update, "/site/feed.json", false}};
+    std::map<std::string, std::size_t> asked;
+    for (const auto& row : rows) {
+        List command{program("TavikCmd")};
+        if (geteuid() == 0)
+            command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", command[0]};
+        command.insert(command.end(), row.settings.begin(), row.settings.end());
+        command.insert(command.end(), row.command.begin(), row.command.end());
+        const Process process(command, machine_.environment());
+        server_.waitForRequest(row.stalls, ++asked[row.stalls]);
+        EXPECT_EQ(isClosed(process), row.isClosed) << row.command.back();
     }
 }
 

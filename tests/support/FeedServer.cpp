@@ -115,9 +115,10 @@ std::vector<std::string> FeedServer::requests(const std::string& target) const {
     return found;
 }
 
-void FeedServer::waitForRequest(const std::string& target) {
+void FeedServer::waitForRequest(const std::string& target, std::size_t times) {
     std::unique_lock lock(mutex_);
-    if (!asked_.wait_for(lock, std::chrono::seconds(10), [&] { return !requests(target).empty(); }))
+    if (!asked_.wait_for(lock, std::chrono::seconds(10),
+                         [&] { return requests(target).size() >= times; }))
         throw std::runtime_error("nobody asked for " + target);
 }
 

@@ -63,8 +63,8 @@ class FeedServer {
 
     /// What was asked for: "METHOD TARGET" and the header lines, joined with "\n".
     std::vector<std::string> requests(const std::string& target) const;
-    /// Returns when that target has been asked for; throws after ten seconds.
-    void waitForRequest(const std::string& target);
+    /// Returns when that target has been asked for so many times; throws after ten seconds.
+    void waitForRequest(const std::string& target, std::size_t times = 1);
     /// How many answers had a body.
     unsigned bodies() const { return bodies_; }
 
