@@ -1,6 +1,5 @@
 #include "platform/core/session/Verification.h"
 
-#include <fcntl.h>
 #include <libdeflate.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include <set>
 
 #include "platform/core/disk/Folders.h"
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/store/FileList.h"
 #include "platform/core/store/FolderName.h"
@@ -41,16 +41,13 @@ bool hasContent(int file, const InstalledFile& recorded) {
 
 /// How the file at the path differs from what was recorded; nothing where it does not.
 std::optional<Kind> differenceOf(const std::string& path, const InstalledFile& recorded) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info {};
-    if (!file && errno == ENOENT)
+    const RegularFile file = openRegularFile(path, FinalLink::refused);
+    if (file.error == ENOENT)
         return Kind::missing;
-    if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (!file || static_cast<std::uint64_t>(file.info.st_size) != recorded.size ||
+        !hasContent(file.descriptor.get(), recorded))
         return Kind::changed;
-    if (static_cast<std::uint64_t>(info.st_size) != recorded.size ||
-        !hasContent(file.get(), recorded))
-        return Kind::changed;
-    if (((info.st_mode & S_IXUSR) != 0) != recorded.isExecutable)
+    if (((file.info.st_mode & S_IXUSR) != 0) != recorded.isExecutable)
         return Kind::rights;
     return std::nullopt;
 }
