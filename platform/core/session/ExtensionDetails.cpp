@@ -31,7 +31,7 @@ void countFiles(const std::string& folder, ExtensionDetails& details) {
     }
 }
 
-/// The places where a link of the entry stands, and leads to its folder.
+/// The paths of the entry's links that lead to its folder.
 std::vector<std::string> linksOf(const InventoryEntry& entry, const ProductCatalog& products,
                                  const std::vector<StoreLocation>& locations) {
     std::vector<std::string> links;

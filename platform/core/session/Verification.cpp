@@ -22,7 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 using Kind = StoreProblem::Kind;
 
-/// Where the link at the path leads; empty where there is none.
+/// The target of the link at the path; empty where there is no link.
 std::string targetOf(const std::string& path) {
     std::error_code fault;
     return fs::read_symlink(path, fault).string();
@@ -39,7 +39,7 @@ bool hasContent(int file, const InstalledFile& recorded) {
     return size == recorded.size && crc == recorded.crc;
 }
 
-/// How the file at the path differs from what was recorded; nothing where it does not.
+/// How the file at the path differs from what was recorded; nullopt where it does not.
 std::optional<Kind> differenceOf(const std::string& path, const InstalledFile& recorded) {
     const RegularFile file = openRegularFile(path, FinalLink::refused);
     if (file.error == ENOENT)
@@ -123,7 +123,7 @@ class Verification {
             problems_.push_back({entry.row.id, path, Kind::wrongLink});
     }
 
-    /// Where both stores have their links in one folder, the user's own copy has the place.
+    /// Where both stores keep their links in one folder, the link leads to the user's own copy.
     bool leadsToOwnCopy(const InventoryEntry& entry, const std::string& target) const {
         const InventoryEntry* own = inventory_.find(Scope::user, entry.row.idKey);
         return entry.scope == Scope::shared && own != nullptr && target == own->folder;
