@@ -227,7 +227,7 @@ ExtensionHandle Session::install(const std::string& path) {
     byHandle_.reserve(byHandle_.size() + 1);
     installed_.reserve(installed_.size() + 1);
 
-    installed.state = installInto(Scope::user, package, rules, Account::toBeAsked).state;
+    installed.state = installInto(Scope::user, package, rules, {}).state;
     const auto index = static_cast<std::size_t>(installed.handle);
     if (index == byHandle_.size())
         byHandle_.push_back(nullptr);
@@ -243,11 +243,11 @@ void Session::installForAll(const std::string& path) {
 
 ExtensionRow Session::install(const std::string& path, Scope scope) {
     const TrustRules rules = readRules();
-    return installInto(scope, Package::open(path, rules.policy.limits), rules, Account::toBeAsked);
+    return installInto(scope, Package::open(path, rules.policy.limits), rules, {});
 }
 
 ExtensionRow Session::installInto(Scope scope, const Package& package, const TrustRules& rules,
-                                  Account account) {
+                                  const InstallWish& wish) {
     const Manifest& manifest = package.manifest();
     requireAllowedExtension(rules.policy, manifest.idKey, package.path());
     requireFittingProduct(manifest, reachableProducts(), package.path());
@@ -255,7 +255,7 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
     // In the user's list, the user's copy takes the place of the one for all users.
     if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
         requireSameSigner(shared->signer, verified.signer, package.path());
-    if (manifest.requiresAccount && account == Account::toBeAsked)
+    if (manifest.requiresAccount && wish.account == InstallWish::Account::toBeAsked)
         identity_.requireAccount(manifest.id, manifest.name);
 
     Store target = store(scope);
@@ -266,7 +266,8 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
     };
     // Ctrl-C during the install would leave half an extension for the next change to delete.
     const DeferredTermination untilTidy;
-    return target.install(package, {verified.signer, progress, verified.content});
+    return target.install(
+        package, {verified.signer, progress, verified.content, wish.olderVersion, wish.setAside});
 }
 
 std::optional<ExtensionRow> Session::rowIn(const StoreLocation& location,

@@ -30,6 +30,13 @@ struct StoreHistoryLine {
     Scope scope;
 };
 
+/// A feed, and when it last worked.
+struct FeedInUse {
+    std::string namedBy;  ///< a product's name or an extension's id
+    std::string address;  ///< as it is named
+    std::string goodOn;   ///< see CachedFeed; empty: never, as far as this user knows
+};
+
 /// The state between TavikInit and TavikTerminate: where the stores are, what has been read of
 /// them, and which handle names which extension. Everything is read when it is first needed, and
 /// kept until this session changes a store. Failures are Errors with a Status.
@@ -129,8 +136,27 @@ class Session {
     const Offer* findUpdate(const InventoryEntry& entry);
     void update(const InventoryEntry& entry);
 
+    /// Offers of the very versions that are installed, in the feeds that have their updates.
+    struct SameVersions {
+        TrustRules rules;
+        std::unique_ptr<UpdateCheck> check;
+    };
+    /// Looks for those of the entries, which are all of one store.
+    SameVersions findSameVersions(const std::vector<InventoryEntry>& entries);
+    /// Installs such an offer, with all checks of an update. `setAside` is told where those files
+    /// of the extension are kept that are not in the package.
+    void reinstall(const InventoryEntry& entry, const SameVersions& found,
+                   const SetAsideSink& setAside);
+
     /// The changes of both stores, the oldest first.
     std::vector<StoreHistoryLine> history();
+
+    /// All feeds that products and installed extensions name.
+    struct Feeds {
+        std::vector<FeedInUse> feeds;
+        std::optional<Error> failure;  ///< why it is not known when they were good
+    };
+    Feeds feeds();
 
     /// See Store::repair.
     void repair(Scope scope);
@@ -145,9 +171,14 @@ class Session {
     void forgetCatalog() noexcept;
     const ProductCatalog& reachableProducts();
     const StoreLocation& location(Scope scope) const;
-    enum class Account { toBeAsked, asked };
+    /// How a package is installed that has passed the checks of its source.
+    struct InstallWish {
+        enum class Account { toBeAsked, asked } account = Account::toBeAsked;
+        InstallDetails::OlderVersion olderVersion = InstallDetails::OlderVersion::refused;
+        SetAsideSink setAside{};
+    };
     ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
-                             Account account);
+                             const InstallWish& wish);
     std::optional<ExtensionTable> openTable(const StoreLocation& location);
     std::optional<ExtensionTable> openOrLeaveOut(const StoreLocation& location);
     ExtensionTable* rowsOf(const StoreLocation& location);
@@ -167,6 +198,7 @@ class Session {
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput(const TrustRules& rules);
     std::unique_ptr<UpdateCheck> askFeeds(AskedFeeds asked, const TrustRules& rules);
+    std::unique_ptr<UpdateCheck> runCheck(UpdateCheckInput input) const;
 
     Language language_;
     std::optional<StoreLocation> user_;

@@ -14,6 +14,7 @@ struct StoreProblem {
         changed,  ///< its size or its content
         extra,    ///< a file that was not installed
         rights,   ///< the executable bit
+        noList,   ///< nothing is known of its files: an earlier version installed it
         noFolder,
         noRow,
         noLink,
