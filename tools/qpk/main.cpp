@@ -13,14 +13,11 @@ namespace {
 constexpr int kFailure = 1;
 constexpr int kUsage = 2;
 
-const Command* const kCommands[] = {&kPackCommand,   &kCheckCommand, &kShowCommand,
-                                    &kKeygenCommand, &kSignCommand,  &kFeedCommand};
-
 std::string helpText() {
     std::string text =
         "usage: qpk COMMAND ...\n\n"
         "Makes extension packages (.qpk) and what is needed to publish them.\n\n";
-    for (const Command* command : kCommands) {
+    for (const Command* command : allCommands()) {
         std::string name = command->name;
         name.resize(10, ' ');
         text += "  " + name + command->summary + "\n";
@@ -31,7 +28,7 @@ std::string helpText() {
 }
 
 const Command* findCommand(const std::string& name) {
-    for (const Command* command : kCommands)
+    for (const Command* command : allCommands())
         if (name == command->name)
             return command;
     return nullptr;
