@@ -181,7 +181,7 @@ TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
     EXPECT_EQ(updateOfA(), "1.5") << why_;
     EXPECT_EQ(server_.bodies(), 1U);
     Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
-        .execute("PRAGMA user_version = 3");
+        .execute("PRAGMA user_version = 4");
     EXPECT_EQ(updateOfA(), failed(Status::storeNewer)) << why_;
     input_.cacheFile = folder_ / "missing/feeds.db";
     BackgroundCheck check(input_);
@@ -237,8 +237,8 @@ TEST_F(UpdateCheckTest, TheMemoryIsInTheFolderThatWasLookedAt) {
 
 TEST_F(UpdateCheckTest, ASlowerProcessDoesNotTurnTheSerialBack) {
     FeedDatabase cache(input_.cacheFile);
-    cache.save({{{"https://e.com/f", "", "", 42, "", "newer", ""}, {}}});
-    cache.save({{{"https://e.com/f", "", "", 41, "", "older", ""}, {}}});
+    cache.save({{{"https://e.com/f", "", "", 42, "", "newer", "", ""}, {}}});
+    cache.save({{{"https://e.com/f", "", "", 41, "", "older", "", ""}, {}}});
     EXPECT_EQ(cache.find({"https://e.com/f"}).front().copy->body, "newer");
 }
 
@@ -297,11 +297,37 @@ TEST_F(UpdateCheckTest, AFeedKeepsItsSigner) {
         server_.serve("/sketch.sig", {signature, *signature == '\0' ? 404 : 200});
         server_.serve("/sketch.succession", {succeeds, *succeeds == '\0' ? 404 : 200});
         EXPECT_EQ(updateOfA(), expected) << serial << ": " << why_;
-        // The form before this one did not know signers: they are found out from the signatures.
+        // The first form did not know signers: they are found out from the signatures.
         if (serial == 2)
             Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
-                .execute("ALTER TABLE feed DROP COLUMN signer; PRAGMA user_version = 1");
+                .execute(
+                    "ALTER TABLE feed DROP COLUMN signer; ALTER TABLE feed DROP COLUMN goodOn;"
+                    " PRAGMA user_version = 1");
     }
+}
+
+// Catches a day that is only noted when the feed is new, and one that a failure moves.
+TEST_F(UpdateCheckTest, TheDayOnWhichAFeedWasGoodIsNoted) {
+    const auto goodOn = [this] {
+        return readGoodDays(input_.cacheFile)[server_.address("/sketch")];
+    };
+    EXPECT_EQ(goodOn(), "");
+    publish(feedText(2, feedItem("a", "1.5")), "\"1\"");
+    EXPECT_EQ(updateOfA(), "1.5") << why_;
+    const std::string today = goodOn();
+    EXPECT_EQ(today.size(), 10U) << today;
+    const auto setBack = [this] {
+        Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
+            .execute("UPDATE feed SET goodOn = '2000-01-31'");
+    };
+    setBack();
+    EXPECT_EQ(updateOfA(), "1.5") << why_;
+    EXPECT_GE(goodOn(), today);
+    EXPECT_EQ(server_.bodies(), 1U);
+    setBack();
+    server_.serve("/sketch", {"gone", 404});
+    EXPECT_EQ(updateOfA(), failed(Status::feedUnreachable)) << why_;
+    EXPECT_EQ(goodOn(), "2000-01-31");
 }
 
 TEST_F(UpdateCheckTest, ACheckThatNobodyWaitsForIsGivenUp) {

@@ -18,7 +18,7 @@ constexpr std::chrono::seconds kBusyTimeout{10};
 
 // "Tavf": tells our file from any other that SQLite could open.
 constexpr std::int64_t kApplicationId = 0x54617666;
-constexpr std::int64_t kSchemaVersion = 2;
+constexpr std::int64_t kSchemaVersion = 3;
 
 // A commit does not wait for the disk unless it moves the log. A power cut may undo the last
 // commits. It never leaves half of one.
@@ -35,7 +35,8 @@ CREATE TABLE feed (
     serial       INTEGER NOT NULL,
     signature    TEXT    NOT NULL,
     body         TEXT    NOT NULL,
-    signer       TEXT    NOT NULL DEFAULT ''
+    signer       TEXT    NOT NULL DEFAULT '',
+    goodOn       TEXT    NOT NULL DEFAULT ''
 ) STRICT;
 CREATE TABLE seenVersion (
     address TEXT NOT NULL,
@@ -45,12 +46,17 @@ CREATE TABLE seenVersion (
     PRIMARY KEY (address, idKey, version)
 ) STRICT, WITHOUT ROWID;
 PRAGMA application_id = 0x54617666;
-PRAGMA user_version = 2;
+PRAGMA user_version = 3;
 )sql";
 // Form 1 did not know who signed a feed.
-constexpr const char* kUpgradeSchema = R"sql(
+constexpr const char* kUpgradeForm1 = R"sql(
 ALTER TABLE feed ADD COLUMN signer TEXT NOT NULL DEFAULT '';
 PRAGMA user_version = 2;
+)sql";
+// Form 2 did not know when a feed was last good.
+constexpr const char* kUpgradeForm2 = R"sql(
+ALTER TABLE feed ADD COLUMN goodOn TEXT NOT NULL DEFAULT '';
+PRAGMA user_version = 3;
 )sql";
 
 constexpr std::int64_t kNoSerial = -1;
@@ -58,15 +64,17 @@ constexpr std::int64_t kNoSerial = -1;
 constexpr const char* kSuffixes[] = {"", "-wal", "-shm", "-journal"};
 
 constexpr std::string_view kFind =
-    "SELECT etag, lastModified, serial, signature, body, signer FROM feed WHERE address = ?1";
+    "SELECT etag, lastModified, serial, signature, body, signer, goodOn FROM feed WHERE address = "
+    "?1";
 constexpr std::string_view kSeen =
     "SELECT idKey, version, sha256 FROM seenVersion WHERE address = ?1";
 constexpr std::string_view kPutFeed =
-    "INSERT INTO feed VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT (address) DO UPDATE SET"
-    " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6, signer = ?7"
-    " WHERE ?4 >= serial OR serial = ?8";
+    "INSERT INTO feed VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) ON CONFLICT (address) DO UPDATE SET"
+    " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6, signer = ?7,"
+    " goodOn = ?8 WHERE ?4 >= serial OR serial = ?9";
 constexpr std::string_view kPutSeen =
     "INSERT INTO seenVersion VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING";
+constexpr std::string_view kGoodDays = "SELECT address, goodOn FROM feed";
 
 struct Identity {
     std::int64_t form, application;
@@ -78,12 +86,14 @@ Identity identityOf(Database& database) {
     return {database.pragmaNumber("user_version"), database.pragmaNumber("application_id")};
 }
 
-/// Brings a file of form 1 to the present one; its form now.
+/// Brings a file of an earlier form to the present one; its form now.
 std::int64_t upgrade(Database& database) {
     Transaction transaction(database, Transaction::Kind::write);
     // Another process may have done it meanwhile.
     if (database.pragmaNumber("user_version") == 1)
-        database.execute(kUpgradeSchema);
+        database.execute(kUpgradeForm1);
+    if (database.pragmaNumber("user_version") == 2)
+        database.execute(kUpgradeForm2);
     transaction.commit();
     return database.pragmaNumber("user_version");
 }
@@ -98,7 +108,8 @@ std::optional<CachedFeed> readCopy(Statement& select, const std::string& address
                       select.number(2),
                       std::string(select.text(3)),
                       std::string(select.text(4)),
-                      std::string(select.text(5))};
+                      std::string(select.text(5)),
+                      std::string(select.text(6))};
 }
 
 std::vector<SeenVersion> readSeen(Statement& select, const std::string& address) {
@@ -176,7 +187,7 @@ void FeedDatabase::open(int flags) {
     // Moving the log into the file at the end would slow short runs down.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     auto [form, application] = identityOf(database);
-    if (application == kApplicationId && form == 1)
+    if (application == kApplicationId && (form == 1 || form == 2))
         form = upgrade(database);
     if (application == kApplicationId && form > kSchemaVersion)
         fail(Status::storeNewer, file_,
@@ -222,7 +233,8 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
                 .bind(5, copy.signature)
                 .bind(6, copy.body)
                 .bind(7, copy.signer)
-                .bind(8, restarts ? kMaxFeedSerial : kNoSerial)
+                .bind(8, copy.goodOn)
+                .bind(9, restarts ? kMaxFeedSerial : kNoSerial)
                 .run();
             for (const auto& seen : versions)
                 putSeen.bind(1, copy.address)
@@ -233,6 +245,22 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
         }
         transaction.commit();
     });
+}
+
+std::map<std::string, std::string> readGoodDays(const std::string& file) try {
+    std::map<std::string, std::string> days;
+    if (::access(file.c_str(), F_OK) != 0)
+        return days;
+    Database database(file, SQLITE_OPEN_READONLY, kBusyTimeout);
+    const auto [form, application] = identityOf(database);
+    if (application != kApplicationId || form != kSchemaVersion)
+        return days;
+    Statement select(database, kGoodDays);
+    while (select.step())
+        days.emplace(select.text(0), select.text(1));
+    return days;
+} catch (const SqliteError& error) {
+    failSqlite(error, file);
 }
 
 }  // namespace tavik

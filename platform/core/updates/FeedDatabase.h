@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,6 +21,8 @@ struct CachedFeed {
     std::string signature;  ///< empty where there was none
     std::string body;
     std::string signer;  ///< fingerprint of the key that signed it; empty: unsigned
+    std::string
+        goodOn;  ///< the last day (UTC) on which it was good, "2027-01-31"; empty: not known
 };
 
 /// A version of an extension, and the digest under which a feed offered it.
@@ -72,5 +75,9 @@ class FeedDatabase {
     FileDescriptor folder_;             ///< found safe; invalid where there is none
     std::optional<Database> database_;  ///< none where there is no file yet
 };
+
+/// The days on which feeds were last good, by their addresses; see CachedFeed::goodOn. Changes
+/// nothing, and knows nothing where the file is missing or of an earlier form. Throws Error.
+std::map<std::string, std::string> readGoodDays(const std::string& file);
 
 }  // namespace tavik

@@ -25,15 +25,18 @@
 #include "platform/core/status/Status.h"
 #include "platform/core/trust/Succession.h"
 #include "platform/core/updates/VersionOrder.h"
+#include "platform/support/UtcTime.h"
 
 namespace tavik {
 namespace {
 
 using Outcome = FetchResult::Outcome;
 
+constexpr std::size_t kDayLength = 10;  // "2027-01-31"
+
 bool isSame(const CachedFeed& a, const CachedFeed& b) {
     return a.body == b.body && a.signature == b.signature && a.etag == b.etag &&
-           a.lastModified == b.lastModified && a.signer == b.signer;
+           a.lastModified == b.lastModified && a.signer == b.signer && a.goodOn == b.goodOn;
 }
 
 }  // namespace
@@ -138,6 +141,8 @@ void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
         return;
     }
     copy_.serial = feed_.serial;
+    // A day, not a time: a check that brings nothing new writes once a day, not every time.
+    copy_.goodOn = formatUtcTime(now).substr(0, kDayLength);
     if (feed_.expires <= now)
         refuse(Status::feedExpired, "on " + feed_.expiresText);
     else if (remembered_ && feed_.serial < remembered_->serial && !beginsAnew())

@@ -222,7 +222,7 @@ void UpdateCheck::find(const UpdatableExtension& extension, Finding& finding) co
             continue;
         }
         const FeedRetrieval& source = *feed->source;
-        const FeedItem* item = chooseUpdate(source.feed(), extension, input_.products);
+        const FeedItem* item = choose(source.feed(), extension);
         if (item == nullptr)
             finding.note = finding.note.empty() ? noteAbout(source, extension) : finding.note;
         else if (source.isRepublished(*item))
@@ -231,6 +231,12 @@ void UpdateCheck::find(const UpdatableExtension& extension, Finding& finding) co
         else if (!finding.offer || item->version > finding.offer->item.version)
             finding.offer = offerOf(*item, source, extension.name);
     }
+}
+
+const FeedItem* UpdateCheck::choose(const Feed& feed, const UpdatableExtension& extension) const {
+    if (input_.sought == Sought::sameVersion)
+        return chooseItem(feed, extension.idKey, extension.version, input_.products);
+    return chooseUpdate(feed, extension, input_.products);
 }
 
 const UpdatableProduct* UpdateCheck::product(const std::string& name) const {
