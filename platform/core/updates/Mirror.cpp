@@ -82,6 +82,8 @@ class Mirror {
 
     void copyFeed(const std::string& text) {
         const Address address = Address::parse(text);
+        if (!rules_.policy.allowsFeed(address))
+            fail(Status::policyForbids, address.text());
         FeedRetrieval feed(address, address);
         const auto fetcher = loadOnline().newFetcher({});
         auto results = fetcher->fetchAll({feed.request(), feed.signatureRequest()});
