@@ -37,11 +37,12 @@ bool MaskKeeper::covers(const std::string& id, const std::set<std::string>& prod
 }
 
 void MaskKeeper::set(const std::string& id, const std::set<std::string>& products,
-                     const StoreLock&) const {
+                     Settlement& settlement, const StoreLock&) const {
     bool isChanged = false;
     for (const auto& product : products) {
         if (!isProductName(product))
             continue;
+        const Settlement::Step step(settlement, relativePathOf(product));
         const FileDescriptor folder = openTrustedFolder(store_.descriptor(), store_.path(),
                                                         relativePathOf(product), Missing::isMade);
         const FileDescriptor entry(::openat(
@@ -55,7 +56,7 @@ void MaskKeeper::set(const std::string& id, const std::set<std::string>& product
         synchronise();
 }
 
-void MaskKeeper::clear(const std::string& idKey, const StoreLock&) const {
+void MaskKeeper::clear(const std::string& idKey, Settlement& settlement, const StoreLock&) const {
     bool isChanged = false;
     for (const auto& product : products()) {
         const std::string path = store_.path() + "/" + relativePathOf(product);
@@ -64,6 +65,7 @@ void MaskKeeper::clear(const std::string& idKey, const StoreLock&) const {
                 continue;
             const FileDescriptor folder = openTrustedFolder(
                 store_.descriptor(), store_.path(), relativePathOf(product), Missing::isReported);
+            const Settlement::Step step(settlement, relativePathOf(product));
             if (::unlinkat(folder.get(), id.c_str(), 0) != 0 && errno != ENOENT)
                 failErrno(errno, path + "/" + id, "remove the file");
             isChanged = true;

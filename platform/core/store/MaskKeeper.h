@@ -7,6 +7,7 @@
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/StoreLock.h"
+#include "platform/core/store/Settlement.h"
 
 namespace tavik {
 
@@ -28,10 +29,11 @@ class MaskKeeper {
 
     /// Masks the id for these products; what is there stays. Product names that cannot name a
     /// folder are passed over, since no host product has one.
-    void set(const std::string& id, const std::set<std::string>& products, const StoreLock&) const;
+    void set(const std::string& id, const std::set<std::string>& products, Settlement& settlement,
+             const StoreLock&) const;
 
     /// Takes the mask away, for all products and however the letters of the id are written.
-    void clear(const std::string& idKey, const StoreLock&) const;
+    void clear(const std::string& idKey, Settlement& settlement, const StoreLock&) const;
 
   private:
     std::vector<std::string> products() const;

@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+
+#include "platform/core/disk/NetworkDisk.h"
 #include "platform/core/status/SqliteFailure.h"
 #include "platform/core/status/Status.h"
 
@@ -21,6 +24,9 @@ constexpr const char* kSettings = "PRAGMA synchronous = NORMAL";
 // what has arrived.
 constexpr const char* kNewSettings =
     "PRAGMA synchronous = OFF; PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0";
+// A log needs memory that all its users share, which two machines have not. On a network disk a
+// rollback journal stands in its place, and its file is only whole where each step waits.
+constexpr const char* kNetworkSettings = "PRAGMA synchronous = FULL";
 constexpr const char* kCreateSchema = R"sql(
 CREATE TABLE feed (
     address      TEXT    NOT NULL PRIMARY KEY,
@@ -61,6 +67,17 @@ constexpr std::string_view kPutSeen =
 struct Identity {
     std::int64_t form, application;
 };
+
+/// Takes the log away that a file has from a time when its disk was no network disk.
+void leaveLog(Database& database) {
+    try {
+        database.execute("PRAGMA journal_mode = DELETE");
+    } catch (const SqliteError& error) {
+        // Another process of this machine uses the log just now; a later run finds it free.
+        if (error.code() != SQLITE_BUSY)
+            throw;
+    }
+}
 
 /// Reads both in one transaction, because another process may be creating the file.
 Identity identityOf(Database& database) {
@@ -114,7 +131,7 @@ auto FeedDatabase::guarded(Work work) {
             if (!isDamage(error))
                 throw;
             database_.reset();
-            for (const char* suffix : {"", "-wal", "-shm"})
+            for (const char* suffix : {"", "-wal", "-shm", "-journal"})
                 ::unlink((file_ + suffix).c_str());
             return work();
         }
@@ -123,7 +140,9 @@ auto FeedDatabase::guarded(Work work) {
     }
 }
 
-FeedDatabase::FeedDatabase(std::string file) : file_(std::move(file)) {
+FeedDatabase::FeedDatabase(std::string file)
+    : file_(std::move(file)),
+      isOnNetwork_(isOnNetwork(std::filesystem::path(file_).parent_path().string())) {
     if (::access(file_.c_str(), F_OK) == 0)
         guarded([this] { open(SQLITE_OPEN_READWRITE); });
 }
@@ -134,6 +153,8 @@ void FeedDatabase::open(int flags) {
     Database database(file_, flags, kBusyTimeout);
     // Moving the log into the file at the end would slow short runs down.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    if (isOnNetwork_)
+        leaveLog(database);
     auto [form, application] = identityOf(database);
     if (application == kApplicationId && form == 1)
         form = upgrade(database);
@@ -166,7 +187,7 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
     guarded([&] {
         open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
         const bool isNew = database_->pragmaNumber("user_version") == 0;
-        database_->execute(isNew ? kNewSettings : kSettings);
+        database_->execute(isOnNetwork_ ? kNetworkSettings : isNew ? kNewSettings : kSettings);
         Transaction transaction(*database_, Transaction::Kind::write);
         // Another process may have made it meanwhile.
         if (isNew && database_->pragmaNumber("user_version") == 0)

@@ -41,7 +41,8 @@ struct GoodFeed {
 };
 
 /// What is remembered of feeds between runs: a SQLite file of its own in the user's family folder,
-/// so that several processes can use it at once without another lock. The first save creates it. A
+/// so that several processes can use it at once without another lock. It has a write-ahead log, and
+/// on a network disk, where a log is not safe, a rollback journal. The first save creates it. A
 /// damaged file is deleted and created anew. An earlier form is upgraded. Throws Error: storeNewer
 /// for a later form, otherwise by SQLite's failure.
 class FeedDatabase {
@@ -61,6 +62,7 @@ class FeedDatabase {
     void open(int flags);
 
     std::string file_;
+    bool isOnNetwork_;
     std::optional<Database> database_;  ///< none where there is no file yet
 };
 
