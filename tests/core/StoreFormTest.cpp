@@ -243,6 +243,9 @@ TEST_F(StoreForm, FoldersWithoutARowAreAdoptedOrSetAside) {
     EXPECT_EQ(readFile(machine_.user("set-aside/" + aside[0] +
                                      "/com.example.d@0123456789abcdef/mine.txt")),
               "mine");
+    // Nothing deletes it, so somebody has to be told of it.
+    const Result doctor = run({program("tavik"), "doctor"}, machine_.environment());
+    EXPECT_NE(doctor.out.find("set-aside/" + aside[0]), std::string::npos) << doctor.out;
 }
 
 TEST_F(StoreForm, ARowNamesNothingOutsideItsFolder) {
