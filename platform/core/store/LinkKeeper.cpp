@@ -161,6 +161,7 @@ void LinkKeeper::update(const std::optional<ExtensionRow>& before,
             if (othersRows(names).empty())
                 masks_.clear(before->idKey, settlement_, lock);
         });
+    attempts.run([&] { synchronise(); });
     attempts.report();
 }
 
@@ -181,6 +182,7 @@ void LinkKeeper::repair(const std::vector<ExtensionRow>& rows, const std::string
     ahead_.reset();
     for (const auto& folder : folders)
         attempts.run([&] { settle(folder, rows, std::nullopt); });
+    attempts.run([&] { synchronise(); });
     attempts.report();
 }
 
@@ -228,12 +230,18 @@ bool LinkKeeper::areMasksIncomplete(const ExtensionList& list) const {
 }
 
 void LinkKeeper::setMask(const ExtensionRow& shared, ExtensionState state, const StoreLock& lock) {
-    if (state == ExtensionState::enabled)
-        return masks_.clear(shared.idKey, settlement_, lock);
+    if (state == ExtensionState::enabled) {
+        masks_.clear(shared.idKey, settlement_, lock);
+        return synchronise();
+    }
     try {
         mask(shared, lock);
+        synchronise();
     } catch (...) {
-        Attempts().run([&] { masks_.clear(shared.idKey, settlement_, lock); });
+        Attempts().run([&] {
+            masks_.clear(shared.idKey, settlement_, lock);
+            synchronise();
+        });
         throw;
     }
 }
@@ -246,11 +254,21 @@ std::string LinkKeeper::productsText() const {
     return text;
 }
 
-void LinkKeeper::mask(const ExtensionRow& row, const StoreLock& lock) const {
+/// Makes links and masks durable, with one call where all of them are on the store's file system.
+void LinkKeeper::synchronise() {
+    const bool isStoreDone = masks_.synchronise();
+    Attempts attempts;
+    for (auto& [path, folder] : folders_)
+        if (!isStoreDone || path.compare(0, store_.path().size() + 1, store_.path() + "/") != 0)
+            attempts.run([&, &folder = folder] { folder.synchronise(); });
+    attempts.report();
+}
+
+void LinkKeeper::mask(const ExtensionRow& row, const StoreLock& lock) {
     masks_.set(row.id, productsOf(row), settlement_, lock);
 }
 
-void LinkKeeper::repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock) const {
+void LinkKeeper::repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock) {
     auto masked = masks_.read();
     for (const auto& row : rows) {
         if (row.state == ExtensionState::disabled) {
@@ -367,7 +385,6 @@ void LinkKeeper::apply(const std::string& path, const Links& wanted, const Names
         attempts.run([&, &name = name, &target = target] { folder->point(name, target); });
     for (const auto& name : gone)
         attempts.run([&] { folder->remove(name); });
-    attempts.run([&] { folder->synchronise(); });
     attempts.report();
 }
 

@@ -85,8 +85,9 @@ class LinkKeeper {
     std::vector<ExtensionRow> othersAtFirst(const Names& names) const;
     void readAhead(const ExtensionRow& row);
     bool areMasksIncomplete(const ExtensionList& list) const;
-    void mask(const ExtensionRow& row, const StoreLock& lock) const;
-    void repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock) const;
+    void mask(const ExtensionRow& row, const StoreLock& lock);
+    void repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock);
+    void synchronise();
 
     const StoreFolder& store_;
     const std::optional<StoreLocation>& other_;
