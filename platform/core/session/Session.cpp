@@ -254,7 +254,7 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
     const Progress progress = [&line](std::uint64_t done, std::uint64_t total) {
         line.show(done, total);
     };
-    // Who ends the program meanwhile would leave half an extension for the next change to delete.
+    // Ctrl-C during the install would leave half an extension for the next change to delete.
     const DeferredTermination untilTidy;
     return target.install(
         package, {verified.signer, progress, verified.content, wish.olderVersion, wish.setAside});
@@ -293,7 +293,7 @@ void Session::setState(ExtensionHandle handle, ExtensionState state) {
     store(Scope::user).setState(std::string(installed.idKey), std::string(installed.name), state);
 }
 
-/// Who may change the shared store switches the extension for everybody, anybody else for himself.
+/// A user who may change the shared store switches it for everybody, any other user for himself.
 void Session::setStateOfShared(const InstalledExtension& installed, ExtensionState state) {
     const std::string idKey(installed.idKey);
     const std::string name(installed.name);

@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 using Kind = StoreProblem::Kind;
 
-/// Where the link at the path leads; empty where there is none.
+/// The target of the link at the path; empty where there is no link.
 std::string targetOf(const std::string& path) {
     std::error_code fault;
     return fs::read_symlink(path, fault).string();
@@ -117,7 +117,7 @@ class Verification {
             problems_.push_back({entry.row.id, path, Kind::wrongLink});
     }
 
-    /// Where both stores have their links in one folder, the user's own copy has the place.
+    /// Where both stores keep their links in one folder, the link leads to the user's own copy.
     bool leadsToOwnCopy(const InventoryEntry& entry, const std::string& target) const {
         const InventoryEntry* own = inventory_.find(Scope::user, entry.row.idKey);
         return entry.scope == Scope::shared && own != nullptr && target == own->folder;

@@ -7,7 +7,7 @@
 
 namespace tavik {
 
-/// Something in a store that is not as the rows say.
+/// A difference between a store and what its rows say.
 struct StoreProblem {
     enum class Kind {
         missing,  ///< a file that was installed
@@ -22,8 +22,8 @@ struct StoreProblem {
         database
     };
 
-    std::string id;    ///< of the extension; empty: of none
-    std::string path;  ///< what is missing, or wrong
+    std::string id;    ///< of the extension; empty where it belongs to none
+    std::string path;  ///< the file, folder or link that is missing or wrong
     Kind kind;
 };
 

@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "platform/core/disk/Folders.h"
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
 
@@ -63,17 +64,13 @@ void findBeside(const FilesByPath& files, int top, const std::string& above,
 }  // namespace
 
 FileDifference differenceOf(int folder, const InstalledFile& installed) {
-    const FileDescriptor file(
-        ::openat(folder, installed.path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info {};
-    if (!file && errno == ENOENT)
+    const RegularFile file = openRegularFile(folder, installed.path, FinalLink::refused);
+    if (file.error == ENOENT)
         return FileDifference::missing;
-    if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (!file || static_cast<std::uint64_t>(file.info.st_size) != installed.size ||
+        !hasContent(file.descriptor.get(), installed))
         return FileDifference::content;
-    if (static_cast<std::uint64_t>(info.st_size) != installed.size ||
-        !hasContent(file.get(), installed))
-        return FileDifference::content;
-    const bool isExecutable = (info.st_mode & S_IXUSR) != 0;
+    const bool isExecutable = (file.info.st_mode & S_IXUSR) != 0;
     return isExecutable == installed.isExecutable ? FileDifference::none : FileDifference::rights;
 }
 

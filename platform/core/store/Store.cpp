@@ -4,6 +4,9 @@
 #include "platform/core/status/Status.h"
 #include "platform/core/store/FolderName.h"
 
+// What each change does first, and why, stands in Store.h; the steps of one change in
+// StoreChange.h.
+
 namespace tavik {
 namespace {
 

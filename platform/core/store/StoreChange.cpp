@@ -20,6 +20,8 @@
 #include "platform/core/store/Rebuild.h"
 #include "platform/core/store/StoreImage.h"
 
+// The steps and the crash that each of them answers stand in StoreChange.h.
+
 namespace tavik {
 namespace {
 
