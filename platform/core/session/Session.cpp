@@ -24,13 +24,13 @@
 
 #include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
-#include "platform/core/session/ProgressLine.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/store/ChangeMark.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/DeferredTermination.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/ProgressLine.h"
 #include "platform/support/Text.h"
 
 namespace tavik {
