@@ -16,6 +16,9 @@ struct Invocation {
     std::string locale;  ///< of --locale; empty: the environment's
 };
 
+/// The members of the verb's document; none where there is no such verb.
+std::vector<DocumentMember> membersOf(const std::string& verb);
+
 /// Reads the arguments behind the program's name. Throws UsageError.
 Invocation readCommandLine(const std::vector<std::string>& arguments, const std::string& version);
 

@@ -65,7 +65,9 @@ ExitStatus run(const std::vector<std::string>& arguments) {
         const bool isJson =
             std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
         Output output(isJson ? Output::Form::json : Output::Form::text, languageOf(localeOf("")));
-        return refuse(output, error, {});
+        return refuse(
+            output, error,
+            arguments.empty() ? std::vector<DocumentMember>() : membersOf(arguments.front()));
     }
 }
 

@@ -193,7 +193,7 @@ const StoreLocation& Session::location(Scope scope) const {
 Store Session::store(Scope scope) {
     const auto other = scope == Scope::user ? std::optional(shared_) : user_;
     return {StoreFolder::create(location(scope)), other, reachableProducts(),
-            [this](const Error& warning) { warn(warning); }};
+            [this](const Error& warning) { warnOnce(warning); }};
 }
 
 void Session::warn(const Error& warning) const {
