@@ -38,6 +38,7 @@ void showText(const InventoryEntry& entry, const ExtensionDetails& details, Run&
     const Language language = run.language();
     Table table;
     table.heads = {entry.row.name, ""};
+    table.lines = Table::Lines::whole;  // A path is of use only as a whole.
     const auto add = [&](Word name, const std::string& text) {
         if (!text.empty())
             table.rows.push_back({word(name, language), text});
