@@ -43,22 +43,7 @@ install(FILES ${CMAKE_BINARY_DIR}/installed/tavik.pc DESTINATION ${pkgconfig_fol
 # Pages, laid out as in the source tree so that their links hold, and the samples that they work with.
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md packaging/copyright
   DESTINATION share/doc/tavik ${run})
-install(DIRECTORY docs integrations DESTINATION share/doc/tavik ${run} PATTERN man EXCLUDE)
+install(DIRECTORY docs integrations DESTINATION share/doc/tavik ${run})
 install(FILES ${CMAKE_BINARY_DIR}/samples/brushes.qpk ${CMAKE_BINARY_DIR}/samples/palettes.qpk
   DESTINATION share/tavik/samples ${run})
 install(DIRECTORY samples/products DESTINATION share/tavik/samples ${run})
-
-# Man pages and completion.
-set(TAVIK_ZSH_COMPLETIONS share/zsh/site-functions CACHE STRING
-  "Folder below the prefix in which zsh looks for completion functions")
-if(EXISTS ${PROJECT_SOURCE_DIR}/docs/man)
-  foreach(section 1 5)
-    install(DIRECTORY docs/man/ DESTINATION share/man/man${section} ${run}
-      FILES_MATCHING PATTERN "*.${section}")
-  endforeach()
-endif()
-if(EXISTS ${PROJECT_SOURCE_DIR}/packaging/completion)
-  install(DIRECTORY packaging/completion/bash/ DESTINATION share/bash-completion/completions ${run})
-  install(DIRECTORY packaging/completion/zsh/ DESTINATION ${TAVIK_ZSH_COMPLETIONS} ${run})
-  install(DIRECTORY packaging/completion/fish/ DESTINATION share/fish/vendor_completions.d ${run})
-endif()
