@@ -29,7 +29,8 @@ ARROWS = {
     "platform/core/store": "platform/core/products platform/core/trust platform/core/package"
                            " platform/core/disk platform/core/status platform/support",
     "platform/core/updates": "platform/core/trust platform/core/policy platform/core/package"
-                             " platform/core/net platform/core/crypto platform/core/status platform/support",
+                             " platform/core/net platform/core/crypto platform/core/disk"
+                             " platform/core/status platform/support",
     "platform/core/identity": "platform/core/net platform/core/status platform/support",
     "platform/core/session": "platform/core/identity platform/core/updates platform/core/store"
                              " platform/core/trust platform/core/products"
@@ -50,7 +51,7 @@ ARROWS = {
                  " platform/core/status platform/support",
     "tools/tavik": "platform/core/session platform/core/store platform/core/package"
                    " platform/core/disk platform/core/status platform/messaging platform/vell platform/support",
-    "tools/vellctl": "platform/vell platform/support",
+    "tools/vellctl": "platform/core/disk platform/vell platform/support",
 }
 # What the names of a bare include are looked for in, as the compiler does.
 SEARCHED = ["platform/include", "TavikCmd"]

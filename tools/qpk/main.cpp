@@ -23,7 +23,7 @@ std::string helpText() {
         text += "  " + name + command->summary + "\n";
     }
     return text +
-           "\nqpk COMMAND --help explains a command.\n"
+           "\nqpk COMMAND --help explains a command; qpk --version prints the version.\n"
            "Exit status: 0 success, 1 failure, 2 a command line that is not right.\n";
 }
 
@@ -59,6 +59,10 @@ int run(const std::vector<std::string>& arguments) try {
     }
     if (arguments[0] == "--help" || arguments[0] == "-h") {
         std::cout << helpText();
+        return 0;
+    }
+    if (arguments[0] == "--version") {
+        std::cout << "qpk " TAVIK_VERSION "\n";
         return 0;
     }
     const Command* command = findCommand(arguments[0]);
