@@ -244,6 +244,9 @@ TEST_F(StoreForm, FoldersWithoutARowAreAdoptedOrSetAside) {
     EXPECT_EQ(readFile(machine_.user("set-aside/" + aside[0] +
                                      "/com.example.d@0123456789abcdef/mine.txt")),
               "mine");
+    // Nothing deletes it, so somebody has to be told of it.
+    const Result doctor = run({program("tavik"), "doctor"}, machine_.environment());
+    EXPECT_NE(doctor.out.find("set-aside/" + aside[0]), std::string::npos) << doctor.out;
 }
 
 /// Changes the rows by hand and writes a right seal: only the rows are wrong then.

@@ -152,6 +152,9 @@ TEST_F(Check, JudgesEachOfSeveral) {
     ASSERT_EQ(document["failures"].Size(), 1U);
     EXPECT_STREQ(document["failures"][0]["name"].GetString(), "packageUnreadable");
     report({bad, paths[2]}, 1);
+    writeFile(at("noise.qpk"), "rubbish");
+    const auto noise = report({at("noise.qpk")}, 1);
+    EXPECT_TRUE(noise["packages"][0]["version"].IsNull()) << "invented";
     EXPECT_EQ(report({paths[2], paths[3]}, 0)["failures"].Size(), 0U);
 }
 

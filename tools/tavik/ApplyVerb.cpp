@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <set>
+#include <system_error>
 #include <utility>
 
 #include "platform/core/package/Manifest.h"
@@ -18,11 +19,14 @@ namespace {
 
 constexpr std::size_t kMaxStateFileBytes = std::size_t{8} << 20;
 
-std::string readStateFile(const std::string& path) {
+/// Also from a pipe, as `tavik apply /dev/stdin` has it.
+std::string readStateFile(const std::string& path) try {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file)
-        failErrno(errno, path, "open the file");
+        fail(Status::stateFileInvalid, path, "it cannot be opened: " + errnoText(errno));
     return readUpTo(file.get(), kMaxStateFileBytes);
+} catch (const std::system_error& error) {
+    fail(Status::stateFileInvalid, path, "it cannot be read: " + errnoText(error.code().value()));
 }
 
 /// Brings one store's extension to what the file wants, step by step; a dry run only tells them.

@@ -43,7 +43,6 @@ constexpr Row kWords[] = {
     {Word::notHere, {"not installed", "absent", "nicht installiert", "未インストール"}},
     {Word::doesNotFit, {"does not fit", "incompatible", "passt nicht", "対象外のバージョン"}},
     {Word::nothingToDo, {"nothing to do", "rien à faire", "nichts zu tun", "変更はありません"}},
-    {Word::noProblems, {"no problems", "aucun problème", "keine Probleme", "問題はありません"}},
     {Word::didInstall, {"install", "installer", "installieren", "インストール"}},
     {Word::didUpdate, {"update", "mettre à jour", "aktualisieren", "更新"}},
     {Word::didReinstall, {"reinstall", "réinstaller", "neu installieren", "再インストール"}},

@@ -3,9 +3,9 @@
 
 #include "platform/core/disk/SystemFolder.h"
 #include "platform/core/net/Online.h"
-#include "platform/core/session/ProgressLine.h"
 #include "platform/core/session/Session.h"
 #include "platform/core/updates/Download.h"
+#include "platform/support/ProgressLine.h"
 
 namespace tavik {
 namespace {

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 
+#include "platform/core/disk/NetworkDisk.h"
 #include "platform/core/disk/SafeFolder.h"
 #include "platform/core/status/SqliteFailure.h"
 #include "platform/core/status/Status.h"
@@ -27,6 +29,9 @@ constexpr const char* kSettings = "PRAGMA synchronous = NORMAL";
 // what has arrived.
 constexpr const char* kNewSettings =
     "PRAGMA synchronous = OFF; PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0";
+// A log needs memory that all its users share, which two machines have not. On a network disk a
+// rollback journal stands in its place, and its file is only whole where each step waits.
+constexpr const char* kNetworkSettings = "PRAGMA synchronous = FULL";
 constexpr const char* kCreateSchema = R"sql(
 CREATE TABLE feed (
     address      TEXT    NOT NULL PRIMARY KEY,
@@ -79,6 +84,17 @@ constexpr std::string_view kGoodDays = "SELECT address, goodOn FROM feed";
 struct Identity {
     std::int64_t form, application;
 };
+
+/// Takes the log away that a file has from a time when its disk was no network disk.
+void leaveLog(Database& database) {
+    try {
+        database.execute("PRAGMA journal_mode = DELETE");
+    } catch (const SqliteError& error) {
+        // Another process of this machine uses the log just now; a later run finds it free.
+        if (error.code() != SQLITE_BUSY)
+            throw;
+    }
+}
 
 /// Reads both in one transaction, because another process may be creating the file.
 Identity identityOf(Database& database) {
@@ -179,7 +195,9 @@ auto FeedDatabase::guarded(Work work) {
 }
 
 FeedDatabase::FeedDatabase(std::string file)
-    : file_(std::move(file)), folder_(openFolderOf(file_)) {
+    : file_(std::move(file)),
+      folder_(openFolderOf(file_)),
+      isOnNetwork_(isOnNetwork(std::filesystem::path(file_).parent_path().string())) {
     if (folder_)
         guarded([this] { open(SQLITE_OPEN_READWRITE); });
 }
@@ -193,6 +211,8 @@ void FeedDatabase::open(int flags) {
     requireChecked(database, folder_, file_);
     // Moving the log into the file at the end would slow short runs down.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    if (isOnNetwork_)
+        leaveLog(database);
     auto [form, application] = identityOf(database);
     if (application == kApplicationId && (form == 1 || form == 2))
         form = upgrade(database);
@@ -225,7 +245,7 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
     guarded([&] {
         open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
         const bool isNew = database_->pragmaNumber("user_version") == 0;
-        database_->execute(isNew ? kNewSettings : kSettings);
+        database_->execute(isOnNetwork_ ? kNetworkSettings : isNew ? kNewSettings : kSettings);
         Transaction transaction(*database_, Transaction::Kind::write);
         // Another process may have made it meanwhile.
         if (isNew && database_->pragmaNumber("user_version") == 0)
