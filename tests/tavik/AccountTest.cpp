@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <filesystem>
 
 #include "tests/support/FeedServer.h"
 #include "tests/tavik/Front.h"
@@ -79,7 +79,7 @@ TEST_F(Account, ComesFromOptionsOrVariables) {
     }
 }
 
-TEST_F(Account, IsAskedForUpdatesAndStateFilesToo) {
+TEST_F(Account, IsAskedForUpdatesStateFilesAndRepairsToo) {
     const std::vector<std::string> who{"--identity-service", service_.address("/kps"),
                                        "--account",          "me",
                                        "--token-file",       machine_.path("token")};
@@ -101,6 +101,11 @@ TEST_F(Account, IsAskedForUpdatesAndStateFilesToo) {
     out(kDone, with({"update", "--all"}));
     EXPECT_TRUE(isAsked("Bearer t0ken"));
     EXPECT_EQ(listed(), std::vector<std::string>{"com.example.a 1.1 enabled user"});
+    const std::string content = machine_.user("products/sketch/extensions/com.example.a/");
+    std::filesystem::remove(content + "extension.json");
+    tavik(with({"repair"}));
+    EXPECT_TRUE(isAsked("Bearer t0ken"));
+    EXPECT_TRUE(std::filesystem::exists(content + "extension.json"));
 }
 
 }  // namespace
