@@ -46,6 +46,11 @@ const JsonValue* JsonObject::need(std::string_view member) const {
     return value;
 }
 
+JsonValue::ConstObject JsonObject::members() const {
+    static const JsonValue kEmpty(rapidjson::kObjectType);
+    return (object_ == nullptr ? kEmpty : *object_).GetObject();
+}
+
 std::optional<std::string> JsonObject::text(std::string_view member) const {
     const JsonValue* value = find(member);
     if (value == nullptr)

@@ -61,6 +61,9 @@ class JsonObject {
     /// The entry of an array member as an object that is read in the same way.
     JsonObject entry(std::string_view member, const JsonValue& value, std::size_t index) const;
 
+    /// All members in the order of the text; none where the value was no object.
+    JsonValue::ConstObject members() const;
+
     /// Complains about each member that is not among these.
     void allowOnly(std::initializer_list<std::string_view> known) const;
     /// Complains about each member whose name `isKnown` refuses.

@@ -1,5 +1,7 @@
 #include "tests/tavik/Front.h"
 
+#include <filesystem>
+
 namespace tavik::testing {
 
 void Front::TearDown() {
@@ -41,6 +43,18 @@ JsonDocument Front::document(const std::string& verb, const std::string& text) {
         machine_.path("documents/" + verb + "." + std::to_string(documents_.size()) + ".json"));
     writeFile(documents_.back(), text);
     return parseJson(text);
+}
+
+void Front::publish(const std::vector<PackageBuilder>& packages) {
+    const std::string site = machine_.path("site");
+    std::filesystem::remove_all(site);
+    int number = 0;
+    for (const auto& package : packages)
+        package.write(site + "/" + std::to_string(number++) + ".qpk");
+    const std::string serial = std::to_string(++serial_);
+    ASSERT_EQ(run({program("qpk"), "feed", site, "--serial", serial}).exitCode, 0);
+    machine_.addProduct("sketch", "Sketch Pro", "17.2",
+                        R"(, "updateFeed": "file://)" + site + R"(/feed.json")");
 }
 
 std::vector<std::string> Front::listed() {

@@ -42,6 +42,9 @@ class Front : public ::testing::Test {
         expectInstalled(machine_.package(id, version));
     }
 
+    /// Gives the product a feed that offers these packages.
+    void publish(const std::vector<PackageBuilder>& packages);
+
     /// "ID VERSION STATE SCOPE" of each extension that tavik lists.
     std::vector<std::string> listed();
 
@@ -54,6 +57,7 @@ class Front : public ::testing::Test {
     }
 
     std::vector<std::string> documents_;
+    int serial_ = 0;  ///< of the feed
 };
 
 /// "OPERATION ID FROM TO SCOPE" of each change, "-" for null.

@@ -11,19 +11,6 @@ using List = std::vector<std::string>;
 
 class Lists : public Front {
   protected:
-    /// A feed for the product, with these packages.
-    void publish(const std::vector<PackageBuilder>& packages) {
-        const std::string site = machine_.path("site");
-        fs::remove_all(site);
-        int number = 0;
-        for (const auto& package : packages)
-            package.write(site + "/" + std::to_string(number++) + ".qpk");
-        ASSERT_EQ(
-            run({program("qpk"), "feed", site, "--serial", std::to_string(++serial_)}).exitCode, 0);
-        machine_.addProduct("sketch", "Sketch Pro", "17.2",
-                            R"(, "updateFeed": "file://)" + site + R"(/feed.json")");
-    }
-
     List ids(const std::vector<std::string>& arguments) {
         const auto document = json(kDone, arguments);
         List found;
@@ -31,8 +18,6 @@ class Lists : public Front {
             found.push_back(text(each, "id"));
         return found;
     }
-
-    int serial_ = 0;
 };
 
 // Catches an extension that is in no list, or in one where it should not be.
@@ -133,8 +118,33 @@ TEST_F(Lists, DoctorTellsWhatIsWrong) {
     EXPECT_NE(std::string(policy[1]["problems"][0].GetString()).find("requireSignatur"),
               std::string::npos);
     EXPECT_EQ(document["bus"][0]["problems"].Size(), 1U);
+    EXPECT_EQ(document["feeds"].Size(), 0U);
     EXPECT_EQ(text(document["launch"][0], "place"), machine_.path("vell.db"));
     EXPECT_EQ(document["launch"][0]["problems"].Size(), 1U);
+}
+
+// Catches a feed that is left out of the page, and a day that is not the one of its last good
+// check.
+TEST_F(Lists, DoctorTellsWhenFeedsWereGood) {
+    publish({PackageBuilder("com.example.a", "1.0")});
+    install(PackageBuilder("com.example.b", "1.0")
+                .with("updateUrl", "\"file://" + machine_.path("dead.json") + '"'));
+    const auto before = json(kDone, {"doctor"});
+    ASSERT_EQ(before["feeds"].Size(), 2U);
+    EXPECT_TRUE(before["feeds"][0]["lastGood"].IsNull());
+    json(kFailed, {"search"});
+    const auto after = json(kDone, {"doctor"});
+    EXPECT_EQ(text(after["feeds"][0], "name"), "sketch");
+    EXPECT_EQ(text(after["feeds"][0], "lastGood").size(), 10U);
+    EXPECT_EQ(text(after["feeds"][1], "name"), "com.example.b");
+    EXPECT_TRUE(after["feeds"][1]["lastGood"].IsNull());
+    const std::string noise(5000, 'x');
+    fs::remove(machine_.user("feeds.db-wal"));
+    writeFile(machine_.user("feeds.db"), noise);
+    const auto damaged = json(kDone, {"doctor"});
+    ASSERT_EQ(damaged["feeds"].Size(), 3U);
+    EXPECT_EQ(damaged["feeds"][2]["problems"].Size(), 1U);
+    EXPECT_EQ(readFile(machine_.user("feeds.db")), noise);
 }
 
 // Catches details that are not those of the package and of the disk.

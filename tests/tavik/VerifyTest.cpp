@@ -57,8 +57,9 @@ TEST_F(Verify, FindsFilesThatDiffer) {
     fs::permissions(c + "/bin/run", fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(problems(kPending),
               (List{"rights com.example.c", "missing com.example.c", "extra com.example.c"}));
-    // None of that is for a repair to undo: what somebody changed stays as it is.
-    const auto document = json(kDone, {"repair"});
+    // Nothing offers the version again: what somebody changed stays as it is, and is named.
+    const auto document = json(kFailed, {"repair"});
+    EXPECT_EQ(failures(document), List{"filesMissing com.example.c"});
     EXPECT_EQ(document["repairs"].Size(), 0U);
     EXPECT_EQ(document["left"].Size(), 3U);
     EXPECT_TRUE(fs::exists(c + "/data/extra.txt"));

@@ -75,6 +75,8 @@ class Application {
         source.version = wanted.version;
         source.minVersion = wanted.minVersion;
         source.sha256 = wanted.sha256;
+        if (wanted.version)
+            source.olderVersion = InstallDetails::OlderVersion::allowed;
         source.place = wanted.source;
         const bool isPath = wanted.source.find("://") == std::string::npos;
         if (!wanted.source.empty() && isPath)

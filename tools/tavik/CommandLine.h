@@ -16,6 +16,9 @@ struct Invocation {
     std::string locale;  ///< of --locale; empty: the environment's
 };
 
+/// Every verb, in the order of the help.
+const std::vector<const Verb*>& allVerbs();
+
 /// Reads the arguments behind the program's name. Throws UsageError.
 Invocation readCommandLine(const std::vector<std::string>& arguments, const std::string& version);
 

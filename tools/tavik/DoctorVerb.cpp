@@ -1,153 +1,8 @@
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
-#include <set>
-
-#include "platform/core/disk/SetAside.h"
-#include "platform/core/disk/StoreFolder.h"
-#include "platform/core/disk/SystemFolder.h"
-#include "platform/messaging/SessionBus.h"
-#include "platform/vell/InstallerDatabase.h"
-#include "tools/tavik/Changes.h"
+#include "tools/tavik/Findings.h"
 #include "tools/tavik/VersionText.h"
-#include "tools/tavik/Words.h"
 
 namespace tavik::front {
 namespace {
-
-using Problems = std::vector<std::string>;
-
-/// One line of the page: what it is about, where it is, and what is wrong with it.
-struct Finding {
-    std::string name;
-    std::string place;  ///< empty: there is none
-    std::string facts;
-    Problems problems;
-};
-
-/// Runs `work`; its failure becomes a problem.
-template <class Work>
-void inspect(Finding& finding, Language language, Work work) {
-    try {
-        work();
-    } catch (const Error& error) {
-        // The installer database's statuses are not the core's: their texts stand in the error.
-        const bool isOurs = std::string(nameOf(error.status())) != "internalError";
-        const std::string cause = isOurs ? wordingOf(error.status(), language).cause : "";
-        finding.problems.push_back(error.what() + (cause.empty() ? "" : ": " + cause));
-    } catch (const std::exception& error) {
-        finding.problems.emplace_back(error.what());
-    }
-}
-
-std::string rightsOf(const std::string& path) {
-    struct stat info {};
-    if (::stat(path.c_str(), &info) != 0)
-        return "absent";
-    std::array<char, 8> mode{};
-    static_cast<void>(std::snprintf(mode.data(), mode.size(), "%04o", info.st_mode & 07777U));
-    return std::string(mode.data()) + ", owner " + std::to_string(info.st_uid) +
-           (::access(path.c_str(), W_OK) == 0 ? ", writable" : ", not writable");
-}
-
-std::vector<Finding> stores(Run& run) {
-    std::vector<Finding> found;
-    for (const StoreLocation& location : run.session().locations()) {
-        Finding finding{scopeName(location.scope),
-                        location.familyFolder(),
-                        rightsOf(location.familyFolder()),
-                        {}};
-        inspect(finding, run.language(), [&] {
-            const auto folder = StoreFolder::open(location);
-            auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
-            if (table)
-                finding.facts += ", extensions " + std::to_string(table->readAll().size());
-            // Never deleted by itself: whoever looks here decides.
-            for (const auto& name : folder ? SetAside::namesOf(*folder) : Problems())
-                finding.facts += ", set-aside/" + name;
-        });
-        found.push_back(finding);
-    }
-    return found;
-}
-
-std::vector<Finding> products(Run& run) {
-    std::vector<Finding> found;
-    const ProductCatalog& catalog = run.session().products();
-    for (const Product& product : catalog.products()) {
-        const std::string folder = run.session().extensionsFolder(product);
-        found.push_back({product.name, folder, product.version + ", " + rightsOf(folder), {}});
-    }
-    for (const Error& error : catalog.leftOut())
-        found.push_back({"", error.subject(), "", {error.what()}});
-    return found;
-}
-
-/// The files of that name in the administrator's folder and in the stores' own.
-std::vector<Finding> administratorsFiles(const std::string& name, Run& run) {
-    std::set<std::string> folders{systemFolder()};
-    for (const StoreLocation& location : run.session().locations())
-        folders.insert(location.familyFolder());
-    std::vector<Finding> found;
-    for (const std::string& folder : folders) {
-        const std::string path = folder + "/" + name;
-        if (::access(path.c_str(), F_OK) == 0)
-            found.push_back({name, path, rightsOf(path), {}});
-    }
-    return found;
-}
-
-std::vector<Finding> policy(Run& run) {
-    auto found = administratorsFiles("policy.json", run);
-    Finding rules{"rules", "", "", {}};
-    inspect(rules, run.language(), [&] {
-        const Policy policy = run.session().readRules().policy;
-        rules.facts = policy.requireSignature ? "signatures required" : "signatures not required";
-    });
-    found.push_back(rules);
-    return found;
-}
-
-std::vector<Finding> keys(Run& run) {
-    auto found = administratorsFiles("trusted-keys", run);
-    Finding all{"keys", "", "", {}};
-    if (!found.empty())
-        inspect(all, run.language(), [&] {
-            const TrustRules rules = run.session().readRules();
-            const auto& revoked = rules.keys.revoked(rules.crypto());
-            all.facts = "taken back " + std::to_string(revoked.size());
-        });
-    found.push_back(all);
-    return found;
-}
-
-std::vector<Finding> feeds(Run& run) {
-    std::vector<Finding> found;
-    for (const Product& product : run.session().products().products())
-        if (!product.updateFeed.empty())
-            found.push_back({product.name, product.updateFeed, "", {}});
-    const Inventory inventory = run.session().inventory();
-    for (const InventoryEntry& entry : inventory.entries())
-        if (!entry.row.updateUrl.empty())
-            found.push_back({entry.row.id, entry.row.updateUrl, "", {}});
-    return found;
-}
-
-std::vector<Finding> bus() {
-    const auto address = norva::zephal::sessionBusAddress();
-    Finding finding{"bus", address.value_or(""), "", {}};
-    if (!address)
-        finding.problems.emplace_back("there is no session bus: results are told to nobody");
-    return {finding};
-}
-
-std::vector<Finding> launch(Run& run) {
-    Finding finding{"database", vell::databasePath(), "", {}};
-    finding.facts = rightsOf(finding.place);
-    inspect(finding, run.language(), [&] { vell::open(finding.place, vell::Access::read); });
-    return {finding};
-}
 
 void show(const char* section, const std::vector<Finding>& findings, Run& run) {
     for (const Finding& finding : findings) {
@@ -164,6 +19,8 @@ void show(const char* section, const std::vector<Finding>& findings, Run& run) {
         json.optional("place", finding.place);
         json.optional("facts", finding.facts);
         json.array("problems", finding.problems, [&](const std::string& each) { json.text(each); });
+        for (const auto& [member, value] : finding.members)
+            json.optional(member, value);
     });
 }
 
@@ -176,16 +33,10 @@ void doctor(const Arguments&, Run& run) {
             json.member("name", library.name);
             json.member("version", library.version);
         });
-        json.array("problems", Problems(), [](const std::string&) {});
+        json.array("problems", std::vector<std::string>(), [](const std::string&) {});
     });
-    const struct {
-        const char* section;
-        std::vector<Finding> (*find)(Run&);
-    } sections[] = {{"stores", stores}, {"products", products}, {"policy", policy},
-                    {"keys", keys},     {"feeds", feeds},       {"bus", [](Run&) { return bus(); }},
-                    {"launch", launch}};
-    for (const auto& [section, find] : sections)
-        run.attempt([&, name = section, look = find] { show(name, look(run), run); });
+    for (const Section& section : kSections)
+        run.attempt([&] { show(section.name, section.find(run), run); });
 }
 
 }  // namespace

@@ -6,9 +6,9 @@ namespace tavik::front {
 
 const char* problemName(StoreProblem::Kind kind) noexcept {
     // In the order of the enumeration.
-    static constexpr const char* kNames[] = {"missing", "changed",   "extra",
-                                             "rights",  "noFolder",  "noRow",
-                                             "noLink",  "wrongLink", "database"};
+    static constexpr const char* kNames[] = {"missing",   "changed",  "extra", "rights",
+                                             "noList",    "noFolder", "noRow", "noLink",
+                                             "wrongLink", "database"};
     return kNames[static_cast<std::size_t>(kind)];
 }
 

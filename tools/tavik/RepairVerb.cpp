@@ -1,65 +1,180 @@
+// What a repair does, in this order:
+//
+// 1. Each store's own repair: it finishes an interrupted change, builds a lost or damaged database
+//    from the installed folders, and makes links anew.
+// 2. Extensions whose files are missing or changed, or whose list of files is missing: the very
+//    version that is installed is fetched from the feed of its updates and installed again. Files
+//    that the package does not have are set aside first: a user may miss them. A list is never made
+//    from the files that are there, because nobody knows whether these are the right ones.
+// 3. Both stores are looked at again. What is left is named. An extension whose files could not be
+//    fetched is a failure that says so. A file that nobody installed does no harm and stays.
+
 #include <algorithm>
 
 #include "platform/core/disk/StoreFolder.h"
+#include "platform/core/status/Status.h"
 #include "tools/tavik/Problems.h"
 
 namespace tavik::front {
 namespace {
 
-std::vector<StoreProblem> problemsNow(Run& run) {
-    return findProblems(run.session().inventory(), run.session().products(),
-                        run.session().locations());
-}
+using Kind = StoreProblem::Kind;
+
+struct Repair {
+    std::string id;
+    std::string path;
+    std::string done;
+};
 
 bool isSame(const StoreProblem& a, const StoreProblem& b) {
     return a.kind == b.kind && a.path == b.path;
 }
 
-/// Those of `problems` that are not among `others`.
-std::vector<StoreProblem> without(const std::vector<StoreProblem>& problems,
-                                  const std::vector<StoreProblem>& others) {
-    std::vector<StoreProblem> rest;
-    for (const StoreProblem& problem : problems)
-        if (std::none_of(others.begin(), others.end(),
-                         [&](const StoreProblem& other) { return isSame(problem, other); }))
-            rest.push_back(problem);
-    return rest;
+/// What the stores' own repair takes care of.
+bool isOfTheStore(Kind kind) {
+    return kind == Kind::noRow || kind == Kind::noLink || kind == Kind::wrongLink ||
+           kind == Kind::database;
 }
 
-/// What the stores' own repair takes care of; the rest must be installed again, or looked at.
-bool isRepairable(const StoreProblem& problem) {
-    using Kind = StoreProblem::Kind;
-    return problem.kind == Kind::noRow || problem.kind == Kind::noLink ||
-           problem.kind == Kind::wrongLink || problem.kind == Kind::database;
+/// What a new copy of the extension takes care of, but for the missing list.
+bool isDamage(Kind kind) {
+    return kind == Kind::missing || kind == Kind::changed || kind == Kind::rights ||
+           kind == Kind::noFolder;
 }
+
+bool isAbout(const StoreProblem& problem, const InventoryEntry& entry) {
+    return problem.path == entry.folder || problem.path.rfind(entry.folder + "/", 0) == 0;
+}
+
+/// One run of the verb.
+class Repairs {
+  public:
+    Repairs(bool isDry, Run& run) : isDry_(isDry), run_(run), before_(problemsNow()) {}
+
+    void repairStores() {
+        if (isDry_)
+            return mendIf([](const StoreProblem& problem) { return isOfTheStore(problem.kind); });
+        for (const StoreLocation& location : run_.session().locations())
+            run_.attempt([&] {
+                if (StoreFolder::open(location))
+                    run_.session().repair(location.scope);
+            });
+    }
+
+    void reinstallDamaged() {
+        const Inventory now = run_.session().inventory();
+        const auto problems = isDry_ ? before_ : problemsNow();
+        for (const StoreLocation& location : run_.session().locations()) {
+            std::vector<InventoryEntry> damaged;
+            for (const InventoryEntry& entry : now.entries())
+                if (entry.scope == location.scope && needsFiles(entry, problems))
+                    damaged.push_back(entry);
+            if (!damaged.empty())
+                run_.attempt([&] { reinstallAll(damaged, problems); });
+        }
+    }
+
+    void show() {
+        std::vector<StoreProblem> left;
+        if (!isDry_) {
+            left = problemsNow();
+            for (const StoreProblem& problem : before_)
+                if (std::none_of(left.begin(), left.end(),
+                                 [&](const StoreProblem& other) { return isSame(problem, other); }))
+                    say(problem);
+        } else if (!done_.empty()) {
+            run_.output().pending();
+        }
+        run_.output().objects("repairs", done_, [](JsonText& json, const Repair& repair) {
+            json.optional("id", repair.id);
+            json.member("path", repair.path);
+            json.member("done", repair.done);
+        });
+        showProblems("left", isDry_ ? before_ : left, run_);
+    }
+
+  private:
+    std::vector<StoreProblem> problemsNow() {
+        Session& session = run_.session();
+        return findProblems(session.inventory(), session.products(), session.locations());
+    }
+
+    static bool needsFiles(const InventoryEntry& entry, const std::vector<StoreProblem>& problems) {
+        return std::any_of(problems.begin(), problems.end(), [&](const StoreProblem& problem) {
+            return (isDamage(problem.kind) || problem.kind == Kind::noList) &&
+                   isAbout(problem, entry);
+        });
+    }
+
+    void reinstallAll(const std::vector<InventoryEntry>& damaged,
+                      const std::vector<StoreProblem>& problems) {
+        const Session::SameVersions found = run_.session().findSameVersions(damaged);
+        for (const InventoryEntry& entry : damaged)
+            run_.attempt([&] { reinstall(entry, found, problems); });
+    }
+
+    void reinstall(const InventoryEntry& entry, const Session::SameVersions& found,
+                   const std::vector<StoreProblem>& problems) {
+        if (!isOffered(entry, found)) {
+            // Without its list alone, an extension works.
+            if (std::any_of(problems.begin(), problems.end(), [&](const StoreProblem& problem) {
+                    return isDamage(problem.kind) && isAbout(problem, entry);
+                }))
+                fail(Status::filesMissing, entry.row.id,
+                     "no feed offers version " + entry.row.version.text());
+            return;
+        }
+        if (!isDry_)
+            run_.session().reinstall(entry, found, [&](const std::string& place) {
+                say({entry.row.id, place, "setAside"});
+            });
+        say({entry.row.id, entry.folder, "reinstall"});
+        if (isDry_)
+            mendIf([&](const StoreProblem& problem) { return isAbout(problem, entry); });
+    }
+
+    static bool isOffered(const InventoryEntry& entry, const Session::SameVersions& found) {
+        try {
+            found.check->updateOf(entry.row.idKey);
+            return true;
+        } catch (const Error& error) {
+            if (error.status() != static_cast<int>(Status::noUpdate))
+                throw;
+            return false;
+        }
+    }
+
+    /// For a dry run: takes the problems that would be mended out of those that would be left.
+    template <class IsMended>
+    void mendIf(IsMended isMended) {
+        const auto mended =
+            std::stable_partition(before_.begin(), before_.end(),
+                                  [&](const StoreProblem& problem) { return !isMended(problem); });
+        for (auto problem = mended; problem != before_.end(); ++problem)
+            say(*problem);
+        before_.erase(mended, before_.end());
+    }
+
+    void say(const StoreProblem& problem) {
+        say({problem.id, problem.path, problemName(problem.kind)});
+    }
+
+    void say(Repair repair) {
+        run_.output().line("+ " + repair.done + " " + repair.path, Tone::good);
+        done_.push_back(std::move(repair));
+    }
+
+    bool isDry_;
+    Run& run_;
+    std::vector<StoreProblem> before_;  ///< in a dry run without what would be mended
+    std::vector<Repair> done_;
+};
 
 void repair(const Arguments& arguments, Run& run) {
-    const auto before = problemsNow(run);
-    std::vector<StoreProblem> left;
-    std::vector<StoreProblem> repaired;
-    if (arguments.has(kDryRunOption.name)) {
-        for (const StoreProblem& problem : before)
-            (isRepairable(problem) ? repaired : left).push_back(problem);
-        if (!repaired.empty())
-            run.output().pending();
-    } else {
-        for (const StoreLocation& location : run.session().locations())
-            run.attempt([&] {
-                if (StoreFolder::open(location))
-                    run.session().repair(location.scope);
-            });
-        left = problemsNow(run);
-        repaired = without(before, left);
-    }
-    for (const StoreProblem& problem : repaired)
-        run.output().line(std::string("+ ") + problemName(problem.kind) + " " + problem.path,
-                          Tone::good);
-    run.output().objects("repairs", repaired, [](JsonText& json, const StoreProblem& problem) {
-        json.optional("id", problem.id);
-        json.member("path", problem.path);
-        json.member("done", problemName(problem.kind));
-    });
-    showProblems("left", left, run);
+    Repairs repairs(arguments.has(kDryRunOption.name), run);
+    repairs.repairStores();
+    repairs.reinstallDamaged();
+    repairs.show();
 }
 
 }  // namespace

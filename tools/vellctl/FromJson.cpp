@@ -17,12 +17,6 @@ std::string within(const std::string& place, std::string_view name) {
     return place + "[" + quoteJson(name) + "]";
 }
 
-const Value& objectAt(const Value& value, const std::string& place) {
-    if (!value.IsObject())
-        throwJsonComplaint(place, "is not an object");
-    return value;
-}
-
 std::string textAt(const Value& value, const std::string& place) {
     if (!value.IsString())
         throwJsonComplaint(place, "is not a string");
@@ -62,7 +56,7 @@ int domainAt(const Value& value, const std::string& place) {
 Content::DataSet readDataSet(const Value& value, const std::string& place, vell::DataKind kind,
                              int domain, const std::string& name) {
     Content::DataSet set{kind, domain, name, {}};
-    for (const auto& member : objectAt(value, place).GetObject()) {
+    for (const auto& member : JsonObject(value, place).members()) {
         std::string key = nameAt(member.name, place);
         std::string text = valueAt(member.value, within(place, key));
         set.values.emplace_back(std::move(key), std::move(text));
@@ -71,10 +65,10 @@ Content::DataSet readDataSet(const Value& value, const std::string& place, vell:
 }
 
 void readPcd(const Value& value, const std::string& place, Content& content) {
-    for (const auto& domain : objectAt(value, place).GetObject()) {
+    for (const auto& domain : JsonObject(value, place).members()) {
         const std::string domainPlace = within(place, viewOf(domain.name));
         const int number = domainAt(domain.name, domainPlace);
-        for (const auto& subdomain : objectAt(domain.value, domainPlace).GetObject()) {
+        for (const auto& subdomain : JsonObject(domain.value, domainPlace).members()) {
             const std::string name = nameAt(subdomain.name, domainPlace);
             content.dataSets.push_back(readDataSet(subdomain.value, within(domainPlace, name),
                                                    vell::DataKind::pcd, number, name));
@@ -90,7 +84,7 @@ int readState(const JsonObject& payload) {
 }
 
 void readPayloads(const Value& value, const std::string& place, Content& content) {
-    for (const auto& payload : objectAt(value, place).GetObject()) {
+    for (const auto& payload : JsonObject(value, place).members()) {
         const std::string code = nameAt(payload.name, place);
         const std::string payloadPlace = within(place, code);
         const JsonObject object(payload.value, payloadPlace);
@@ -100,7 +94,7 @@ void readPayloads(const Value& value, const std::string& place, Content& content
         if (data == nullptr)
             continue;
         const std::string dataPlace = object.place("data");
-        for (const auto& domain : objectAt(*data, dataPlace).GetObject()) {
+        for (const auto& domain : JsonObject(*data, dataPlace).members()) {
             const std::string domainPlace = within(dataPlace, viewOf(domain.name));
             content.dataSets.push_back(readDataSet(domain.value, domainPlace,
                                                    vell::DataKind::payload,
@@ -111,7 +105,7 @@ void readPayloads(const Value& value, const std::string& place, Content& content
 
 void readLists(const Value& value, const std::string& place, Content::ListKind kind,
                const std::set<std::string, std::less<>>& codes, Content& content) {
-    for (const auto& list : objectAt(value, place).GetObject()) {
+    for (const auto& list : JsonObject(value, place).members()) {
         Content::PayloadList payloads{kind, nameAt(list.name, place), {}};
         const std::string listPlace = within(place, payloads.name);
         if (!list.value.IsArray())

@@ -1,7 +1,3 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
@@ -10,6 +6,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
 #include "platform/support/Text.h"
@@ -34,6 +31,7 @@ constexpr const char* kUsage = R"(usage: vellctl COMMAND ARGUMENTS
   set DOMAIN SUBDOMAIN KEY VALUE    write one value of the product configuration
   remove DOMAIN SUBDOMAIN KEY       take one value of the product configuration out
   --help                            print this
+  --version                         print the version
 
 The installer database is the file that NORVA_VELL_DB names; else
 ${XDG_DATA_HOME:-$HOME/.local/share}/norva/vell.db where that exists; else
@@ -48,15 +46,13 @@ class UsageError : public std::runtime_error {
 };
 
 std::string readFile(const std::string& path) {
-    // Without O_NONBLOCK, opening a pipe waits until somebody writes into it.
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat info {};
-    if (!file || ::fstat(file.get(), &info) != 0)
-        throw std::runtime_error(path + ": cannot be opened: " + errnoText(errno));
-    if (!S_ISREG(info.st_mode))
-        throw std::runtime_error(path + ": is no regular file; write the content into one");
+    const RegularFile file = openRegularFile(path, FinalLink::followed);
+    if (!file && file.error != 0)
+        throw std::runtime_error(path + ": cannot be opened: " + errnoText(file.error));
+    if (!file)
+        throw std::runtime_error(path + ": " + file.refusal + "; write the content into one");
     try {
-        return readUpTo(file.get(), kMaxFileBytes);
+        return readUpTo(file.descriptor.get(), kMaxFileBytes);
     } catch (const std::system_error& error) {
         throw std::runtime_error(path + ": cannot be read: " + errnoText(error.code().value()));
     }
@@ -160,6 +156,8 @@ int main(int argc, char** argv) try {
     const tavik::vellctl::Arguments arguments(argv + 1, argv + argc);
     if (arguments.size() == 1 && arguments[0] == "--help")
         std::cout << tavik::vellctl::kUsage;
+    else if (arguments.size() == 1 && arguments[0] == "--version")
+        std::cout << "vellctl " TAVIK_VERSION "\n";
     else
         tavik::vellctl::run(arguments);
     return 0;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -58,6 +59,17 @@ bool SetAside::take(int folder, const std::string& name) {
     if (::renameat(folder, name.c_str(), descriptor(), name.c_str()) != 0)
         failErrno(errno, path_ + "/" + name, "set it aside");
     return true;
+}
+
+void SetAside::keepName(int folder, const std::string& path) {
+    const int here = descriptor();
+    for (auto end = path.find('/'); end != std::string::npos; end = path.find('/', end + 1)) {
+        const std::string above = path.substr(0, end);
+        if (::mkdirat(here, above.c_str(), 0755) != 0 && errno != EEXIST)
+            failErrno(errno, path_ + "/" + above, "make the folder");
+    }
+    if (::linkat(folder, path.c_str(), here, path.c_str(), 0) != 0)
+        failErrno(errno, path_ + "/" + path, "set it aside");
 }
 
 void SetAside::keepCopy(const std::string& name, std::string_view bytes) {

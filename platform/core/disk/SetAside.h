@@ -19,6 +19,11 @@ class SetAside {
     /// failures.
     bool take(int folder, const std::string& name);
 
+    /// Gives a file below the open folder a second name here, below as many folders; it also stays
+    /// where it is. Links are not followed. Throws errno failures, also where the file system knows
+    /// no second names.
+    void keepName(int folder, const std::string& path);
+
     /// Writes a copy of a file that stays where it is.
     void keepCopy(const std::string& name, std::string_view bytes);
 

@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/core/net/Proxy.h"
 #include "platform/support/Environment.h"
 
 namespace tavik {
@@ -38,22 +39,6 @@ bool isAboutCertificates(CURLcode code) {
     return code == CURLE_PEER_FAILED_VERIFICATION || code == CURLE_SSL_CACERT_BADFILE ||
            code == CURLE_SSL_ISSUER_ERROR || code == CURLE_SSL_INVALIDCERTSTATUS ||
            code == CURLE_SSL_CRL_BADFILE;
-}
-
-/// libcurl's texts about a proxy repeat its address, which may hold a password.
-std::string withoutProxyPasswords(std::string text) {
-    for (const char* name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
-        const std::string proxy = environmentVariable(name).value_or("");
-        const std::size_t scheme = proxy.find("://");
-        const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
-        const std::size_t end = proxy.rfind('@');
-        if (end == std::string::npos || end <= start)
-            continue;
-        const std::string account = proxy.substr(start, end - start);
-        for (std::size_t at = 0; (at = text.find(account, at)) != std::string::npos; at += 3)
-            text.replace(at, account.size(), "***");
-    }
-    return text;
 }
 
 bool isRedirect(int status) {
@@ -142,8 +127,7 @@ bool Transfer::aim(const Address& address) {
     set(handle(), CURLOPT_URL, address.text().c_str());
     const bool secure = address.scheme() == Address::Scheme::https;
     set(handle(), CURLOPT_PROTOCOLS_STR, secure ? "https" : "http");
-    // http: is for this machine only, and stays on it. Null leaves the choice to the environment.
-    set(handle(), CURLOPT_PROXY, secure ? static_cast<const char*>(nullptr) : "");
+    set(handle(), CURLOPT_PROXY, proxyFor(address));
     if (plan_.whole.count() == 0)
         return true;
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(

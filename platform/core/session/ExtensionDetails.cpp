@@ -1,15 +1,11 @@
 #include "platform/core/session/ExtensionDetails.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/package/Manifest.h"
 #include "platform/core/status/Status.h"
-#include "platform/support/FileDescriptor.h"
 
 namespace tavik {
 namespace {
@@ -18,10 +14,12 @@ namespace fs = std::filesystem;
 
 std::string readManifest(const InventoryEntry& entry) {
     const std::string path = entry.folder + "/" + std::string(kManifestPath);
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const RegularFile file = openRegularFile(path, FinalLink::refused);
+    if (!file && file.error != 0)
+        failErrno(file.error, path, "open the file");
     if (!file)
-        failErrno(errno, path, "open the file");
-    return readUpTo(file.get(), JsonLimits().bytes);
+        fail(Status::storeDamaged, path, file.refusal);
+    return readUpTo(file.descriptor.get(), JsonLimits().bytes);
 }
 
 void countFiles(const std::string& folder, ExtensionDetails& details) {
@@ -33,7 +31,7 @@ void countFiles(const std::string& folder, ExtensionDetails& details) {
     }
 }
 
-/// The places where a link of the entry stands, and leads to its folder.
+/// The paths of the entry's links that lead to its folder.
 std::vector<std::string> linksOf(const InventoryEntry& entry, const ProductCatalog& products,
                                  const std::vector<StoreLocation>& locations) {
     std::vector<std::string> links;

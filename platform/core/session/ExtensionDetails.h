@@ -9,11 +9,11 @@
 
 namespace tavik {
 
-/// What the disk has of an installed extension, besides its row.
+/// What the disk holds of an installed extension, besides its row.
 struct ExtensionDetails {
-    std::string manifest;            ///< the bytes of its extension.json; empty: not there
+    std::string manifest;            ///< the bytes of its extension.json; empty if missing
     std::vector<std::string> links;  ///< absolute paths in host products' folders that lead to it
-    std::string feed;                ///< where its updates come from; empty: from nowhere
+    std::string feed;                ///< address of its updates; empty if it has none
     std::int64_t files = 0;
     std::int64_t bytes = 0;        ///< of the files together
     std::optional<Error> failure;  ///< why not all of this could be found

@@ -11,24 +11,25 @@
 
 namespace tavik {
 
-/// A product that an extension was made for, as this machine has it.
+/// A product that an extension was made for, and what this machine has of it.
 struct ProductFit {
     std::string name;         ///< internal name
-    std::string displayName;  ///< empty: not on this machine
-    bool fits = false;        ///< the product is here, in a version that the extension accepts
+    std::string displayName;  ///< empty if the product is not on this machine
+    bool fits = false;        ///< the product is installed in a version that the extension accepts
 };
 
-/// An installed extension with everything that its store knows of it.
+/// An installed extension with everything that its store records.
 struct InventoryEntry {
     ExtensionRow row;
     Scope scope = Scope::user;
-    bool isMasked = false;  ///< for all users, and switched off by this user, who has no own copy
-    std::string folder;     ///< absolute path of the installed files
+    bool isMasked =
+        false;           ///< in the shared store, disabled by this user, who has no copy of his own
+    std::string folder;  ///< absolute path of the installed files
     std::vector<ProductFit> products;  ///< in the manifest's order
 };
 
-/// All extensions of both stores as values, also those whose products are gone and those of the
-/// shared store that a copy of the user's own covers. It stays as it was read.
+/// All extensions of both stores as they were when read. It includes those whose products are gone,
+/// and those of the shared store of which the user has a copy of his own.
 class Inventory {
   public:
     /// A store that cannot be read has no entries here; failures() says why.
@@ -43,7 +44,8 @@ class Inventory {
 
     const std::vector<Error>& failures() const noexcept { return failures_; }
 
-    /// Why databases are not sound, whose rows had to be found from the installed folders.
+    /// For each database that is damaged or missing, why: its rows were made from the installed
+    /// folders.
     const std::vector<Error>& troubles() const noexcept { return troubles_; }
 
   private:

@@ -30,7 +30,8 @@ std::vector<std::size_t> matching(const std::vector<NamedExtension>& extensions,
     return found;
 }
 
-/// How many letters have to be put in, taken out or replaced to make one text of the other.
+/// The Levenshtein distance: how many letters must be inserted, deleted or replaced to turn one
+/// text into the other.
 std::size_t distance(std::string_view a, std::string_view b) {
     a = a.substr(0, kLongestCompared);
     b = b.substr(0, kLongestCompared);
@@ -49,7 +50,7 @@ std::size_t distance(std::string_view a, std::string_view b) {
     return row[b.size()];
 }
 
-/// How far the text is from an id or name; whoever names a part of it is near.
+/// The distance of the text from an id or name. A text that is a part of it is near.
 std::size_t distanceTo(const std::string& known, const std::string& text) {
     if (text.size() >= 3 && known.find(text) != std::string::npos)
         return 1;
@@ -67,7 +68,7 @@ std::string suggestionsFor(const std::vector<NamedExtension>& extensions, const 
     std::string suggestions;
     std::size_t count = 0;
     for (const auto& [far, known] : byDistance) {
-        // What shares no more than a letter or two with the text is no help.
+        // A suggestion that shares only a letter or two with the text does not help.
         if (count == kMostSuggestions || far > std::max<std::size_t>(2, folded.size() / 2))
             break;
         suggestions += (count++ == 0 ? "nearest: \"" : ", \"") + known + "\"";
@@ -96,7 +97,7 @@ std::string foldName(std::string_view text) {
                      static_cast<utf8proc_option_t>(UTF8PROC_DECOMPOSE | UTF8PROC_COMPAT |
                                                     UTF8PROC_CASEFOLD | UTF8PROC_STRIPMARK));
     const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(mapped, &std::free);
-    // What is no UTF-8 is compared as it stands.
+    // A text that is not UTF-8 is compared byte by byte.
     if (size < 0)
         return std::string(text);
     return {reinterpret_cast<const char*>(mapped), static_cast<std::size_t>(size)};

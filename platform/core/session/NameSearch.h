@@ -6,19 +6,19 @@
 
 namespace tavik {
 
-/// An extension as far as people can tell it.
+/// What people call an extension by.
 struct NamedExtension {
     std::string id;
     std::string name;
 };
 
-/// Which of `extensions` is meant by `text`, as a position in it. The first of these that any of
-/// them meets decides: the very id; the very name; the id in other letter case; the name but for
-/// letter case and accents. Several entries of one id, one in each store, are one extension, told
-/// by the first of them.
+/// Finds the extension that `text` names, and gives its position in `extensions`. These are tried
+/// in turn, and the first that any extension meets decides: the same id; the same name; the same id
+/// without regard to letter case; the same name without regard to letter case and accents. Entries
+/// with one id, one in each store, are one extension: the first of them is given.
 ///
-/// Throws Error about `text`: extensionNotFound, with up to three names and ids that are nearest to
-/// it, or ambiguousName with the ids of all that are meant.
+/// Throws Error about `text`: extensionNotFound, with the three nearest names and ids at the most,
+/// or ambiguousName with the ids of all that match.
 std::size_t findByName(const std::vector<NamedExtension>& extensions, const std::string& text);
 
 /// The text without differences of letter case and of accents, for comparing only.

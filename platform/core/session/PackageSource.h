@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/core/package/Version.h"
+#include "platform/core/store/StoreChange.h"
 
 namespace tavik {
 
@@ -14,6 +15,8 @@ struct PackageSource {
     std::optional<Version> version;     ///< exactly this one
     std::optional<Version> minVersion;  ///< this one or a newer one
     std::string sha256;                 ///< of the package; empty: any
+    /// Whether it may take the place of a newer version that is installed.
+    InstallDetails::OlderVersion olderVersion = InstallDetails::OlderVersion::refused;
 };
 
 }  // namespace tavik

@@ -108,7 +108,7 @@ const ExtensionCatalog& Session::catalog() {
         return *catalog_;
     location(Scope::user);
     ExtensionCatalog fresh = ExtensionCatalog::load(
-        locations(), [this](const StoreLocation& each) { return openOrLeaveOut(each); });
+        locations(), [this](const StoreLocation& each) { return rowsOf(each); });
     fresh.assignHandles(byHandle_);
     catalog_ = std::move(fresh);
     catalogIsCurrent_ = true;
@@ -149,6 +149,15 @@ std::optional<ExtensionTable> Session::openOrLeaveOut(const StoreLocation& locat
     }
 }
 
+/// The rows of a store as this session first read them: all steps of a command work with the same.
+/// Null where there is no store. Valid until this session changes a store.
+ExtensionTable* Session::rowsOf(const StoreLocation& location) {
+    auto found = tables_.find(location.scope);
+    if (found == tables_.end())
+        found = tables_.emplace(location.scope, openOrLeaveOut(location)).first;
+    return found->second ? &*found->second : nullptr;
+}
+
 bool Session::finishInterrupted(const StoreLocation& location) {
     try {
         auto folder = StoreFolder::open(location);
@@ -173,6 +182,7 @@ ExtensionHandle Session::handleFor(std::string_view idKey) const {
 /// into it.
 void Session::forgetCatalog() noexcept {
     catalogIsCurrent_ = false;
+    tables_.clear();
     lastInstalled_ = nullptr;
 }
 
@@ -217,7 +227,7 @@ ExtensionHandle Session::install(const std::string& path) {
     byHandle_.reserve(byHandle_.size() + 1);
     installed_.reserve(installed_.size() + 1);
 
-    installed.state = installInto(Scope::user, package, rules, Account::toBeAsked).state;
+    installed.state = installInto(Scope::user, package, rules, {}).state;
     const auto index = static_cast<std::size_t>(installed.handle);
     if (index == byHandle_.size())
         byHandle_.push_back(nullptr);
@@ -233,11 +243,11 @@ void Session::installForAll(const std::string& path) {
 
 ExtensionRow Session::install(const std::string& path, Scope scope) {
     const TrustRules rules = readRules();
-    return installInto(scope, Package::open(path, rules.policy.limits), rules, Account::toBeAsked);
+    return installInto(scope, Package::open(path, rules.policy.limits), rules, {});
 }
 
 ExtensionRow Session::installInto(Scope scope, const Package& package, const TrustRules& rules,
-                                  Account account) {
+                                  const InstallWish& wish) {
     const Manifest& manifest = package.manifest();
     requireAllowedExtension(rules.policy, manifest.idKey, package.path());
     requireFittingProduct(manifest, reachableProducts(), package.path());
@@ -245,7 +255,7 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
     // In the user's list, the user's copy takes the place of the one for all users.
     if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
         requireSameSigner(shared->signer, verified.signer, package.path());
-    if (manifest.requiresAccount && account == Account::toBeAsked)
+    if (manifest.requiresAccount && wish.account == InstallWish::Account::toBeAsked)
         identity_.requireAccount(manifest.id, manifest.name);
 
     Store target = store(scope);
@@ -254,15 +264,16 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
     const Progress progress = [&line](std::uint64_t done, std::uint64_t total) {
         line.show(done, total);
     };
-    // Who ends the program meanwhile would leave half an extension for the next change to delete.
+    // Ctrl-C during the install would leave half an extension for the next change to delete.
     const DeferredTermination untilTidy;
-    return target.install(package, {verified.signer, progress, verified.content});
+    return target.install(
+        package, {verified.signer, progress, verified.content, wish.olderVersion, wish.setAside});
 }
 
 std::optional<ExtensionRow> Session::rowIn(const StoreLocation& location,
                                            const std::string& idKey) {
-    auto table = openOrLeaveOut(location);
-    return table ? table->find(idKey) : std::nullopt;
+    ExtensionTable* table = rowsOf(location);
+    return table != nullptr ? table->find(idKey) : std::nullopt;
 }
 
 void Session::remove(ExtensionHandle handle) {
@@ -277,8 +288,9 @@ void Session::remove(ExtensionHandle handle) {
 
 void Session::removeForAll(const std::string& nameOrId) {
     // Only what is in the shared store counts, whatever the user's store holds.
+    auto table = openTable(shared_);
     const ExtensionCatalog shared = ExtensionCatalog::load(
-        {shared_}, [this](const StoreLocation& each) { return openTable(each); });
+        {shared_}, [&](const StoreLocation&) { return table ? &*table : nullptr; });
     const InstalledExtension& installed = shared.byNameOrId(nameOrId);
     forgetCatalog();
     store(Scope::shared).remove(std::string(installed.idKey), std::string(installed.name));
@@ -292,7 +304,7 @@ void Session::setState(ExtensionHandle handle, ExtensionState state) {
     store(Scope::user).setState(std::string(installed.idKey), std::string(installed.name), state);
 }
 
-/// Who may change the shared store switches the extension for everybody, anybody else for himself.
+/// A user who may change the shared store switches it for everybody, any other user for himself.
 void Session::setStateOfShared(const InstalledExtension& installed, ExtensionState state) {
     const std::string idKey(installed.idKey);
     const std::string name(installed.name);

@@ -2,6 +2,7 @@
 
 #include <LibTavikCoreLib.h>
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -29,8 +30,15 @@ struct StoreHistoryLine {
     Scope scope;
 };
 
-/// What lies between TavikInit and TavikTerminate: where the stores are, what has been read of
-/// them, and which handle names which extension. Everything is read when it is first asked for and
+/// A feed, and when it last worked.
+struct FeedInUse {
+    std::string namedBy;  ///< a product's name or an extension's id
+    std::string address;  ///< as it is named
+    std::string goodOn;   ///< see CachedFeed; empty: never, as far as this user knows
+};
+
+/// The state between TavikInit and TavikTerminate: where the stores are, what has been read of
+/// them, and which handle names which extension. Everything is read when it is first needed, and
 /// kept until this session changes a store. Failures are Errors with a Status.
 class Session {
   public:
@@ -39,7 +47,7 @@ class Session {
 
     Language language() const noexcept { return language_; }
 
-    /// The host products, for lists: Status::noHome where the user's part of them is out of reach.
+    /// The host products, for lists. Throws Status::noHome where the user's store has no place.
     const ProductCatalog& products();
 
     /// The same, and the failure of a store that cannot be read: it shows before the first list.
@@ -64,11 +72,12 @@ class Session {
     /// otherwise for the current user alone.
     void setState(ExtensionHandle handle, ExtensionState state);
 
-    /// Starts a check of what is installed now; one that is under way is ended. Failures show when
-    /// its results are asked for.
+    /// Starts a check for updates of what is installed now, and ends one that is running. Its
+    /// failures are thrown by the calls that ask for its results.
     void startUpdateCheck();
 
-    /// Waits for the check's end; what it could not remember for the next check is a warning.
+    /// Waits for the end of the check. A result that could not be saved for the next check is a
+    /// warning.
     void waitForUpdateCheck();
 
     /// The result of the check that was started, or else of one that is started now; waits for its
@@ -81,10 +90,10 @@ class Session {
     /// Downloads and installs the extension's update.
     void update(ExtensionHandle handle);
 
-    /// What the feeds offer that products and installed extensions name.
+    /// The offers of all feeds that products and installed extensions name.
     struct Search {
         std::vector<Offer> offers;    ///< see UpdateCheck::offers
-        std::vector<Error> failures;  ///< of feeds that are missing in it
+        std::vector<Error> failures;  ///< of feeds whose offers are missing
     };
     Search searchOffers();
 
@@ -94,19 +103,19 @@ class Session {
     ExtensionRow installOffered(const std::string& id, const std::optional<Version>& wanted,
                                 Scope scope);
 
-    // For programs that look at both stores as they are. Each call names a store: whether the other
-    // one holds the same id makes no difference.
+    // For programs that show or change one store at a time. Each call names its store; what the
+    // other store holds makes no difference.
 
     /// The stores that this user works with, the own one first.
     std::vector<StoreLocation> locations() const;
 
-    /// Policy and keys, read anew.
+    /// Reads the policy and the keys.
     TrustRules readRules() const;
 
-    /// What both stores hold now, whole.
+    /// Reads both stores whole.
     Inventory inventory();
 
-    /// What the disk has of it.
+    /// What the disk holds of it.
     ExtensionDetails details(const InventoryEntry& entry);
 
     /// Where a host application finds this user's extensions of the product.
@@ -115,7 +124,7 @@ class Session {
     ExtensionRow install(const std::string& path, Scope scope);
     /// Throws Error (wrongExtension, downloadDiffers) where the package is not what it must be.
     ExtensionRow install(const PackageSource& source, Scope scope);
-    /// The version that would be installed then.
+    /// The version that such an install would bring.
     std::string versionOf(const PackageSource& source, Scope scope);
     void remove(const InventoryEntry& entry);
     void setState(const InventoryEntry& entry, ExtensionState state);
@@ -127,13 +136,32 @@ class Session {
     const Offer* findUpdate(const InventoryEntry& entry);
     void update(const InventoryEntry& entry);
 
+    /// Offers of the very versions that are installed, in the feeds that have their updates.
+    struct SameVersions {
+        TrustRules rules;
+        std::unique_ptr<UpdateCheck> check;
+    };
+    /// Looks for those of the entries, which are all of one store.
+    SameVersions findSameVersions(const std::vector<InventoryEntry>& entries);
+    /// Installs such an offer, with all checks of an update. `setAside` is told where those files
+    /// of the extension are kept that are not in the package.
+    void reinstall(const InventoryEntry& entry, const SameVersions& found,
+                   const SetAsideSink& setAside);
+
     /// The changes of both stores, the oldest first.
     std::vector<StoreHistoryLine> history();
 
-    /// Brings a store in order: see Store::repair.
+    /// All feeds that products and installed extensions name.
+    struct Feeds {
+        std::vector<FeedInUse> feeds;
+        std::optional<Error> failure;  ///< why it is not known when they were good
+    };
+    Feeds feeds();
+
+    /// See Store::repair.
     void repair(Scope scope);
 
-    /// Mirrors feeds that this machine believes.
+    /// Copies feeds whose signatures this machine accepts into a folder.
     MirrorReport mirror(const std::vector<std::string>& addresses, const std::string& folder);
 
     IdentityService& identity() noexcept { return identity_; }
@@ -143,11 +171,17 @@ class Session {
     void forgetCatalog() noexcept;
     const ProductCatalog& reachableProducts();
     const StoreLocation& location(Scope scope) const;
-    enum class Account { toBeAsked, asked };
+    /// How a package is installed that has passed the checks of its source.
+    struct InstallWish {
+        enum class Account { toBeAsked, asked } account = Account::toBeAsked;
+        InstallDetails::OlderVersion olderVersion = InstallDetails::OlderVersion::refused;
+        SetAsideSink setAside{};
+    };
     ExtensionRow installInto(Scope scope, const Package& package, const TrustRules& rules,
-                             Account account);
+                             const InstallWish& wish);
     std::optional<ExtensionTable> openTable(const StoreLocation& location);
     std::optional<ExtensionTable> openOrLeaveOut(const StoreLocation& location);
+    ExtensionTable* rowsOf(const StoreLocation& location);
     bool finishInterrupted(const StoreLocation& location);
     ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
@@ -164,11 +198,13 @@ class Session {
     std::string cacheFile() const;
     UpdateCheckInput updateCheckInput(const TrustRules& rules);
     std::unique_ptr<UpdateCheck> askFeeds(AskedFeeds asked, const TrustRules& rules);
+    std::unique_ptr<UpdateCheck> runCheck(UpdateCheckInput input) const;
 
     Language language_;
     std::optional<StoreLocation> user_;
     StoreLocation shared_;
     std::optional<ProductCatalog> products_;
+    std::map<Scope, std::optional<ExtensionTable>> tables_;  ///< as the catalog was read from them
     std::optional<ExtensionCatalog> catalog_;
     bool catalogIsCurrent_ = false;
     std::vector<const InstalledExtension*> byHandle_;

@@ -15,6 +15,10 @@ Address addressOf(const std::string& text) try {
     fail(Status::addressRefused, text, error.what());
 }
 
+bool isAddress(const std::string& place) {
+    return place.find("://") != std::string::npos;
+}
+
 std::string digestOf(const PackageFile& file) {
     constexpr std::uint64_t kPieceBytes = std::uint64_t{1} << 20;
     const auto digest = loadOnline().crypto().sha256();
@@ -46,15 +50,19 @@ void requireWanted(const PackageSource& source, const Package& package) {
 
 ExtensionRow Session::install(const PackageSource& source, Scope scope) {
     const TrustRules rules = readRules();
-    return installInto(scope, openSource(source, scope, rules), rules, Account::toBeAsked);
+    InstallWish wish;
+    wish.olderVersion = source.olderVersion;
+    return installInto(scope, openSource(source, scope, rules), rules, wish);
 }
 
 std::string Session::versionOf(const PackageSource& source, Scope scope) {
     const TrustRules rules = readRules();
     if (source.place.empty())
         return wantedOffer(source, rules).item.version.text();
-    return source.version ? source.version->text()
-                          : openSource(source, scope, rules).manifest().version.text();
+    // What is far away is not loaded where its version is known.
+    if (source.version && isAddress(source.place))
+        return source.version->text();
+    return openSource(source, scope, rules).manifest().version.text();
 }
 
 Offer Session::wantedOffer(const PackageSource& source, const TrustRules& rules) {
@@ -78,7 +86,7 @@ Package Session::openSource(const PackageSource& source, Scope scope, const Trus
     if (source.place.empty())
         return openOffered(source, scope, rules);
     std::optional<Package> package;
-    if (source.place.find("://") == std::string::npos) {
+    if (!isAddress(source.place)) {
         package = Package::open(source.place, rules.policy.limits);
         if (!source.sha256.empty())
             requireDigest(source, digestOf(package->file()));

@@ -10,6 +10,15 @@
 namespace tavik {
 namespace {
 
+constexpr const char* kCacheName = "/feeds.db";
+
+/// The spelling under which a feed is remembered.
+std::string keptAddress(const std::string& address) try {
+    return Address::parse(address).text();
+} catch (const AddressError&) {
+    return address;  // It was never asked.
+}
+
 UpdatableExtension updatable(const ExtensionRow& row) {
     UpdatableExtension extension;
     extension.id = row.id;
@@ -48,8 +57,8 @@ UpdateCheckInput Session::updateCheckInput(const TrustRules& rules) {
     UpdateCheckInput input;
     std::unordered_set<std::string> known;
     for (const auto& each : locations()) {
-        auto table = openOrLeaveOut(each);
-        for (const auto& row : table ? table->readAll() : std::vector<ExtensionRow>())
+        ExtensionTable* table = rowsOf(each);
+        for (const auto& row : table != nullptr ? table->readAll() : std::vector<ExtensionRow>())
             if (known.insert(row.idKey).second)
                 input.extensions.push_back(updatable(row));
     }
@@ -66,14 +75,36 @@ UpdateCheckInput Session::updateCheckInput(const TrustRules& rules) {
 std::string Session::cacheFile() const {
     const StoreLocation& user = location(Scope::user);
     try {
-        return StoreFolder::create(user).path() + "/feeds.db";
+        return StoreFolder::create(user).path() + kCacheName;
     } catch (const Error& error) {
         // What stands in a folder of somebody else decides nothing here.
         if (error.status() == static_cast<int>(Status::storeUnsafe))
             throw;
         // If no store can be made, the check warns that it could not save what it learned.
-        return user.familyFolder() + "/feeds.db";
+        return user.familyFolder() + kCacheName;
     }
+}
+
+Session::Feeds Session::feeds() {
+    Feeds found;
+    for (const auto& product : reachableProducts().products())
+        if (!product.updateFeed.empty())
+            found.feeds.push_back({product.name, product.updateFeed, ""});
+    const Inventory now = inventory();
+    for (const auto& entry : now.entries())
+        if (!entry.row.updateUrl.empty())
+            found.feeds.push_back({entry.row.id, entry.row.updateUrl, ""});
+    try {
+        const auto folder = user_ ? StoreFolder::open(*user_) : std::nullopt;
+        const auto days = folder ? readGoodDays(folder->path() + kCacheName)
+                                 : std::map<std::string, std::string>();
+        for (FeedInUse& feed : found.feeds)
+            if (const auto known = days.find(keptAddress(feed.address)); known != days.end())
+                feed.goodOn = known->second;
+    } catch (const Error& error) {
+        found.failure = error;
+    }
+    return found;
 }
 
 void Session::startUpdateCheck() {
@@ -115,19 +146,46 @@ void Session::update(ExtensionHandle handle) {
     const Offer offer = updateOf(handle);
     const auto row = rowIn(location(scope), offer.item.idKey);
     // Asked before the download if it is already known to be needed.
-    const Account account = row && row->requiresAccount ? Account::asked : Account::toBeAsked;
-    if (account == Account::asked)
+    InstallWish wish;
+    if (row && row->requiresAccount) {
         identity_.requireAccount(row->id, row->name);
+        wish.account = InstallWish::Account::asked;
+    }
 
     const TrustRules rules = updateRules_.value();  // what the offer was judged by
     const Package package = downloadOffer(offer, scope, rules);
     requireOffered(offer, package.manifest().idKey, package.manifest().version);
-    installInto(scope, package, rules, account);
+    installInto(scope, package, rules, wish);
+}
+
+Session::SameVersions Session::findSameVersions(const std::vector<InventoryEntry>& entries) {
+    SameVersions found{readRules(), nullptr};
+    UpdateCheckInput input = updateCheckInput(found.rules);
+    input.extensions.clear();
+    for (const InventoryEntry& entry : entries)
+        input.extensions.push_back(updatable(entry.row));
+    input.sought = Sought::sameVersion;
+    found.check = runCheck(std::move(input));
+    return found;
+}
+
+void Session::reinstall(const InventoryEntry& entry, const SameVersions& found,
+                        const SetAsideSink& setAside) {
+    const Offer& offer = found.check->updateOf(entry.row.idKey);
+    const Package package = downloadOffer(offer, entry.scope, found.rules);
+    requireOffered(offer, package.manifest().idKey, package.manifest().version);
+    InstallWish wish;
+    wish.setAside = setAside;
+    installInto(entry.scope, package, found.rules, wish);
 }
 
 std::unique_ptr<UpdateCheck> Session::askFeeds(AskedFeeds asked, const TrustRules& rules) {
     UpdateCheckInput input = updateCheckInput(rules);
     input.asked = asked;
+    return runCheck(std::move(input));
+}
+
+std::unique_ptr<UpdateCheck> Session::runCheck(UpdateCheckInput input) const {
     auto check = std::make_unique<UpdateCheck>(std::move(input));
     check->run();
     if (check->warning())

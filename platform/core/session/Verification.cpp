@@ -1,19 +1,16 @@
 #include "platform/core/session/Verification.h"
 
 #include <fcntl.h>
-#include <libdeflate.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
 #include <optional>
 #include <set>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/StoreFolder.h"
-#include "platform/core/store/FileList.h"
+#include "platform/core/store/FileComparison.h"
 #include "platform/core/store/FolderName.h"
 
 namespace tavik {
@@ -22,36 +19,24 @@ namespace {
 namespace fs = std::filesystem;
 using Kind = StoreProblem::Kind;
 
-/// Where the link at the path leads; empty where there is none.
+/// The target of the link at the path; empty where there is no link.
 std::string targetOf(const std::string& path) {
     std::error_code fault;
     return fs::read_symlink(path, fault).string();
 }
 
-bool hasContent(int file, const InstalledFile& recorded) {
-    std::vector<char> piece(std::size_t{1} << 20);
-    std::uint32_t crc = 0;
-    std::uint64_t size = 0;
-    for (ssize_t count = 0; (count = ::read(file, piece.data(), piece.size())) > 0;) {
-        crc = libdeflate_crc32(crc, piece.data(), static_cast<std::size_t>(count));
-        size += static_cast<std::uint64_t>(count);
+/// How the file differs from what was recorded; nothing where it does not.
+std::optional<Kind> problemOf(int folder, const InstalledFile& recorded) {
+    switch (differenceOf(folder, recorded)) {
+        case FileDifference::missing:
+            return Kind::missing;
+        case FileDifference::content:
+            return Kind::changed;
+        case FileDifference::rights:
+            return Kind::rights;
+        case FileDifference::none:
+            break;
     }
-    return size == recorded.size && crc == recorded.crc;
-}
-
-/// How the file at the path differs from what was recorded; nothing where it does not.
-std::optional<Kind> differenceOf(const std::string& path, const InstalledFile& recorded) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info {};
-    if (!file && errno == ENOENT)
-        return Kind::missing;
-    if (!file || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode))
-        return Kind::changed;
-    if (static_cast<std::uint64_t>(info.st_size) != recorded.size ||
-        !hasContent(file.get(), recorded))
-        return Kind::changed;
-    if (((info.st_mode & S_IXUSR) != 0) != recorded.isExecutable)
-        return Kind::rights;
     return std::nullopt;
 }
 
@@ -95,17 +80,23 @@ class Verification {
     std::vector<StoreProblem> take() { return std::move(problems_); }
 
   private:
-    /// What an earlier version installed has no list: nothing is known of its files.
+    /// What an earlier version installed has no list, so nothing is known of its files.
     void checkFiles(const InventoryEntry& entry, const StoreLocation& location) {
         const auto store = StoreFolder::open(location);
         const FileDescriptor content = store ? store->existingSubfolder("ext") : FileDescriptor();
         const auto list = content ? readFileList(content.get(), entry.row.folder) : std::nullopt;
-        if (!list)
+        if (!list) {
+            problems_.push_back({entry.row.id, entry.folder, Kind::noList});
             return;
+        }
+        const FileDescriptor folder(::openat(content.get(), entry.row.folder.c_str(),
+                                             O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (!folder)
+            failErrno(errno, entry.folder, "open the folder");
         std::set<std::string> listed;
         for (const InstalledFile& file : list->files) {
             listed.insert(entry.folder + "/" + file.path);
-            if (const auto kind = differenceOf(entry.folder + "/" + file.path, file))
+            if (const auto kind = problemOf(folder.get(), file))
                 problems_.push_back({entry.row.id, entry.folder + "/" + file.path, *kind});
         }
         for (const auto& item : fs::recursive_directory_iterator(entry.folder)) {
@@ -126,7 +117,7 @@ class Verification {
             problems_.push_back({entry.row.id, path, Kind::wrongLink});
     }
 
-    /// Where both stores have their links in one folder, the user's own copy has the place.
+    /// Where both stores keep their links in one folder, the link leads to the user's own copy.
     bool leadsToOwnCopy(const InventoryEntry& entry, const std::string& target) const {
         const InventoryEntry* own = inventory_.find(Scope::user, entry.row.idKey);
         return entry.scope == Scope::shared && own != nullptr && target == own->folder;

@@ -7,13 +7,14 @@
 
 namespace tavik {
 
-/// Something in a store that is not as the rows say.
+/// A difference between a store and what its rows say.
 struct StoreProblem {
     enum class Kind {
         missing,  ///< a file that was installed
         changed,  ///< its size or its content
         extra,    ///< a file that was not installed
         rights,   ///< the executable bit
+        noList,   ///< nothing is known of its files: an earlier version installed it
         noFolder,
         noRow,
         noLink,
@@ -21,8 +22,8 @@ struct StoreProblem {
         database
     };
 
-    std::string id;    ///< of the extension; empty: of none
-    std::string path;  ///< what is missing, or wrong
+    std::string id;    ///< of the extension; empty where it belongs to none
+    std::string path;  ///< the file, folder or link that is missing or wrong
     Kind kind;
 };
 

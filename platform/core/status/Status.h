@@ -6,11 +6,12 @@
 
 namespace tavik {
 
-/// The core's statuses: one for each cause, -1 to -90, never given a second meaning.
+/// The core's statuses: one for each cause, -1 to -90, never given a second meaning. Their texts in
+/// four languages stand in RequestTexts.h, StoreTexts.h, OnlineTexts.h and ToolTexts.h.
 enum class Status : int {
     success = 0,
 
-    // How the interface is used.
+    // How the interface is used: RequestTexts.h.
     invalidArgument = -1,
     noSession = -2,
     unknownHandle = -3,
@@ -18,13 +19,13 @@ enum class Status : int {
     outOfMemory = -5,
     internalError = -6,
 
-    // What is asked for.
+    // What is asked for: RequestTexts.h.
     extensionNotFound = -7,
     ambiguousName = -8,
     productNotFound = -9,
     installedForAllUsers = -10,
 
-    // Packages.
+    // Packages: RequestTexts.h.
     packageUnreadable = -11,
     packageDamaged = -12,
     packageUnsafe = -13,
@@ -34,7 +35,7 @@ enum class Status : int {
     noFittingProduct = -17,
     olderVersion = -18,
 
-    // The store.
+    // The store: StoreTexts.h.
     noHome = -20,
     storeUnsafe = -21,
     storeNewer = -22,
@@ -47,7 +48,7 @@ enum class Status : int {
     productInvalid = -29,
     policyInvalid = -30,
 
-    // Updates.
+    // Updates: OnlineTexts.h.
     updatesUnavailable = -31,
     noUpdate = -32,
     feedUnreachable = -33,
@@ -63,18 +64,18 @@ enum class Status : int {
     certificateRefused = -43,
     notOffered = -44,
 
-    // The identity service.
+    // The identity service: OnlineTexts.h.
     endPointInvalid = -45,
     endPointMissing = -46,
     credentialsMissing = -47,
     accountRefused = -48,
     identityUnreachable = -49,
 
-    // What a store repairs by itself, and tells.
+    // What a store repairs by itself, and tells: OnlineTexts.h.
     storeRebuilt = -50,
     filesMissing = -51,
 
-    // Trust.
+    // Trust: OnlineTexts.h.
     signatureMissing = -55,
     signerUnknown = -56,
     signatureWrong = -57,
@@ -84,7 +85,7 @@ enum class Status : int {
     policyForbids = -61,
     signerRevoked = -62,
 
-    // Work for people and scripts.
+    // Work for people and scripts: ToolTexts.h.
     outputFailed = -75,
     cancelled = -76,
     stateFileInvalid = -77,

@@ -4,13 +4,17 @@
 #include "platform/core/status/Status.h"
 #include "platform/core/store/FolderName.h"
 
+// What each change does first, and why, stands in Store.h; the steps of one change in
+// StoreChange.h.
+
 namespace tavik {
 namespace {
 
 void requireReplaceable(const ExtensionRow& installed, const Package& package,
                         const InstallDetails& details) {
     const Version& version = package.manifest().version;
-    if (version < installed.version)
+    if (details.olderVersion == InstallDetails::OlderVersion::refused &&
+        version < installed.version)
         fail(Status::olderVersion, package.path(),
              "installed: " + installed.version.text() + "; package: " + version.text());
     requireSameSigner(installed.signer, details.signer, package.path());
@@ -130,6 +134,9 @@ ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& det
     row.installedAt = line.time;
     row.installedBy = line.by;
     links_.prepare(row, change.lock());
+    if (before && details.setAside)
+        if (const std::string path = change.setAsideOther(*before, package); !path.empty())
+            details.setAside(path);
     // A copy of its own: once the store has changed, no memory may be needed outside of a warning.
     const std::optional<ExtensionRow> after = row;
 

@@ -42,8 +42,8 @@ class Store {
     Store& operator=(const Store&) = delete;
 
     /// Installs a package that fits a product, or replaces the installed version with it; a
-    /// replaced extension keeps its state. Refuses an older version than the installed one, and
-    /// another signer than the installed one's.
+    /// replaced extension keeps its state. Refuses an older version than the installed one unless
+    /// the details allow it, and another signer than the installed one's.
     ExtensionRow install(const Package& package, const InstallDetails& details);
 
     /// Throws Status::extensionNotFound where there is none; `name` stands for it in failures.

@@ -14,10 +14,13 @@
 #include "platform/core/status/Status.h"
 #include "platform/core/store/ChangeMark.h"
 #include "platform/core/store/EarlierForm.h"
+#include "platform/core/store/FileComparison.h"
 #include "platform/core/store/FileList.h"
 #include "platform/core/store/FolderName.h"
 #include "platform/core/store/Rebuild.h"
 #include "platform/core/store/StoreImage.h"
+
+// The steps and the crash that each of them answers stand in StoreChange.h.
 
 namespace tavik {
 namespace {
@@ -27,6 +30,7 @@ constexpr const char* kUpgraded = "upgraded";
 constexpr const char* kDamaged = "damaged";
 constexpr const char* kUnknown = "unknown";
 constexpr const char* kUndeletable = "undeletable";
+constexpr const char* kReplaced = "replaced";
 
 /// Makes the file, lets `write` fill it and gives its inode number.
 template <class Write>
@@ -204,6 +208,16 @@ void StoreChange::mark() {
     if (!isMarked_)
         setMark(staging_.get(), isFirst() ? MarkKind::first : MarkKind::usual);
     isMarked_ = true;
+}
+
+std::string StoreChange::setAsideOther(const ExtensionRow& row, const Package& package) {
+    const FileDescriptor folder(::openat(content_.get(), row.folder.c_str(),
+                                         O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const auto others = folder ? filesBeside(package, folder.get()) : std::vector<std::string>();
+    SetAside place(folder_, kReplaced);
+    for (const std::string& path : others)
+        place.keepName(folder.get(), path);
+    return others.empty() ? "" : place.path();
 }
 
 void StoreChange::publish(const Package& package, const ExtensionRow& row,

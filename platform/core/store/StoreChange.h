@@ -20,11 +20,20 @@ namespace tavik {
 /// Told of trouble that does not undo a change: the next change repairs it.
 using WarningSink = std::function<void(const Error&)>;
 
+/// Told where files were set aside.
+using SetAsideSink = std::function<void(const std::string& path)>;
+
 /// What an install is told besides the package.
 struct InstallDetails {
+    enum class OlderVersion { refused, allowed };
+
     Signer signer;
     Progress progress;                            ///< may be empty
     std::shared_ptr<const ContentCheck> content;  ///< what the files are compared with; may be null
+    OlderVersion olderVersion = OlderVersion::refused;  ///< than the installed one
+    /// Where this is not empty, the files of the replaced folder that the package does not have
+    /// are set aside before anything changes.
+    SetAsideSink setAside{};
 };
 
 /// One change of a store, under its lock: the steps that Store puts together.
@@ -85,6 +94,10 @@ class StoreChange {
 
     /// Makes the mark, where this change has not made it yet.
     void mark();
+
+    /// Sets the files of the row's folder aside that the package does not have with that content.
+    /// They stay where they are, and get a second name. Where that was, or empty.
+    std::string setAsideOther(const ExtensionRow& row, const Package& package);
 
     /// Extracts the package and names it `ext/FOLDER`, its list of files beside it.
     void publish(const Package& package, const ExtensionRow& row, const InstallDetails& details);

@@ -1,12 +1,16 @@
 #include "platform/core/updates/FeedDatabase.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
+#include <cerrno>
 
 #include "platform/core/disk/NetworkDisk.h"
+#include "platform/core/disk/SafeFolder.h"
 #include "platform/core/status/SqliteFailure.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/updates/Feed.h"
 
 namespace tavik {
 namespace {
@@ -15,7 +19,7 @@ constexpr std::chrono::seconds kBusyTimeout{10};
 
 // "Tavf": tells our file from any other that SQLite could open.
 constexpr std::int64_t kApplicationId = 0x54617666;
-constexpr std::int64_t kSchemaVersion = 2;
+constexpr std::int64_t kSchemaVersion = 3;
 
 // A commit does not wait for the disk unless it moves the log. A power cut may undo the last
 // commits. It never leaves half of one.
@@ -35,7 +39,8 @@ CREATE TABLE feed (
     serial       INTEGER NOT NULL,
     signature    TEXT    NOT NULL,
     body         TEXT    NOT NULL,
-    signer       TEXT    NOT NULL DEFAULT ''
+    signer       TEXT    NOT NULL DEFAULT '',
+    goodOn       TEXT    NOT NULL DEFAULT ''
 ) STRICT;
 CREATE TABLE seenVersion (
     address TEXT NOT NULL,
@@ -45,24 +50,35 @@ CREATE TABLE seenVersion (
     PRIMARY KEY (address, idKey, version)
 ) STRICT, WITHOUT ROWID;
 PRAGMA application_id = 0x54617666;
-PRAGMA user_version = 2;
+PRAGMA user_version = 3;
 )sql";
 // Form 1 did not know who signed a feed.
-constexpr const char* kUpgradeSchema = R"sql(
+constexpr const char* kUpgradeForm1 = R"sql(
 ALTER TABLE feed ADD COLUMN signer TEXT NOT NULL DEFAULT '';
 PRAGMA user_version = 2;
 )sql";
+// Form 2 did not know when a feed was last good.
+constexpr const char* kUpgradeForm2 = R"sql(
+ALTER TABLE feed ADD COLUMN goodOn TEXT NOT NULL DEFAULT '';
+PRAGMA user_version = 3;
+)sql";
+
+constexpr std::int64_t kNoSerial = -1;
+
+constexpr const char* kSuffixes[] = {"", "-wal", "-shm", "-journal"};
 
 constexpr std::string_view kFind =
-    "SELECT etag, lastModified, serial, signature, body, signer FROM feed WHERE address = ?1";
+    "SELECT etag, lastModified, serial, signature, body, signer, goodOn FROM feed WHERE address = "
+    "?1";
 constexpr std::string_view kSeen =
     "SELECT idKey, version, sha256 FROM seenVersion WHERE address = ?1";
 constexpr std::string_view kPutFeed =
-    "INSERT INTO feed VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT (address) DO UPDATE SET"
-    " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6, signer = ?7 WHERE ?4 "
-    ">= serial";
+    "INSERT INTO feed VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) ON CONFLICT (address) DO UPDATE SET"
+    " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6, signer = ?7,"
+    " goodOn = ?8 WHERE ?4 >= serial OR serial = ?9";
 constexpr std::string_view kPutSeen =
     "INSERT INTO seenVersion VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING";
+constexpr std::string_view kGoodDays = "SELECT address, goodOn FROM feed";
 
 struct Identity {
     std::int64_t form, application;
@@ -85,12 +101,14 @@ Identity identityOf(Database& database) {
     return {database.pragmaNumber("user_version"), database.pragmaNumber("application_id")};
 }
 
-/// Brings a file of form 1 to the present one; its form now.
+/// Brings a file of an earlier form to the present one; its form now.
 std::int64_t upgrade(Database& database) {
     Transaction transaction(database, Transaction::Kind::write);
     // Another process may have done it meanwhile.
     if (database.pragmaNumber("user_version") == 1)
-        database.execute(kUpgradeSchema);
+        database.execute(kUpgradeForm1);
+    if (database.pragmaNumber("user_version") == 2)
+        database.execute(kUpgradeForm2);
     transaction.commit();
     return database.pragmaNumber("user_version");
 }
@@ -105,7 +123,8 @@ std::optional<CachedFeed> readCopy(Statement& select, const std::string& address
                       select.number(2),
                       std::string(select.text(3)),
                       std::string(select.text(4)),
-                      std::string(select.text(5))};
+                      std::string(select.text(5)),
+                      std::string(select.text(6))};
 }
 
 std::vector<SeenVersion> readSeen(Statement& select, const std::string& address) {
@@ -131,8 +150,8 @@ auto FeedDatabase::guarded(Work work) {
             if (!isDamage(error))
                 throw;
             database_.reset();
-            for (const char* suffix : {"", "-wal", "-shm", "-journal"})
-                ::unlink((file_ + suffix).c_str());
+            for (const char* suffix : kSuffixes)
+                ::unlinkat(folder_.get(), (name_ + suffix).c_str(), 0);
             return work();
         }
     } catch (const SqliteError& error) {
@@ -142,21 +161,51 @@ auto FeedDatabase::guarded(Work work) {
 
 FeedDatabase::FeedDatabase(std::string file)
     : file_(std::move(file)),
-      isOnNetwork_(isOnNetwork(std::filesystem::path(file_).parent_path().string())) {
-    if (::access(file_.c_str(), F_OK) == 0)
+      name_(file_.substr(file_.rfind('/') + 1)),
+      folder_(openSafeFolder(file_.substr(0, file_.rfind('/')))),
+      isOnNetwork_(isOnNetwork(folder_.get())) {
+    if (folder_)
         guarded([this] { open(SQLITE_OPEN_READWRITE); });
 }
 
+/// Looks at the database and at the files that SQLite keeps beside it. Only root and the current
+/// user may write to the folder, so what was found stays so.
+bool FeedDatabase::exists() const {
+    bool isThere = false;
+    for (const char* suffix : kSuffixes) {
+        const bool isFound =
+            hasSafeFile(folder_.get(), name_ + suffix, {file_ + suffix, Status::storeUnsafe});
+        isThere = isThere || (isFound && *suffix == '\0');
+    }
+    return isThere;
+}
+
+/// SQLite opens files by their path alone, so it shows only afterwards whether that still led to
+/// the folder that was checked.
+void FeedDatabase::requireChecked(const Database& database) const {
+    int isMoved = 0;
+    sqlite3_file_control(database.get(), "main", SQLITE_FCNTL_HAS_MOVED, &isMoved);
+    struct stat opened {};
+    struct stat checked {};
+    if (isMoved != 0 || ::stat(file_.c_str(), &opened) != 0 ||
+        ::fstatat(folder_.get(), name_.c_str(), &checked, AT_SYMLINK_NOFOLLOW) != 0 ||
+        opened.st_dev != checked.st_dev || opened.st_ino != checked.st_ino)
+        fail(Status::storeUnsafe, file_, "its folder was exchanged meanwhile");
+}
+
 void FeedDatabase::open(int flags) {
-    if (database_ || ((flags & SQLITE_OPEN_CREATE) == 0 && ::access(file_.c_str(), F_OK) != 0))
+    if (!folder_)
+        failErrno(ENOENT, file_, "open its folder");
+    if (database_ || (!exists() && (flags & SQLITE_OPEN_CREATE) == 0))
         return;
     Database database(file_, flags, kBusyTimeout);
+    requireChecked(database);
     // Moving the log into the file at the end would slow short runs down.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     if (isOnNetwork_)
         leaveLog(database);
     auto [form, application] = identityOf(database);
-    if (application == kApplicationId && form == 1)
+    if (application == kApplicationId && (form == 1 || form == 2))
         form = upgrade(database);
     if (application == kApplicationId && form > kSchemaVersion)
         fail(Status::storeNewer, file_,
@@ -194,7 +243,7 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
             database_->execute(kCreateSchema);
         Statement putFeed(*database_, kPutFeed);
         Statement putSeen(*database_, kPutSeen);
-        for (const auto& [copy, versions] : feeds) {
+        for (const auto& [copy, versions, restarts] : feeds) {
             putFeed.bind(1, copy.address)
                 .bind(2, copy.etag)
                 .bind(3, copy.lastModified)
@@ -202,6 +251,8 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
                 .bind(5, copy.signature)
                 .bind(6, copy.body)
                 .bind(7, copy.signer)
+                .bind(8, copy.goodOn)
+                .bind(9, restarts ? kMaxFeedSerial : kNoSerial)
                 .run();
             for (const auto& seen : versions)
                 putSeen.bind(1, copy.address)
@@ -212,6 +263,22 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
         }
         transaction.commit();
     });
+}
+
+std::map<std::string, std::string> readGoodDays(const std::string& file) try {
+    std::map<std::string, std::string> days;
+    if (::access(file.c_str(), F_OK) != 0)
+        return days;
+    Database database(file, SQLITE_OPEN_READONLY, kBusyTimeout);
+    const auto [form, application] = identityOf(database);
+    if (application != kApplicationId || form != kSchemaVersion)
+        return days;
+    Statement select(database, kGoodDays);
+    while (select.step())
+        days.emplace(select.text(0), select.text(1));
+    return days;
+} catch (const SqliteError& error) {
+    failSqlite(error, file);
 }
 
 }  // namespace tavik

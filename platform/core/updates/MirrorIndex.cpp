@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/package/PathRules.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
@@ -29,11 +30,12 @@ std::int64_t numberIn(const JsonObject& entry, std::string_view name) {
 
 MirrorIndex MirrorIndex::read(const std::string& folder) {
     MirrorIndex index;
-    const FileDescriptor file(::open((folder + kName).c_str(), O_RDONLY | O_CLOEXEC));
+    const RegularFile file = openRegularFile(folder + kName, FinalLink::refused);
     if (!file)
         return index;
     try {
-        const auto document = parseJson(readUpTo(file.get(), kMaxIndexBytes), {kMaxIndexBytes, 8});
+        const auto document =
+            parseJson(readUpTo(file.descriptor.get(), kMaxIndexBytes), {kMaxIndexBytes, 8});
         const JsonValue* files = JsonObject(document, "$").neededArray("files");
         for (const auto& value : files->GetArray()) {
             const JsonObject entry(value, "$.files");

@@ -22,6 +22,12 @@ enum class AskedFeeds {
     all
 };
 
+/// Which version of an installed extension a check looks for.
+enum class Sought {
+    update,      ///< see chooseUpdate
+    sameVersion  ///< the very one that is installed, to install it again
+};
+
 /// What a check works on: a snapshot of the store, so that the check needs none of its locks.
 struct UpdateCheckInput {
     std::vector<UpdatableExtension> extensions;
@@ -30,6 +36,7 @@ struct UpdateCheckInput {
     FeedVerifier verify;                     ///< empty: no signature is fetched or checked
     Policy policy;                           ///< what may be asked and offered, and where
     AskedFeeds asked = AskedFeeds::ofExtensions;
+    Sought sought = Sought::update;
     FetchBounds bounds;
 };
 
@@ -48,8 +55,8 @@ class UpdateCheck {
     /// Makes run() come back without waiting for servers. From any thread.
     void cancel() noexcept { fetcher_->cancel(); }
 
-    /// The extension's update. Throws Error: noUpdate where there is none, the failure of its feed
-    /// where that kept it from being found, versionRepublished.
+    /// The extension's update, or whatever version was sought. Throws Error: noUpdate where there
+    /// is none, the failure of its feed where that kept it from being found, versionRepublished.
     const Offer& updateOf(const std::string& idKey) const;
 
     /// The updates of the product's extensions, in the order of the extensions in the input. Throws
@@ -102,6 +109,7 @@ class UpdateCheck {
     void keep(FeedDatabase& cache);
     Offer offerOf(const FeedItem& item, const FeedRetrieval& source, std::string name) const;
     void find(const UpdatableExtension& extension, Finding& finding) const;
+    const FeedItem* choose(const Feed& feed, const UpdatableExtension& extension) const;
     const UpdatableProduct* product(const std::string& name) const;
 
     UpdateCheckInput input_;

@@ -1,10 +1,10 @@
 #include <array>
 #include <iterator>
 
-#include "platform/core/status/OnlineCauses.h"
-#include "platform/core/status/RequestCauses.h"
-#include "platform/core/status/StoreCauses.h"
-#include "platform/core/status/ToolCauses.h"
+#include "platform/core/status/OnlineTexts.h"
+#include "platform/core/status/RequestTexts.h"
+#include "platform/core/status/StoreTexts.h"
+#include "platform/core/status/ToolTexts.h"
 
 namespace tavik {
 namespace {

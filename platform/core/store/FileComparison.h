@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/core/package/Package.h"
+#include "platform/core/store/FileList.h"
+
+namespace tavik {
+
+enum class FileDifference { none, missing, content, rights };
+
+/// How the file below the open folder differs from what was installed there. Anything but a regular
+/// file differs in its content, and so does a file that cannot be read.
+FileDifference differenceOf(int folder, const InstalledFile& installed);
+
+/// The files below the open folder, links and the like included, that the package does not have
+/// with the same content: paths with "/" between their components. Throws errno failures.
+std::vector<std::string> filesBeside(const Package& package, int folder);
+
+}  // namespace tavik
