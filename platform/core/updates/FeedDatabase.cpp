@@ -113,6 +113,40 @@ std::int64_t upgrade(Database& database) {
     return database.pragmaNumber("user_version");
 }
 
+std::string nameOf(const std::string& file) {
+    return file.substr(file.rfind('/') + 1);
+}
+
+FileDescriptor openFolderOf(const std::string& file) {
+    return openSafeFolder(file.substr(0, file.rfind('/')));
+}
+
+/// Looks at the database and at the files that SQLite keeps beside it; whether there is one. Only
+/// root and the current user may write to the folder, so what was found stays so.
+bool isThere(const FileDescriptor& folder, const std::string& file) {
+    bool isDatabaseThere = false;
+    for (const char* suffix : kSuffixes) {
+        const bool isFound =
+            hasSafeFile(folder.get(), nameOf(file) + suffix, {file + suffix, Status::storeUnsafe});
+        isDatabaseThere = isDatabaseThere || (isFound && *suffix == '\0');
+    }
+    return isDatabaseThere;
+}
+
+/// SQLite opens files by their path alone, so it shows only afterwards whether that still led to
+/// the folder that was checked.
+void requireChecked(const Database& database, const FileDescriptor& folder,
+                    const std::string& file) {
+    int isMoved = 0;
+    sqlite3_file_control(database.get(), "main", SQLITE_FCNTL_HAS_MOVED, &isMoved);
+    struct stat opened {};
+    struct stat checked {};
+    if (isMoved != 0 || ::stat(file.c_str(), &opened) != 0 ||
+        ::fstatat(folder.get(), nameOf(file).c_str(), &checked, AT_SYMLINK_NOFOLLOW) != 0 ||
+        opened.st_dev != checked.st_dev || opened.st_ino != checked.st_ino)
+        fail(Status::storeUnsafe, file, "its folder was exchanged meanwhile");
+}
+
 std::optional<CachedFeed> readCopy(Statement& select, const std::string& address) {
     select.reset();
     if (!select.bind(1, address).step())
@@ -151,7 +185,7 @@ auto FeedDatabase::guarded(Work work) {
                 throw;
             database_.reset();
             for (const char* suffix : kSuffixes)
-                ::unlinkat(folder_.get(), (name_ + suffix).c_str(), 0);
+                ::unlinkat(folder_.get(), (nameOf(file_) + suffix).c_str(), 0);
             return work();
         }
     } catch (const SqliteError& error) {
@@ -161,45 +195,19 @@ auto FeedDatabase::guarded(Work work) {
 
 FeedDatabase::FeedDatabase(std::string file)
     : file_(std::move(file)),
-      name_(file_.substr(file_.rfind('/') + 1)),
-      folder_(openSafeFolder(file_.substr(0, file_.rfind('/')))),
+      folder_(openFolderOf(file_)),
       isOnNetwork_(isOnNetwork(folder_.get())) {
     if (folder_)
         guarded([this] { open(SQLITE_OPEN_READWRITE); });
 }
 
-/// Looks at the database and at the files that SQLite keeps beside it. Only root and the current
-/// user may write to the folder, so what was found stays so.
-bool FeedDatabase::exists() const {
-    bool isThere = false;
-    for (const char* suffix : kSuffixes) {
-        const bool isFound =
-            hasSafeFile(folder_.get(), name_ + suffix, {file_ + suffix, Status::storeUnsafe});
-        isThere = isThere || (isFound && *suffix == '\0');
-    }
-    return isThere;
-}
-
-/// SQLite opens files by their path alone, so it shows only afterwards whether that still led to
-/// the folder that was checked.
-void FeedDatabase::requireChecked(const Database& database) const {
-    int isMoved = 0;
-    sqlite3_file_control(database.get(), "main", SQLITE_FCNTL_HAS_MOVED, &isMoved);
-    struct stat opened {};
-    struct stat checked {};
-    if (isMoved != 0 || ::stat(file_.c_str(), &opened) != 0 ||
-        ::fstatat(folder_.get(), name_.c_str(), &checked, AT_SYMLINK_NOFOLLOW) != 0 ||
-        opened.st_dev != checked.st_dev || opened.st_ino != checked.st_ino)
-        fail(Status::storeUnsafe, file_, "its folder was exchanged meanwhile");
-}
-
 void FeedDatabase::open(int flags) {
     if (!folder_)
         failErrno(ENOENT, file_, "open its folder");
-    if (database_ || (!exists() && (flags & SQLITE_OPEN_CREATE) == 0))
+    if (database_ || (!isThere(folder_, file_) && (flags & SQLITE_OPEN_CREATE) == 0))
         return;
     Database database(file_, flags, kBusyTimeout);
-    requireChecked(database);
+    requireChecked(database, folder_, file_);
     // Moving the log into the file at the end would slow short runs down.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     if (isOnNetwork_)
@@ -267,9 +275,11 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
 
 std::map<std::string, std::string> readGoodDays(const std::string& file) try {
     std::map<std::string, std::string> days;
-    if (::access(file.c_str(), F_OK) != 0)
+    const FileDescriptor folder = openFolderOf(file);
+    if (!folder || !isThere(folder, file))
         return days;
     Database database(file, SQLITE_OPEN_READONLY, kBusyTimeout);
+    requireChecked(database, folder, file);
     const auto [form, application] = identityOf(database);
     if (application != kApplicationId || form != kSchemaVersion)
         return days;

@@ -68,11 +68,8 @@ class FeedDatabase {
     template <class Work>
     auto guarded(Work work);
     void open(int flags);
-    bool exists() const;
-    void requireChecked(const Database& database) const;
 
     std::string file_;
-    std::string name_;       ///< of the file in its folder
     FileDescriptor folder_;  ///< found safe; invalid where there is none
     bool isOnNetwork_;
     std::optional<Database> database_;  ///< none where there is no file yet
