@@ -153,8 +153,8 @@ class Machine:
                        stdout=subprocess.DEVNULL)
 
     def settle(self):
-        """Notes that both stores are in order, as a change would have: folders that were brought back
-        are others than those in the note that was brought back with them."""
+        """Notes that both stores are in order, as a change would. The note that was brought back
+        names other folders than those that came with it."""
         def seal(store):
             database = self.store(store) / "store.db"
             return database.read_bytes()[-16:].decode() if database.exists() else "-"

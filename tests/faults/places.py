@@ -155,8 +155,8 @@ def judge_rights(machine, operation, store, taken):
     masked = machine.masked() - set(before["user"])
     if masked:
         # Who may not disable it for all has switched it off for himself.
-        judge.require(operation.name == "disable for all" and judge.shown(machine) == before,
-                      f"{masked} is masked: {run}")
+        judge.require(operation.name.startswith("disable for all"), f"{masked} is masked: {run}")
+        judge.require(judge.shown(machine) == before, f"{masked} is masked, rows differ: {run}")
         judge.judge_sound(machine, before, masked)
         return
     now = judge.judge_state(machine, run, before, operation.expected(before))

@@ -32,9 +32,9 @@ constexpr std::uint32_t kShared[] = {
 
 }  // namespace
 
-bool isOnNetwork(const std::string& folder) noexcept {
+bool isOnNetwork(int folder) noexcept {
     struct statfs info {};
-    return ::statfs(folder.c_str(), &info) != 0 ||
+    return ::fstatfs(folder, &info) != 0 ||
            std::find(std::begin(kShared), std::end(kShared),
                      static_cast<std::uint32_t>(info.f_type)) != std::end(kShared);
 }

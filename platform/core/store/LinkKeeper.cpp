@@ -373,6 +373,9 @@ void LinkKeeper::settle(const std::string& folder, const std::vector<ExtensionRo
 }
 
 void LinkKeeper::apply(const std::string& path, const Links& wanted, const Names& names) {
+    // Our own folder is opened first: where that fails, a link may stand in it all the same.
+    if (names && path.compare(0, store_.path().size() + 1, store_.path() + "/") == 0)
+        folderAt(path, Missing::isReported);
     const auto gone = unwanted(path, wanted, names);
     if (wanted.empty() && gone.empty())
         return;

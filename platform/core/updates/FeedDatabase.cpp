@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 
 #include "platform/core/disk/NetworkDisk.h"
 #include "platform/core/disk/SafeFolder.h"
@@ -197,7 +196,7 @@ auto FeedDatabase::guarded(Work work) {
 FeedDatabase::FeedDatabase(std::string file)
     : file_(std::move(file)),
       folder_(openFolderOf(file_)),
-      isOnNetwork_(isOnNetwork(std::filesystem::path(file_).parent_path().string())) {
+      isOnNetwork_(isOnNetwork(folder_.get())) {
     if (folder_)
         guarded([this] { open(SQLITE_OPEN_READWRITE); });
 }
