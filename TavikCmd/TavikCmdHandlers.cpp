@@ -1,4 +1,5 @@
 #include <Poco/String.h>
+#include <sys/prctl.h>
 
 #include "TavikCmd.h"
 
@@ -92,6 +93,9 @@ void CTavikCmd::handleProductDisplayName(const std::string& /*name*/, const std:
 }
 
 void CTavikCmd::handleSetKPSAccessToken(const std::string& /*name*/, const std::string& value) {
+    // The framework keeps copies of its arguments until the end, so the process stays closed until
+    // then: it leaves no memory dump, and no other program of the user can look into it.
+    ::prctl(PR_SET_DUMPABLE, 0);
     m_accessToken = value;
 }
 

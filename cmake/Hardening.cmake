@@ -12,4 +12,6 @@ add_compile_options(
   # Some compilers define it themselves, with another number.
   $<${is_release}:-U_FORTIFY_SOURCE>
   $<${is_release}:-D_FORTIFY_SOURCE=2>)
-add_link_options($<${is_release}:LINKER:-z,relro,-z,now>)
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  add_link_options($<${is_release}:LINKER:-z,relro,-z,now>)
+endif()

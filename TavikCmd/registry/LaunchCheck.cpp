@@ -26,15 +26,43 @@ bool isRootsAlone(const std::string& path) {
     return isSticky || (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-/// The first of the file and the folders above it that others can change; empty where none is.
-std::string othersMayChange(const std::string& file) {
+/// Whether others may add names to the folder.
+bool isOpenToOthers(const std::string& folder) {
+    struct stat info {};
+    return ::stat(folder.c_str(), &info) == 0 && (info.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+}
+
+/// In a sticky folder anybody can make a hard link to a file or link of root's, and so choose which
+/// one of root's a name stands for. Folders have no hard links.
+bool mayBeOthersHardLink(const std::string& path) {
+    struct stat info {};
+    const std::string folder = path.substr(0, std::max(path.rfind('/'), std::size_t{1}));
+    return ::lstat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode) && isOpenToOthers(folder);
+}
+
+/// The first of the path and the folders above it that `isBad`; empty where none is.
+template <class IsBad>
+std::string firstOnTheWay(const std::string& path, IsBad isBad) {
     for (std::size_t end = 0; end != std::string::npos;) {
-        end = file.find('/', end + 1);
-        std::string part = file.substr(0, end);
-        if (!isRootsAlone(part))
+        end = path.find('/', end + 1);
+        std::string part = path.substr(0, end);
+        if (isBad(part))
             return part;
     }
-    return isRootsAlone("/") ? "" : "/";
+    return "";
+}
+
+/// What others can change of the way to the program; empty where they cannot. `named`: as the
+/// registry has it, with its links; `real`: without.
+std::string othersMayChange(const std::string& named, const std::string& real) {
+    if (!isRootsAlone("/"))
+        return "/";
+    std::string part = firstOnTheWay(named, mayBeOthersHardLink);
+    if (part.empty())
+        part = firstOnTheWay(real, [](const std::string& each) {
+            return !isRootsAlone(each) || mayBeOthersHardLink(each);
+        });
+    return part;
 }
 
 }  // namespace
@@ -50,7 +78,7 @@ LaunchCheck checkLaunch(const std::string& path) {
                                                       &std::free);
     if (!real)
         return {};  // It is not there.
-    const std::string changeable = othersMayChange(real.get());
+    const std::string changeable = othersMayChange(path, real.get());
     if (changeable.empty())
         return {real.get(), ""};
     return {"", shown(path) + ": not started as root: others than root can change " +

@@ -29,8 +29,8 @@ ARROWS = {
     "platform/core/store": "platform/core/products platform/core/trust platform/core/package"
                            " platform/core/disk platform/core/status platform/support",
     "platform/core/updates": "platform/core/trust platform/core/policy platform/core/package"
-                             " platform/core/net platform/core/crypto platform/core/disk platform/core/status"
-                             " platform/support",
+                             " platform/core/net platform/core/crypto platform/core/disk"
+                             " platform/core/status platform/support",
     "platform/core/identity": "platform/core/net platform/core/status platform/support",
     "platform/core/session": "platform/core/identity platform/core/updates platform/core/store"
                              " platform/core/trust platform/core/products"

@@ -50,7 +50,8 @@ TEST_P(Document, ExamplesRunAsTheyStand) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Docs, Document,
-                         ::testing::Values("package-format.md", "tavik.md", "trust.md",
+                         ::testing::Values("commands.md", "installer-database.md",
+                                           "package-format.md", "qpk.md", "tavik.md", "trust.md",
                                            "update-feed.md"));
 
 TEST(PolicyDocument, HasAPolicyThatHolds) {

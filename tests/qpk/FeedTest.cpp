@@ -48,6 +48,22 @@ TEST_F(PublishedFeed, GoesOnFromTheLastOne) {
     EXPECT_EQ(feed().items[0].blocked, "loses work");
 }
 
+// A number that nothing can follow would end the feed for good.
+TEST_F(PublishedFeed, BeginsAnewAfterTheHighestNumber) {
+    publish(source("a", "1.0"), "a.qpk");
+    good({"feed", web_, "--serial", "9007199254740992"});
+    EXPECT_FALSE(feed().restarts);
+    expectIn("give --serial with a greater one than the feed had before", bad({"feed", web_}));
+    good({"feed", web_, "--serial", "43"});
+    EXPECT_EQ(feed().serial, 43);
+    EXPECT_TRUE(feed().restarts);
+    good({"feed", web_});
+    EXPECT_EQ(feed().serial, 44);
+    EXPECT_TRUE(feed().restarts) << "readers who have missed number 43 would refuse it";
+    expectIn("reached number 44", bad({"feed", web_, "--serial", "44"}));
+    EXPECT_EQ(qpk({"feed", web_, "--serial", "9007199254740993"}).exitCode, 2);
+}
+
 // Who has the older version installed, or the older feed seen, refuses another signer: the author
 // hears of it before they do.
 TEST_F(PublishedFeed, WarnsWhereSignersChange) {

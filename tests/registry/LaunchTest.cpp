@@ -180,6 +180,17 @@ TEST(Launch, RootStartsRootsProgramsAlone) {
         framework.script(std::string("tavik-7.0: Path=@") + name);
         expectRefused(framework.launch("fr_FR"), "others than root can change");
     }
+    // In a folder such as /tmp, others can make a hard link to any program or link of root's.
+    fs::create_directories(in("sticky"));
+    fs::copy(in("D.app" + program), in("sticky/program"));
+    fs::create_directories(in("E.app/Contents/MacOS"));
+    fs::create_symlink(in("sticky/program"), in("E.app" + program));
+    fs::create_directory_symlink("../D.app", in("sticky/F.app"));
+    fs::permissions(in("sticky"), fs::perms::all | fs::perms::sticky_bit);
+    for (const char* name : {"E.app", "sticky/F.app"}) {
+        framework.script(std::string("tavik-7.0: Path=@") + name);
+        expectRefused(framework.launch("fr_FR"), "others than root can change");
+    }
     framework.script("tavik-7.0: Path=@good.app");
     EXPECT_EQ(framework.launch("fr_FR").out, "D.app 1 'fr_FR'\n");
 }

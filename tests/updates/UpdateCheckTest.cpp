@@ -1,17 +1,22 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <string>
 #include <utility>
 
 #include "platform/core/status/Status.h"
 #include "platform/core/updates/BackgroundCheck.h"
 #include "platform/core/updates/FeedDatabase.h"
+#include "tests/package/Expect.h"
 #include "tests/support/FeedServer.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/updates/FeedTexts.h"
 
 namespace tavik::testing {
 namespace {
+
+namespace fs = std::filesystem;
 
 std::string failed(Status status) {
     return "failed: " + std::to_string(static_cast<int>(status));
@@ -135,14 +140,37 @@ TEST_F(UpdateCheckTest, RemembersWhatItSaw) {
         EXPECT_EQ(updateOfA(), expected) << feed << why_;
     }
     EXPECT_NE(why_.find("crashes"), std::string::npos) << why_;
-    // A publisher's slip: the message says how readers get out of it.
-    publish(feedText(std::int64_t{1} << 53, ""));
-    EXPECT_EQ(updateOfA(), failed(Status::noUpdate)) << why_;
-    publish(feedText(7, ""));
-    EXPECT_EQ(updateOfA(), failed(Status::feedRolledBack)) << why_;
-    EXPECT_NE(why_.find("delete feeds.db"), std::string::npos) << why_;
     server_.stop();
     EXPECT_EQ(updateOfA(), failed(Status::feedUnreachable)) << why_;
+}
+
+// Readers of a publisher's slip would refuse all that comes after it. The way out of it must not
+// let anybody take a feed back.
+TEST_F(UpdateCheckTest, AfterTheHighestSerialAFeedMayBeginAnew) {
+    const auto restarting = [](std::int64_t serial) {
+        const std::string text = feedText(serial, feedItem("a", "1.5"));
+        return "{\"restarts\":true," + text.substr(1);
+    };
+    const struct {
+        std::string feed;
+        std::string expected;
+    } rows[] = {
+        {feedText(7, ""), failed(Status::noUpdate)},
+        {restarting(6), failed(Status::feedRolledBack)},
+        {feedText(kMaxFeedSerial, ""), failed(Status::noUpdate)},
+        {feedText(8, feedItem("a", "1.5")), failed(Status::feedRolledBack)},
+        {restarting(8), "1.5"},
+        {restarting(7), failed(Status::feedRolledBack)},
+        {feedText(9, feedItem("a", "1.6")), "1.6"},
+        {restarting(8), failed(Status::feedRolledBack)},
+    };
+    for (const auto& [feed, expected] : rows) {
+        publish(feed);
+        EXPECT_EQ(updateOfA(), expected) << feed << why_;
+        if (feed == rows[3].feed) {
+            EXPECT_NE(why_.find("\"restarts\": true"), std::string::npos) << why_;
+        }
+    }
 }
 
 // The feed is transferred only once, so the new file is in use.
@@ -155,12 +183,56 @@ TEST_F(UpdateCheckTest, ADamagedMemoryIsMadeAnewAndANewerOneRefused) {
     Database(input_.cacheFile, SQLITE_OPEN_READWRITE, std::chrono::seconds(1))
         .execute("PRAGMA user_version = 4");
     EXPECT_EQ(updateOfA(), failed(Status::storeNewer)) << why_;
-    for (const std::string& unusable : {folder_ / "missing/feeds.db", folder_.path().string()}) {
-        input_.cacheFile = unusable;
-        BackgroundCheck check(input_);
-        EXPECT_EQ(updateOf(check, "a"), "1.5") << unusable;
-        EXPECT_TRUE(check.result().warning()) << unusable;
+    input_.cacheFile = folder_ / "missing/feeds.db";
+    BackgroundCheck check(input_);
+    EXPECT_EQ(updateOf(check, "a"), "1.5");
+    EXPECT_TRUE(check.result().warning());
+}
+
+// Who can write what is remembered can let a feed be taken back, or forget its signer.
+TEST_F(UpdateCheckTest, AMemoryThatOthersCouldHaveWrittenIsRefused) {
+    publish(feedText(2, feedItem("a", "1.5")));
+    ASSERT_EQ(updateOfA(), "1.5") << why_;
+    const std::string file = folder_ / "feeds.db";
+    const auto refused = [&](const std::string& cause) {
+        EXPECT_EQ(updateOfA(), failed(Status::storeUnsafe)) << cause;
+        EXPECT_NE(why_.find(cause), std::string::npos) << why_;
+    };
+    for (const char* suffix : {"", "-wal", "-journal"}) {
+        const bool isMade = !fs::exists(file + suffix);
+        if (isMade)
+            writeFile(file + suffix, "");
+        fs::permissions(file + suffix, fs::perms::group_write, fs::perm_options::add);
+        refused(std::string("feeds.db") + suffix + ": its group or others");
+        fs::permissions(file + suffix, fs::perms::group_write, fs::perm_options::remove);
+        if (geteuid() == 0) {
+            ASSERT_EQ(chown((file + suffix).c_str(), 65534, 65534), 0);
+            refused(std::string("feeds.db") + suffix + ": it belongs to another user");
+            ASSERT_EQ(chown((file + suffix).c_str(), 0, 0), 0);
+        }
+        if (isMade)
+            fs::remove(file + suffix);
     }
+    fs::permissions(folder_.path(), fs::perms::others_write, fs::perm_options::add);
+    refused(folder_.path().string() + ": its group or others");
+    fs::permissions(folder_.path(), fs::perms::others_write, fs::perm_options::remove);
+    fs::rename(file, folder_ / "elsewhere.db");
+    fs::create_symlink("elsewhere.db", file);
+    refused("it is a link");
+    fs::remove(file);
+    fs::create_directory(file);
+    refused("not a regular file");
+}
+
+// Somebody who owns a folder above could exchange the folder between the look and the use.
+TEST_F(UpdateCheckTest, TheMemoryIsInTheFolderThatWasLookedAt) {
+    fs::create_directory(folder_ / "store");
+    FeedDatabase memory(folder_ / "store/feeds.db");
+    fs::rename(folder_ / "store", folder_ / "before");
+    fs::create_directory(folder_ / "store");
+    expectStatus(Status::storeUnsafe, "exchanged", [&] {
+        memory.save({{{"https://e.com/f", "", "", 42, "", "body", ""}, {}}});
+    });
 }
 
 TEST_F(UpdateCheckTest, ASlowerProcessDoesNotTurnTheSerialBack) {

@@ -21,4 +21,7 @@ extern const Command kKeygenCommand;
 extern const Command kSignCommand;
 extern const Command kFeedCommand;
 
+/// Every command, in the order of the help.
+const std::vector<const Command*>& allCommands();
+
 }  // namespace tavik::qpk

@@ -45,15 +45,15 @@ const std::string kHelp =
 
 std::int64_t serialOf(const CommandLine& line, const std::optional<Feed>& old) {
     const auto given = serialBy(line);
-    if (old && old->serial == kMaxFeedSerial)
-        throw Failure(
-            line.operand() + "/" + kFeedName,
-            "its number is the highest there is, and no reader takes a lower one",
-            "publish the feed at another address, or remove that file and tell readers to "
-            "delete feeds.db");
+    const bool isAtTheEnd = old && old->serial == kMaxFeedSerial;
+    if (isAtTheEnd && !given)
+        throw Failure(line.operand() + "/" + kFeedName,
+                      "its number is the highest there is, and none can follow it",
+                      "begin anew: give --serial with a greater one than the feed had before that; "
+                      "readers of either feed take it");
     if (!given)
         return old ? old->serial + 1 : 1;
-    if (old && *given <= old->serial)
+    if (old && !isAtTheEnd && *given <= old->serial)
         throw Failure("--serial " + std::to_string(*given),
                       "the feed has reached number " + std::to_string(old->serial),
                       "give a greater one: who has seen that number refuses lower ones");
@@ -96,6 +96,7 @@ FeedDocument makeFeed(const CommandLine& line, std::vector<Fault>& faults) {
     feed.packages = readPackages(folder, report);
     const std::optional<Feed> old = readOldFeed(folder);
     feed.serial = serialOf(line, old);
+    feed.restarts = old && (old->restarts || old->serial == kMaxFeedSerial);
     feed.expires = expiryOf(line);
     if (old)
         compareWithOld(*old, feed, report);

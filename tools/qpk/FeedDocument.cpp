@@ -47,7 +47,8 @@ std::string withdrawnJson(const WithdrawnVersion& withdrawn) {
 
 std::string writeFeed(const FeedDocument& feed) {
     std::string json = "{\n  \"formatVersion\": " + std::to_string(kFormatVersion) +
-                       ",\n  \"serial\": " + std::to_string(feed.serial) + ",\n  " +
+                       ",\n  \"serial\": " + std::to_string(feed.serial) +
+                       (feed.restarts ? ",\n  \"restarts\": true,\n  " : ",\n  ") +
                        textMember("expires", feed.expires) + ",\n  \"extensions\": [";
     const char* separator = "\n";
     for (const FeedPackage& package : feed.packages) {

@@ -31,6 +31,7 @@ struct WithdrawnVersion {
 /// What `qpk feed` publishes.
 struct FeedDocument {
     std::int64_t serial = 0;
+    bool restarts = false;              ///< see Feed::restarts; it stays so in all later feeds
     std::string expires;                ///< "2027-06-01T00:00:00Z"
     std::vector<FeedPackage> packages;  ///< by id, the newest version of each first
     std::vector<WithdrawnVersion> withdrawn;

@@ -12,25 +12,22 @@ namespace {
 constexpr int kFailure = 1;
 constexpr int kUsage = 2;
 
-const Command* const kCommands[] = {&kPackCommand,   &kCheckCommand, &kShowCommand,
-                                    &kKeygenCommand, &kSignCommand,  &kFeedCommand};
-
 std::string helpText() {
     std::string text =
         "usage: qpk COMMAND ...\n\n"
         "Makes extension packages (.qpk) and what is needed to publish them.\n\n";
-    for (const Command* command : kCommands) {
+    for (const Command* command : allCommands()) {
         std::string name = command->name;
         name.resize(10, ' ');
         text += "  " + name + command->summary + "\n";
     }
     return text +
-           "\nqpk COMMAND --help explains a command.\n"
+           "\nqpk COMMAND --help explains a command; qpk --version prints the version.\n"
            "Exit status: 0 success, 1 failure, 2 a command line that is not right.\n";
 }
 
 const Command* findCommand(const std::string& name) {
-    for (const Command* command : kCommands)
+    for (const Command* command : allCommands())
         if (name == command->name)
             return command;
     return nullptr;
@@ -61,6 +58,10 @@ int run(const std::vector<std::string>& arguments) try {
     }
     if (arguments[0] == "--help" || arguments[0] == "-h") {
         std::cout << helpText();
+        return 0;
+    }
+    if (arguments[0] == "--version") {
+        std::cout << "qpk " TAVIK_VERSION "\n";
         return 0;
     }
     const Command* command = findCommand(arguments[0]);

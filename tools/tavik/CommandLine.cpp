@@ -8,11 +8,6 @@
 namespace tavik::front {
 namespace {
 
-const Verb* const kVerbs[] = {&kInstallVerb,  &kRemoveVerb, &kEnableVerb,  &kDisableVerb,
-                              &kUpdateVerb,   &kSearchVerb, &kListVerb,    &kInfoVerb,
-                              &kProductsVerb, &kFreezeVerb, &kApplyVerb,   &kMirrorVerb,
-                              &kVerifyVerb,   &kRepairVerb, &kHistoryVerb, &kDoctorVerb};
-
 constexpr const char* kFooter =
     "Exit status: 0 done, or nothing to do; 1 something failed; 2 the command line is wrong,\n"
     "nothing was done; 3 there would be something to do.\n";
@@ -64,9 +59,9 @@ void declare(CLI::App& app, const Verb& verb, Values& values) {
         else
             app.add_option(name, values.options[rule.name], rule.help)->type_name(rule.value);
     }
-    app.add_flag("--json", values.isJson, "print one JSON document, for programs");
-    app.add_option("--locale", values.locale, "language of the explanations: fr, de, ja, en")
-        ->type_name("LOCALE");
+    app.add_flag(std::string("--") + kJsonOption.name, values.isJson, kJsonOption.help);
+    app.add_option(std::string("--") + kLocaleOption.name, values.locale, kLocaleOption.help)
+        ->type_name(kLocaleOption.value);
     app.group("Verbs")->footer(kFooter);
 }
 
@@ -131,11 +126,12 @@ Invocation helpFor(const CLI::App& app, const std::string& verb) {
 
 }  // namespace
 
-std::vector<DocumentMember> membersOf(const std::string& verb) {
-    for (const Verb* each : kVerbs)
-        if (each->name == verb)
-            return each->members;
-    return {};
+const std::vector<const Verb*>& allVerbs() {
+    static const std::vector<const Verb*> verbs = {
+        &kInstallVerb, &kRemoveVerb, &kEnableVerb,   &kDisableVerb, &kUpdateVerb, &kSearchVerb,
+        &kListVerb,    &kInfoVerb,   &kProductsVerb, &kFreezeVerb,  &kApplyVerb,  &kMirrorVerb,
+        &kVerifyVerb,  &kRepairVerb, &kHistoryVerb,  &kDoctorVerb};
+    return verbs;
 }
 
 Invocation readCommandLine(const std::vector<std::string>& arguments, const std::string& version) {
@@ -151,11 +147,11 @@ Invocation readCommandLine(const std::vector<std::string>& arguments, const std:
         ->group("Verbs")
         ->add_option("VERB", explained, "the verb to be explained")
         ->type_name("");
-    std::vector<Values> values(std::size(kVerbs));
+    std::vector<Values> values(allVerbs().size());
     std::vector<CLI::App*> verbs;
-    for (std::size_t i = 0; i < std::size(kVerbs); ++i) {
-        verbs.push_back(app.add_subcommand(kVerbs[i]->name, kVerbs[i]->summary));
-        declare(*verbs.back(), *kVerbs[i], values[i]);
+    for (std::size_t i = 0; i < allVerbs().size(); ++i) {
+        verbs.push_back(app.add_subcommand(allVerbs()[i]->name, allVerbs()[i]->summary));
+        declare(*verbs.back(), *allVerbs()[i], values[i]);
     }
 
     try {
@@ -174,8 +170,8 @@ Invocation readCommandLine(const std::vector<std::string>& arguments, const std:
     Invocation invocation;
     for (std::size_t i = 0; i < verbs.size(); ++i)
         if (verbs[i]->parsed()) {
-            invocation.verb = kVerbs[i];
-            invocation.arguments = argumentsOf(*verbs[i], *kVerbs[i], values[i]);
+            invocation.verb = allVerbs()[i];
+            invocation.arguments = argumentsOf(*verbs[i], *allVerbs()[i], values[i]);
             invocation.isJson = values[i].isJson;
             invocation.locale = values[i].locale;
             return invocation;

@@ -16,8 +16,8 @@ struct Invocation {
     std::string locale;  ///< of --locale; empty: the environment's
 };
 
-/// The members of the verb's document; none where there is no such verb.
-std::vector<DocumentMember> membersOf(const std::string& verb);
+/// Every verb, in the order of the help.
+const std::vector<const Verb*>& allVerbs();
 
 /// Reads the arguments behind the program's name. Throws UsageError.
 Invocation readCommandLine(const std::vector<std::string>& arguments, const std::string& version);

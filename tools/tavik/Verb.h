@@ -67,6 +67,12 @@ inline constexpr OptionRule kAllUsersOption = {"all-users", nullptr,
 inline constexpr OptionRule kDryRunOption = {
     "dry-run", nullptr, "only tell what would change; exit status 3 where that is anything"};
 
+/// Every verb has these two besides.
+inline constexpr OptionRule kJsonOption = {"json", nullptr,
+                                           "print one JSON document, for programs"};
+inline constexpr OptionRule kLocaleOption = {"locale", "LOCALE",
+                                             "language of the explanations: fr, de, ja, en"};
+
 extern const Verb kInstallVerb;
 extern const Verb kRemoveVerb;
 extern const Verb kEnableVerb;

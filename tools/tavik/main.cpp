@@ -7,6 +7,7 @@
 
 #include "platform/core/status/Status.h"
 #include "platform/support/Environment.h"
+#include "tools/tavik/Candidates.h"
 #include "tools/tavik/CommandLine.h"
 #include "tools/tavik/Run.h"
 #include "tools/tavik/VersionText.h"
@@ -52,22 +53,32 @@ ExitStatus runVerb(const Invocation& invocation) {
     return output.finish(invocation.verb->members);
 }
 
+/// The members of the verb's document; none where there is no such verb.
+std::vector<DocumentMember> membersOf(const std::string& verb) {
+    for (const Verb* each : allVerbs())
+        if (each->name == verb)
+            return each->members;
+    return {};
+}
+
 ExitStatus run(const std::vector<std::string>& arguments) {
+    Output output(Output::Form::text, Language::english);
+    if (!arguments.empty() && arguments.front() == kCandidatesWord) {
+        output.block(candidates({arguments.begin() + 1, arguments.end()}));
+        return output.finish({});
+    }
     try {
         const Invocation invocation = readCommandLine(arguments, versionText());
         if (invocation.verb != nullptr)
             return runVerb(invocation);
-        Output output(Output::Form::text, Language::english);
         output.block(invocation.text);
         return output.finish({});
     } catch (const UsageError& error) {
         // What form was asked for is known from the very word alone.
         const bool isJson =
             std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
-        Output output(isJson ? Output::Form::json : Output::Form::text, languageOf(localeOf("")));
-        return refuse(
-            output, error,
-            arguments.empty() ? std::vector<DocumentMember>() : membersOf(arguments.front()));
+        Output refusal(isJson ? Output::Form::json : Output::Form::text, languageOf(localeOf("")));
+        return refuse(refusal, error, membersOf(arguments.empty() ? "" : arguments.front()));
     }
 }
 

@@ -31,6 +31,7 @@ constexpr const char* kUsage = R"(usage: vellctl COMMAND ARGUMENTS
   set DOMAIN SUBDOMAIN KEY VALUE    write one value of the product configuration
   remove DOMAIN SUBDOMAIN KEY       take one value of the product configuration out
   --help                            print this
+  --version                         print the version
 
 The installer database is the file that NORVA_VELL_DB names; else
 ${XDG_DATA_HOME:-$HOME/.local/share}/norva/vell.db where that exists; else
@@ -155,6 +156,8 @@ int main(int argc, char** argv) try {
     const tavik::vellctl::Arguments arguments(argv + 1, argv + argc);
     if (arguments.size() == 1 && arguments[0] == "--help")
         std::cout << tavik::vellctl::kUsage;
+    else if (arguments.size() == 1 && arguments[0] == "--version")
+        std::cout << "vellctl " TAVIK_VERSION "\n";
     else
         tavik::vellctl::run(arguments);
     return 0;

@@ -67,4 +67,17 @@ std::optional<std::string> readSafeFile(int folder, const std::string& name, std
     }
 }
 
+bool hasSafeFile(int folder, const std::string& name, const FileSubject& subject) {
+    struct stat info {};
+    if (::fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (errno == ENOENT)
+            return false;
+        failErrno(errno, subject.path, "look at it");
+    }
+    if (!S_ISREG(info.st_mode))
+        fail(subject.invalid, subject.path, "it is a link, or not a regular file");
+    requireSafe(info, subject.path);
+    return true;
+}
+
 }  // namespace tavik

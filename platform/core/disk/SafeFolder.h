@@ -29,4 +29,8 @@ struct FileSubject {
 std::optional<std::string> readSafeFile(int folder, const std::string& name, std::size_t limit,
                                         const FileSubject& subject);
 
+/// Whether the open folder has the file `name`; refuses what readSafeFile refuses. It only looks:
+/// to open and close a file would drop the locks that this process has on it.
+bool hasSafeFile(int folder, const std::string& name, const FileSubject& subject);
+
 }  // namespace tavik

@@ -29,13 +29,17 @@ std::string ownFile() {
     return name.empty() ? std::filesystem::read_symlink("/proc/self/exe").string() : name;
 }
 
-/// The module beside that file or, for programs, in the `lib` beside their folder. The full path
-/// keeps the loader from finding another build's module.
+/// The module beside that file or, for programs, where an installed tree or a build keeps it. The
+/// full path keeps the loader from finding another build's module.
 std::string findModule() {
-    const std::string file = ownFile();
-    const std::string folder = file.substr(0, file.rfind('/') + 1);
-    const std::string beside = folder + kModule;
-    return ::access(beside.c_str(), F_OK) == 0 ? beside : folder + "../lib/" + kModule;
+    // A library can be found through a link that stands elsewhere.
+    const std::string folder = std::filesystem::canonical(ownFile()).parent_path();
+    for (const char* place : {"/", "/../lib/tavik/"}) {
+        std::string module = folder + place + kModule;
+        if (::access(module.c_str(), F_OK) == 0)
+            return module;
+    }
+    return folder + "/../lib/" + kModule;
 }
 
 Online& load() {

@@ -36,7 +36,7 @@ ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locati
             location.scope == Scope::user ? StoreFolder::open(location) : std::nullopt;
         if (folder)
             masked = MaskKeeper(*folder).read();
-        if (auto table = open(location))
+        if (ExtensionTable* table = open(location))
             catalog.add(table->readList(catalog.texts_), location.scope);
     }
     catalog.mask(masked);

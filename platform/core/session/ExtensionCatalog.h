@@ -31,8 +31,9 @@ struct InstalledExtension : ListedExtension {
 /// whose id the user's store does not hold.
 class ExtensionCatalog {
   public:
-    /// Gives the rows of a store; nothing where there is no store.
-    using TableOpener = std::function<std::optional<ExtensionTable>(const StoreLocation&)>;
+    /// Gives the rows of a store, which must last while they are read; null where there is no
+    /// store.
+    using TableOpener = std::function<ExtensionTable*(const StoreLocation&)>;
 
     /// Reads the stores; those that do not exist are empty. An earlier location wins.
     static ExtensionCatalog load(const std::vector<StoreLocation>& locations,

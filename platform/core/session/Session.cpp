@@ -108,7 +108,7 @@ const ExtensionCatalog& Session::catalog() {
         return *catalog_;
     location(Scope::user);
     ExtensionCatalog fresh = ExtensionCatalog::load(
-        locations(), [this](const StoreLocation& each) { return openOrLeaveOut(each); });
+        locations(), [this](const StoreLocation& each) { return rowsOf(each); });
     fresh.assignHandles(byHandle_);
     catalog_ = std::move(fresh);
     catalogIsCurrent_ = true;
@@ -149,6 +149,15 @@ std::optional<ExtensionTable> Session::openOrLeaveOut(const StoreLocation& locat
     }
 }
 
+/// The rows of a store as this session first read them: all steps of a command work with the same.
+/// Null where there is no store. Valid until this session changes a store.
+ExtensionTable* Session::rowsOf(const StoreLocation& location) {
+    auto found = tables_.find(location.scope);
+    if (found == tables_.end())
+        found = tables_.emplace(location.scope, openOrLeaveOut(location)).first;
+    return found->second ? &*found->second : nullptr;
+}
+
 bool Session::finishInterrupted(const StoreLocation& location) {
     try {
         auto folder = StoreFolder::open(location);
@@ -173,6 +182,7 @@ ExtensionHandle Session::handleFor(std::string_view idKey) const {
 /// into it.
 void Session::forgetCatalog() noexcept {
     catalogIsCurrent_ = false;
+    tables_.clear();
     lastInstalled_ = nullptr;
 }
 
@@ -262,8 +272,8 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
 
 std::optional<ExtensionRow> Session::rowIn(const StoreLocation& location,
                                            const std::string& idKey) {
-    auto table = openOrLeaveOut(location);
-    return table ? table->find(idKey) : std::nullopt;
+    ExtensionTable* table = rowsOf(location);
+    return table != nullptr ? table->find(idKey) : std::nullopt;
 }
 
 void Session::remove(ExtensionHandle handle) {
@@ -278,8 +288,9 @@ void Session::remove(ExtensionHandle handle) {
 
 void Session::removeForAll(const std::string& nameOrId) {
     // Only what is in the shared store counts, whatever the user's store holds.
+    auto table = openTable(shared_);
     const ExtensionCatalog shared = ExtensionCatalog::load(
-        {shared_}, [this](const StoreLocation& each) { return openTable(each); });
+        {shared_}, [&](const StoreLocation&) { return table ? &*table : nullptr; });
     const InstalledExtension& installed = shared.byNameOrId(nameOrId);
     forgetCatalog();
     store(Scope::shared).remove(std::string(installed.idKey), std::string(installed.name));

@@ -2,6 +2,7 @@
 
 #include <LibTavikCoreLib.h>
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -180,6 +181,7 @@ class Session {
                              const InstallWish& wish);
     std::optional<ExtensionTable> openTable(const StoreLocation& location);
     std::optional<ExtensionTable> openOrLeaveOut(const StoreLocation& location);
+    ExtensionTable* rowsOf(const StoreLocation& location);
     bool finishInterrupted(const StoreLocation& location);
     ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
@@ -202,6 +204,7 @@ class Session {
     std::optional<StoreLocation> user_;
     StoreLocation shared_;
     std::optional<ProductCatalog> products_;
+    std::map<Scope, std::optional<ExtensionTable>> tables_;  ///< as the catalog was read from them
     std::optional<ExtensionCatalog> catalog_;
     bool catalogIsCurrent_ = false;
     std::vector<const InstalledExtension*> byHandle_;

@@ -57,8 +57,8 @@ UpdateCheckInput Session::updateCheckInput(const TrustRules& rules) {
     UpdateCheckInput input;
     std::unordered_set<std::string> known;
     for (const auto& each : locations()) {
-        auto table = openOrLeaveOut(each);
-        for (const auto& row : table ? table->readAll() : std::vector<ExtensionRow>())
+        ExtensionTable* table = rowsOf(each);
+        for (const auto& row : table != nullptr ? table->readAll() : std::vector<ExtensionRow>())
             if (known.insert(row.idKey).second)
                 input.extensions.push_back(updatable(row));
     }

@@ -2,7 +2,9 @@
 
 #include <limits>
 
+#include "platform/support/Hex.h"
 #include "platform/support/JsonObject.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -24,10 +26,9 @@ ListedEntry readEntry(const JsonObject& object) {
 
 }  // namespace
 
-bool isDigestText(std::string_view text) noexcept {
+bool isDigestText(std::string_view text) {
     constexpr std::size_t kDigits = 64;
-    return text.size() == kDigits &&
-           text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+    return text.size() == kDigits && fromHex(text) && toLowerAscii(text) == text;
 }
 
 std::string listedPath(std::string_view path, bool isFolder) {

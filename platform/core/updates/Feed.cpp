@@ -136,6 +136,7 @@ Feed readFeed(const JsonValue& value, const Address& base) {
     document.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
     Feed feed;
     feed.serial = readNumber(document, "serial");
+    feed.restarts = document.flag("restarts").value_or(false);
     feed.expiresText = document.neededText("expires");
     const auto expires = parseUtcTime(feed.expiresText);
     if (!expires)

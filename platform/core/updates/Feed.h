@@ -16,7 +16,8 @@ namespace tavik {
 /// What a feed may say at the most about a blocked version.
 inline constexpr std::size_t kMaxReasonBytes = 255;
 
-/// The highest serial: readers that use doubles would round a higher one.
+/// The highest serial: readers that use doubles would round a higher one. A publisher who has
+/// reached it, by a slip, begins anew: see Feed::restarts.
 inline constexpr std::int64_t kMaxFeedSerial = std::int64_t{1} << 53;
 
 /// One version of one extension in a feed.
@@ -41,6 +42,7 @@ struct FeedWarning {
 /// A feed's content, checked. Items with faults are left out of it; each is a warning.
 struct Feed {
     std::int64_t serial = 0;
+    bool restarts = false;        ///< its serial counts also after kMaxFeedSerial
     std::int64_t expires = 0;     ///< seconds since 1970
     std::string expiresText;      ///< as the feed writes it
     std::vector<FeedItem> items;  ///< by key, version and digest: blocked ones before their likes

@@ -1,9 +1,15 @@
 #include "platform/core/updates/FeedDatabase.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
+#include "platform/core/disk/SafeFolder.h"
 #include "platform/core/status/SqliteFailure.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/updates/Feed.h"
 
 namespace tavik {
 namespace {
@@ -53,6 +59,10 @@ ALTER TABLE feed ADD COLUMN goodOn TEXT NOT NULL DEFAULT '';
 PRAGMA user_version = 3;
 )sql";
 
+constexpr std::int64_t kNoSerial = -1;
+
+constexpr const char* kSuffixes[] = {"", "-wal", "-shm", "-journal"};
+
 constexpr std::string_view kFind =
     "SELECT etag, lastModified, serial, signature, body, signer, goodOn FROM feed WHERE address = "
     "?1";
@@ -61,7 +71,7 @@ constexpr std::string_view kSeen =
 constexpr std::string_view kPutFeed =
     "INSERT INTO feed VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) ON CONFLICT (address) DO UPDATE SET"
     " etag = ?2, lastModified = ?3, serial = ?4, signature = ?5, body = ?6, signer = ?7,"
-    " goodOn = ?8 WHERE ?4 >= serial";
+    " goodOn = ?8 WHERE ?4 >= serial OR serial = ?9";
 constexpr std::string_view kPutSeen =
     "INSERT INTO seenVersion VALUES (?1, ?2, ?3, ?4) ON CONFLICT DO NOTHING";
 constexpr std::string_view kGoodDays = "SELECT address, goodOn FROM feed";
@@ -125,8 +135,8 @@ auto FeedDatabase::guarded(Work work) {
             if (!isDamage(error))
                 throw;
             database_.reset();
-            for (const char* suffix : {"", "-wal", "-shm"})
-                ::unlink((file_ + suffix).c_str());
+            for (const char* suffix : kSuffixes)
+                ::unlinkat(folder_.get(), (name_ + suffix).c_str(), 0);
             return work();
         }
     } catch (const SqliteError& error) {
@@ -134,15 +144,46 @@ auto FeedDatabase::guarded(Work work) {
     }
 }
 
-FeedDatabase::FeedDatabase(std::string file) : file_(std::move(file)) {
-    if (::access(file_.c_str(), F_OK) == 0)
+FeedDatabase::FeedDatabase(std::string file)
+    : file_(std::move(file)),
+      name_(file_.substr(file_.rfind('/') + 1)),
+      folder_(openSafeFolder(file_.substr(0, file_.rfind('/')))) {
+    if (folder_)
         guarded([this] { open(SQLITE_OPEN_READWRITE); });
 }
 
+/// Looks at the database and at the files that SQLite keeps beside it. Only root and the current
+/// user may write to the folder, so what was found stays so.
+bool FeedDatabase::exists() const {
+    bool isThere = false;
+    for (const char* suffix : kSuffixes) {
+        const bool isFound =
+            hasSafeFile(folder_.get(), name_ + suffix, {file_ + suffix, Status::storeUnsafe});
+        isThere = isThere || (isFound && *suffix == '\0');
+    }
+    return isThere;
+}
+
+/// SQLite opens files by their path alone, so it shows only afterwards whether that still led to
+/// the folder that was checked.
+void FeedDatabase::requireChecked(const Database& database) const {
+    int isMoved = 0;
+    sqlite3_file_control(database.get(), "main", SQLITE_FCNTL_HAS_MOVED, &isMoved);
+    struct stat opened {};
+    struct stat checked {};
+    if (isMoved != 0 || ::stat(file_.c_str(), &opened) != 0 ||
+        ::fstatat(folder_.get(), name_.c_str(), &checked, AT_SYMLINK_NOFOLLOW) != 0 ||
+        opened.st_dev != checked.st_dev || opened.st_ino != checked.st_ino)
+        fail(Status::storeUnsafe, file_, "its folder was exchanged meanwhile");
+}
+
 void FeedDatabase::open(int flags) {
-    if (database_ || ((flags & SQLITE_OPEN_CREATE) == 0 && ::access(file_.c_str(), F_OK) != 0))
+    if (!folder_)
+        failErrno(ENOENT, file_, "open its folder");
+    if (database_ || (!exists() && (flags & SQLITE_OPEN_CREATE) == 0))
         return;
     Database database(file_, flags, kBusyTimeout);
+    requireChecked(database);
     // Moving the log into the file at the end would slow short runs down.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     auto [form, application] = identityOf(database);
@@ -184,7 +225,7 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
             database_->execute(kCreateSchema);
         Statement putFeed(*database_, kPutFeed);
         Statement putSeen(*database_, kPutSeen);
-        for (const auto& [copy, versions] : feeds) {
+        for (const auto& [copy, versions, restarts] : feeds) {
             putFeed.bind(1, copy.address)
                 .bind(2, copy.etag)
                 .bind(3, copy.lastModified)
@@ -193,6 +234,7 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
                 .bind(6, copy.body)
                 .bind(7, copy.signer)
                 .bind(8, copy.goodOn)
+                .bind(9, restarts ? kMaxFeedSerial : kNoSerial)
                 .run();
             for (const auto& seen : versions)
                 putSeen.bind(1, copy.address)

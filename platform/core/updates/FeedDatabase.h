@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/core/package/Version.h"
+#include "platform/support/FileDescriptor.h"
 #include "platform/support/Sqlite.h"
 
 namespace tavik {
@@ -20,8 +21,8 @@ struct CachedFeed {
     std::string signature;  ///< empty where there was none
     std::string body;
     std::string signer;  ///< fingerprint of the key that signed it; empty: unsigned
-    std::string
-        goodOn;  ///< the last day (UTC) on which it was good, "2027-01-31"; empty: not known
+    /// The last day (UTC) on which it was good, e.g. "2027-01-31"; empty where it is not known.
+    std::string goodOn{};
 };
 
 /// A version of an extension, and the digest under which a feed offered it.
@@ -41,29 +42,37 @@ struct KnownFeed {
 struct GoodFeed {
     CachedFeed copy;
     std::vector<SeenVersion> versions;
+    bool restarts = false;  ///< see Feed::restarts
 };
 
 /// What is remembered of feeds between runs: a SQLite file of its own in the user's family folder,
 /// so that several processes can use it at once without another lock. The first save creates it. A
-/// damaged file is deleted and created anew. An earlier form is upgraded. Throws Error: storeNewer
-/// for a later form, otherwise by SQLite's failure.
+/// damaged file is deleted and created anew. An earlier form is upgraded. Throws Error: storeUnsafe
+/// where somebody else could have written the file or its folder, storeNewer for a later form,
+/// otherwise by SQLite's failure.
 class FeedDatabase {
   public:
+    /// `file`: a path with a folder in it.
     explicit FeedDatabase(std::string file);
 
     /// What is known of the feeds under these addresses, in their order.
     std::vector<KnownFeed> find(const std::vector<std::string>& addresses);
 
     /// Keeps all of them in one step. Where another process has kept a copy with a higher
-    /// serial meanwhile, that one stays; a version that is remembered stays as it is.
+    /// serial meanwhile, that one stays, unless it has the highest and the new copy restarts; a
+    /// version that is remembered stays as it is.
     void save(const std::vector<GoodFeed>& feeds);
 
   private:
     template <class Work>
     auto guarded(Work work);
     void open(int flags);
+    bool exists() const;
+    void requireChecked(const Database& database) const;
 
     std::string file_;
+    std::string name_;                  ///< of the file in its folder
+    FileDescriptor folder_;             ///< found safe; invalid where there is none
     std::optional<Database> database_;  ///< none where there is no file yet
 };
 

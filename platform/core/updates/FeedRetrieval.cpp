@@ -10,7 +10,9 @@
 // 4. The content is valid as a whole. Entries with faults are left out.
 // 5. It has not expired: nobody can hold an old feed back for ever.
 // 6. Its serial is not lower than that of the last good copy: nobody can replay an old feed before
-//    it expires.
+//    it expires. After the highest serial there is, which no feed could follow, one that says that
+//    its serials begin anew is taken. An older feed does not say so, and cannot be replayed even
+//    then.
 // 7. A version keeps the checksum that it had first (see isRepublished).
 //
 // The first failure ends this, and nothing of a feed that failed is kept.
@@ -143,14 +145,18 @@ void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
     copy_.goodOn = formatUtcTime(now).substr(0, kDayLength);
     if (feed_.expires <= now)
         refuse(Status::feedExpired, "on " + feed_.expiresText);
-    else if (remembered_ && feed_.serial < remembered_->serial)
+    else if (remembered_ && feed_.serial < remembered_->serial && !beginsAnew())
         refuse(Status::feedRolledBack,
                "serial " + std::to_string(feed_.serial) +
                    ", seen before: " + std::to_string(remembered_->serial) +
                    (remembered_->serial == kMaxFeedSerial
-                        ? ", the highest there is; to get out of it, delete feeds.db in the folder "
-                          "of the user's extensions"
+                        ? ", the highest there is; its publisher gets out of it by publishing the "
+                          "next feed with \"restarts\": true, as qpk feed does"
                         : ""));
+}
+
+bool FeedRetrieval::beginsAnew() const {
+    return feed_.restarts && remembered_->serial == kMaxFeedSerial;
 }
 
 bool FeedRetrieval::isRepublished(const FeedItem& item) const {
@@ -171,6 +177,7 @@ std::optional<GoodFeed> FeedRetrieval::news(const std::set<std::string>& install
     if (good.versions.empty() && remembered_ && isSame(*remembered_, copy_))
         return std::nullopt;
     good.copy = copy_;
+    good.restarts = feed_.restarts;
     return good;
 }
 

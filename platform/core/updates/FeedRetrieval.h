@@ -72,6 +72,7 @@ class FeedRetrieval {
     std::optional<GoodFeed> news(const std::set<std::string>& installed) const;
 
   private:
+    bool beginsAnew() const;
     std::string rememberedSigner(const FeedVerifier& verifier) const;
     void refuse(Status status, const std::string& detail);
     void refuseFetch(const FetchResult& result, const std::string& what);

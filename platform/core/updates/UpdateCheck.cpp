@@ -3,7 +3,8 @@
 // 1. Name the feeds. An extension's own address goes before those of its products. Two spellings of
 //    one address are one feed. The policy decides which feeds may be asked, and where.
 // 2. Read what earlier checks have saved of them: the last good copy, the versions once offered,
-//    the signer. If that cannot be read, the check warns and goes on as a first one does.
+//    the signer. If that cannot be read, the check warns and goes on as a first one does. If
+//    somebody else could have written it, the check ends.
 // 3. Fetch in three rounds, each with all its requests at once: the feeds that have changed, with
 //    the signatures of those that no copy is kept of; then the signatures that turned out to be
 //    needed; then statements of succession, where a feed has another signer than before.
@@ -157,8 +158,8 @@ void UpdateCheck::run(const std::vector<Errand>& errands) {
         (errands[i].feed->*errands[i].take)(std::move(results[i]));
 }
 
-/// Tells the feeds what is known of them. Nothing, and a warning, where the cache cannot be read:
-/// the check then goes on as a first one does.
+/// Tells the feeds what is known of them. Nothing, and a warning, where the disk does not give the
+/// cache: the check then goes on as a first one does.
 std::optional<FeedDatabase> UpdateCheck::recall() try {
     FeedDatabase cache(input_.cacheFile);
     const auto feeds = sources();
@@ -170,8 +171,11 @@ std::optional<FeedDatabase> UpdateCheck::recall() try {
         feeds[i]->remember(std::move(known[i]));
     return cache;
 } catch (const Error& error) {
-    if (error.status() == static_cast<int>(Status::storeNewer))
-        throw;
+    // These two are no bad luck of the disk: without what is remembered, a feed that was taken back
+    // or exchanged would be taken.
+    for (const Status status : {Status::storeNewer, Status::storeUnsafe})
+        if (error.status() == static_cast<int>(status))
+            throw;
     warning_ = error;
     return std::nullopt;
 }
