@@ -10,6 +10,7 @@
 #include "platform/core/session/StateFile.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
+#include "tools/tavik/Account.h"
 #include "tools/tavik/Changes.h"
 #include "tools/tavik/Words.h"
 
@@ -64,7 +65,7 @@ class Application {
     }
 
   private:
-    /// The version that is there then.
+    /// The version that is installed afterwards, or would be after a dry run.
     std::string install(const WantedExtension& wanted, const std::string& from) {
         const PackageSource source = sourceOf(wanted);
         std::string to = isDry_ ? run_.session().versionOf(source, wanted.scope)
@@ -128,6 +129,7 @@ class Application {
 void apply(const Arguments& arguments, Run& run) {
     const std::string& path = arguments.operands.front();
     const bool isDry = arguments.has(kDryRunOption.name);
+    useAccount(arguments, run);
     Changes changes(run);
     const auto wanted = parseStateFile(readStateFile(path), path);
     Application application(path, isDry, run, changes);
@@ -147,8 +149,9 @@ const Verb kApplyVerb = {
     "apply",
     "brings the stores to what a state file says",
     {"FILE", "a state file, as freeze prints it", 1, 1},
-    {{"prune", nullptr, "also remove what the file does not name, from both stores"},
-     kDryRunOption},
+    withAccountOptions(
+        {{"prune", nullptr, "also remove what the file does not name, from both stores"},
+         kDryRunOption}),
     {kChangesMember},
     apply};
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <set>
 
+#include "platform/core/disk/SetAside.h"
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/SystemFolder.h"
 #include "platform/messaging/SessionBus.h"
@@ -53,6 +54,10 @@ std::vector<Finding> stores(Run& run) {
             auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
             if (table)
                 finding.facts += ", extensions " + std::to_string(table->readAll().size());
+            // Never deleted by itself: whoever looks here decides.
+            for (const auto& name :
+                 folder ? SetAside::namesOf(*folder) : std::vector<std::string>())
+                finding.facts += ", set-aside/" + name;
         });
         found.push_back(finding);
     }

@@ -13,6 +13,7 @@
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/status/Status.h"
+#include "tools/tavik/Account.h"
 #include "tools/tavik/Problems.h"
 
 namespace tavik::front {
@@ -182,6 +183,7 @@ class Repairs {
 };
 
 void repair(const Arguments& arguments, Run& run) {
+    useAccount(arguments, run);
     Repairs repairs(arguments.has(kDryRunOption.name), run);
     repairs.repairStores();
     repairs.reinstallDamaged();
@@ -194,7 +196,7 @@ const Verb kRepairVerb = {
     "repair",
     "brings both stores in order; what it cannot repair is named",
     {nullptr, nullptr, 0, 0},
-    {kDryRunOption},
+    withAccountOptions({kDryRunOption}),
     {{"repairs", DocumentMember::Kind::list}, {"left", DocumentMember::Kind::list}},
     repair};
 

@@ -60,7 +60,7 @@ struct Remedy {
     Texts texts;
 };
 
-// The causes' own remedies name the options of TavikCmd.
+// The remedies in the table of causes name options of TavikCmd. These take their place.
 constexpr Remedy kRemedies[] = {
     {Status::invalidArgument,
      {"see tavik VERB --help", "voyez tavik VERBE --help", "siehe tavik VERB --help",
@@ -76,6 +76,14 @@ constexpr Remedy kRemedies[] = {
       "ajoutez --all-users, avec les droits d'un administrateur",
       "geben Sie --all-users an, mit den Rechten eines Administrators",
       "管理者の権限で --all-users を付けてください"}},
+    {Status::endPointMissing,
+     {"give --identity-service, --account and --token-file",
+      "indiquez --identity-service, --account et --token-file",
+      "geben Sie --identity-service, --account und --token-file an",
+      "--identity-service、--account、--token-file を指定してください"}},
+    {Status::credentialsMissing,
+     {"give --account and --token-file", "indiquez --account et --token-file",
+      "geben Sie --account und --token-file an", "--account と --token-file を指定してください"}},
 };
 
 }  // namespace

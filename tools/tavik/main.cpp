@@ -53,14 +53,6 @@ ExitStatus runVerb(const Invocation& invocation) {
     return output.finish(invocation.verb->members);
 }
 
-/// The members of the verb's document; none where there is no such verb.
-std::vector<DocumentMember> membersOf(const std::string& verb) {
-    for (const Verb* each : allVerbs())
-        if (each->name == verb)
-            return each->members;
-    return {};
-}
-
 ExitStatus run(const std::vector<std::string>& arguments) {
     Output output(Output::Form::text, Language::english);
     if (!arguments.empty() && arguments.front() == kCandidatesWord) {
@@ -74,11 +66,13 @@ ExitStatus run(const std::vector<std::string>& arguments) {
         output.block(invocation.text);
         return output.finish({});
     } catch (const UsageError& error) {
-        // What form was asked for is known from the very word alone.
+        // No option was read, so the word itself tells the form.
         const bool isJson =
             std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
         Output refusal(isJson ? Output::Form::json : Output::Form::text, languageOf(localeOf("")));
-        return refuse(refusal, error, membersOf(arguments.empty() ? "" : arguments.front()));
+        return refuse(
+            refusal, error,
+            arguments.empty() ? std::vector<DocumentMember>() : membersOf(arguments.front()));
     }
 }
 

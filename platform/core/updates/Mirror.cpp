@@ -90,6 +90,8 @@ class Mirror {
 
     void copyFeed(const std::string& text) {
         const Address address = addressOf(text);
+        if (!rules_.policy.allowsFeed(address))
+            fail(Status::policyForbids, address.text());
         FeedRetrieval feed(address, address);
         const auto fetcher = loadOnline().newFetcher({});
         auto results = fetcher->fetchAll({feed.request(), feed.signatureRequest()});
