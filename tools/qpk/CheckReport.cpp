@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kFormatVersion = 1;
 
-/// Replaces bytes that are no UTF-8, which names of files may have and JSON may not.
+/// The text with bytes replaced that are no UTF-8: names of files may have them, JSON may not.
 using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
 void text(Writer& json, const char* member, const std::string& value) {

@@ -105,7 +105,7 @@ FeedDocument makeFeed(const CommandLine& line, std::vector<Fault>& faults) {
     return feed;
 }
 
-/// Who signed the folder's feed so far; nobody where it is not to be told.
+/// The signer of the feed that the folder has; empty where there is no feed or no signature.
 Signer formerSigner(const std::string& folder) {
     const std::string path = folder + "/" + kFeedName;
     const auto feed = readWhole(path, kMaxFileBytes, FinalLink::followed);

@@ -111,7 +111,8 @@ void OutputFile::putInPlace() {
     untilGone_.reset();
 }
 
-/// Ends the work where the process is to end; the signal does so once the file is gone.
+/// Throws where a signal has asked the process to end. The signal takes effect when this object is
+/// destroyed, and the file with it.
 void OutputFile::requireGoingOn() const {
     if (untilGone_ && DeferredTermination::isRequested())
         throw Failure(path_, "the work was interrupted", "start it again");

@@ -65,7 +65,7 @@ class Application {
     }
 
   private:
-    /// The version that is there then.
+    /// The version that is installed afterwards, or would be after a dry run.
     std::string install(const WantedExtension& wanted, const std::string& from) {
         const PackageSource source = sourceOf(wanted);
         std::string to = isDry_ ? run_.session().versionOf(source, wanted.scope)

@@ -11,7 +11,7 @@ namespace {
 constexpr const char* kFooter =
     "Exit status: 0 done, or nothing to do; 1 something failed; 2 the command line is wrong,\n"
     "nothing was done; 3 there would be something to do.\n";
-// The library's own limits: it takes both for lists, and the larger one for one without end.
+// Limits for the library. It takes both for lists, and shows the larger one as a list without end.
 constexpr int kFewOperands = 1 << 20;
 constexpr int kManyOperands = CLI::detail::expected_max_vector_size;
 constexpr char kMark = '\x01';
@@ -65,8 +65,8 @@ void declare(CLI::App& app, const Verb& verb, Values& values) {
     app.group("Verbs")->footer(kFooter);
 }
 
-/// The library takes "[a]" for a list with the one entry "a": a name that looks like that passes
-/// through it with a mark in front, which no argument can begin with by chance and do any harm.
+/// The library takes "[a]" for a list with the one entry "a". An argument that begins like that
+/// gets a mark in front before the library sees it.
 std::string marked(const std::string& argument) {
     return argument.empty() || argument.front() != '[' ? argument : kMark + argument;
 }
@@ -94,7 +94,7 @@ Arguments argumentsOf(const CLI::App& app, const Verb& verb, const Values& value
     return arguments;
 }
 
-/// The library's texts are sentences of their own, some of several lines.
+/// Messages of the library may have several lines.
 std::string oneLine(std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text;

@@ -64,7 +64,7 @@ std::string inColumns(const std::string& text, std::size_t columns) {
     std::size_t used = 0;
     bool isFull = false;
     forEachCharacter(text, [&](const Character& character) {
-        // One column is the ellipsis's.
+        // The ellipsis takes one column.
         isFull = isFull || used + widthOf(character) + 1 > columns;
         if (isFull)
             return;

@@ -23,7 +23,7 @@ std::vector<StoreHistoryLine> chosen(const Arguments& arguments, Run& run) {
         arguments.operands.empty() ? "" : idOf(lines, arguments.operands.front());
     std::vector<StoreHistoryLine> found;
     for (const auto& each : lines)
-        // Times in this form are ordered as their texts are, also the beginnings of such texts.
+        // These times sort as texts do, and so do their beginnings.
         if (each.line.time >= since && (id.empty() || toIdKey(each.line.id) == id))
             found.push_back(each);
     return found;

@@ -59,7 +59,7 @@ void showText(const InventoryEntry& entry, const ExtensionDetails& details, Run&
     try {
         addManifest(details.manifest, table);
     } catch (const JsonError&) {
-        // Somebody has changed the file: verify tells.
+        // The installed manifest is no JSON any more. verify reports the change.
     }
     run.output().table(table);
 }

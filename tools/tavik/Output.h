@@ -26,7 +26,7 @@ class Output {
     bool isJson() const noexcept { return form_ == Form::json; }
     Language language() const noexcept { return language_; }
 
-    /// Text: each is left out of a JSON run.
+    /// Text only: a JSON run leaves these out.
     void line(const std::string& text, Tone tone = Tone::plain);
     void table(const Table& table);
     /// A text of several lines, each with its end.

@@ -23,7 +23,7 @@ void products(const Arguments&, Run& run) {
         json.optional("updateFeed", product.updateFeed);
         json.member("scope", scopeName(product.scope));
     });
-    // As text, each was told when the descriptors were read.
+    // In the text form, a warning named each of them when the descriptors were read.
     run.output().objects("invalid", invalid, [&](JsonText& json, const Error& error) {
         json.member("path", error.subject());
         json.member("cause", error.detail().empty()

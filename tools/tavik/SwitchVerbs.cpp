@@ -4,7 +4,7 @@
 namespace tavik::front {
 namespace {
 
-/// Of the shared store, what this user alone sees.
+/// Switches an extension of the shared store for this user alone.
 void switchForUser(const InventoryEntry& entry, ExtensionState state, Run& run, Changes& changes) {
     const bool enables = state == ExtensionState::enabled;
     if (enables && entry.row.state == ExtensionState::disabled)

@@ -14,7 +14,7 @@ constexpr std::size_t kNarrowestColumn = 8;
 
 using Widths = std::vector<std::size_t>;
 
-/// Without the columns that have nothing to say.
+/// The table without the columns whose cells are all empty.
 Table withoutEmptyColumns(const Table& table) {
     Table shown;
     shown.rows.resize(table.rows.size());

@@ -60,7 +60,7 @@ struct Remedy {
     Texts texts;
 };
 
-// The causes' own remedies name the options of TavikCmd.
+// The remedies in the table of causes name options of TavikCmd. These take their place.
 constexpr Remedy kRemedies[] = {
     {Status::invalidArgument,
      {"see tavik VERB --help", "voyez tavik VERBE --help", "siehe tavik VERB --help",

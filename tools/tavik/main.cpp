@@ -66,7 +66,7 @@ ExitStatus run(const std::vector<std::string>& arguments) {
         output.block(invocation.text);
         return output.finish({});
     } catch (const UsageError& error) {
-        // What form was asked for is known from the very word alone.
+        // No option was read, so the word itself tells the form.
         const bool isJson =
             std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
         Output refusal(isJson ? Output::Form::json : Output::Form::text, languageOf(localeOf("")));

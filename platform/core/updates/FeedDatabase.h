@@ -21,8 +21,8 @@ struct CachedFeed {
     std::string signature;  ///< empty where there was none
     std::string body;
     std::string signer;  ///< fingerprint of the key that signed it; empty: unsigned
-    std::string
-        goodOn;  ///< the last day (UTC) on which it was good, "2027-01-31"; empty: not known
+    /// The last day (UTC) on which it was good, e.g. "2027-01-31"; empty where it is not known.
+    std::string goodOn{};
 };
 
 /// A version of an extension, and the digest under which a feed offered it.
