@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sstream>
 
 #include "platform/core/policy/Policy.h"
 #include "platform/support/Json.h"
+#include "tests/support/Machine.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -50,9 +52,44 @@ TEST_P(Document, ExamplesRunAsTheyStand) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Docs, Document,
-                         ::testing::Values("commands.md", "installer-database.md",
+                         ::testing::Values("administration.md", "commands.md",
+                                           "identity-service.md", "installer-database.md",
                                            "package-format.md", "qpk.md", "tavik.md", "trust.md",
                                            "update-feed.md"));
+
+/// How xmllint judges the list; 0: it keeps to the schema.
+int judgedList(const Machine& machine) {
+    const Result list = machine.tavik({"--list_as_xml", "all"});
+    EXPECT_EQ(list.exitCode, 0) << list.err;
+    std::ofstream(machine.path("list.xml")) << list.out;
+    return run({"xmllint", "--noout", "--schema", source("docs/extensions.xsd"),
+                machine.path("list.xml")})
+        .exitCode;
+}
+
+// Catches a list that programs which go by the schema cannot read, and a schema that takes
+// anything.
+TEST(XmlSchema, HoldsForNamesThatNeedNoEscaping) {
+    if (run({"sh", "-c", "command -v xmllint"}).exitCode != 0)
+        GTEST_SKIP() << "xmllint is not installed";
+    Machine machine;
+    machine.addProduct("layout", "Layout Studio", "9.1");
+    const auto install = [&](PackageBuilder builder) {
+        const Result result = machine.install(machine.package(builder));
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+    };
+    install(PackageBuilder("com.example.a", "1.4.0-beta.1")
+                .named("Palettes d'été")
+                .with("products", R"([{"name": "sketch"}, {"name": "layout"}])"));
+    install(PackageBuilder("b", "2").with("storeName", "\"Example Store\""));
+    ASSERT_EQ(machine.tavik({"--disable", "b"}).exitCode, 0);
+    EXPECT_EQ(judgedList(machine), 0);
+
+    install(PackageBuilder("com.example.c", "1.0").named("Ink & Wash"));
+    EXPECT_NE(judgedList(machine), 0);
+    install(PackageBuilder("com.example.c", "1.1").named(R"(x\" status=\"Off)"));
+    EXPECT_NE(judgedList(machine), 0);
+}
 
 TEST(PolicyDocument, HasAPolicyThatHolds) {
     const Policy policy = parsePolicy(blocks(document("trust.md"), "json"));
