@@ -12,16 +12,23 @@ using tavik::vell::Part;
 
 namespace {
 
-/// Turns every exception into a status. Every entry goes through it.
+/// Runs `work`, and turns a failure of SQLite into a Failure.
+template <typename Work>
+int described(Work work) {
+    try {
+        return work();
+    } catch (const tavik::SqliteError& error) {
+        throw tavik::vell::describe(error, tavik::vell::databasePath());
+    }
+}
+
+/// Turns every exception into a status. Every entry goes through it. The description is made inside
+/// of it, because there may be no memory for that either.
 template <typename Work>
 int guarded(Work work) noexcept {
     try {
-        return work();
+        return described(work);
     } catch (const Failure& failure) {
-        tavik::vell::explain(failure);
-        return failure.status();
-    } catch (const tavik::SqliteError& error) {
-        const Failure failure = tavik::vell::describe(error, tavik::vell::databasePath());
         tavik::vell::explain(failure);
         return failure.status();
     } catch (...) {

@@ -13,6 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 using List = std::vector<std::string>;
 
+constexpr int kStoreUnsafe = 256 - 21;
 constexpr const char* kRebuilt = "is made anew from the installed extensions";
 
 /// The form that was changed in place, as the version before wrote it.
@@ -243,27 +244,89 @@ TEST_F(StoreForm, FoldersWithoutARowAreAdoptedOrSetAside) {
     EXPECT_EQ(readFile(machine_.user("set-aside/" + aside[0] +
                                      "/com.example.d@0123456789abcdef/mine.txt")),
               "mine");
+    // Nothing deletes it, so somebody has to be told of it.
+    const Result doctor = run({program("tavik"), "doctor"}, machine_.environment());
+    EXPECT_NE(doctor.out.find("set-aside/" + aside[0]), std::string::npos) << doctor.out;
 }
 
-TEST_F(StoreForm, ARowNamesNothingOutsideItsFolder) {
-    writeFile(machine_.path("victim/x.txt"), "x");
-    const std::string path = machine_.user("store.db");
-    std::string image = readFile(path);
+/// Changes the rows by hand and writes a right seal: only the rows are wrong then.
+void changeRows(const std::string& path, const std::string& sql) {
+    const std::string image = readFile(path);
     writeFile(path, image.substr(0, image.size() - 16));
-    {
-        Database database(path, SQLITE_OPEN_READWRITE, std::chrono::seconds(1));
-        database.execute("UPDATE extension SET folder = '../../../victim' WHERE state = 1");
-    }
-    image = readFile(path);
-    // The seal is right; only the row is wrong.
+    Database(path, SQLITE_OPEN_READWRITE, std::chrono::seconds(1)).execute(sql.c_str());
     const Result seal = run({"python3", "-c",
                              "import sys, zlib; b = open(sys.argv[1], 'rb').read();"
                              "open(sys.argv[1], 'ab').write(b'TavkSum1%08x' % zlib.crc32(b))",
                              path});
     ASSERT_EQ(seal.exitCode, 0) << seal.err;
-    EXPECT_EQ(machine_.tavik({"--remove", "com.example.a"}).exitCode, 0);
-    EXPECT_TRUE(fs::exists(machine_.path("victim/x.txt")));
-    EXPECT_EQ(machine_.listed(), List{"Disabled com.example.b 1.0"});
+}
+
+// A removal deletes what the row names. With a row that was damaged or made up, that must be
+// nothing but the extension's own folder.
+TEST(StoreRows, ThatNoChangeWroteAreDamage) {
+    const std::string columns[] = {
+        "folder = '@victim'",
+        "folder = '../../../victim@0123456789abcdef'",
+        "folder = '.'",
+        "folder = ''",
+        "folder = 'com.example.a@0123456789abcdeF'",
+        "folder = 'com.example.z@0123456789abcdef'",
+        "id = '../../victim'",
+        "id = 'com.example.z'",
+    };
+    for (std::string column : columns) {
+        SCOPED_TRACE(column);
+        Machine machine;
+        writeFile(machine.path("victim/x.txt"), "x");
+        writeFile(machine.path("victim@0123456789abcdef/x.txt"), "x");
+        ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+        if (const auto at = column.find("@victim"); at != std::string::npos)
+            column.replace(at, 7, machine.path("victim"));
+        changeRows(machine.user("store.db"), "UPDATE extension SET " + column);
+        const Result removed = machine.tavik({"--remove", "com.example.a"});
+        EXPECT_EQ(removed.exitCode, 0) << removed.err;
+        EXPECT_TRUE(contains(removed.err, "a row that is not of an extension")) << removed.err;
+        EXPECT_TRUE(fs::exists(machine.path("victim/x.txt")));
+        EXPECT_TRUE(fs::exists(machine.path("victim@0123456789abcdef/x.txt")));
+        EXPECT_EQ(machine.listed(), List{});
+    }
+}
+
+// SQLite would replay a log that lies beside a database, whoever wrote it.
+TEST_F(StoreForm, ALogThatIsNotOursChangesNothing) {
+    const std::string path = machine_.path("copy/store.db");
+    const std::string image = readFile(machine_.user("store.db"));
+    writeFile(path, image.substr(0, image.size() - 16));
+    {
+        Database copy(path, SQLITE_OPEN_READWRITE, std::chrono::seconds(1));
+        sqlite3_db_config(copy.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        int persist = 1;
+        sqlite3_file_control(copy.get(), "main", SQLITE_FCNTL_PERSIST_WAL, &persist);
+        copy.execute("PRAGMA journal_mode = WAL; UPDATE extension SET state = 1 - state");
+    }
+    ASSERT_GT(fs::file_size(path + "-wal"), 0U);
+    fs::copy(path + "-wal", machine_.user("store.db-wal"));
+    fs::copy(path + "-wal", machine_.user("store.db-journal"));
+    EXPECT_EQ(machine_.listed(), before_);
+    ASSERT_EQ(machine_.install(machine_.package("com.example.c", "1.0")).exitCode, 0);
+    List after = before_;
+    after.emplace_back("Enabled com.example.c 1.0");
+    EXPECT_EQ(machine_.listed(), after);
+}
+
+// In the earlier form the log belongs to the database, so nobody else may have written it.
+TEST_F(StoreForm, TheLogOfAnEarlierFormIsTheUsersOwn) {
+    makeEarlierForm();
+    const std::string log = machine_.user("store.db-wal");
+    fs::permissions(log, fs::perms::others_write, fs::perm_options::add);
+    EXPECT_EQ(machine_.tavik({"--enable", "com.example.b"}).exitCode, kStoreUnsafe);
+    fs::permissions(log, fs::perms::others_write, fs::perm_options::remove);
+    fs::rename(log, machine_.path("log"));
+    fs::create_symlink(machine_.path("log"), log);
+    EXPECT_EQ(machine_.tavik({"--enable", "com.example.b"}).exitCode, kStoreUnsafe);
+    fs::remove(log);
+    fs::rename(machine_.path("log"), log);
+    EXPECT_EQ(machine_.tavik({"--enable", "com.example.b"}).exitCode, 0);
 }
 
 TEST_F(StoreForm, AListFinishesWhatWasInterrupted) {

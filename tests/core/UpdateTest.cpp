@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <map>
 
 #include "tests/support/FeedServer.h"
 #include "tests/support/Machine.h"
@@ -16,6 +20,7 @@ constexpr const char* kToken = "s3cr3t-t0ken";
 constexpr int kPackageTooLarge = 256 - 14;
 constexpr int kDownloadFailed = 256 - 38;
 constexpr int kDownloadDiffers = 256 - 39;
+constexpr int kCertificateRefused = 256 - 43;
 constexpr int kEndPointMissing = 256 - 46;
 constexpr int kCredentialsMissing = 256 - 47;
 constexpr int kAccountRefused = 256 - 48;
@@ -203,6 +208,60 @@ TEST_F(Update, RequiredAccountIsAskedForAndTheTokenIsNeverWritten) {
         if (entry.is_regular_file()) {
             EXPECT_EQ(readFile(entry.path()).find(kToken), std::string::npos) << entry.path();
         }
+}
+
+// A memory dump, or another program of the user, must not give the token away: neither while it
+// waits for its command, nor while the core has it.
+TEST_F(Update, TheProcessIsClosedWhileItHasAToken) {
+    publish(version("1.5").with("requiresAccount", "true"));
+    fs::permissions(machine_.path(""), fs::perms::owner_all | fs::perms::others_all);
+    const std::string question = "/accounts/me/extensions/com.example.a";
+    const ServerAnswer silence{"", 200, {}, {}, ServerAnswer::Fault::stall};
+    server_.serve(question, silence);
+    server_.serve("/site/feed.json", silence);
+    // What is closed to a user belongs to root there.
+    const auto isClosed = [](const Process& process) {
+        struct stat info {};
+        const std::string memory = "/proc/" + std::to_string(process.pid()) + "/mem";
+        return ::stat(memory.c_str(), &info) == 0 && info.st_uid == 0;
+    };
+    const List token{"--accessToken", kToken, "--tokenType", "Bearer", "--accountID", "me"};
+    const List update{"--list_update", "all"};
+    const List install{"--setKPSEndPoint", server_.address("/"), "--install",
+                       machine_.path("site/a.qpk")};
+    struct {
+        List settings;
+        List command;
+        std::string stalls;
+        bool isClosed;
+    } const rows[] = {{token, install, question, true},
+                      {token, update, "/site/feed.json", true},
+                      {{}, update, "/site/feed.json", false}};
+    std::map<std::string, std::size_t> asked;
+    for (const auto& row : rows) {
+        List command{program("TavikCmd")};
+        if (geteuid() == 0)
+            command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", command[0]};
+        command.insert(command.end(), row.settings.begin(), row.settings.end());
+        command.insert(command.end(), row.command.begin(), row.command.end());
+        const Process process(command, machine_.environment());
+        server_.waitForRequest(row.stalls, ++asked[row.stalls]);
+        EXPECT_EQ(isClosed(process), row.isClosed) << row.command.back();
+    }
+}
+
+// Who listens in the service's place must not get the token, and is not taken for it.
+TEST_F(Update, NoTokenGoesToAServiceThatProvesNothing) {
+    publish(version("1.5").with("requiresAccount", "true"));
+    const Certificate certificate(machine_.path("tls"));
+    FeedServer impostor(certificate);
+    const Result result = machine_.tavik(
+        {"--setKPSEndPoint", impostor.address("/kps"), "--accessToken", kToken, "--tokenType",
+         "Bearer", "--accountID", "me", "--install", machine_.path("site/a.qpk")});
+    EXPECT_EQ(result.exitCode, kCertificateRefused) << result.err;
+    EXPECT_NE(result.err.find("the identity service: "), std::string::npos) << result.err;
+    EXPECT_TRUE(impostor.requests("/kps/accounts/me/extensions/com.example.a").empty());
+    expectInstalled("Enabled com.example.a 1.0");
 }
 
 TEST(EndPoint, IsRefusedWhereNoTokenMayBeSent) {

@@ -13,6 +13,7 @@
 // FAULT_PATH    instead of a number: each opening, making or deleting of what the program calls by
 //               this name, and each reading of a link of this name, fails with FAULT; with "stop",
 //               the process says "stopped" on its standard output and stops, once
+// FAULT_NETWORK every disk is a network disk
 // FAULT_COUNT   names a file that gets the number of counted calls when the process ends
 
 #include "tests/faults/FaultPlan.h"

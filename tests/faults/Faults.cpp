@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 
 #include "tests/faults/FaultPlan.h"
 
@@ -108,7 +109,6 @@ COUNTED(int, fstatat, (int fd, const char* path, struct stat* info, int flags),
         (fd, path, info, flags), kNamesPath)
 COUNTED(int, fstatat64, (int fd, const char* path, struct stat64* info, int flags),
         (fd, path, info, flags), kNamesPath)
-COUNTED(int, statfs, (const char* path, struct statfs* info), (path, info), kNamesPath)
 COUNTED(int, fstatfs, (int fd, struct statfs* info), (fd, info), kReads)
 COUNTED(int, access, (const char* path, int mode), (path, mode), kNamesPath)
 COUNTED(int, faccessat, (int fd, const char* path, int mode, int flags), (fd, path, mode, flags),
@@ -130,6 +130,15 @@ FAILING(FILE*, fopen, (const char* path, const char* mode), (path, mode),
         openingTraits(*mode == 'r' ? O_RDONLY : O_CREAT), nullptr)
 FAILING(FILE*, fopen64, (const char* path, const char* mode), (path, mode),
         openingTraits(*mode == 'r' ? O_RDONLY : O_CREAT), nullptr)
+
+EXPORTED int statfs(const char* path, struct statfs* info) {
+    static auto* const real = next<int(const char*, struct statfs*)>("statfs");
+    constexpr auto kNfs = 0x6969;
+    const int result = strikes("statfs", kNamesPath) ? -1 : real(path, info);
+    if (result == 0 && std::getenv("FAULT_NETWORK") != nullptr)
+        info->f_type = kNfs;
+    return result;
+}
 
 #define OPENS(name, parameters, arguments)                                                    \
     EXPORTED int name parameters {                                                            \

@@ -10,6 +10,7 @@ import shutil
 import signal
 import sqlite3
 import subprocess
+import time
 import zipfile
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent.parent
@@ -150,6 +151,29 @@ class Machine:
             shutil.copy(path, self.site)
         subprocess.run([self.build / "bin" / "qpk", "feed", self.site], check=True,
                        stdout=subprocess.DEVNULL)
+
+    def settle(self):
+        """Notes that both stores are in order, as a change would have: folders that were brought back
+        are others than those in the note that was brought back with them."""
+        def seal(store):
+            database = self.store(store) / "store.db"
+            return database.read_bytes()[-16:].decode() if database.exists() else "-"
+        for store, other in (("user", "shared"), ("shared", "user")):
+            root = self.store(store)
+            folders = ["ext", "products"] + [
+                f"products/{path.name}{below}" for path in (root / "products").glob("*")
+                for below in ("", "/extensions", "/disabled")]
+            lines = ["tavik-settled 1", f"{seal(store)} {seal(other)} {int(time.time())}"]
+            for folder in folders:
+                numbers = "0 0 0 0 0"
+                if (root / folder).is_dir():
+                    info = os.lstat(root / folder)
+                    times = [divmod(ns, 10**9) for ns in (info.st_mtime_ns, info.st_ctime_ns)]
+                    numbers = " ".join(str(each) for each in [info.st_ino, *times[0], *times[1]])
+                lines.append(f"{numbers} {folder}")
+            note = root / ".settled"
+            note.write_text("\n".join([*lines, f"end {len(folders)}", ""]))
+            note.chmod(0o600)
 
     def tree(self):
         return Tree(self.root / "user", self.root / "shared", self.plugins)

@@ -73,6 +73,16 @@ OPERATIONS = [
               ("user", A, None, False)),
     Operation("install after a long history", "long history", install("--install", NEW, "1.0"),
               ("user", NEW, "1.0", True)),
+    Operation("install where all is in order", "in order", install("--install", NEW, "1.0"),
+              ("user", NEW, "1.0", True)),
+    Operation("update where all is in order", "in order", install("--install", A, "2.0"),
+              ("user", A, "2.0", None)),
+    Operation("remove where all is in order", "in order", words("--remove", A),
+              ("user", A, REMOVED, None)),
+    Operation("enable where all is in order", "in order", words("--enable", B),
+              ("user", B, None, True)),
+    Operation("disable for all where all is in order", "in order", words("--disable", C),
+              ("shared", C, None, False)),
     Operation("list", "usual", words("--list", "all", "--list_as_xml", "all"), None),
 ]
 
@@ -93,3 +103,5 @@ def build_scene(machine, scene):
     machine.must(["--disable", B, "--disable", E])
     if scene == "long history":
         machine.must(["--enable", B, "--disable", B] * 150)
+    if scene == "in order":
+        machine.settle()

@@ -1,11 +1,4 @@
 // Feeds arbitrary bytes to everything that reads a package.
-//
-//   cmake --preset fuzz && cmake --build --preset fuzz --target package_fuzz
-//   mkdir -p build/seed build/packages && cp -r samples/extensions/brushes/. build/seed
-//   cd build/seed && head -c 5000000 /dev/zero > large
-//   zip -q0 ../packages/stored extension.json && zip -qr ../packages/plain .
-//   zip -qr -fz ../packages/zip64 . && zip -qr - . | cat > ../packages/piped && cd ../..
-//   build/fuzz/tests/package_fuzz -max_total_time=120 -max_len=65536 build/packages
 
 #include <fcntl.h>
 #include <sys/mman.h>

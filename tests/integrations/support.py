@@ -1,5 +1,6 @@
 """What the tests of the integrations share: a machine of its own in a temporary folder, packages and
 feeds made by the real qpk, and the real nginx over a shipped configuration."""
+import contextlib
 import json
 import os
 import pathlib
@@ -89,7 +90,18 @@ class Nginx:
         run("openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
             "-days", "2", "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost",
             "-keyout", folder / "key.pem", "-out", self.certificate)
-        self.ports = {name: free_port() for name in roots}
+        # A port that is free now may be another program's a moment later.
+        for attempts_left in reversed(range(5)):
+            self.configure(roots, main)
+            try:
+                return self.call()
+            except AssertionError:
+                if attempts_left == 0 or "Address already in use" not in (folder / "error.log").read_text():
+                    raise
+
+    def configure(self, roots, main):
+        folder = self.folder
+        self.ports = dict(zip(roots, free_ports(len(roots))))
         servers = "".join(self.server(name, root) for name, root in roots.items())
         user = pwd.getpwuid(os.getuid()).pw_name
         (folder / "nginx.conf").write_text(f"""
@@ -105,7 +117,6 @@ http {{
     {servers}
 }}
 """)
-        self.call()
 
     def server(self, name, root):
         text = self.CONF.read_text()
@@ -133,7 +144,10 @@ http {{
         return log.read_text().splitlines() if log.exists() else []
 
 
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+def free_ports(count):
+    """All of them are held until the last is known, so that none comes twice."""
+    with contextlib.ExitStack() as held:
+        probes = [held.enter_context(socket.socket()) for _ in range(count)]
+        for probe in probes:
+            probe.bind(("127.0.0.1", 0))
+        return [probe.getsockname()[1] for probe in probes]

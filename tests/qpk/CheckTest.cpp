@@ -47,6 +47,26 @@ TEST_F(Check, ShowsAllFaultsAtOnce) {
     EXPECT_LT(result.out.find("requiredAccount"), result.out.find("entry \"../up\"")) << "by place";
 }
 
+// A package for thousands of products would slow every list down.
+TEST_F(Check, CountsTheProductsAsTheCoreDoes) {
+    const auto products = [](int count) {
+        std::string json;
+        for (int i = 0; i < count; ++i)
+            json += (i == 0 ? "[" : ",") + (R"({"name":")" + std::to_string(i) + "\"}");
+        return json + "]";
+    };
+    PackageBuilder("a", "1").with("products", products(256)).write(at("most.qpk"));
+    PackageBuilder("a", "1").with("products", products(257)).write(at("more.qpk"));
+    EXPECT_EQ(qpk({"check", at("most.qpk")}).exitCode, 0);
+    const Result more = qpk({"check", at("more.qpk")});
+    EXPECT_EQ(more.exitCode, 1);
+    expectIn("products has more than 256 entries", more.out);
+    const Result refused = run({program("TavikCmd"), "--install", at("more.qpk")},
+                               {{"TAVIK_HOME", at("user")}, {"TAVIK_SHARED_HOME", at("shared")}});
+    EXPECT_EQ(refused.exitCode, 256 - 15);
+    expectIn("products has more than 256 entries", refused.err);
+}
+
 TEST_F(Check, FindsWhatOnlyReadingEverythingShows) {
     PackageBuilder("a", "1").file("META-INF/content.json", "{}").write(at("half.qpk"));
     expectIn("META-INF/content.json.sig is missing", qpk({"check", at("half.qpk")}).out);
@@ -132,6 +152,9 @@ TEST_F(Check, JudgesEachOfSeveral) {
     ASSERT_EQ(document["failures"].Size(), 1U);
     EXPECT_STREQ(document["failures"][0]["name"].GetString(), "packageUnreadable");
     report({bad, paths[2]}, 1);
+    writeFile(at("noise.qpk"), "rubbish");
+    const auto noise = report({at("noise.qpk")}, 1);
+    EXPECT_TRUE(noise["packages"][0]["version"].IsNull()) << "invented";
     EXPECT_EQ(report({paths[2], paths[3]}, 0)["failures"].Size(), 0U);
 }
 

@@ -6,9 +6,11 @@
 #include <signal.h>
 #include <sys/socket.h>
 
+#include <filesystem>
 #include <stdexcept>
 
 #include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace tavik::testing {
 namespace {
@@ -54,13 +56,23 @@ std::string headOf(const ServerAnswer& answer, int status) {
 
 }  // namespace
 
-Certificate::Certificate(const std::string& folder) : file(folder + "/server.pem") {
-    const Result made =
-        run({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-             "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1", "-addext",
-             "subjectAltName=IP:127.0.0.1", "-keyout", file, "-out", file});
-    if (made.exitCode != 0)
-        throw std::runtime_error("no certificate: " + made.err);
+Certificate::Certificate(const std::string& folder, Flaw flaw) : file(folder + "/server.pem") {
+    std::filesystem::create_directories(folder);
+    const std::string key = folder + "/key.pem";
+    const std::string certificate = folder + "/certificate.pem";
+    const std::string host = flaw == Flaw::ofAnotherHost ? "192.0.2.1" : "127.0.0.1";
+    const auto openssl = [](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "openssl");
+        const Result made = run(arguments);
+        if (made.exitCode != 0)
+            throw std::runtime_error("no certificate: " + made.err);
+    };
+    openssl({"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+             "-days", "2", "-subj", "/CN=" + host, "-addext", "subjectAltName=IP:" + host,
+             "-keyout", key, "-out", certificate});
+    if (flaw == Flaw::expired)
+        openssl({"x509", "-in", certificate, "-signkey", key, "-days", "-1", "-out", certificate});
+    writeFile(file, readFile(key) + readFile(certificate));
 }
 
 FeedServer::FeedServer() : FeedServer(net::ServerSocket(kAnyPort, SOMAXCONN), "http") {}
@@ -103,9 +115,10 @@ std::vector<std::string> FeedServer::requests(const std::string& target) const {
     return found;
 }
 
-void FeedServer::waitForRequest(const std::string& target) {
+void FeedServer::waitForRequest(const std::string& target, std::size_t times) {
     std::unique_lock lock(mutex_);
-    if (!asked_.wait_for(lock, std::chrono::seconds(10), [&] { return !requests(target).empty(); }))
+    if (!asked_.wait_for(lock, std::chrono::seconds(10),
+                         [&] { return requests(target).size() >= times; }))
         throw std::runtime_error("nobody asked for " + target);
 }
 

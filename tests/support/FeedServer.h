@@ -35,9 +35,13 @@ struct ServerAnswer {
     std::chrono::milliseconds delay{0};  ///< before the answer, for measurements
 };
 
-/// Key and certificate of a TLS server for 127.0.0.1, made by openssl in a folder.
+/// Key and certificate of a TLS server, made by openssl in a folder, which is made where it is
+/// missing.
 struct Certificate {
-    explicit Certificate(const std::string& folder);
+    /// What is wrong with it.
+    enum class Flaw { none, expired, ofAnotherHost };
+
+    explicit Certificate(const std::string& folder, Flaw flaw = Flaw::none);
     std::string file;  ///< PEM of both; what a client has to trust
 };
 
@@ -59,8 +63,8 @@ class FeedServer {
 
     /// What was asked for: "METHOD TARGET" and the header lines, joined with "\n".
     std::vector<std::string> requests(const std::string& target) const;
-    /// Returns when that target has been asked for; throws after ten seconds.
-    void waitForRequest(const std::string& target);
+    /// Returns when that target has been asked for so many times; throws after ten seconds.
+    void waitForRequest(const std::string& target, std::size_t times = 1);
     /// How many answers had a body.
     unsigned bodies() const { return bodies_; }
 

@@ -87,6 +87,18 @@ TEST_F(Mirror, KeepsTheOldFeedWhereAPackageFails) {
 }
 
 // Catches an address or a file's name that leads out of the folder.
+// What an administrator keeps this machine from asking, a mirror must not ask either.
+TEST_F(Mirror, AsksOnlyWhereItMay) {
+    publish({"1.0"});
+    writeFile(machine_.shared("policy.json"), R"({"feeds": ["https://extensions.example.com/"]})");
+    const auto document = mirror(kFailed);
+    EXPECT_EQ(failures(document), List{"policyForbids " + server_.address("/site/feed.json")});
+    EXPECT_TRUE(server_.requests("/site/feed.json").empty());
+    writeFile(machine_.shared("policy.json"),
+              R"({"feeds": [")" + server_.address("/site/") + "\"]}");
+    EXPECT_EQ(names(mirror(kDone), "copied"), (List{"a-1.0.qpk", "feed.json"}));
+}
+
 TEST_F(Mirror, StaysInItsFolder) {
     publish({"1.0"});
     std::string feed = readFile(machine_.path("site/feed.json"));

@@ -22,6 +22,9 @@ TEST_F(Outputs, WrongCommandLineDoesNothing) {
                           {"update", "com.example.a", "--all"},
                           {"list", "com.example.a"},
                           {"list", "--product"},
+                          {"list", "--check"},
+                          {"list", "--user", "--all-users"},
+                          {"history", "--since", "2026-13-01"},
                           {"info", "com.example.a", "b"},
                           {"apply", "a", "b"},
                           {"mirror", "https://example.com/feed.json"},
@@ -36,7 +39,8 @@ TEST_F(Outputs, WrongCommandLineDoesNothing) {
 TEST_F(Outputs, WrongCommandLineIsADocumentToo) {
     const Result result = tavik({"remove", "--json"});
     EXPECT_EQ(result.exitCode, kUsage);
-    EXPECT_NE(result.out.find("\"invalidArgument\""), std::string::npos) << result.out;
+    EXPECT_EQ(failures(document("remove", result.out)), List{"invalidArgument command line"});
+    EXPECT_NE(err(kUsage, {"instal", "x", "y"}).find("(\"instal\" is no verb)"), std::string::npos);
     EXPECT_EQ(failures(json(kUsage, {"update"})), List{"invalidArgument command line"});
 }
 
@@ -134,7 +138,10 @@ TEST_F(Outputs, VersionNamesTheLibraries) {
     EXPECT_EQ(text.rfind("tavik ", 0), 0U);
     EXPECT_NE(text.find("\n  SQLite 3."), std::string::npos) << text;
     EXPECT_EQ(out(kDone, {"help", "list"}), out(kDone, {"list", "--help"}));
-    EXPECT_EQ(out(kDone, {}), out(kDone, {"--help"}));
+    EXPECT_NE(out(kDone, {"help", "list"}).find("Usage: tavik list ["), std::string::npos);
+    EXPECT_NE(out(kDone, {"help", "remove"}).find(" NAME...\n"), std::string::npos);
+    for (const List& arguments : {List{"--help"}, List{"help"}})
+        EXPECT_EQ(out(kDone, {}), out(kDone, arguments));
 }
 
 }  // namespace

@@ -34,7 +34,18 @@ TEST(Feed, FaultsOfTheWholeRefuseIt) {
     }
 }
 
+/// The members of an entry for so many products.
+std::string forProducts(int count) {
+    std::string json;
+    for (int i = 0; i < count; ++i)
+        json += (i == 0 ? R"("products":[)" : ",") + (R"({"name":"p)" + std::to_string(i) + "\"}");
+    return json + "]";
+}
+
 TEST(Feed, LeavesBrokenItemsOutAndKeepsTheOthers) {
+    const std::string products =
+        R"("products":[{"name":"sketch","minVersion":"17.0","maxVersion":"18"}])";
+    const std::string tooMany = forProducts(257);
     struct {
         const char* from;
         const char* to;
@@ -48,6 +59,7 @@ TEST(Feed, LeavesBrokenItemsOutAndKeepsTheOthers) {
         {R"("url":"p.qpk")", R"("url":[])", "1 to 20 entries"},
         {R"("size":10)", R"("size":1e3)", "whole number"},
         {R"("sha256":"a)", R"("sha256":")", "hexadecimal"},
+        {products.c_str(), tooMany.c_str(), "more than 256 entries"},
     };
     for (const auto& row : rows) {
         const std::string broken = replaced(feedItem("b", "2.0"), row.from, row.to);

@@ -194,6 +194,24 @@ TEST_F(FetcherWithEnvironment, TrustsTheCertificatesOfTheSystemOrOfTheVariable) 
     EXPECT_TRUE(plain.requests("/f").empty());
 }
 
+// "Cannot connect" would send people looking for the fault in their network.
+TEST_F(FetcherWithEnvironment, SaysWhatIsWrongWithACertificate) {
+    const std::pair<Certificate::Flaw, const char*> rows[] = {
+        {Certificate::Flaw::expired, "expired"},
+        {Certificate::Flaw::ofAnotherHost, "127.0.0.1"},
+    };
+    for (const auto& [flaw, cause] : rows) {
+        const Certificate certificate(folder_ / cause, flaw);
+        setenv("SSL_CERT_FILE", certificate.file.c_str(), 1);
+        FeedServer server(certificate);
+        server.serve("/f", {"secure"});
+        const FetchResult result = fetch(server.address("/f"));
+        EXPECT_EQ(result.outcome, Outcome::untrusted) << cause;
+        EXPECT_NE(result.failure.find(cause), std::string::npos) << result.failure;
+        EXPECT_TRUE(server.requests("/f").empty()) << cause;
+    }
+}
+
 TEST_F(FetcherWithEnvironment, UsesProxiesButNotForThisMachine) {
     FeedServer proxy;
     FeedServer server;

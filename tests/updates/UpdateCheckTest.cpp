@@ -231,7 +231,7 @@ TEST_F(UpdateCheckTest, TheMemoryIsInTheFolderThatWasLookedAt) {
     fs::rename(folder_ / "store", folder_ / "before");
     fs::create_directory(folder_ / "store");
     expectStatus(Status::storeUnsafe, "exchanged", [&] {
-        memory.save({{{"https://e.com/f", "", "", 42, "", "body", ""}, {}}});
+        memory.save({{{"https://e.com/f", "", "", 42, "", "body", "", ""}, {}}});
     });
 }
 

@@ -44,7 +44,8 @@ void describe(const std::string& file, const std::vector<TargetProduct>& product
     const auto isAboutVersion = [](const Fault& fault) {
         return fault.place == kManifestPath && (fault.member == "version" || fault.member.empty());
     };
-    if (std::none_of(package.faults.begin(), package.faults.end(), isAboutVersion))
+    const auto& faults = package.faults;
+    if (!package.manifest.empty() && std::none_of(faults.begin(), faults.end(), isAboutVersion))
         package.version = manifest.version.text();
 }
 

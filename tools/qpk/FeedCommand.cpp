@@ -10,7 +10,6 @@
 #include "tools/qpk/FeedFolder.h"
 #include "tools/qpk/FeedOptions.h"
 #include "tools/qpk/InputFile.h"
-#include "tools/qpk/Interruption.h"
 #include "tools/qpk/Output.h"
 #include "tools/qpk/OutputFile.h"
 #include "tools/qpk/Signing.h"
@@ -152,15 +151,20 @@ void publish(const std::string& folder, const std::optional<std::string>& pageTe
     };
     addFile(kSuccessionSuffix, succession);
     addFile(kSignatureSuffix, signature);
-    const NoInterruption fromHereToTheLastRename;
+    for (OutputFile& file : besides)
+        file.sync();
+    json.sync();
+    if (page)
+        page->sync();
+    const DeferredTermination fromHereToTheLastRename;
     if (succession.empty())  // One that is there is about another key.
         ::unlink((path + std::string(kSuccessionSuffix)).c_str());
     // Everything is written. Only the renames are left, one directly after the other.
     for (OutputFile& file : besides)
-        file.finish();
-    json.finish();
+        file.putInPlace();
+    json.putInPlace();
     if (page)
-        page->finish();
+        page->putInPlace();
     else if (pageIn(folder) == PageIs::ours)  // It would show what was offered before.
         ::unlink(pagePath.c_str());
 }

@@ -59,12 +59,11 @@ OutputFile::OutputFile(std::string path, FinalLink link)
     if (file_)
         return;
     std::string name = hiddenNameBeside(target_, "XXXXXX");
-    const NoInterruption nameAndWatch;
+    untilGone_.emplace();
     file_ = FileDescriptor(::mkostemp(name.data(), O_CLOEXEC));
     if (!file_)
         failSystem(errno, path_, "make the file");
     temporaryPath_ = std::move(name);
-    half_.emplace(temporaryPath_);
 }
 
 OutputFile::~OutputFile() {
@@ -77,6 +76,7 @@ std::string OutputFile::temporaryPath() const {
 }
 
 void OutputFile::write(std::string_view bytes) {
+    requireGoingOn();
     if (!writeAll(file_.get(), bytes))
         failErrno(errno, path_, "write the file");
     size_ += bytes.size();
@@ -87,15 +87,34 @@ void OutputFile::finish() {
 }
 
 void OutputFile::finish(mode_t mode) {
+    sync(mode);
+    putInPlace();
+}
+
+void OutputFile::sync() {
+    sync(rightsOfNewFile());
+}
+
+void OutputFile::sync(mode_t mode) {
     if (::fchmod(file_.get(), mode) != 0 || ::fsync(file_.get()) != 0)
         failErrno(errno, path_, "write the file");
-    const NoInterruption nameAndRename;
+    requireGoingOn();
+}
+
+void OutputFile::putInPlace() {
+    const DeferredTermination nameAndRename;
     if (temporaryPath_.empty())
         giveTemporaryName();
     if (::rename(temporaryPath_.c_str(), target_.c_str()) != 0)
         failErrno(errno, path_, "rename the finished file");
     temporaryPath_.clear();
-    half_.reset();
+    untilGone_.reset();
+}
+
+/// Ends the work where the process is to end; the signal does so once the file is gone.
+void OutputFile::requireGoingOn() const {
+    if (untilGone_ && DeferredTermination::isRequested())
+        throw Failure(path_, "the work was interrupted", "start it again");
 }
 
 /// Gives the file a name, because only a rename can replace another file.

@@ -7,17 +7,17 @@
 #include <string>
 #include <string_view>
 
+#include "platform/support/DeferredTermination.h"
 #include "platform/support/FileDescriptor.h"
 #include "tools/qpk/InputFile.h"
-#include "tools/qpk/Interruption.h"
 
 namespace tavik::qpk {
 
 /// A file that appears under its name complete or not at all. It is written without a name if the
 /// file system supports that, otherwise under a hidden name beside it. Unless it is finished, it is
-/// removed with this object, and when the process is interrupted. Only a regular file is replaced.
-/// If the name is a link, the link is refused, or it stays and its target is replaced. Failures are
-/// Errors about the file.
+/// removed with this object, also where Ctrl-C, TERM or HUP ends the process meanwhile. Only a
+/// regular file is replaced. If the name is a link, the link is refused, or it stays and its target
+/// is replaced. Failures are Errors about the file.
 class OutputFile {
   public:
     OutputFile(std::string path, FinalLink link);
@@ -36,13 +36,21 @@ class OutputFile {
     void finish();
     void finish(mode_t mode);
 
+    // The two halves of finish(), for several files that belong together.
+
+    /// Makes the content durable; after it, only the name is missing.
+    void sync();
+    void sync(mode_t mode);
+    void putInPlace();
+
   private:
     void giveTemporaryName();
+    void requireGoingOn() const;
 
     std::string path_;
-    std::string target_;         // the path with its links followed
-    std::string temporaryPath_;  // empty: it has no name
-    std::optional<HalfFile> half_;
+    std::string target_;                            // the path with its links followed
+    std::string temporaryPath_;                     // empty: it has no name
+    std::optional<DeferredTermination> untilGone_;  // while it has a name that must not stay
     FileDescriptor file_;
     std::uint64_t size_ = 0;
 };

@@ -5,7 +5,6 @@
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Explanation.h"
 #include "tools/qpk/Failure.h"
-#include "tools/qpk/Interruption.h"
 
 namespace tavik::qpk {
 namespace {
@@ -79,7 +78,6 @@ int run(const std::vector<std::string>& arguments) try {
 }  // namespace tavik::qpk
 
 int main(int argc, char** argv) {
-    tavik::qpk::handleInterruptions();
     const int status = tavik::qpk::run({argv + 1, argv + argc});
     if (!std::cout.flush()) {
         std::cerr << "qpk: standard output cannot be written; look at where it leads\n";

@@ -3,12 +3,14 @@
 #include <cerrno>
 #include <filesystem>
 #include <set>
+#include <system_error>
 #include <utility>
 
 #include "platform/core/package/Manifest.h"
 #include "platform/core/session/StateFile.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
+#include "tools/tavik/Account.h"
 #include "tools/tavik/Changes.h"
 #include "tools/tavik/Words.h"
 
@@ -17,11 +19,14 @@ namespace {
 
 constexpr std::size_t kMaxStateFileBytes = std::size_t{8} << 20;
 
-std::string readStateFile(const std::string& path) {
+/// Also from a pipe, as `tavik apply /dev/stdin` has it.
+std::string readStateFile(const std::string& path) try {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file)
-        failErrno(errno, path, "open the file");
+        fail(Status::stateFileInvalid, path, "it cannot be opened: " + errnoText(errno));
     return readUpTo(file.get(), kMaxStateFileBytes);
+} catch (const std::system_error& error) {
+    fail(Status::stateFileInvalid, path, "it cannot be read: " + errnoText(error.code().value()));
 }
 
 /// Brings one store's extension to what the file wants, step by step; a dry run only tells them.
@@ -124,6 +129,7 @@ class Application {
 void apply(const Arguments& arguments, Run& run) {
     const std::string& path = arguments.operands.front();
     const bool isDry = arguments.has(kDryRunOption.name);
+    useAccount(arguments, run);
     Changes changes(run);
     const auto wanted = parseStateFile(readStateFile(path), path);
     Application application(path, isDry, run, changes);
@@ -143,8 +149,9 @@ const Verb kApplyVerb = {
     "apply",
     "brings the stores to what a state file says",
     {"FILE", "a state file, as freeze prints it", 1, 1},
-    {{"prune", nullptr, "also remove what the file does not name, from both stores"},
-     kDryRunOption},
+    withAccountOptions(
+        {{"prune", nullptr, "also remove what the file does not name, from both stores"},
+         kDryRunOption}),
     {kChangesMember},
     apply};
 

@@ -1,5 +1,7 @@
 #include "tools/tavik/Changes.h"
 
+#include <iterator>
+
 #include "platform/core/package/Version.h"
 #include "tools/tavik/Words.h"
 
@@ -44,6 +46,13 @@ Operation installOperation(const std::string& from, const std::string& to) {
     const auto before = Version::parse(from);
     const auto after = Version::parse(to);
     return before && after && *before == *after ? Operation::reinstall : Operation::update;
+}
+
+std::string operationText(const std::string& name, Language language) {
+    for (std::size_t i = 0; i < std::size(kOperations); ++i)
+        if (nameOf(static_cast<Operation>(i)) == name)
+            return word(kOperations[i], language);
+    return name;
 }
 
 const char* scopeName(Scope scope) noexcept {

@@ -40,6 +40,9 @@ inline constexpr DocumentMember kChangesMember = {"changes", DocumentMember::Kin
 /// What putting version `to` in the place of version `from` is called.
 Operation installOperation(const std::string& from, const std::string& to);
 
+/// What a change that a history names is called; without a word of its own, that name.
+std::string operationText(const std::string& name, Language language);
+
 const char* scopeName(Scope scope) noexcept;
 
 /// "for me", "for all users" in the run's language.

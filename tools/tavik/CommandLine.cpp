@@ -11,8 +11,25 @@ namespace {
 constexpr const char* kFooter =
     "Exit status: 0 done, or nothing to do; 1 something failed; 2 the command line is wrong,\n"
     "nothing was done; 3 there would be something to do.\n";
-constexpr int kManyOperands = 1 << 20;
+// The library's own limits: it takes both for lists, and the larger one for one without end.
+constexpr int kFewOperands = 1 << 20;
+constexpr int kManyOperands = CLI::detail::expected_max_vector_size;
 constexpr char kMark = '\x01';
+
+/// Help texts that say "verb", and show what a verb takes as the manual page does.
+class Formatter : public CLI::Formatter {
+  public:
+    Formatter() {
+        label("SUBCOMMAND", "VERB");
+        label("REQUIRED", "");
+    }
+
+    std::string make_option_usage(const CLI::Option* option) const override {
+        const std::string text =
+            option->get_name() + (option->get_expected_max() == kManyOperands ? "..." : "");
+        return option->get_required() ? text : "[" + text + "]";
+    }
+};
 
 /// Where the library puts what it reads; the verbs get it as Arguments.
 struct Values {
@@ -27,8 +44,8 @@ void declareOperands(CLI::App& app, const Operands& rule, Values& values) {
     if (rule.name == nullptr)
         return;
     CLI::Option* option = app.add_option(rule.name, values.operands, rule.help);
-    // How many it may be at the most is checked later: for the library, many means a list.
-    option->expected(rule.least, kManyOperands);
+    // How many it may be at the most is checked later.
+    option->expected(rule.least, rule.most == kAny ? kManyOperands : kFewOperands)->type_name("");
     if (rule.least > 0)
         option->required();
 }
@@ -45,7 +62,7 @@ void declare(CLI::App& app, const Verb& verb, Values& values) {
     app.add_flag(std::string("--") + kJsonOption.name, values.isJson, kJsonOption.help);
     app.add_option(std::string("--") + kLocaleOption.name, values.locale, kLocaleOption.help)
         ->type_name(kLocaleOption.value);
-    app.footer(kFooter);
+    app.group("Verbs")->footer(kFooter);
 }
 
 /// The library takes "[a]" for a list with the one entry "a": a name that looks like that passes
@@ -83,14 +100,24 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+/// The library names what it did not expect from the last to the first.
+[[noreturn]] void refuseExtras(const CLI::App& app) {
+    const auto extras = app.remaining(true);
+    const std::string first = extras.empty() ? "" : unmarked(extras.front());
+    const bool isVerb = app.get_subcommands().empty() && !first.empty() && first.front() != '-';
+    throw UsageError("\"" + first + "\" is " + (isVerb ? "no verb" : "not expected here"));
+}
+
 Invocation helpFor(const CLI::App& app, const std::string& verb) {
     Invocation invocation;
     if (verb.empty()) {
-        invocation.text = app.help();
+        // help() of an app is about the verb that it has just read, here "help" itself.
+        invocation.text =
+            app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode());
         return invocation;
     }
     try {
-        invocation.text = app.get_subcommand(verb)->help();
+        invocation.text = app.get_subcommand(verb)->help(app.get_name());
     } catch (const CLI::OptionNotFound&) {
         throw UsageError("\"" + verb + "\" is no verb");
     }
@@ -107,15 +134,26 @@ const std::vector<const Verb*>& allVerbs() {
     return verbs;
 }
 
+std::vector<DocumentMember> membersOf(const std::string& verb) {
+    for (const Verb* each : allVerbs())
+        if (each->name == verb)
+            return each->members;
+    return {};
+}
+
 Invocation readCommandLine(const std::vector<std::string>& arguments, const std::string& version) {
     CLI::App app("Manages the extensions of host products.", "tavik");
     app.require_subcommand(0, 1);
+    app.formatter(std::make_shared<Formatter>());
     app.footer("tavik VERB --help explains a verb.\n" + std::string(kFooter));
     bool wantsVersion = false;
     app.add_flag("--version", wantsVersion, "version, commit and the libraries in use");
     std::string explained;
     const CLI::App* help = app.add_subcommand("help", "prints this text, or that of a verb");
-    app.get_subcommand("help")->add_option("VERB", explained, "the verb to be explained");
+    app.get_subcommand("help")
+        ->group("Verbs")
+        ->add_option("VERB", explained, "the verb to be explained")
+        ->type_name("");
     std::vector<Values> values(allVerbs().size());
     std::vector<CLI::App*> verbs;
     for (std::size_t i = 0; i < allVerbs().size(); ++i) {
@@ -131,6 +169,8 @@ Invocation readCommandLine(const std::vector<std::string>& arguments, const std:
     } catch (const CLI::CallForHelp&) {
         const auto parsed = app.get_subcommands();
         return helpFor(app, parsed.empty() ? "" : parsed.front()->get_name());
+    } catch (const CLI::ExtrasError&) {
+        refuseExtras(app);
     } catch (const CLI::ParseError& error) {
         throw UsageError(oneLine(error.what()));
     }

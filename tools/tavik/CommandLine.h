@@ -19,6 +19,9 @@ struct Invocation {
 /// Every verb, in the order of the help.
 const std::vector<const Verb*>& allVerbs();
 
+/// The members of the verb's document; none where there is no such verb.
+std::vector<DocumentMember> membersOf(const std::string& verb);
+
 /// Reads the arguments behind the program's name. Throws UsageError.
 Invocation readCommandLine(const std::vector<std::string>& arguments, const std::string& version);
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <set>
 
+#include "platform/core/disk/SetAside.h"
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/SystemFolder.h"
 #include "platform/messaging/SessionBus.h"
@@ -53,6 +54,10 @@ std::vector<Finding> stores(Run& run) {
             auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
             if (table)
                 finding.facts += ", extensions " + std::to_string(table->readAll().size());
+            // Never deleted by itself: whoever looks here decides.
+            for (const auto& name :
+                 folder ? SetAside::namesOf(*folder) : std::vector<std::string>())
+                finding.facts += ", set-aside/" + name;
         });
         found.push_back(finding);
     }
@@ -98,15 +103,27 @@ std::vector<Finding> policy(Run& run) {
 
 std::vector<Finding> keys(Run& run) {
     auto found = administratorsFiles("trusted-keys", run);
-    Finding all{"keys", "", "", {}};
+    Finding all{"keys", "", found.empty() ? "none trusted" : "", {}};
     if (!found.empty())
         inspect(all, run.language(), [&] {
             const TrustRules rules = run.session().readRules();
-            const auto& revoked = rules.keys.revoked(rules.crypto());
-            all.facts = "taken back " + std::to_string(revoked.size());
+            Crypto& crypto = rules.crypto();
+            all.facts = "trusted " + std::to_string(rules.keys.trusted(crypto).size()) +
+                        ", revoked " + std::to_string(rules.keys.revoked(crypto).size());
         });
     found.push_back(all);
     return found;
+}
+
+/// An address without what may be a secret in it: a user's name and password, and a query.
+std::string withoutSecrets(std::string address) {
+    const std::size_t start = address.find("://");
+    const std::size_t host = start == std::string::npos ? 0 : start + 3;
+    const std::size_t at = address.substr(0, address.find('/', host)).rfind('@');
+    if (at != std::string::npos && at >= host)
+        address.replace(host, at - host, "...");
+    const std::size_t query = address.find('?');
+    return query == std::string::npos ? address : address.substr(0, query) + "?...";
 }
 
 std::vector<Finding> feeds(Run& run) {
@@ -115,7 +132,8 @@ std::vector<Finding> feeds(Run& run) {
     for (const FeedInUse& feed : known.feeds) {
         const std::string facts =
             feed.goodOn.empty() ? "never good here" : "good on " + feed.goodOn;
-        found.push_back({feed.namedBy, feed.address, facts, {}, {{"lastGood", feed.goodOn}}});
+        found.push_back(
+            {feed.namedBy, withoutSecrets(feed.address), facts, {}, {{"lastGood", feed.goodOn}}});
     }
     if (known.failure) {
         Finding memory{"feeds.db", "", "", {}, {{"lastGood", ""}}};

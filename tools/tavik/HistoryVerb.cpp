@@ -1,5 +1,6 @@
 #include "platform/core/package/Manifest.h"
 #include "platform/core/session/NameSearch.h"
+#include "platform/support/UtcTime.h"
 #include "tools/tavik/Changes.h"
 #include "tools/tavik/Listing.h"
 #include "tools/tavik/Words.h"
@@ -28,9 +29,17 @@ std::vector<StoreHistoryLine> chosen(const Arguments& arguments, Run& run) {
     return found;
 }
 
+/// Whether the text is a time, or as much of one as says a year at least.
+bool isBeginningOfTime(const std::string& text) {
+    const std::string any = "2000-01-01T00:00:00Z";
+    constexpr std::size_t kYear = 4;
+    return text.size() >= kYear && text.size() <= any.size() &&
+           parseUtcTime(text + any.substr(text.size()));
+}
+
 void history(const Arguments& arguments, Run& run) {
     const std::string since = arguments.value("since").value_or("2000");
-    if (since.find_first_not_of("0123456789-:TZ") != std::string::npos || since.size() < 4)
+    if (!isBeginningOfTime(since))
         throw UsageError("\"" + since + "\" is no date such as 2027-01-31 or 2027-01-31T12:00:00Z");
     const auto lines = chosen(arguments, run);
     Table table;
@@ -40,7 +49,7 @@ void history(const Arguments& arguments, Run& run) {
     for (const auto& [line, scope] : lines) {
         const bool isStep = !line.from.empty() && !line.to.empty() && line.from != line.to;
         table.rows.push_back(
-            {line.time, line.operation, line.id,
+            {line.time, operationText(line.operation, run.language()), line.id,
              isStep ? line.from + " -> " + line.to : (line.to.empty() ? line.from : line.to),
              scopeText(scope, run.language()), line.by.name, shortSigner(line.signer)});
     }

@@ -1,4 +1,11 @@
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <iterator>
+
 #include "platform/core/status/Status.h"
+#include "platform/support/Json.h"
 #include "tools/tavik/Changes.h"
 #include "tools/tavik/Listing.h"
 #include "tools/tavik/Words.h"
@@ -6,10 +13,32 @@
 namespace tavik::front {
 namespace {
 
+/// The members of the manifest that the table has no row for yet, under their own names.
+void addManifest(const std::string& manifest, Table& table) {
+    static constexpr std::string_view kShown[] = {"formatVersion", "id",       "name",
+                                                  "version",       "products", "updateUrl"};
+    const JsonDocument document = parseJson(manifest);
+    if (!document.IsObject())
+        return;
+    for (const auto& member : document.GetObject()) {
+        const std::string name(member.name.GetString(), member.name.GetStringLength());
+        if (std::find(std::begin(kShown), std::end(kShown), name) != std::end(kShown))
+            continue;
+        rapidjson::StringBuffer text;
+        rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+        member.value.Accept(writer);
+        if (const std::string value =
+                member.value.IsString() ? member.value.GetString() : text.GetString();
+            !value.empty())
+            table.rows.push_back({name, value});
+    }
+}
+
 void showText(const InventoryEntry& entry, const ExtensionDetails& details, Run& run) {
     const Language language = run.language();
     Table table;
     table.heads = {entry.row.name, ""};
+    table.lines = Table::Lines::whole;  // A path is of use only as a whole.
     const auto add = [&](Word name, const std::string& text) {
         if (!text.empty())
             table.rows.push_back({word(name, language), text});
@@ -27,6 +56,11 @@ void showText(const InventoryEntry& entry, const ExtensionDetails& details, Run&
     for (const auto& link : details.links)
         add(Word::links, link);
     add(Word::files, std::to_string(details.files) + " (" + std::to_string(details.bytes) + " B)");
+    try {
+        addManifest(details.manifest, table);
+    } catch (const JsonError&) {
+        // Somebody has changed the file: verify tells.
+    }
     run.output().table(table);
 }
 

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "platform/core/package/Manifest.h"
+#include "tools/tavik/Account.h"
 #include "tools/tavik/Changes.h"
 
 namespace tavik::front {
@@ -42,6 +43,7 @@ void install(const Arguments& arguments, Run& run) {
     std::vector<PackageSource> sources;
     for (const std::string& operand : arguments.operands)
         sources.push_back(sourceOf(operand));
+    useAccount(arguments, run);
     Changes changes(run);
     for (const PackageSource& source : sources)
         run.attempt([&] { installOne(source, scopeOf(arguments), run, changes); });
@@ -53,7 +55,7 @@ const Verb kInstallVerb = {
     "install",
     "installs packages",
     {"PACKAGE", "package files (.qpk), or ID or ID@VERSION of what the feeds offer", 1, kAny},
-    {kAllUsersOption},
+    withAccountOptions({kAllUsersOption}),
     {kChangesMember},
     install};
 

@@ -50,7 +50,15 @@ void showTable(const std::vector<ListedEntry>& listed, bool hasUpdates, Run& run
     run.output().table(table);
 }
 
+void requireSense(const Arguments& arguments) {
+    if (arguments.has("check") && !arguments.has("updates"))
+        throw UsageError("--check goes with --updates");
+    if (arguments.has("user") && arguments.has(kAllUsersOption.name))
+        throw UsageError("--user and --all-users exclude each other");
+}
+
 void list(const Arguments& arguments, Run& run) {
+    requireSense(arguments);
     const Inventory inventory = run.session().inventory();
     for (const Error& error : inventory.failures())
         run.output().failure(error);

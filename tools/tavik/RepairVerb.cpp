@@ -55,10 +55,7 @@ class Repairs {
         if (isDry_)
             return mendIf([](const StoreProblem& problem) { return isOfTheStore(problem.kind); });
         for (const StoreLocation& location : run_.session().locations())
-            run_.attempt([&] {
-                if (StoreFolder::open(location))
-                    run_.session().repair(location.scope);
-            });
+            run_.attempt([&] { repairStore(location); });
     }
 
     void reinstallDamaged() {
@@ -94,9 +91,23 @@ class Repairs {
     }
 
   private:
-    std::vector<StoreProblem> problemsNow() {
+    std::vector<StoreProblem> problemsNow() { return problemsOf(run_.session().locations()); }
+
+    std::vector<StoreProblem> problemsOf(const std::vector<StoreLocation>& locations) {
         Session& session = run_.session();
-        return findProblems(session.inventory(), session.products(), session.locations());
+        return findProblems(session.inventory(), session.products(), locations);
+    }
+
+    void repairStore(const StoreLocation& location) {
+        try {
+            if (StoreFolder::open(location))
+                run_.session().repair(location.scope);
+        } catch (const Error& error) {
+            // The store for all users is not this user's to change, and needs nothing.
+            const bool isForbidden = error.status() == static_cast<int>(Status::noPermission);
+            if (!isForbidden || location.scope != Scope::shared || !problemsOf({location}).empty())
+                throw;
+        }
     }
 
     static bool needsFiles(const InventoryEntry& entry, const std::vector<StoreProblem>& problems) {

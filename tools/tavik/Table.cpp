@@ -74,7 +74,7 @@ std::string draw(const Table& table, const DrawingRules& rules) {
         for (auto& cell : row)
             cell.text = printable(cell.text);
     Widths widths = widthsOf(shown);
-    if (rules.width != 0)
+    if (rules.width != 0 && table.lines == Table::Lines::cut)
         fitInto(rules.width, widths);
     std::string text = line(widths, [&](std::size_t i) {
         return toned(inColumns(shown.heads[i], widths[i]), Tone::faint, rules);

@@ -20,8 +20,12 @@ struct Cell {
 };
 
 struct Table {
+    /// What is wider than the window is cut, or goes on in the next line of the terminal.
+    enum class Lines { cut, whole };
+
     std::vector<std::string> heads;
     std::vector<std::vector<Cell>> rows;  ///< each with a cell for each head
+    Lines lines = Lines::cut;
 };
 
 /// How texts are drawn: for a file or pipe without a limit and without colour.
@@ -33,8 +37,8 @@ struct DrawingRules {
 /// The text in the tone's colour.
 std::string toned(const std::string& text, Tone tone, const DrawingRules& rules);
 
-/// The table's lines, each with its end. Where the window is too narrow, the widest columns are
-/// cut first, down to a few letters each; after that, lines go beyond it.
+/// The table's lines, each with its end. Where lines are cut and the window is too narrow, the
+/// widest columns are cut first, down to a few letters each; after that, lines go beyond it.
 std::string draw(const Table& table, const DrawingRules& rules);
 
 }  // namespace tavik::front

@@ -1,3 +1,4 @@
+#include "tools/tavik/Account.h"
 #include "tools/tavik/Changes.h"
 
 namespace tavik::front {
@@ -19,6 +20,7 @@ void update(const Arguments& arguments, Run& run) {
     const bool isDry = arguments.has(kDryRunOption.name);
     if (arguments.has("all") != arguments.operands.empty())
         throw UsageError("update takes names, or --all");
+    useAccount(arguments, run);
     const Inventory inventory = run.session().inventory();
     Changes changes(run);
     for (const Error& error : inventory.failures())
@@ -32,11 +34,12 @@ void update(const Arguments& arguments, Run& run) {
 
 }  // namespace
 
-const Verb kUpdateVerb = {"update",
-                          "installs updates",
-                          {"NAME", "names or ids of extensions", 0, kAny},
-                          {{"all", nullptr, "every installed extension"}, kDryRunOption},
-                          {kChangesMember},
-                          update};
+const Verb kUpdateVerb = {
+    "update",
+    "installs updates",
+    {"NAME", "names or ids of extensions", 0, kAny},
+    withAccountOptions({{"all", nullptr, "every installed extension"}, kDryRunOption}),
+    {kChangesMember},
+    update};
 
 }  // namespace tavik::front

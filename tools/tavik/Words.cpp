@@ -43,7 +43,6 @@ constexpr Row kWords[] = {
     {Word::notHere, {"not installed", "absent", "nicht installiert", "未インストール"}},
     {Word::doesNotFit, {"does not fit", "incompatible", "passt nicht", "対象外のバージョン"}},
     {Word::nothingToDo, {"nothing to do", "rien à faire", "nichts zu tun", "変更はありません"}},
-    {Word::noProblems, {"no problems", "aucun problème", "keine Probleme", "問題はありません"}},
     {Word::didInstall, {"install", "installer", "installieren", "インストール"}},
     {Word::didUpdate, {"update", "mettre à jour", "aktualisieren", "更新"}},
     {Word::didReinstall, {"reinstall", "réinstaller", "neu installieren", "再インストール"}},
@@ -77,6 +76,14 @@ constexpr Remedy kRemedies[] = {
       "ajoutez --all-users, avec les droits d'un administrateur",
       "geben Sie --all-users an, mit den Rechten eines Administrators",
       "管理者の権限で --all-users を付けてください"}},
+    {Status::endPointMissing,
+     {"give --identity-service, --account and --token-file",
+      "indiquez --identity-service, --account et --token-file",
+      "geben Sie --identity-service, --account und --token-file an",
+      "--identity-service、--account、--token-file を指定してください"}},
+    {Status::credentialsMissing,
+     {"give --account and --token-file", "indiquez --account et --token-file",
+      "geben Sie --account und --token-file an", "--account と --token-file を指定してください"}},
 };
 
 }  // namespace

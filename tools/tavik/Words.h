@@ -36,7 +36,6 @@ enum class Word {
     notHere,
     doesNotFit,
     nothingToDo,
-    noProblems,
     didInstall,
     didUpdate,
     didReinstall,

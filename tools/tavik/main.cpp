@@ -70,7 +70,9 @@ ExitStatus run(const std::vector<std::string>& arguments) {
         const bool isJson =
             std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
         Output refusal(isJson ? Output::Form::json : Output::Form::text, languageOf(localeOf("")));
-        return refuse(refusal, error, {});
+        return refuse(
+            refusal, error,
+            arguments.empty() ? std::vector<DocumentMember>() : membersOf(arguments.front()));
     }
 }
 

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -18,16 +19,19 @@
 namespace tavik {
 namespace {
 
-void makeOne(const std::string& path, mode_t mode) {
-    if (::mkdir(path.c_str(), mode) == 0) {
-        if (::chmod(path.c_str(), mode) != 0)
-            failErrno(errno, path, "set the folder's rights");
-        return;
-    }
-    // A folder that exists may be answered with EROFS or EACCES before EEXIST.
-    const int error = errno;
-    if (::access(path.c_str(), F_OK) != 0)
-        failErrno(errno == ENOENT ? error : errno, path, "make the folder");
+/// Makes the folder in the open one. Its rights are set on the descriptor of what was made:
+/// between two uses of a path, whoever owns a folder above could lead the second one elsewhere.
+FileDescriptor makeOne(int parent, const std::string& name, const std::string& path, mode_t mode) {
+    const bool isMade = ::mkdirat(parent, name.c_str(), mode) == 0;
+    if (!isMade && errno != EEXIST)
+        failErrno(errno, path, "make the folder");
+    FileDescriptor folder(
+        ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder)
+        failErrno(errno, path, "open the folder");
+    if (isMade && ::fchmod(folder.get(), mode) != 0)
+        failErrno(errno, path, "set the folder's rights");
+    return folder;
 }
 
 struct CloseFolder {
@@ -45,13 +49,19 @@ std::string pathOf(int folder) {
 }  // namespace
 
 void makeFolders(const std::string& path, mode_t mode) {
-    struct stat info {};
-    if (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
-        return;
-    for (auto slash = path.find('/', 1); slash != std::string::npos;
-         slash = path.find('/', slash + 1))
-        makeOne(path.substr(0, slash), mode);
-    makeOne(path, mode);
+    FileDescriptor folder(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    for (std::size_t at = 1; at < path.size();) {
+        const std::size_t end = std::min(path.find('/', at), path.size());
+        const std::string name = path.substr(at, end - at);
+        at = end + 1;
+        if (name.empty())
+            continue;
+        // A folder that is there need not be readable, and may be a link to one.
+        FileDescriptor next(::openat(folder.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        if (!next && errno != ENOENT)
+            failErrno(errno, path.substr(0, end), "open the folder");
+        folder = next ? std::move(next) : makeOne(folder.get(), name, path.substr(0, end), mode);
+    }
 }
 
 std::string realPath(const std::string& path) {

@@ -9,8 +9,8 @@
 
 namespace tavik {
 
-/// Makes the folder and those above it, as far as they are missing; what is made has exactly that
-/// mode whatever the umask. Throws errno failures naming the folder.
+/// Makes the folder at the absolute `path` and those above it, as far as they are missing; what is
+/// made has exactly that mode whatever the umask. Throws errno failures naming the folder.
 void makeFolders(const std::string& path, mode_t mode);
 
 /// The path with its links resolved; unchanged if it leads nowhere.

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
@@ -76,6 +77,13 @@ void SetAside::keepCopy(const std::string& name, std::string_view bytes) {
                                        O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
     if (!file || !writeAll(file.get(), bytes))
         failErrno(errno, path_ + "/" + name, "set it aside");
+}
+
+std::vector<std::string> SetAside::namesOf(const StoreFolder& store) {
+    const FileDescriptor all = store.existingSubfolder(kFolder);
+    auto names = all ? namesIn(all.get()) : std::vector<std::string>();
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 void SetAside::clear(const StoreFolder& store, const std::string& reason) noexcept {

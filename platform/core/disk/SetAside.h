@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/core/disk/StoreFolder.h"
 
@@ -28,6 +29,9 @@ class SetAside {
 
     /// Where the things are, for people.
     const std::string& path() const noexcept { return path_; }
+
+    /// What has been set aside in a store, the oldest first: "DATE.REASON.TOKEN".
+    static std::vector<std::string> namesOf(const StoreFolder& store);
 
     /// Deletes all folders of that reason.
     static void clear(const StoreFolder& store, const std::string& reason) noexcept;

@@ -10,7 +10,6 @@
 namespace tavik {
 namespace {
 
-constexpr const char* kEndPoint = "--setKPSEndPoint";
 constexpr std::size_t kMaxTokenBytes = 16384;
 constexpr std::size_t kMaxTypeBytes = 64;
 constexpr std::size_t kMaxAccountBytes = 255;
@@ -57,7 +56,7 @@ void IdentityService::setEndPoint(std::string_view address) try {
         throw AddressError("has a query");
     endPoint_ = std::move(endPoint);
 } catch (const AddressError& error) {
-    fail(Status::endPointInvalid, kEndPoint, std::string("it ") + error.what());
+    fail(Status::endPointInvalid, "identity service", std::string("its address ") + error.what());
 }
 
 void IdentityService::setCredentials(std::string_view token, std::string_view tokenType,

@@ -45,24 +45,6 @@ std::string checkedFolder(const JsonObject& descriptor) {
     return folder;
 }
 
-Product parseDescriptor(const std::string& text) {
-    const auto document = parseJson(text, {kMaxDescriptorBytes, 8});
-    const JsonObject object(document, "$");
-    Product product;
-    product.name = object.neededText("name");
-    product.displayName = object.neededText("displayName");
-    product.version = object.neededText("version");
-    product.extensionsFolder = checkedFolder(object);
-    product.updateFeed = object.text("updateFeed").value_or("");
-    if (!isProductName(product.name))
-        object.complain("name", "is no name of 1 to 63 bytes");
-    if (!isDisplayName(product.displayName))
-        object.complain("displayName", "is no text of 1 to 63 bytes that can be shown");
-    if (!Version::parse(product.version))
-        object.complain("version", quoteName(product.version) + " is no version");
-    return product;
-}
-
 /// Nothing where the file is gone meanwhile.
 std::optional<Product> readDescriptor(int folder, const std::string& name,
                                       const std::string& path) {
@@ -97,6 +79,24 @@ bool isDescriptorName(const std::string& name) {
 }
 
 }  // namespace
+
+Product parseDescriptor(std::string_view json) {
+    const auto document = parseJson(json, {kMaxDescriptorBytes, 8});
+    const JsonObject object(document, "$");
+    Product product;
+    product.name = object.neededText("name");
+    product.displayName = object.neededText("displayName");
+    product.version = object.neededText("version");
+    product.extensionsFolder = checkedFolder(object);
+    product.updateFeed = object.text("updateFeed").value_or("");
+    if (!isProductName(product.name))
+        object.complain("name", "is no name of 1 to 63 bytes");
+    if (!isDisplayName(product.displayName))
+        object.complain("displayName", "is no text of 1 to 63 bytes that can be shown");
+    if (!Version::parse(product.version))
+        object.complain("version", quoteName(product.version) + " is no version");
+    return product;
+}
 
 ProductCatalog ProductCatalog::load(const std::vector<StoreLocation>& locations) {
     ProductCatalog catalog;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -18,6 +19,9 @@ struct Product {
     std::string updateFeed;        ///< empty: none
     Scope scope = Scope::user;     ///< of the store that describes it
 };
+
+/// Reads the text of a descriptor; the product's scope stays the user's. Throws JsonError.
+Product parseDescriptor(std::string_view json);
 
 /// The host products that descriptors in `products.d/` of the stores make known.
 class ProductCatalog {

@@ -40,7 +40,6 @@ ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locati
             catalog.add(table->readList(catalog.texts_), location.scope);
     }
     catalog.mask(masked);
-    catalog.arrange();
     return catalog;
 }
 
@@ -54,7 +53,6 @@ ExtensionCatalog ExtensionCatalog::ofOne(const Manifest& manifest, Scope scope) 
     for (const auto& product : manifest.products)
         list.memberships.push_back({0, texts.keep(product.name)});
     catalog.add(list, scope);
-    catalog.arrange();
     return catalog;
 }
 
@@ -88,7 +86,8 @@ void ExtensionCatalog::add(const ExtensionList& list, Scope scope) {
             memberships_.push_back({positions[extension], product});
 }
 
-void ExtensionCatalog::arrange() {
+void ExtensionCatalog::arrange() const {
+    isArranged_ = true;
     for (const auto& [extension, product] : memberships_)
         byProduct_[product].push_back(&extensions_[extension]);
     for (auto& [product, members] : byProduct_)
@@ -139,6 +138,8 @@ const InstalledExtension& ExtensionCatalog::byNameOrId(const std::string& name) 
 const std::vector<const InstalledExtension*>& ExtensionCatalog::ofProduct(
     const std::string& product) const {
     static const std::vector<const InstalledExtension*> kNone;
+    if (!isArranged_)
+        arrange();
     const auto found = byProduct_.find(product);
     return found == byProduct_.end() ? kNone : found->second;
 }

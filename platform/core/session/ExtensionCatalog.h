@@ -76,12 +76,14 @@ class ExtensionCatalog {
 
     void add(const ExtensionList& list, Scope scope);
     void mask(const std::unordered_set<std::string>& idKeys);
-    void arrange();
+    void arrange() const;
 
     Arena texts_;
     std::vector<InstalledExtension> extensions_;
     std::vector<Membership> memberships_;
-    std::unordered_map<std::string_view, Members> byProduct_;
+    /// Made when a product's list is first asked for: most changes never ask.
+    mutable std::unordered_map<std::string_view, Members> byProduct_;
+    mutable bool isArranged_ = false;
 };
 
 }  // namespace tavik

@@ -24,13 +24,13 @@
 
 #include "platform/core/net/Online.h"
 #include "platform/core/products/Fit.h"
-#include "platform/core/session/ProgressLine.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/store/ChangeMark.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/DeferredTermination.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/ProgressLine.h"
 #include "platform/support/Text.h"
 
 namespace tavik {
@@ -203,7 +203,7 @@ const StoreLocation& Session::location(Scope scope) const {
 Store Session::store(Scope scope) {
     const auto other = scope == Scope::user ? std::optional(shared_) : user_;
     return {StoreFolder::create(location(scope)), other, reachableProducts(),
-            [this](const Error& warning) { warn(warning); }};
+            [this](const Error& warning) { warnOnce(warning); }};
 }
 
 void Session::warn(const Error& warning) const {

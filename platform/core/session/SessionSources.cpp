@@ -1,10 +1,10 @@
 #include <algorithm>
 
 #include "platform/core/net/Online.h"
-#include "platform/core/session/ProgressLine.h"
 #include "platform/core/session/Session.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/updates/Download.h"
+#include "platform/support/ProgressLine.h"
 
 namespace tavik {
 namespace {

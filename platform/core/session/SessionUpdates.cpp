@@ -3,9 +3,9 @@
 
 #include "platform/core/disk/SystemFolder.h"
 #include "platform/core/net/Online.h"
-#include "platform/core/session/ProgressLine.h"
 #include "platform/core/session/Session.h"
 #include "platform/core/updates/Download.h"
+#include "platform/support/ProgressLine.h"
 
 namespace tavik {
 namespace {
@@ -236,7 +236,7 @@ MirrorReport Session::mirror(const std::vector<std::string>& addresses, const st
     const TrustRules trust = readRules();
     ProgressLine line;
     const MirrorRules rules{
-        verifierBy(trust), 2 * trust.policy.limits.totalBytes,
+        verifierBy(trust), trust.policy, 2 * trust.policy.limits.totalBytes,
         [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); }};
     return mirrorFeeds(addresses, folder, rules);
     // The analyzer does not see that std::function frees what it holds.

@@ -1,5 +1,6 @@
 #include "platform/core/session/Verification.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>

@@ -83,15 +83,17 @@ auto ExtensionTable::guarded(Work work) {
 }
 
 std::optional<ExtensionTable> ExtensionTable::openForReading(const StoreFolder& folder) {
-    return open(folder, Access::read);
+    return open(folder, Access::read, {});
 }
 
-ExtensionTable ExtensionTable::openForWriting(const StoreFolder& folder, const StoreLock&) {
-    auto table = open(folder, Access::change);
+ExtensionTable ExtensionTable::openForWriting(const StoreFolder& folder, const StoreLock&,
+                                              const IsInOrder& isInOrder) {
+    auto table = open(folder, Access::change, isInOrder);
     return table ? *std::move(table) : empty(folder, Origin::fresh);
 }
 
-std::optional<ExtensionTable> ExtensionTable::open(const StoreFolder& folder, Access access) {
+std::optional<ExtensionTable> ExtensionTable::open(const StoreFolder& folder, Access access,
+                                                   const IsInOrder& isInOrder) {
     StoreImage image = readStoreImage(folder, kDatabaseName);
     if (image.kind == StoreImage::Kind::absent && !hasContent(folder))
         return std::nullopt;
@@ -100,8 +102,8 @@ std::optional<ExtensionTable> ExtensionTable::open(const StoreFolder& folder, Ac
             return ofEarlierForm(folder);
         if (image.kind == StoreImage::Kind::sound) {
             ExtensionTable table = ofImage(folder, std::move(image.bytes), access);
-            // A change uses the names in the rows, so all of them are checked first.
-            if (access == Access::change)
+            table.seal_ = image.seal;
+            if (access == Access::change && !isInOrder(image.seal))
                 table.folderDigest();
             return table;
         }
@@ -318,8 +320,9 @@ void ExtensionTable::addHistory(const HistoryLine& line) {
 void ExtensionTable::writeFile(const std::function<void(std::string_view)>& write) {
     guarded([&] {
         database_.useImage([&](std::string_view image) {
+            nextSeal_ = sealOf(image);
             write(image);
-            write(sealOf(image));
+            write(nextSeal_);
         });
     });
 }

@@ -33,8 +33,15 @@ class ExtensionTable {
     /// For lists. Nothing where the store has no database and nothing installed.
     static std::optional<ExtensionTable> openForReading(const StoreFolder& folder);
 
-    /// For changes: empty where there is no database yet.
-    static ExtensionTable openForWriting(const StoreFolder& folder, const StoreLock&);
+    /// For changes: empty where there is no database yet. A change uses the names in the rows, so
+    /// all of them are checked first, unless `isInOrder` says of the file's seal that they have
+    /// been.
+    using IsInOrder = std::function<bool(const std::string& seal)>;
+    static ExtensionTable openForWriting(const StoreFolder& folder, const StoreLock&,
+                                         const IsInOrder& isInOrder);
+
+    /// The seal of the store's file that holds these rows; empty where there is none.
+    const std::string& seal() const noexcept { return seal_; }
 
     Origin origin() const noexcept { return origin_; }
 
@@ -68,7 +75,10 @@ class ExtensionTable {
     void writeFile(const std::function<void(std::string_view)>& write);
 
     /// Told when that file is the store's.
-    void noteWritten() noexcept { origin_ = Origin::sound; }
+    void noteWritten() noexcept {
+        origin_ = Origin::sound;
+        seal_.swap(nextSeal_);
+    }
 
   private:
     ExtensionTable(std::string path, Database database, Origin origin)
@@ -80,7 +90,8 @@ class ExtensionTable {
     static ExtensionTable ofImage(const StoreFolder& folder, std::string image, Access access);
     static ExtensionTable ofEarlierForm(const StoreFolder& folder);
     static ExtensionTable rebuild(const StoreFolder& folder, const std::string& fault);
-    static std::optional<ExtensionTable> open(const StoreFolder& folder, Access access);
+    static std::optional<ExtensionTable> open(const StoreFolder& folder, Access access,
+                                              const IsInOrder& isInOrder);
 
     void visitFolders(const std::function<void(std::string_view)>& visit);
 
@@ -91,6 +102,8 @@ class ExtensionTable {
     std::unique_ptr<std::string> image_;  ///< what the database reads; stays where it is
     Database database_;
     Origin origin_;
+    std::string seal_;
+    std::string nextSeal_;                ///< of what was written last
     std::optional<FolderDigest> digest_;  ///< until a row changes
     std::optional<Error> trouble_;
 };

@@ -12,10 +12,12 @@
 //    start of each change, and repair() follows.
 // 4. Both stores put their links in one folder, because a descriptor names it. They have no lock in
 //    common: whoever could open such a lock could hold up root. Instead each store commits its own
-//    row first, then reads the other's rows, sets the links that both want together, and reads the
-//    other's rows again (settle). It starts anew where they have changed. Of two stores that do
-//    this at once, the one that reads last sees both commits, so its links are right, and the other
-//    one either sees the same or does not write after it. A process that ends in between leaves its
+//    row first, sets the links that both want together, by the other's rows as it last saw them,
+//    and then reads those rows (settle). It starts anew where they have changed. Of two stores that
+//    do this at once, the one that reads last sees both commits, so its links are right, and the
+//    other one either sees the same or does not write after it. The first look at the other's rows
+//    is taken before the commit (prepare): between the commit and the link, no other database is
+//    opened. A process that ends in between leaves its
 //    mark; the other store's next repair() corrects its links too.
 //
 // The user's link goes before the shared store's. Where the user has switched his own extension
@@ -25,6 +27,7 @@
 #include "platform/core/store/LinkKeeper.h"
 
 #include <algorithm>
+#include <exception>
 #include <set>
 #include <sstream>
 
@@ -60,30 +63,32 @@ class Attempts {
   public:
     template <class Work>
     void run(Work work) {
+        // Any failure: a lack of memory in one step is no reason to leave out the others.
         try {
             work();
-        } catch (const Error& error) {
+        } catch (...) {
             if (!first_)
-                first_ = error;
+                first_ = std::current_exception();
         }
     }
 
     void report() const {
         if (first_)
-            throw Error(*first_);
+            std::rethrow_exception(first_);
     }
 
   private:
-    std::optional<Error> first_;
+    std::exception_ptr first_;
 };
 
 }  // namespace
 
 LinkKeeper::LinkKeeper(const StoreFolder& store, const std::optional<StoreLocation>& other,
-                       const ProductCatalog& products)
+                       const ProductCatalog& products, Settlement& settlement)
     : store_(store),
       other_(other),
       products_(products),
+      settlement_(settlement),
       masks_(store),
       content_(contentBelow(store.path())),
       othersContent_(other ? contentBelow(realPath(other->familyFolder())) : "") {}
@@ -92,6 +97,31 @@ void LinkKeeper::prepare(const ExtensionRow& row, const StoreLock&) {
     folders_.clear();
     for (const auto& place : placesOf(row))
         folderAt(place.folder, Missing::isMade)->requireRoomFor(place.name);
+    readAhead(row);
+}
+
+void LinkKeeper::readAhead(const ExtensionRow& row) {
+    ahead_.reset();
+    const bool isMasking =
+        store_.location().scope == Scope::user && row.state == ExtensionState::disabled;
+    const bool isShared =
+        other_ && std::any_of(row.products.begin(), row.products.end(), [&](const auto& wanted) {
+            const Product* product = products_.byName(wanted.name);
+            return product != nullptr && isCommonFolder(*product);
+        });
+    if (!isMasking && !isShared)
+        return;
+    try {
+        ahead_ = othersRows(std::vector<std::string>{row.id});
+    } catch (const Error&) {
+        // A store that cannot be read is no reason against a change of this one: update() meets it
+        // again, and the change warns.
+    }
+}
+
+/// The first look at the other store's rows in an update(): the one that prepare() has taken.
+std::vector<ExtensionRow> LinkKeeper::othersAtFirst(const Names& names) const {
+    return ahead_ ? *ahead_ : othersRows(names);
 }
 
 void LinkKeeper::update(const std::optional<ExtensionRow>& before,
@@ -102,7 +132,7 @@ void LinkKeeper::update(const std::optional<ExtensionRow>& before,
     if (isUsers && after && after->state == ExtensionState::disabled)
         attempts.run([&] {
             mask(*after, lock);
-            for (const auto& shared : othersRows(std::vector<std::string>{after->id}))
+            for (const auto& shared : othersAtFirst(std::vector<std::string>{after->id}))
                 mask(shared, lock);
         });
 
@@ -123,14 +153,15 @@ void LinkKeeper::update(const std::optional<ExtensionRow>& before,
         attempts.run([&] { settle(folder, rows, names); });
 
     if (isUsers && after && after->state == ExtensionState::enabled)
-        attempts.run([&] { masks_.clear(after->idKey, lock); });
+        attempts.run([&] { masks_.clear(after->idKey, settlement_, lock); });
     // A user who removes an extension that is switched off does not expect the shared one to
     // appear.
     if (isUsers && !after && before && before->state == ExtensionState::disabled)
         attempts.run([&] {
             if (othersRows(names).empty())
-                masks_.clear(before->idKey, lock);
+                masks_.clear(before->idKey, settlement_, lock);
         });
+    attempts.run([&] { synchronise(); });
     attempts.report();
 }
 
@@ -148,8 +179,10 @@ void LinkKeeper::repair(const std::vector<ExtensionRow>& rows, const std::string
         if (const auto tab = line.rfind('\t'); tab != std::string::npos)
             folders.insert(line.substr(tab + 1));
     folders_.clear();
+    ahead_.reset();
     for (const auto& folder : folders)
         attempts.run([&] { settle(folder, rows, std::nullopt); });
+    attempts.run([&] { synchronise(); });
     attempts.report();
 }
 
@@ -197,12 +230,18 @@ bool LinkKeeper::areMasksIncomplete(const ExtensionList& list) const {
 }
 
 void LinkKeeper::setMask(const ExtensionRow& shared, ExtensionState state, const StoreLock& lock) {
-    if (state == ExtensionState::enabled)
-        return masks_.clear(shared.idKey, lock);
+    if (state == ExtensionState::enabled) {
+        masks_.clear(shared.idKey, settlement_, lock);
+        return synchronise();
+    }
     try {
         mask(shared, lock);
-    } catch (const Error&) {
-        Attempts().run([&] { masks_.clear(shared.idKey, lock); });
+        synchronise();
+    } catch (...) {
+        Attempts().run([&] {
+            masks_.clear(shared.idKey, settlement_, lock);
+            synchronise();
+        });
         throw;
     }
 }
@@ -215,18 +254,28 @@ std::string LinkKeeper::productsText() const {
     return text;
 }
 
-void LinkKeeper::mask(const ExtensionRow& row, const StoreLock& lock) const {
-    masks_.set(row.id, productsOf(row), lock);
+/// Makes links and masks durable, with one call where all of them are on the store's file system.
+void LinkKeeper::synchronise() {
+    const bool isStoreDone = masks_.synchronise();
+    Attempts attempts;
+    for (auto& [path, folder] : folders_)
+        if (!isStoreDone || path.compare(0, store_.path().size() + 1, store_.path() + "/") != 0)
+            attempts.run([&, &folder = folder] { folder.synchronise(); });
+    attempts.report();
 }
 
-void LinkKeeper::repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock) const {
+void LinkKeeper::mask(const ExtensionRow& row, const StoreLock& lock) {
+    masks_.set(row.id, productsOf(row), settlement_, lock);
+}
+
+void LinkKeeper::repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock) {
     auto masked = masks_.read();
     for (const auto& row : rows) {
         if (row.state == ExtensionState::disabled) {
             mask(row, lock);
             masked.insert(row.idKey);
         } else if (masked.erase(row.idKey) != 0) {
-            masks_.clear(row.idKey, lock);
+            masks_.clear(row.idKey, settlement_, lock);
         }
     }
     // The shared store's extension may have been made for more products by now.
@@ -252,6 +301,11 @@ std::vector<ExtensionRow> LinkKeeper::othersRows(const Names& names) const {
             if (auto row = table->find(toIdKey(name)))
                 rows.push_back(std::move(*row));
     return rows;
+}
+
+bool LinkKeeper::hasCommonFolder() const {
+    const auto& products = products_.products();
+    return std::any_of(products.begin(), products.end(), isCommonFolder);
 }
 
 bool LinkKeeper::isCommon(const std::string& folder) const {
@@ -288,15 +342,13 @@ bool LinkKeeper::wantsLinkIn(const std::string& commonFolder, const ExtensionRow
 
 LinkKeeper::Links LinkKeeper::wantedIn(const std::string& folder,
                                        const std::vector<ExtensionRow>& rows,
-                                       const Names& names) const {
+                                       const std::vector<ExtensionRow>& rowsOfOther) const {
     Links own;
     for (const auto& row : rows)
         if (contains(placesOf(row), folder, row.id))
             own.emplace(row.id, content_ + row.folder);
-    if (!isCommon(folder))
-        return own;
     Links others;
-    for (const auto& row : othersRows(names))
+    for (const auto& row : rowsOfOther)
         if (wantsLinkIn(folder, row))
             others.emplace(row.id, othersContent_ + row.folder);
     const bool isUsers = store_.location().scope == Scope::user;
@@ -307,12 +359,12 @@ LinkKeeper::Links LinkKeeper::wantedIn(const std::string& folder,
 
 void LinkKeeper::settle(const std::string& folder, const std::vector<ExtensionRow>& rows,
                         const Names& names) {
-    Links wanted = wantedIn(folder, rows, names);
+    if (!isCommon(folder))
+        return apply(folder, wantedIn(folder, rows, {}), names);
+    Links wanted = wantedIn(folder, rows, othersAtFirst(names));
     for (int round = 0; round < kMaxRounds; ++round) {
         apply(folder, wanted, names);
-        if (!isCommon(folder))
-            return;
-        Links now = wantedIn(folder, rows, names);
+        Links now = wantedIn(folder, rows, othersRows(names));
         if (now == wanted)
             return;
         wanted = std::move(now);
@@ -327,12 +379,12 @@ void LinkKeeper::apply(const std::string& path, const Links& wanted, const Names
     LinkFolder* folder = folderAt(path, wanted.empty() ? Missing::isReported : Missing::isMade);
     if (folder == nullptr)
         return;
+    const Settlement::Step step(settlement_, path);
     Attempts attempts;
     for (const auto& [name, target] : wanted)
         attempts.run([&, &name = name, &target = target] { folder->point(name, target); });
     for (const auto& name : gone)
         attempts.run([&] { folder->remove(name); });
-    attempts.run([&] { folder->synchronise(); });
     attempts.report();
 }
 

@@ -12,6 +12,7 @@
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/store/ExtensionTable.h"
 #include "platform/core/store/MaskKeeper.h"
+#include "platform/core/store/Settlement.h"
 
 namespace tavik {
 
@@ -22,14 +23,15 @@ class LinkKeeper {
   public:
     /// `other`: the other store that this user works with, if any. All must outlive the keeper.
     LinkKeeper(const StoreFolder& store, const std::optional<StoreLocation>& other,
-               const ProductCatalog& products);
+               const ProductCatalog& products, Settlement& settlement);
 
     LinkKeeper(const LinkKeeper&) = delete;
     LinkKeeper& operator=(const LinkKeeper&) = delete;
 
     /// Throws, before anything is changed, where a link of the row could not be put in its place:
     /// no right to write, a folder that is not safe, or something stands there that belongs to
-    /// neither store. The folders stay open for update().
+    /// neither store. The folders stay open for update(), and what the other store has under that
+    /// id is read, so that nothing slow lies between the commit and the link.
     void prepare(const ExtensionRow& row, const StoreLock&);
 
     /// Goes from the links and the mask of one row to those of another, after the rows' commit. On
@@ -46,6 +48,9 @@ class LinkKeeper {
 
     /// Whether a link or a mask is missing that a row wants, so that repair() has work to do.
     bool isIncomplete(ExtensionTable& table);
+
+    /// Whether there is a folder that both stores use. What stands in it may change at any time.
+    bool hasCommonFolder() const;
 
     /// Masks an extension of the shared store for this user, or takes the mask away. On a failure
     /// the mask is as it was, as far as the disk allows.
@@ -68,7 +73,7 @@ class LinkKeeper {
     std::vector<Place> placesOf(const ExtensionRow& row) const;
     bool wantsLinkIn(const std::string& commonFolder, const ExtensionRow& row) const;
     Links wantedIn(const std::string& folder, const std::vector<ExtensionRow>& rows,
-                   const Names& names) const;
+                   const std::vector<ExtensionRow>& rowsOfOther) const;
     void settle(const std::string& folder, const std::vector<ExtensionRow>& rows,
                 const Names& names);
     void apply(const std::string& path, const Links& wanted, const Names& names);
@@ -77,17 +82,22 @@ class LinkKeeper {
     LinkFolder* folderAt(const std::string& path, Missing missing);
     bool isCommon(const std::string& folder) const;
     std::vector<ExtensionRow> othersRows(const Names& names) const;
+    std::vector<ExtensionRow> othersAtFirst(const Names& names) const;
+    void readAhead(const ExtensionRow& row);
     bool areMasksIncomplete(const ExtensionList& list) const;
-    void mask(const ExtensionRow& row, const StoreLock& lock) const;
-    void repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock) const;
+    void mask(const ExtensionRow& row, const StoreLock& lock);
+    void repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock);
+    void synchronise();
 
     const StoreFolder& store_;
     const std::optional<StoreLocation>& other_;
     const ProductCatalog& products_;
+    Settlement& settlement_;
     MaskKeeper masks_;
     std::string content_;        ///< of this store, with a slash at its end
     std::string othersContent_;  ///< the same of the other; empty where there is none
-    std::map<std::string, LinkFolder> folders_;  ///< open, by path
+    std::map<std::string, LinkFolder> folders_;       ///< open, by path
+    std::optional<std::vector<ExtensionRow>> ahead_;  ///< the other's, read by prepare()
 };
 
 }  // namespace tavik

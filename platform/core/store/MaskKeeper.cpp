@@ -37,11 +37,11 @@ bool MaskKeeper::covers(const std::string& id, const std::set<std::string>& prod
 }
 
 void MaskKeeper::set(const std::string& id, const std::set<std::string>& products,
-                     const StoreLock&) const {
-    bool isChanged = false;
+                     Settlement& settlement, const StoreLock&) {
     for (const auto& product : products) {
         if (!isProductName(product))
             continue;
+        const Settlement::Step step(settlement, relativePathOf(product));
         const FileDescriptor folder = openTrustedFolder(store_.descriptor(), store_.path(),
                                                         relativePathOf(product), Missing::isMade);
         const FileDescriptor entry(::openat(
@@ -49,14 +49,11 @@ void MaskKeeper::set(const std::string& id, const std::set<std::string>& product
         if (!entry && errno != EEXIST)
             failErrno(errno, store_.path() + "/" + relativePathOf(product) + "/" + id,
                       "make the file");
-        isChanged = isChanged || entry;
+        isChanged_ = isChanged_ || entry;
     }
-    if (isChanged)
-        synchronise();
 }
 
-void MaskKeeper::clear(const std::string& idKey, const StoreLock&) const {
-    bool isChanged = false;
+void MaskKeeper::clear(const std::string& idKey, Settlement& settlement, const StoreLock&) {
     for (const auto& product : products()) {
         const std::string path = store_.path() + "/" + relativePathOf(product);
         for (const auto& id : LinkFolder::namesAt(path)) {
@@ -64,13 +61,12 @@ void MaskKeeper::clear(const std::string& idKey, const StoreLock&) const {
                 continue;
             const FileDescriptor folder = openTrustedFolder(
                 store_.descriptor(), store_.path(), relativePathOf(product), Missing::isReported);
+            const Settlement::Step step(settlement, relativePathOf(product));
             if (::unlinkat(folder.get(), id.c_str(), 0) != 0 && errno != ENOENT)
                 failErrno(errno, path + "/" + id, "remove the file");
-            isChanged = true;
+            isChanged_ = true;
         }
     }
-    if (isChanged)
-        synchronise();
 }
 
 std::vector<std::string> MaskKeeper::products() const {
@@ -78,9 +74,13 @@ std::vector<std::string> MaskKeeper::products() const {
 }
 
 /// One call makes all entries durable, and the folders that were made for them.
-void MaskKeeper::synchronise() const {
+bool MaskKeeper::synchronise() {
+    if (!isChanged_)
+        return false;
     if (::syncfs(store_.descriptor()) != 0)
         failErrno(errno, store_.path(), "synchronise the files");
+    isChanged_ = false;
+    return true;
 }
 
 }  // namespace tavik

@@ -7,6 +7,7 @@
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/StoreLock.h"
+#include "platform/core/store/Settlement.h"
 
 namespace tavik {
 
@@ -28,16 +29,21 @@ class MaskKeeper {
 
     /// Masks the id for these products; what is there stays. Product names that cannot name a
     /// folder are passed over, since no host product has one.
-    void set(const std::string& id, const std::set<std::string>& products, const StoreLock&) const;
+    void set(const std::string& id, const std::set<std::string>& products, Settlement& settlement,
+             const StoreLock&);
 
     /// Takes the mask away, for all products and however the letters of the id are written.
-    void clear(const std::string& idKey, const StoreLock&) const;
+    void clear(const std::string& idKey, Settlement& settlement, const StoreLock&);
+
+    /// Makes durable what was changed, and with it all else on the store's file system. False where
+    /// nothing was changed.
+    bool synchronise();
 
   private:
     std::vector<std::string> products() const;
-    void synchronise() const;
 
     const StoreFolder& store_;
+    bool isChanged_ = false;
 };
 
 }  // namespace tavik

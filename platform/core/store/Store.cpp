@@ -54,7 +54,8 @@ Store::Store(StoreFolder folder, std::optional<StoreLocation> other, const Produ
              WarningSink warn)
     : folder_(std::move(folder)),
       other_(std::move(other)),
-      links_(folder_, other_, products),
+      settlement_(folder_, other_),
+      links_(folder_, other_, products, settlement_),
       warn_(std::move(warn)) {}
 
 ExtensionRow Store::install(const Package& package, const InstallDetails& details) {
@@ -79,7 +80,7 @@ void Store::setState(const std::string& idKey, const std::string& name, Extensio
 }
 
 void Store::record(const HistoryLine& line) {
-    StoreChange change(folder_, warn_);
+    StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
     change.table().addHistory(line);
     change.commit();
@@ -87,7 +88,7 @@ void Store::record(const HistoryLine& line) {
 }
 
 void Store::setMask(const ExtensionRow& shared, ExtensionState state) {
-    StoreChange change(folder_, warn_);
+    StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
     change.mark();
     links_.setMask(shared, state, change.lock());
@@ -99,7 +100,8 @@ void Store::setMask(const ExtensionRow& shared, ExtensionState state) {
 }
 
 void Store::repair() {
-    StoreChange change(folder_, warn_);
+    settlement_.forget();
+    StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
     repairLinks(change);
     change.finish();
@@ -107,7 +109,7 @@ void Store::repair() {
 
 bool Store::finishInterrupted() noexcept {
     try {
-        StoreChange change(folder_, warn_, std::chrono::milliseconds(0));
+        StoreChange change(folder_, settlement_, warn_, std::chrono::milliseconds(0));
         catchUp(change);
         change.finish();
         return true;
@@ -117,7 +119,7 @@ bool Store::finishInterrupted() noexcept {
 }
 
 ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& details) {
-    StoreChange change(folder_, warn_);
+    StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
 
     const auto before = change.table().find(package.manifest().idKey);
@@ -150,7 +152,7 @@ ExtensionRow Store::tryInstall(const Package& package, const InstallDetails& det
 }
 
 void Store::tryRemove(const std::string& idKey, const std::string& name) {
-    StoreChange change(folder_, warn_);
+    StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
     const auto before = change.table().find(idKey);
     if (!before)
@@ -165,7 +167,7 @@ void Store::tryRemove(const std::string& idKey, const std::string& name) {
 }
 
 void Store::trySetState(const std::string& idKey, const std::string& name, ExtensionState state) {
-    StoreChange change(folder_, warn_);
+    StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
     const auto before = change.table().find(idKey);
     if (!before)
@@ -198,14 +200,18 @@ void Store::catchUp(StoreChange& change) {
         // The old folder of a link that could not be switched is still needed.
         if (repairLinks(change) == OldLinks::gone)
             change.sweep();
-    } else if (change.reconcile() || isAdopted ||
-               change.table().linkedProducts() != links_.productsText() ||
-               links_.isIncomplete(change.table())) {
-        repairLinks(change);
+        return;
     }
+    if (!change.isInOrder())
+        settlement_.beginComparison();
+    if ((!change.isInOrder() && change.reconcile()) || isAdopted ||
+        change.table().linkedProducts() != links_.productsText() ||
+        ((!change.isInOrder() || links_.hasCommonFolder()) && links_.isIncomplete(change.table())))
+        repairLinks(change);
 }
 
 Store::OldLinks Store::repairLinks(StoreChange& change) {
+    settlement_.distrust();
     try {
         const std::string products = links_.productsText();
         const std::string linked = change.table().linkedProducts();

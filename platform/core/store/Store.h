@@ -25,7 +25,8 @@ namespace tavik {
 ///  - the mark of an interrupted change: the links are made anew from the rows. If that works, the
 ///    folders that no row names are deleted, and with them the mark; a link that could not be
 ///    switched still needs its old folder;
-///  - no mark, but folders and rows that disagree: the folders are adopted or set aside.
+///  - no mark, but folders and rows that disagree: the folders are adopted or set aside. Where
+///    nothing has changed since the last change, this is not looked for (Settlement).
 /// Then the change does its own work in the steps of StoreChange.
 ///
 /// A full disk does not stop a removal: the store's reserve is deleted, and the work is done again.
@@ -77,6 +78,7 @@ class Store {
 
     StoreFolder folder_;
     std::optional<StoreLocation> other_;
+    Settlement settlement_;
     LinkKeeper links_;
     WarningSink warn_;
 };

@@ -58,14 +58,17 @@ void rename(int from, const std::string& name, int to, const std::string& newNam
 
 }  // namespace
 
-StoreChange::StoreChange(const StoreFolder& folder, const WarningSink& warn,
+StoreChange::StoreChange(const StoreFolder& folder, Settlement& settlement, const WarningSink& warn,
                          std::chrono::milliseconds patience)
     : folder_(folder),
+      settlement_(settlement),
       warn_(warn),
       lock_(folder, patience),
       staging_(folder.subfolder("staging")),
       content_(folder.subfolder("ext")),
-      table_(ExtensionTable::openForWriting(folder, lock_)),
+      table_(ExtensionTable::openForWriting(
+          folder, lock_,
+          [this](const std::string& seal) { return isInOrder_ = settlement_.isInOrder(seal); })),
       wasInterrupted_(!namesIn(staging_.get()).empty()),
       isWhole_(table_.origin() == ExtensionTable::Origin::sound ||
                table_.origin() == ExtensionTable::Origin::fresh) {}
@@ -97,6 +100,7 @@ bool StoreChange::reconcile() {
     if (present == table_.folderDigest())
         return false;
 
+    settlement_.distrust();
     const auto names = namesIn(content_.get());
     const bool isAdopted = adoptFolders(table_, content_.get(), names) != 0;
     const std::unordered_set<std::string> folders(names.begin(), names.end());
@@ -222,6 +226,7 @@ void StoreChange::publish(const Package& package, const ExtensionRow& row,
     published_ = row.folder;
     stage(package, row, details);
     const std::string path = folder_.path() + "/ext/" + row.folder;
+    const Settlement::Step step(settlement_, "ext");
     // The names have never been used: a plain rename replaces nothing.
     rename(staging_.get(), fileListOf(row.folder), content_.get(), fileListOf(row.folder), path);
     rename(staging_.get(), row.folder, content_.get(), row.folder, path);
@@ -351,6 +356,7 @@ void StoreChange::retire(const std::string& folder) noexcept {
     try {
         const std::string list = fileListOf(folder);
         retired_ = folder;
+        const Settlement::Step step(settlement_, "ext");
         const auto isThere = [](int result) { return result != 0 && errno != ENOENT; };
         if (isThere(::unlinkat(content_.get(), list.c_str(), 0)) ||
             isThere(::renameat(content_.get(), folder.c_str(), staging_.get(), folder.c_str())))
@@ -372,8 +378,10 @@ void StoreChange::warn(const std::exception& failure) noexcept {
 }
 
 void StoreChange::finish() noexcept {
-    if (!keepsMark_)
+    if (!keepsMark_) {
         removeMarks(staging_.get());
+        settlement_.write(table_.seal());
+    }
     lock_.release();
     try {
         if (!retired_.empty())

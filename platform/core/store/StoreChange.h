@@ -12,6 +12,7 @@
 #include "platform/core/disk/StoreLock.h"
 #include "platform/core/package/Extraction.h"
 #include "platform/core/store/ExtensionTable.h"
+#include "platform/core/store/Settlement.h"
 #include "platform/core/trust/Signer.h"
 
 namespace tavik {
@@ -58,7 +59,7 @@ struct InstallDetails {
 class StoreChange {
   public:
     /// Takes the lock, waiting up to `patience`, and reads the database.
-    StoreChange(const StoreFolder& folder, const WarningSink& warn,
+    StoreChange(const StoreFolder& folder, Settlement& settlement, const WarningSink& warn,
                 std::chrono::milliseconds patience = StoreLock::kPatience);
     ~StoreChange();
     StoreChange(const StoreChange&) = delete;
@@ -66,6 +67,9 @@ class StoreChange {
 
     const StoreLock& lock() const noexcept { return lock_; }
     ExtensionTable& table() noexcept { return table_; }
+
+    /// Whether the store is as the last change has left it, with nothing to compare.
+    bool isInOrder() const noexcept { return isInOrder_; }
 
     /// Whether an earlier change was interrupted.
     bool wasInterrupted() const noexcept { return wasInterrupted_; }
@@ -129,10 +133,12 @@ class StoreChange {
     bool isFirst() const noexcept;
 
     const StoreFolder& folder_;
+    Settlement& settlement_;
     const WarningSink& warn_;
     StoreLock lock_;
     FileDescriptor staging_;
     FileDescriptor content_;
+    bool isInOrder_ = false;
     ExtensionTable table_;
     bool wasInterrupted_;
     bool isWhole_;           ///< the database was sound when it was read

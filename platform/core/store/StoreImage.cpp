@@ -1,10 +1,13 @@
 #include "platform/core/store/StoreImage.h"
 
 #include <libdeflate.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/disk/SafeFolder.h"
 #include "platform/core/status/Status.h"
 
@@ -29,20 +32,21 @@ std::uint32_t numberAt(std::string_view bytes, std::size_t at) {
 }
 
 bool hasSeal(std::string_view bytes) {
-    return bytes.size() > kSealBytes &&
+    return bytes.size() >= kSealBytes &&
            bytes.substr(bytes.size() - kSealBytes, kSealName.size()) == kSealName;
 }
 
 StoreImage damaged(std::string fault) {
-    return {StoreImage::Kind::damaged, {}, std::move(fault)};
+    return {StoreImage::Kind::damaged, {}, {}, std::move(fault)};
 }
 
 /// A sealed file was written by a version that knows the seal, so a wrong one is damage, whatever
 /// else the file says. Without a seal the header's numbers decide.
 StoreImage judge(std::string bytes, const std::string& path) {
     const bool isSealed = hasSeal(bytes);
+    std::string seal;
     if (isSealed) {
-        const std::string seal = bytes.substr(bytes.size() - kSealBytes);
+        seal = bytes.substr(bytes.size() - kSealBytes);
         bytes.resize(bytes.size() - kSealBytes);
         if (seal != sealOf(bytes))
             return damaged("its checksum is wrong");
@@ -57,10 +61,10 @@ StoreImage judge(std::string bytes, const std::string& path) {
              "its schema has version " + std::to_string(version) + ", this tool knows " +
                  std::to_string(kSchemaVersion));
     if (version == kEarlierSchemaVersion && !isSealed)
-        return {StoreImage::Kind::earlierForm, std::move(bytes), {}};
+        return {StoreImage::Kind::earlierForm, std::move(bytes), {}, {}};
     if (version != kSchemaVersion || !isSealed)
         return damaged("its end is missing");
-    return {StoreImage::Kind::sound, std::move(bytes), {}};
+    return {StoreImage::Kind::sound, std::move(bytes), std::move(seal), {}};
 }
 
 }  // namespace
@@ -71,6 +75,21 @@ StoreImage readStoreImage(const StoreFolder& folder, const std::string& name) {
     if (!bytes)
         return {};
     return judge(*std::move(bytes), path);
+}
+
+std::string readSeal(const StoreFolder& folder) {
+    const std::string path = folder.path() + "/" + kDatabaseName;
+    const RegularFile file =
+        openRegularFile(folder.descriptor(), kDatabaseName, FinalLink::refused);
+    if (file.error == ENOENT)
+        return {};
+    std::array<char, kSealBytes> seal{};
+    const off_t at = file.info.st_size - static_cast<off_t>(kSealBytes);
+    if (!file || at < 0 ||
+        ::pread(file.descriptor.get(), seal.data(), seal.size(), at) != ssize_t{kSealBytes} ||
+        !hasSeal({seal.data(), seal.size()}))
+        fail(Status::storeDamaged, path, "its end is missing");
+    return {seal.data(), seal.size()};
 }
 
 std::string sealOf(std::string_view image) {

@@ -29,6 +29,7 @@ struct StoreImage {
 
     Kind kind = Kind::absent;
     std::string bytes;  ///< of the database, without the seal
+    std::string seal;   ///< of a sound one
     std::string fault;  ///< what is wrong with a damaged one
 };
 
@@ -36,6 +37,10 @@ struct StoreImage {
 /// anything that is no regular file, or that others could have changed, Status::storeNewer for a
 /// form that this version does not know, and errno failures.
 StoreImage readStoreImage(const StoreFolder& folder, const std::string& name);
+
+/// The seal at the end of the store's database; empty where there is no database. Throws
+/// Status::storeDamaged for a file that ends otherwise, and errno failures.
+std::string readSeal(const StoreFolder& folder);
 
 /// The seal for these bytes.
 std::string sealOf(std::string_view image);

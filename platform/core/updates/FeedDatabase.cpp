@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 
+#include "platform/core/disk/NetworkDisk.h"
 #include "platform/core/disk/SafeFolder.h"
 #include "platform/core/status/SqliteFailure.h"
 #include "platform/core/status/Status.h"
@@ -27,6 +29,9 @@ constexpr const char* kSettings = "PRAGMA synchronous = NORMAL";
 // what has arrived.
 constexpr const char* kNewSettings =
     "PRAGMA synchronous = OFF; PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0";
+// A log needs memory that all its users share, which two machines have not. On a network disk a
+// rollback journal stands in its place, and its file is only whole where each step waits.
+constexpr const char* kNetworkSettings = "PRAGMA synchronous = FULL";
 constexpr const char* kCreateSchema = R"sql(
 CREATE TABLE feed (
     address      TEXT    NOT NULL PRIMARY KEY,
@@ -80,6 +85,17 @@ struct Identity {
     std::int64_t form, application;
 };
 
+/// Takes the log away that a file has from a time when its disk was no network disk.
+void leaveLog(Database& database) {
+    try {
+        database.execute("PRAGMA journal_mode = DELETE");
+    } catch (const SqliteError& error) {
+        // Another process of this machine uses the log just now; a later run finds it free.
+        if (error.code() != SQLITE_BUSY)
+            throw;
+    }
+}
+
 /// Reads both in one transaction, because another process may be creating the file.
 Identity identityOf(Database& database) {
     Transaction moment(database, Transaction::Kind::read);
@@ -96,6 +112,40 @@ std::int64_t upgrade(Database& database) {
         database.execute(kUpgradeForm2);
     transaction.commit();
     return database.pragmaNumber("user_version");
+}
+
+std::string nameOf(const std::string& file) {
+    return file.substr(file.rfind('/') + 1);
+}
+
+FileDescriptor openFolderOf(const std::string& file) {
+    return openSafeFolder(file.substr(0, file.rfind('/')));
+}
+
+/// Looks at the database and at the files that SQLite keeps beside it; whether there is one. Only
+/// root and the current user may write to the folder, so what was found stays so.
+bool isThere(const FileDescriptor& folder, const std::string& file) {
+    bool isDatabaseThere = false;
+    for (const char* suffix : kSuffixes) {
+        const bool isFound =
+            hasSafeFile(folder.get(), nameOf(file) + suffix, {file + suffix, Status::storeUnsafe});
+        isDatabaseThere = isDatabaseThere || (isFound && *suffix == '\0');
+    }
+    return isDatabaseThere;
+}
+
+/// SQLite opens files by their path alone, so it shows only afterwards whether that still led to
+/// the folder that was checked.
+void requireChecked(const Database& database, const FileDescriptor& folder,
+                    const std::string& file) {
+    int isMoved = 0;
+    sqlite3_file_control(database.get(), "main", SQLITE_FCNTL_HAS_MOVED, &isMoved);
+    struct stat opened {};
+    struct stat checked {};
+    if (isMoved != 0 || ::stat(file.c_str(), &opened) != 0 ||
+        ::fstatat(folder.get(), nameOf(file).c_str(), &checked, AT_SYMLINK_NOFOLLOW) != 0 ||
+        opened.st_dev != checked.st_dev || opened.st_ino != checked.st_ino)
+        fail(Status::storeUnsafe, file, "its folder was exchanged meanwhile");
 }
 
 std::optional<CachedFeed> readCopy(Statement& select, const std::string& address) {
@@ -136,7 +186,7 @@ auto FeedDatabase::guarded(Work work) {
                 throw;
             database_.reset();
             for (const char* suffix : kSuffixes)
-                ::unlinkat(folder_.get(), (name_ + suffix).c_str(), 0);
+                ::unlinkat(folder_.get(), (nameOf(file_) + suffix).c_str(), 0);
             return work();
         }
     } catch (const SqliteError& error) {
@@ -146,46 +196,23 @@ auto FeedDatabase::guarded(Work work) {
 
 FeedDatabase::FeedDatabase(std::string file)
     : file_(std::move(file)),
-      name_(file_.substr(file_.rfind('/') + 1)),
-      folder_(openSafeFolder(file_.substr(0, file_.rfind('/')))) {
+      folder_(openFolderOf(file_)),
+      isOnNetwork_(isOnNetwork(std::filesystem::path(file_).parent_path().string())) {
     if (folder_)
         guarded([this] { open(SQLITE_OPEN_READWRITE); });
-}
-
-/// Looks at the database and at the files that SQLite keeps beside it. Only root and the current
-/// user may write to the folder, so what was found stays so.
-bool FeedDatabase::exists() const {
-    bool isThere = false;
-    for (const char* suffix : kSuffixes) {
-        const bool isFound =
-            hasSafeFile(folder_.get(), name_ + suffix, {file_ + suffix, Status::storeUnsafe});
-        isThere = isThere || (isFound && *suffix == '\0');
-    }
-    return isThere;
-}
-
-/// SQLite opens files by their path alone, so it shows only afterwards whether that still led to
-/// the folder that was checked.
-void FeedDatabase::requireChecked(const Database& database) const {
-    int isMoved = 0;
-    sqlite3_file_control(database.get(), "main", SQLITE_FCNTL_HAS_MOVED, &isMoved);
-    struct stat opened {};
-    struct stat checked {};
-    if (isMoved != 0 || ::stat(file_.c_str(), &opened) != 0 ||
-        ::fstatat(folder_.get(), name_.c_str(), &checked, AT_SYMLINK_NOFOLLOW) != 0 ||
-        opened.st_dev != checked.st_dev || opened.st_ino != checked.st_ino)
-        fail(Status::storeUnsafe, file_, "its folder was exchanged meanwhile");
 }
 
 void FeedDatabase::open(int flags) {
     if (!folder_)
         failErrno(ENOENT, file_, "open its folder");
-    if (database_ || (!exists() && (flags & SQLITE_OPEN_CREATE) == 0))
+    if (database_ || (!isThere(folder_, file_) && (flags & SQLITE_OPEN_CREATE) == 0))
         return;
     Database database(file_, flags, kBusyTimeout);
-    requireChecked(database);
+    requireChecked(database, folder_, file_);
     // Moving the log into the file at the end would slow short runs down.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    if (isOnNetwork_)
+        leaveLog(database);
     auto [form, application] = identityOf(database);
     if (application == kApplicationId && (form == 1 || form == 2))
         form = upgrade(database);
@@ -218,7 +245,7 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
     guarded([&] {
         open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
         const bool isNew = database_->pragmaNumber("user_version") == 0;
-        database_->execute(isNew ? kNewSettings : kSettings);
+        database_->execute(isOnNetwork_ ? kNetworkSettings : isNew ? kNewSettings : kSettings);
         Transaction transaction(*database_, Transaction::Kind::write);
         // Another process may have made it meanwhile.
         if (isNew && database_->pragmaNumber("user_version") == 0)
@@ -249,9 +276,11 @@ void FeedDatabase::save(const std::vector<GoodFeed>& feeds) {
 
 std::map<std::string, std::string> readGoodDays(const std::string& file) try {
     std::map<std::string, std::string> days;
-    if (::access(file.c_str(), F_OK) != 0)
+    const FileDescriptor folder = openFolderOf(file);
+    if (!folder || !isThere(folder, file))
         return days;
     Database database(file, SQLITE_OPEN_READONLY, kBusyTimeout);
+    requireChecked(database, folder, file);
     const auto [form, application] = identityOf(database);
     if (application != kApplicationId || form != kSchemaVersion)
         return days;

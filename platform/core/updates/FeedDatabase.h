@@ -46,7 +46,8 @@ struct GoodFeed {
 };
 
 /// What is remembered of feeds between runs: a SQLite file of its own in the user's family folder,
-/// so that several processes can use it at once without another lock. The first save creates it. A
+/// so that several processes can use it at once without another lock. It has a write-ahead log, and
+/// on a network disk, where a log is not safe, a rollback journal. The first save creates it. A
 /// damaged file is deleted and created anew. An earlier form is upgraded. Throws Error: storeUnsafe
 /// where somebody else could have written the file or its folder, storeNewer for a later form,
 /// otherwise by SQLite's failure.
@@ -67,12 +68,10 @@ class FeedDatabase {
     template <class Work>
     auto guarded(Work work);
     void open(int flags);
-    bool exists() const;
-    void requireChecked(const Database& database) const;
 
     std::string file_;
-    std::string name_;                  ///< of the file in its folder
-    FileDescriptor folder_;             ///< found safe; invalid where there is none
+    FileDescriptor folder_;  ///< found safe; invalid where there is none
+    bool isOnNetwork_;
     std::optional<Database> database_;  ///< none where there is no file yet
 };
 

@@ -80,8 +80,18 @@ class Mirror {
         }
     }
 
+    static Address addressOf(const std::string& text) {
+        try {
+            return Address::parse(text);
+        } catch (const AddressError& error) {
+            fail(Status::addressRefused, text, error.what());
+        }
+    }
+
     void copyFeed(const std::string& text) {
-        const Address address = Address::parse(text);
+        const Address address = addressOf(text);
+        if (!rules_.policy.allowsFeed(address))
+            fail(Status::policyForbids, address.text());
         FeedRetrieval feed(address, address);
         const auto fetcher = loadOnline().newFetcher({});
         auto results = fetcher->fetchAll({feed.request(), feed.signatureRequest()});

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/core/policy/Policy.h"
 #include "platform/core/updates/Download.h"
 #include "platform/core/updates/FeedRetrieval.h"
 #include "platform/support/Error.h"
@@ -20,6 +21,7 @@ struct MirrorReport {
 /// What a mirror is made by.
 struct MirrorRules {
     FeedVerifier verify;         ///< feeds that it does not believe are not copied
+    Policy policy;               ///< which feeds may be asked; its redirects are for readers
     std::uint64_t packageBytes;  ///< what a package may have at the most
     DownloadProgress progress{};
 };

@@ -6,12 +6,13 @@
 
 namespace tavik {
 
-/// One line on a terminal that shows how far a long work has come: it appears after a second, and
-/// the object's end removes it. Where the descriptor is no terminal, nothing is ever written.
+/// One line on a terminal that shows how far a long work has come: it appears after half a
+/// second, and the object's end removes it. Where the descriptor is no terminal, nothing is ever
+/// written.
 class ProgressLine {
   public:
     explicit ProgressLine(int descriptor = 2,
-                          std::chrono::milliseconds after = std::chrono::milliseconds(1000));
+                          std::chrono::milliseconds after = std::chrono::milliseconds(500));
     ~ProgressLine();
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;

@@ -1,4 +1,4 @@
-#include "platform/core/session/ProgressLine.h"
+#include "platform/support/ProgressLine.h"
 
 #include <unistd.h>
 
