@@ -12,6 +12,7 @@ complete -c qpk -n 'test (count (commandline -opc)) = 1' -a keygen -d 'makes a p
 complete -c qpk -n 'test (count (commandline -opc)) = 1' -a sign -d 'signs a package'
 complete -c qpk -n 'test (count (commandline -opc)) = 1' -a feed -d 'makes an update feed of a folder of packages'
 complete -c qpk -n 'test (count (commandline -opc)) = 1' -l help
+complete -c qpk -n 'test (count (commandline -opc)) = 1' -l version
 complete -c qpk -n '__qpk_verb pack' -l output -x -a '(__fish_complete_suffix .qpk | string match -r \'.*(?:\\.qpk|/)(?:\\t.*)?$\')' -d 'write FILE'
 complete -c qpk -n '__qpk_verb pack' -l help -d 'explains the verb'
 complete -c qpk -n '__qpk_verb pack' -a '(__fish_complete_directories)'

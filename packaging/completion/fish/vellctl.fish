@@ -11,4 +11,5 @@ complete -c vellctl -n 'test (count (commandline -opc)) = 1' -a get -d 'print on
 complete -c vellctl -n 'test (count (commandline -opc)) = 1' -a set -d 'write one value of the product configuration'
 complete -c vellctl -n 'test (count (commandline -opc)) = 1' -a remove -d 'take one value of the product configuration out'
 complete -c vellctl -n 'test (count (commandline -opc)) = 1' -l help
+complete -c vellctl -n 'test (count (commandline -opc)) = 1' -l version
 complete -c vellctl -n '__vellctl_verb import' -a '(__fish_complete_suffix .json | string match -r \'.*(?:\\.json|/)(?:\\t.*)?$\')'
