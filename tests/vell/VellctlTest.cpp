@@ -58,7 +58,8 @@ TEST_F(Vellctl, ImportsRegularFilesAlone) {
     for (const std::string& path : {folder / "pipe", std::string("/dev/null"), folder / "."}) {
         const Result result = vellctl({"import", path});
         EXPECT_EQ(result.exitCode, 1) << path;
-        EXPECT_NE(result.err.find(path + ": it is not a regular file"), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find(path + ": it is not a regular file"), std::string::npos)
+            << result.err;
     }
     EXPECT_FALSE(std::filesystem::exists(database));
 }
