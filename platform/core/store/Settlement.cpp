@@ -13,12 +13,10 @@
 // 3. Without a note to trust, beginComparison() stamps all folders before they are compared. What
 //    somebody does meanwhile replaces the stamp, and is seen in step 5.
 // 4. Whatever a change does in a folder itself is enclosed in a Step. It looks whether the folder
-// is
-//    still as expected, and stamps it at its end.
+//    is still as expected, and stamps it at its end.
 // 5. write() looks at all folders once more. Where one is not as expected, it writes no note.
-// 6. The note is no part of the commit and is not synchronised. One that is lost, torn or older
-// than
-//    what a power cut has left does not fit, so the next change compares.
+// 6. The note is no part of the commit and is not synchronised. If it is lost, torn or older than
+//    what a power cut has left, it does not fit, and the next change compares.
 // 7. A note is trusted for an hour. If somebody works in a folder in the same microseconds as a
 //    Step, the comparison after that finds it.
 
