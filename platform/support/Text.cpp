@@ -61,22 +61,24 @@ bool isPrintable(char32_t code) noexcept {
         return code >= 0x20;
     // From the Unicode standard: format characters without a shape, and non-characters.
     static constexpr Range kUnseen[] = {
-        {0x7F, 0x9F},       // DEL and the C1 controls
-        {0xAD, 0xAD},       // soft hyphen
-        {0x034F, 0x034F},   // combining grapheme joiner
-        {0x061C, 0x061C},   // Arabic letter mark
-        {0x115F, 0x1160},   // Hangul fillers
-        {0x17B4, 0x17B5},   // Khmer inherent vowels
-        {0x180B, 0x180F},   // Mongolian variation selectors and vowel separator
-        {0x200B, 0x200F},   // zero-width space and joiners, directional marks
-        {0x2028, 0x202E},   // line and paragraph separators, directional embeddings
-        {0x2060, 0x206F},   // word joiner, invisible operators, directional isolates
-        {0x3164, 0x3164},   // Hangul filler
-        {0xFDD0, 0xFDEF},   // non-characters
-        {0xFEFF, 0xFEFF},   // zero-width no-break space
-        {0xFFA0, 0xFFA0},   // halfwidth Hangul filler
-        {0xFFF0, 0xFFFB},   // reserved, interlinear annotations
-        {0xE0000, 0xE0FFF}  // tags and what is reserved beside them
+        {0x7F, 0x9F},        // DEL and the C1 controls
+        {0xAD, 0xAD},        // soft hyphen
+        {0x034F, 0x034F},    // combining grapheme joiner
+        {0x061C, 0x061C},    // Arabic letter mark
+        {0x115F, 0x1160},    // Hangul fillers
+        {0x17B4, 0x17B5},    // Khmer inherent vowels
+        {0x180B, 0x180F},    // Mongolian variation selectors and vowel separator
+        {0x200B, 0x200F},    // zero-width space and joiners, directional marks
+        {0x2028, 0x202E},    // line and paragraph separators, directional embeddings
+        {0x2060, 0x206F},    // word joiner, invisible operators, directional isolates
+        {0x3164, 0x3164},    // Hangul filler
+        {0xFDD0, 0xFDEF},    // non-characters
+        {0xFEFF, 0xFEFF},    // zero-width no-break space
+        {0xFFA0, 0xFFA0},    // halfwidth Hangul filler
+        {0xFFF0, 0xFFFB},    // reserved, interlinear annotations
+        {0x1BCA0, 0x1BCA3},  // shorthand format controls
+        {0x1D173, 0x1D17A},  // musical beams, ties, slurs and phrases
+        {0xE0000, 0xE0FFF}   // tags and what is reserved beside them
     };
     return code != kMalformed && (code & 0xFFFEU) != 0xFFFE && !isIn(kUnseen, code);
 }
@@ -106,10 +108,12 @@ std::size_t wholeCharacters(std::string_view text, std::size_t maxBytes) {
     return size;
 }
 
+/// Whether nothing in it is seen by itself: blanks, combining marks (U+0300 to 036F), and the
+/// variation selectors that isPrintable lets pass (U+FE00 to FE0F).
 bool isBlank(std::string_view text) noexcept {
-    static constexpr Range kBlanks[] = {{' ', ' '},       {0xA0, 0xA0},     {0x1680, 0x1680},
-                                        {0x2000, 0x200A}, {0x202F, 0x202F}, {0x205F, 0x205F},
-                                        {0x2800, 0x2800}, {0x3000, 0x3000}};
+    static constexpr Range kBlanks[] = {
+        {' ', ' '},       {0xA0, 0xA0},     {0x0300, 0x036F}, {0x1680, 0x1680}, {0x2000, 0x200A},
+        {0x202F, 0x202F}, {0x205F, 0x205F}, {0x2800, 0x2800}, {0x3000, 0x3000}, {0xFE00, 0xFE0F}};
     return forEachCharacter(text,
                             [](char32_t code, std::string_view) { return isIn(kBlanks, code); });
 }

@@ -18,7 +18,8 @@ bool isControlFree(std::string_view text) noexcept;
 bool isPrintableText(std::string_view text) noexcept;
 
 /// Whether `text` can name something for people: isPrintableText, and not blank, as an empty text
-/// or one of spaces of any script is.
+/// or one of spaces of any script is, or of combining marks and variation selectors that have no
+/// letter to stand on.
 bool isNameText(std::string_view text) noexcept;
 
 /// A foreign text made fit for one line of output: each character that isPrintableText refuses, and

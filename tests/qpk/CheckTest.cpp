@@ -67,6 +67,19 @@ TEST_F(Check, CountsTheProductsAsTheCoreDoes) {
     expectIn("products has more than 256 entries", refused.err);
 }
 
+// What a stranger wrote into a package must not steer or deceive the terminal that shows it.
+TEST_F(Check, ShowKeepsForeignTextsPrintable) {
+    PackageBuilder("a", "1")
+        .with("description", R"("one\ttwo\r\nthree\rfour \u202e\u200b\u2028\u2066\udb40\udc41.")")
+        .file("a\xE2\x80\xAEgnp.exe", "x")
+        .write(at("a.qpk"));
+    const std::string text = good({"show", at("a.qpk")});
+    expectIn("\ndescription   one two\n              three?four ?????.\n", text);
+    expectIn("a?gnp.exe  1 byte", text);
+    for (const char* foreign : {"\r", "\t", "\xE2\x80", "\xE2\x81", "\xF3\xA0"})
+        EXPECT_EQ(text.find(foreign), std::string::npos) << foreign;
+}
+
 TEST_F(Check, FindsWhatOnlyReadingEverythingShows) {
     PackageBuilder("a", "1").file("META-INF/content.json", "{}").write(at("half.qpk"));
     expectIn("META-INF/content.json.sig is missing", qpk({"check", at("half.qpk")}).out);

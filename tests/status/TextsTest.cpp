@@ -82,6 +82,10 @@ TEST(Texts, ExplanationIsOneReadableLineWhateverTheNamesHold) {
     const Error many(static_cast<int>(Status::diskFull), "", std::string(5000, 'x'));
     EXPECT_NE(explain(many, Language::english).find('(' + std::string(300, 'x') + "...)"),
               std::string::npos);
+    const Error longName(static_cast<int>(Status::diskFull), std::string(5000, 'x'), "");
+    EXPECT_EQ(explain(longName, Language::english),
+              "tavik: " + std::string(1024, 'x') +
+                  "...: the disk is full; free some space and try again");
 }
 
 }  // namespace

@@ -35,6 +35,8 @@ TEST(Text, IsPrintableWhereEveryCharacterIsSeen) {
         {"line separator", "\xE2\x80\xA8", "?", "\\xe2\\x80\\xa8"},
         {"byte order mark", "\xEF\xBB\xBF", "?", "\\xef\\xbb\\xbf"},
         {"tag", "\xF3\xA0\x81\x81", "?", "\\xf3\\xa0\\x81\\x81"},
+        {"shorthand control", "\xF0\x9B\xB2\xA0", "?", "\\xf0\\x9b\\xb2\\xa0"},
+        {"musical control", "\xF0\x9D\x85\xB3", "?", "\\xf0\\x9d\\x85\\xb3"},
         {"non-character", "\xEF\xBF\xBE", "?", "\\xef\\xbf\\xbe"},
         {"cut character", "\xC3\xA9\xE2\x82", "\xC3\xA9??", "\xC3\xA9\\xe2\\x82"},
         {"overlong", "\xC0\x80", "??", "\\xc0\\x80"},
@@ -55,9 +57,11 @@ TEST(Text, IsPrintableWhereEveryCharacterIsSeen) {
 }
 
 TEST(Text, ANameIsNotBlank) {
-    for (const char* text : {"", " ", "\xC2\xA0 ", "\xE3\x80\x80", "\xE2\xA0\x80", "\n"})
+    for (const char* text : {"", " ", "\xC2\xA0 ", "\xE3\x80\x80", "\xE2\xA0\x80", "\n",
+                             "\xEF\xB8\x8F", "\xCC\x81", " \xCC\x81", "\xF3\xA0\x84\x80"})
         EXPECT_FALSE(isNameText(text)) << text;
-    EXPECT_TRUE(isNameText(" a "));
+    for (const char* text : {" a ", "e\xCC\x81", "\xE2\x9D\xA4\xEF\xB8\x8F"})
+        EXPECT_TRUE(isNameText(text)) << text;
 }
 
 TEST(Text, IsCutBetweenCharacters) {

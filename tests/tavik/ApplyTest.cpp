@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "tests/support/FeedServer.h"
@@ -119,8 +121,8 @@ TEST_F(Apply, DoesTheRestOfWhatCannotBeDone) {
     List names;
     for (const auto& each : document["failures"].GetArray())
         names.push_back(text(each, "name"));
-    EXPECT_EQ(names, (List{"downloadDiffers", "wrongExtension", "wrongExtension", "wrongExtension",
-                           "notOffered", "notOffered"}));
+    EXPECT_EQ(names, (List{"packageNotWanted", "packageNotWanted", "packageNotWanted",
+                           "packageNotWanted", "notOffered", "notOffered"}));
     EXPECT_EQ(listed(),
               (List{"com.example.b 1.0 enabled user", "com.example.new 3.0 enabled user"}));
     EXPECT_EQ(machine_.garbage(), List{});
@@ -134,6 +136,28 @@ TEST_F(Apply, SourcesBeginAtTheFile) {
                   "source": "packages/a.qpk"}]})");
     EXPECT_EQ(changes(json(kDone, {"apply", machine_.path("state/state.json")})),
               List{"install com.example.a - 1.0 user"});
+}
+
+// Catches a pipe without a writer that holds the tool up for ever, a standard input that is not
+// read, and sources in it that begin in the folder of devices.
+TEST_F(Apply, ReadsNoPipeButTheStandardInput) {
+    const std::string pipe = machine_.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& path : {pipe, machine_.path(""), machine_.path("nothing")})
+        EXPECT_EQ(failures(json(kFailed, {"apply", path})), List{"stateFileInvalid " + path});
+    int version = 0;
+    for (const std::string file : {"-", "/dev/stdin"}) {
+        const std::string next = std::to_string(++version) + ".0";
+        PackageBuilder("com.example.a", next).write(machine_.path("here/a.qpk"));
+        writeFile(machine_.path("state.json"), R"({"formatVersion": 1, "extensions": [{
+            "id": "com.example.a", "source": "a.qpk", "version": ")" +
+                                                   next + "\"}]}");
+        const Result result = run({"sh", "-c", R"(cd "$1" && cat ../state.json | "$0" apply "$2")",
+                                   program("tavik"), machine_.path("here"), file},
+                                  machine_.environment());
+        EXPECT_EQ(result.exitCode, kDone) << result.err;
+        EXPECT_EQ(listed(), List{"com.example.a " + next + " enabled user"}) << file;
+    }
 }
 
 // Catches a fault that is taken for nothing: half of the file would be applied.

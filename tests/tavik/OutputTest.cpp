@@ -108,6 +108,25 @@ TEST_F(Outputs, PipeGetsPlainWholeText) {
     EXPECT_EQ(err(kFailed, {"remove", "a\x1b[2Jb\nc"}).find_first_of("\x1b"), std::string::npos);
 }
 
+// Catches a name of an older version's row that turns a terminal's line round.
+TEST_F(Outputs, NameInAnyPlaceIsPrintable) {
+    install("com.example.a", "1.0");
+    // The row is changed by hand, and the store's seal made right again.
+    const Result changed =
+        run({"python3", "-c",
+             "import sqlite3, sys, zlib; p = sys.argv[1]; b = open(p, 'rb').read()[:-16];"
+             "open(p, 'wb').write(b); c = sqlite3.connect(p);"
+             "c.execute('UPDATE extension SET name = ?', ['x\\u202ey']); c.commit(); c.close();"
+             "b = open(p, 'rb').read(); open(p, 'ab').write(b'TavkSum1%08x' % zlib.crc32(b))",
+             machine_.user("store.db")});
+    ASSERT_EQ(changed.exitCode, 0) << changed.err;
+    for (const List& arguments : {List{"list"}, List{"info", "com.example.a"}}) {
+        const std::string text = out(kDone, arguments);
+        EXPECT_NE(text.find("x?y"), std::string::npos) << text;
+        EXPECT_EQ(text.find("\xE2\x80\xAE"), std::string::npos) << text;
+    }
+}
+
 // Catches a table that is wider than its window, and colour that nobody wants.
 TEST_F(Outputs, TerminalGetsAFittingTable) {
     install(PackageBuilder("com.example.a", "1.0").named(std::string(200, 'n')));

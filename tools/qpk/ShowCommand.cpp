@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <iostream>
 #include <sstream>
 
 #include "platform/core/package/Package.h"
 #include "platform/core/status/Texts.h"
 #include "platform/core/trust/PackageSignature.h"
+#include "platform/support/Text.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Output.h"
 #include "tools/qpk/PackageCheck.h"
@@ -17,14 +19,20 @@ constexpr const char* kHelp =
     "Shows what a package says of itself, who signed it, and the files in it; executable ones\n"
     "have a star. Exit status 1: the signature is wrong.\n";
 
-/// A line of the summary; a text of several lines is indented. Nothing for an empty one.
+/// A line of the summary; a text of several lines is indented. Nothing for an empty one. The text
+/// is the package's own: whatever it holds, the terminal stays as it is.
 void printField(const std::string& label, const std::string& text) {
     constexpr std::size_t kWidth = 14;
     std::string margin = label;
     margin.resize(kWidth, ' ');
     std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line); margin.assign(kWidth, ' '))
-        std::cout << margin << line << '\n';
+    for (std::string line; std::getline(lines, line); margin.assign(kWidth, ' ')) {
+        // A description may have tabs, and a carriage return before its line feeds.
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        std::replace(line.begin(), line.end(), '\t', ' ');
+        std::cout << margin << printable(line) << '\n';
+    }
 }
 
 struct SignatureLine {

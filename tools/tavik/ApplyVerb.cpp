@@ -1,11 +1,11 @@
-#include <fcntl.h>
+#include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <set>
 #include <system_error>
 #include <utility>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/package/Manifest.h"
 #include "platform/core/session/StateFile.h"
 #include "platform/core/status/Status.h"
@@ -19,12 +19,19 @@ namespace {
 
 constexpr std::size_t kMaxStateFileBytes = std::size_t{8} << 20;
 
-/// Also from a pipe, as `tavik apply /dev/stdin` has it.
+bool isStandardInput(const std::string& path) {
+    return path == "-" || path == "/dev/stdin";
+}
+
+/// A regular file, or the standard input, which may be a pipe: any other pipe could stand there
+/// without a writer, and reading would never end.
 std::string readStateFile(const std::string& path) try {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (isStandardInput(path))
+        return readUpTo(STDIN_FILENO, kMaxStateFileBytes);
+    const RegularFile file = openRegularFile(path, FinalLink::followed);
     if (!file)
-        fail(Status::stateFileInvalid, path, "it cannot be opened: " + errnoText(errno));
-    return readUpTo(file.get(), kMaxStateFileBytes);
+        fail(Status::stateFileInvalid, path, "it cannot be opened: " + file.cause());
+    return readUpTo(file.descriptor.get(), kMaxStateFileBytes);
 } catch (const std::system_error& error) {
     fail(Status::stateFileInvalid, path, "it cannot be read: " + errnoText(error.code().value()));
 }
@@ -33,7 +40,7 @@ std::string readStateFile(const std::string& path) try {
 class Application {
   public:
     Application(const std::string& file, bool isDry, Run& run, Changes& changes)
-        : folder_(std::filesystem::path(file).parent_path()),
+        : folder_(isStandardInput(file) ? "" : std::filesystem::path(file).parent_path()),
           isDry_(isDry),
           run_(run),
           changes_(changes),
@@ -119,7 +126,9 @@ class Application {
         changes_.add({Operation::remove, entry.row.id, entry.row.version.text(), "", entry.scope});
     }
 
-    std::filesystem::path folder_;  ///< of the state file: relative paths in it begin here
+    /// Of the state file: relative paths in it begin here. Empty, the current one, for the standard
+    /// input.
+    std::filesystem::path folder_;
     bool isDry_;
     Run& run_;
     Changes& changes_;
@@ -148,7 +157,7 @@ void apply(const Arguments& arguments, Run& run) {
 const Verb kApplyVerb = {
     "apply",
     "brings the stores to what a state file says",
-    {"FILE", "a state file, as freeze prints it", 1, 1},
+    {"FILE", "a state file, as freeze prints it; - for the standard input", 1, 1},
     withAccountOptions(
         {{"prune", nullptr, "also remove what the file does not name, from both stores"},
          kDryRunOption}),

@@ -70,6 +70,8 @@ std::string toned(const std::string& text, Tone tone, const DrawingRules& rules)
 
 std::string draw(const Table& table, const DrawingRules& rules) {
     Table shown = withoutEmptyColumns(table);
+    for (auto& head : shown.heads)
+        head = printable(head);
     for (auto& row : shown.rows)
         for (auto& cell : row)
             cell.text = printable(cell.text);

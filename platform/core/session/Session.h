@@ -122,7 +122,7 @@ class Session {
     std::string extensionsFolder(const Product& product) const;
 
     ExtensionRow install(const std::string& path, Scope scope);
-    /// Throws Error (wrongExtension, downloadDiffers) where the package is not what it must be.
+    /// Throws Error (packageNotWanted) where the package is not what `source` says that it must be.
     ExtensionRow install(const PackageSource& source, Scope scope);
     /// The version that such an install would bring.
     std::string versionOf(const PackageSource& source, Scope scope);

@@ -33,8 +33,8 @@ std::string digestOf(const PackageFile& file) {
 
 void requireDigest(const PackageSource& source, const std::string& found) {
     if (!source.sha256.empty() && source.sha256 != found)
-        fail(Status::downloadDiffers, source.place,
-             "has the SHA-256 " + found + ", wanted: " + source.sha256);
+        fail(Status::packageNotWanted, source.place,
+             "it has the SHA-256 " + found + ", wanted: " + source.sha256);
 }
 
 void requireWanted(const PackageSource& source, const Package& package) {
@@ -42,7 +42,7 @@ void requireWanted(const PackageSource& source, const Package& package) {
     const bool isOther = !source.id.empty() && toIdKey(source.id) != manifest.idKey;
     const bool isTooOld = source.minVersion && manifest.version < *source.minVersion;
     if (isOther || isTooOld || (source.version && manifest.version != *source.version))
-        fail(Status::wrongExtension, source.place,
+        fail(Status::packageNotWanted, source.place,
              "it is " + manifest.id + " " + manifest.version.text());
 }
 
@@ -70,7 +70,7 @@ Offer Session::wantedOffer(const PackageSource& source, const TrustRules& rules)
     if (source.minVersion && offer.item.version < *source.minVersion)
         fail(Status::notOffered, source.id, "version " + source.minVersion->text());
     if (!source.sha256.empty() && offer.item.sha256 != source.sha256)
-        fail(Status::downloadDiffers, source.id,
+        fail(Status::packageNotWanted, source.id,
              "the feed has the SHA-256 " + offer.item.sha256 + ", wanted: " + source.sha256);
     return offer;
 }

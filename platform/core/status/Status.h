@@ -89,6 +89,7 @@ enum class Status : int {
     outputFailed = -75,
     cancelled = -76,
     stateFileInvalid = -77,
+    packageNotWanted = -78,
 };
 
 /// What an errno value means: a full disk, a read-only disk, a missing right, no memory, or any

@@ -8,6 +8,7 @@ namespace tavik {
 namespace {
 
 constexpr std::size_t kMaxDetailBytes = 300;
+constexpr std::size_t kMaxSubjectBytes = 1024;  // paths are seldom longer
 
 }  // namespace
 
@@ -42,7 +43,7 @@ std::string explain(const Error& error, Language language) {
     const Wording& wording = wordingOf(error.status(), language);
     std::string line = "tavik: ";
     if (!error.subject().empty())
-        line += error.subject() + ": ";
+        line += shortened(error.subject(), kMaxSubjectBytes) + ": ";
     line += wording.cause;
     if (!error.detail().empty())
         line += " (" + shortened(error.detail(), kMaxDetailBytes) + ")";

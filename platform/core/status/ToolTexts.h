@@ -4,7 +4,7 @@
 
 namespace tavik {
 
-/// The front end for people and scripts: statuses -75 to -77.
+/// The front end for people and scripts: statuses -75 to -78.
 inline constexpr Cause kToolCauses[] = {
     {Status::outputFailed,
      "outputFailed",
@@ -25,6 +25,16 @@ inline constexpr Cause kToolCauses[] = {
       {"die Zustandsdatei ist ungültig",
        "korrigieren Sie sie, oder erstellen Sie eine mit tavik freeze"},
       {"状態ファイルが正しくありません", "修正するか、tavik freeze で作成してください"}}},
+    {Status::packageNotWanted,
+     "packageNotWanted",
+     {{"the package is not the one that the state file wants",
+       "correct the state file, or give it the right package"},
+      {"le paquet n'est pas celui que demande le fichier d'état",
+       "corrigez le fichier d'état, ou fournissez-lui le bon paquet"},
+      {"das Paket ist nicht das, das die Zustandsdatei verlangt",
+       "korrigieren Sie die Zustandsdatei, oder geben Sie ihr das richtige Paket"},
+      {"パッケージが状態ファイルの求めるものと異なります",
+       "状態ファイルを修正するか、正しいパッケージを用意してください"}}},
 };
 
 }  // namespace tavik
