@@ -24,12 +24,12 @@ constexpr std::int64_t kSchemaVersion = 3;
 // A commit does not wait for the disk unless it moves the log. A power cut may undo the last
 // commits. It never leaves half of one.
 constexpr const char* kSettings = "PRAGMA synchronous = NORMAL";
-// Creating the file does not wait either: its first content goes to the log, whose checksums tell
-// what has arrived.
+// Creating the file does not wait for the disk at all. The first content goes to the log. After a
+// power cut, SQLite takes from the log only transactions whose checksums are right.
 constexpr const char* kNewSettings =
     "PRAGMA synchronous = OFF; PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0";
-// A log needs memory that all its users share, which two machines have not. On a network disk a
-// rollback journal stands in its place, and its file is only whole where each step waits.
+// A log needs memory that all its users share. Two machines share none, so a network disk gets a
+// rollback journal. It survives a power cut only if each step waits for the disk.
 constexpr const char* kNetworkSettings = "PRAGMA synchronous = FULL";
 constexpr const char* kCreateSchema = R"sql(
 CREATE TABLE feed (
