@@ -1,3 +1,14 @@
+// The lock is an flock on the file `.lock`, which the kernel gives up when its holder ends: a crash
+// leaves no lock behind.
+//
+// 1. Open the file, or make it. A link, a special file and a file of another user are refused.
+// 2. Try to take the lock without waiting. Where another process has it, try again after pauses
+//    from 1 to 25 ms, until the time is up.
+// 3. Compare the locked file with the file that has the name now. Somebody may have deleted or
+//    replaced it between steps 1 and 2. A process that opened the new file could then hold a lock
+//    as well, on that one. So this process begins again with the new file.
+// 4. Write the process number into the file, for the error of a process that waits in vain.
+
 #include "platform/core/disk/StoreLock.h"
 
 #include <fcntl.h>

@@ -1,15 +1,3 @@
-#include "platform/core/store/Rebuild.h"
-
-#include <unordered_set>
-
-#include "platform/core/disk/SafeFolder.h"
-#include "platform/core/package/Manifest.h"
-#include "platform/core/package/PackageLimits.h"
-#include "platform/core/status/Status.h"
-#include "platform/core/store/ExtensionTable.h"
-#include "platform/core/store/FileList.h"
-#include "platform/core/store/FolderName.h"
-
 // How a table is made to agree with the installed folders:
 //
 // 1. removeRowsWithoutFolder() drops each row whose folder is gone. It runs when the rows come from
@@ -22,6 +10,18 @@
 //    state stays: a user's "disabled" must outlive a lost database.
 //
 // The caller writes the table, so that a crash in between changes nothing.
+
+#include "platform/core/store/Rebuild.h"
+
+#include <unordered_set>
+
+#include "platform/core/disk/SafeFolder.h"
+#include "platform/core/package/Manifest.h"
+#include "platform/core/package/PackageLimits.h"
+#include "platform/core/status/Status.h"
+#include "platform/core/store/ExtensionTable.h"
+#include "platform/core/store/FileList.h"
+#include "platform/core/store/FolderName.h"
 
 namespace tavik {
 namespace {

@@ -1,3 +1,5 @@
+// The steps and the crash that each of them answers stand in StoreChange.h.
+
 #include "platform/core/store/StoreChange.h"
 
 #include <fcntl.h>
@@ -20,8 +22,6 @@
 #include "platform/core/store/FolderName.h"
 #include "platform/core/store/Rebuild.h"
 #include "platform/core/store/StoreImage.h"
-
-// The steps and the crash that each of them answers stand in StoreChange.h.
 
 namespace tavik {
 namespace {
