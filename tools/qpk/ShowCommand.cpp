@@ -3,6 +3,7 @@
 
 #include "platform/core/package/Package.h"
 #include "platform/core/status/Texts.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Output.h"
@@ -71,7 +72,7 @@ int show(const CommandLine& line) {
     const Package package = Package::open(line.operand());
     printManifest(package.manifest());
     printField("package", readableSize(package.file().size()));
-    printField("sha256", digestOf(package.file()));
+    printField("sha256", digestOf(package.file(), authorCrypto()));
     const SignatureLine signature = describeSignature(package);
     printField("signature", signature.text);
     printFiles(package.archive());

@@ -20,6 +20,7 @@
 
 #include "platform/core/package/EntryReader.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/core/trust/SignedContent.h"
 #include "platform/core/trust/Succession.h"
 #include "platform/support/Text.h"
@@ -89,12 +90,6 @@ std::map<std::string, ListedEntry> parseList(const Package& package, const std::
 std::string digestOf(EntryReader& reader, const ArchiveEntry& entry, Crypto& crypto) {
     const auto digest = crypto.sha256();
     reader.read(entry, [&](std::string_view bytes) { digest->update(bytes); });
-    return digest->finish();
-}
-
-std::string digestOf(std::string_view bytes, Crypto& crypto) {
-    const auto digest = crypto.sha256();
-    digest->update(bytes);
     return digest->finish();
 }
 
