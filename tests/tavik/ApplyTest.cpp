@@ -126,6 +126,19 @@ TEST_F(Apply, DoesTheRestOfWhatCannotBeDone) {
     EXPECT_EQ(machine_.garbage(), List{});
 }
 
+// Catches a source that is fetched past the administrator's mirror.
+TEST_F(Apply, SourcesAreFetchedWhereThePolicyLeads) {
+    FeedServer server;
+    server.serve("/mirror/a.qpk", {PackageBuilder("com.example.a", "1.0").bytes()});
+    writeFile(machine_.shared("policy.json"), R"({"redirects": {")" + server.address("/origin/") +
+                                                  R"(": ")" + server.address("/mirror/") +
+                                                  R"("}})");
+    const std::string file = stateFile(
+        {R"("id": "com.example.a", "source": ")" + server.address("/%6Frigin/./a.qpk") + '"'});
+    EXPECT_EQ(changes(json(kDone, {"apply", file})), List{"install com.example.a - 1.0 user"});
+    EXPECT_TRUE(server.requests("/origin/a.qpk").empty());
+}
+
 // Catches a relative source that begins at the caller's folder instead of the file's.
 TEST_F(Apply, SourcesBeginAtTheFile) {
     PackageBuilder("com.example.a", "1.0").write(machine_.path("state/packages/a.qpk"));

@@ -27,7 +27,11 @@ TEST(Address, TakesOneFormOfEach) {
     const std::pair<const char*, const char*> rows[] = {
         {"https://Example.com/A/Feed.json?x=1#part", "https://example.com/A/Feed.json?x=1"},
         {"https://example.com:8443?q", "https://example.com:8443/?q"},
-        {"https://[2001:DB8::1]:443/f", "https://[2001:db8::1]:443/f"},
+        {"https://[2001:DB8::1]:443/f", "https://[2001:db8::1]/f"},
+        {"https://example.com:00443", "https://example.com/"},
+        {"http://127.0.0.1:080/f", "http://127.0.0.1/f"},
+        {"https://e.com/%61/./b/%2e%2E/%c3%a4%2f?%61/../", "https://e.com/a/%C3%A4%2F?%61/../"},
+        {"https://e.com/../../f/.", "https://e.com/f/"},
         {"http://127.8.9.10/f", "http://127.8.9.10/f"},
         {"http://LOCALHOST/f", "http://localhost/f"},
         {"file://localhost/srv/a%20b", "file:///srv/a%20b"},
@@ -57,6 +61,12 @@ TEST(Address, RefusesTheRestWithoutRepeatingIt) {
         {"https://ex\xC3\xA4mple.com/", "percent-encoded"},
         {"file://server/feed.json", "another machine"},
         {"file:///a%00b", "NUL"},
+        {"file:///a/..%2Fb", "encoded slash"},
+        {"file:///a%2fb", "encoded slash"},
+        {"https://e.com/a/..%2f..%2Fb", "encoded slash"},
+        {"https://e.com/a%2f%2e%2e/b", "encoded slash"},
+        {"https://e.com/%zz", "hexadecimal"},
+        {"https://e.com/a%2", "hexadecimal"},
     };
     for (const auto& [text, cause] : rows) {
         const std::string fault = parsed(text);

@@ -64,11 +64,13 @@ void checkHost(const std::string& host) {
         throw AddressError("has no valid host name");
 }
 
-void checkPort(std::string_view port) {
+/// The port behind a colon; nothing where it is the scheme's own.
+std::string portText(std::string_view port, unsigned schemesOwn) {
     unsigned number = 0;
     const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), number);
     if (error != std::errc() || end != port.data() + port.size() || number == 0 || number > 65535)
         throw AddressError("has no valid port number");
+    return number == schemesOwn ? std::string() : ":" + std::to_string(number);
 }
 
 /// RFC 3986, 5.2.4, for a path that begins with a slash.
@@ -88,22 +90,48 @@ std::string withoutDotSegments(std::string_view path) {
     return result.empty() ? "/" : result;
 }
 
+/// Takes the character at the beginning of the text, which is not empty, off it: one as it stands,
+/// or %XX.
+std::string takeCharacter(std::string_view& text, bool& isEncoded) {
+    isEncoded = text.front() == '%';
+    if (!isEncoded) {
+        std::string plain(text.substr(0, 1));
+        text.remove_prefix(1);
+        return plain;
+    }
+    const auto byte = fromHex(text.substr(1, 2));
+    if (!byte || byte->empty())
+        throw AddressError("has a % without two hexadecimal digits behind it");
+    text.remove_prefix(3);
+    return *byte;
+}
+
 std::string percentDecoded(std::string_view text) {
     std::string result;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        char c = text[at];
-        if (c == '%') {
-            const auto byte = fromHex(text.substr(at + 1, 2));
-            if (!byte || byte->empty())
-                throw AddressError("has a % without two hexadecimal digits behind it");
-            c = byte->front();
-            at += 2;
-        }
-        if (c == '\0')
-            throw AddressError("has a NUL in its path");
-        result += c;
-    }
+    for (bool isEncoded = false; !text.empty();)
+        result += takeCharacter(text, isEncoded);
+    if (result.find('\0') != std::string::npos)
+        throw AddressError("has a NUL in its path");
     return result;
+}
+
+/// RFC 3986, 6.2.2: the one form of all paths that mean the same. Nothing is encoded that need not
+/// be, the digits of the rest are capitals, and there is no step "." or "..".
+std::string normalized(std::string_view path) {
+    std::string result;
+    for (bool isEncoded = false; !path.empty();) {
+        const std::string character = takeCharacter(path, isEncoded);
+        result += isEncoded ? percentEncoded(character) : character;
+    }
+    return withoutDotSegments(result);
+}
+
+/// Some servers take %2F for a slash: behind it too, no step may lead upwards.
+void requireNoHiddenSteps(std::string path) {
+    for (std::size_t at = 0; (at = path.find("%2F", at)) != std::string::npos;)
+        path.replace(at, 3, "/");
+    if (withoutDotSegments(path) != path)
+        throw AddressError("has a step \".\" or \"..\" behind an encoded slash");
 }
 
 }  // namespace
@@ -159,11 +187,11 @@ void Address::setAuthority(std::string_view authority) {
     const std::size_t colon = authority.find(':', bracket == std::string_view::npos ? 0 : bracket);
     const std::string host = toLowerAscii(authority.substr(0, colon));
     checkHost(host);
+    authority_ = host;
     if (colon != std::string_view::npos)
-        checkPort(authority.substr(colon + 1));
+        authority_ += portText(authority.substr(colon + 1), scheme_ == Scheme::https ? 443 : 80);
     if (scheme_ == Scheme::http && !isLoopback(host))
         throw AddressError("is http: of another machine, use https:");
-    authority_ = toLowerAscii(authority);
 }
 
 void Address::setPath(std::string_view rest) {
@@ -171,8 +199,10 @@ void Address::setPath(std::string_view rest) {
     query_ = takeUntil(rest, "#");
     if (scheme_ == Scheme::file && (path_.empty() || path_.front() != '/' || !query_.empty()))
         throw AddressError("is not file: with an absolute path");
-    if (path_.empty())
-        path_ = "/";
+    path_ = normalized(path_);
+    requireNoHiddenSteps(path_);
+    if (scheme_ == Scheme::file && path_.find("%2F") != std::string::npos)
+        throw AddressError("has an encoded slash, which no file's name can have");
     if (scheme_ == Scheme::file)
         filePath();
 }

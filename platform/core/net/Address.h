@@ -18,7 +18,9 @@ std::string percentEncoded(std::string_view text);
 
 /// An address that may be fetched from: `https:` of any host, `http:` of this machine only
 /// (127.0.0.0/8, ::1, localhost), `file:` with an absolute path. It has no user name, no password
-/// and no fragment, and so few kinds of characters that all readers of addresses agree on it.
+/// and no fragment, and so few kinds of characters that all readers of addresses agree on it. It is
+/// kept in its normal form (RFC 3986, 6.2.2 and 6.2.3), so that addresses that lead to the same
+/// place are equal, and none leads out of a folder whose address it begins with.
 class Address {
   public:
     enum class Scheme { https, http, file };
@@ -36,7 +38,8 @@ class Address {
     /// The same with `suffix` behind its path, before any query.
     Address withPathSuffix(std::string_view suffix) const;
 
-    /// The whole, scheme and host in lower case.
+    /// The whole: scheme and host in lower case, no port that is the scheme's own, no step "." or
+    /// "..", nothing percent-encoded that need not be.
     std::string text() const;
 
     Scheme scheme() const noexcept { return scheme_; }

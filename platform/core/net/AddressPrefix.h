@@ -14,8 +14,6 @@ class AddressPrefix {
     /// Throws AddressError, also for one with a query.
     static AddressPrefix parse(std::string_view text);
 
-    /// An address with a "." or ".." in its path is never covered: the server may resolve it to
-    /// another place.
     bool covers(const Address& address) const;
 
     /// Whether it covers more than one address.

@@ -14,6 +14,13 @@ Address addressOf(const std::string& text) try {
     fail(Status::addressRefused, text, error.what());
 }
 
+/// Where the policy wants that address to be asked.
+Address routeOf(const std::string& text, const Policy& policy) try {
+    return policy.route(addressOf(text));
+} catch (const AddressError& error) {
+    fail(Status::addressRefused, text, error.what());
+}
+
 bool isAddress(const std::string& place) {
     return place.find("://") != std::string::npos;
 }
@@ -81,7 +88,7 @@ Package Session::openSource(const PackageSource& source, Scope scope, const Trus
         const StoreFolder folder = StoreFolder::create(location(scope));
         ProgressLine line;
         DownloadedFile loaded = downloadFile(
-            addressOf(source.place), 2 * rules.policy.limits.totalBytes,
+            routeOf(source.place, rules.policy), 2 * rules.policy.limits.totalBytes,
             folder.subfolder("staging").get(),
             [&line](std::uint64_t done, std::uint64_t total) { line.show(done, total); });
         requireDigest(source, loaded.sha256);

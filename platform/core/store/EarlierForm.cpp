@@ -4,7 +4,6 @@
 #include <stdlib.h>
 
 #include <cerrno>
-#include <filesystem>
 
 #include "platform/core/disk/SafeFolder.h"
 #include "platform/core/disk/TreeRemoval.h"
@@ -24,7 +23,9 @@ constexpr std::chrono::seconds kBusyTimeout{10};
 class CopyFolder {
   public:
     CopyFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "tavik-XXXXXX").string();
+        // A folder that a variable names may lie below one of somebody else, and root would write
+        // into it.
+        std::string name = "/tmp/tavik-XXXXXX";
         if (::mkdtemp(name.data()) == nullptr)
             failErrno(errno, name, "make a temporary folder");
         path_ = name;

@@ -79,13 +79,16 @@ struct Verdict {
     std::string detail;
 };
 
+/// Of an outcome without a file.
+Status statusOf(Outcome outcome) noexcept {
+    return outcome == Outcome::untrusted ? Status::certificateRefused : Status::downloadFailed;
+}
+
 Verdict judge(const FetchResult& result, const FeedItem& item, Arrival& arrival) {
     if (result.outcome == Outcome::tooLarge)
         return {Status::downloadDiffers, result.failure + ", the size that the feed names"};
-    if (result.outcome == Outcome::untrusted)
-        return {Status::certificateRefused, result.failure};
     if (result.outcome != Outcome::fetched)
-        return {Status::downloadFailed, result.failure};
+        return {statusOf(result.outcome), result.failure};
     if (arrival.bytes() != item.size)
         return {Status::downloadDiffers, "has " + std::to_string(arrival.bytes()) +
                                              " bytes, the feed says " + std::to_string(item.size)};
@@ -96,11 +99,10 @@ Verdict judge(const FetchResult& result, const FeedItem& item, Arrival& arrival)
 }
 
 /// Long enough for a slow line, too short for a server that sends a byte now and then.
-std::chrono::milliseconds timeFor(const FeedItem& item, const FetchBounds& bounds) {
+std::chrono::milliseconds timeFor(std::uint64_t bytes, const FetchBounds& bounds) {
     constexpr std::uint64_t kBytesPerSecond = std::uint64_t{64} << 10;
     constexpr std::uint64_t kMostSeconds = std::uint64_t{7} * 24 * 60 * 60;
-    return bounds.package +
-           std::chrono::seconds(std::min(item.size / kBytesPerSecond, kMostSeconds));
+    return bounds.package + std::chrono::seconds(std::min(bytes / kBytesPerSecond, kMostSeconds));
 }
 
 void restart(int file, const std::string& name) {
@@ -122,7 +124,7 @@ FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
     if (item.mirrors.empty())
         causes = "no redirect of the administrator's policy.json fits its addresses";
     // One limit for all mirrors together: a slow one leaves less time for the next.
-    const auto end = std::chrono::steady_clock::now() + timeFor(item, bounds);
+    const auto end = std::chrono::steady_clock::now() + timeFor(item.size, bounds);
     for (const auto& mirror : item.mirrors) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             end - std::chrono::steady_clock::now());
@@ -153,15 +155,15 @@ DownloadedFile downloadFile(const Address& address, std::uint64_t limit, int fol
         failErrno(errno, name, "make a file for the download");
     const auto fetcher = loadOnline().newFetcher(bounds);
     Arrival arrival(file.get(), 0, progress);
-    FeedItem largest;
-    largest.size = limit;
     const FetchResult result =
-        fetcher->download(address, limit, timeFor(largest, bounds),
+        fetcher->download(address, limit, timeFor(limit, bounds),
                           [&](std::string_view bytes) { return arrival.take(bytes); });
     if (arrival.writeError() != 0)
         failErrno(arrival.writeError(), name, "write the download");
+    if (result.outcome == Outcome::tooLarge)
+        fail(Status::packageTooLarge, name, result.failure);
     if (result.outcome != Outcome::fetched)
-        fail(Status::downloadFailed, name, result.failure);
+        fail(statusOf(result.outcome), name, result.failure);
     if (::lseek(file.get(), 0, SEEK_SET) != 0)
         failErrno(errno, name, "read the download");
     return {std::move(file), arrival.sha256()};
