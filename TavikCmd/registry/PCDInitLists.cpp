@@ -1,7 +1,3 @@
-#include "registry/PCDInitLists.h"
-
-#include <cstring>
-
 // How the two lists are filled:
 //
 // 1. onStart empties both lists. It then reads the payloads, the subdomains of domain 1 whose names
@@ -16,6 +12,10 @@
 // 5. A value that cannot be read empties the list of applications, because a record that lacks it
 //    could name the wrong program. The walk goes on: applications after it are listed again.
 // 6. onEnd resolves the redirects.
+
+#include "registry/PCDInitLists.h"
+
+#include <cstring>
 
 namespace Vexil {
 namespace {

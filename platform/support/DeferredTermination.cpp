@@ -33,7 +33,7 @@ DeferredTermination::DeferredTermination() noexcept {
         isDeferred[i] = (present.sa_flags & SA_SIGINFO) == 0 && present.sa_handler == SIG_DFL;
         if (!isDeferred[i])
             continue;
-        // System calls go on: whoever waits long looks at isRequested() by itself.
+        // The signal does not interrupt system calls. Code that waits for long asks isRequested().
         struct sigaction deferred {};
         deferred.sa_handler = &note;
         deferred.sa_flags = SA_RESTART;

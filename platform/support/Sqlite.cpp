@@ -182,7 +182,8 @@ void Statement::run() {
 
 std::string_view Statement::text(int column) const {
     const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(handle_.get(), column));
-    // NULL has no bytes either; only the code tells it from a text for which there is no memory.
+    // A null pointer stands for NULL, or for a text that there is no memory for. Only the error
+    // code tells the two apart.
     if (bytes == nullptr && sqlite3_errcode(sqlite3_db_handle(handle_.get())) == SQLITE_NOMEM)
         throw std::bad_alloc();
     const auto size = static_cast<std::size_t>(sqlite3_column_bytes(handle_.get(), column));

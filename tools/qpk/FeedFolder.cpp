@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "platform/core/package/Package.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/Json.h"
 #include "platform/support/Text.h"
@@ -56,7 +57,7 @@ FeedPackage describePackage(const std::string& folder, const std::string& name) 
     described.manifest = package.manifest();
     described.fileName = name;
     described.size = package.file().size();
-    described.sha256 = digestOf(package.file());
+    described.sha256 = digestOf(package.file(), authorCrypto());
     described.signer = verifyWholePackage(package, authorRules()).signer;
     return described;
 }

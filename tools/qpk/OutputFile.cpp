@@ -1,3 +1,16 @@
+// How a file appears complete or not at all:
+//
+// 1. Follow the links of the name first. Only a regular file is replaced; a rename would replace a
+//    device as well.
+// 2. Write a file without a name in the target's folder: a crash leaves nothing behind. Where the
+//    file system has no such files, it gets a hidden name, and a signal that would end the process
+//    waits until the file is removed.
+// 3. Set the mode and synchronise before the file gets its name: after a power cut the name does
+//    not stand for half a file.
+// 4. A file without a name can only be linked to a name that is free. So it gets a hidden name, and
+//    a rename replaces the target in one step. A signal in between waits, so that the hidden name
+//    does not stay.
+
 #include "tools/qpk/OutputFile.h"
 
 #include <fcntl.h>

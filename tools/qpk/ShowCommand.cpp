@@ -4,6 +4,7 @@
 
 #include "platform/core/package/Package.h"
 #include "platform/core/status/Texts.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/Text.h"
 #include "tools/qpk/Command.h"
@@ -79,7 +80,7 @@ int show(const CommandLine& line) {
     const Package package = Package::open(line.operand());
     printManifest(package.manifest());
     printField("package", readableSize(package.file().size()));
-    printField("sha256", digestOf(package.file()));
+    printField("sha256", digestOf(package.file(), authorCrypto()));
     const SignatureLine signature = describeSignature(package);
     printField("signature", signature.text);
     printFiles(package.archive());

@@ -2,7 +2,6 @@
 
 #include <string.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
@@ -107,18 +106,6 @@ SigningKey readSigningKey(const std::string& source) {
     if (isKeyFile(source))
         signing.succession = readSuccession(source);
     return signing;
-}
-
-std::string digestOf(const PackageFile& file) {
-    constexpr std::uint64_t kPiece = std::uint64_t{1} << 20;
-    const auto digest = authorCrypto().sha256();
-    std::string buffer;
-    for (std::uint64_t done = 0; done < file.size(); done += buffer.size()) {
-        buffer.resize(static_cast<std::size_t>(std::min(kPiece, file.size() - done)));
-        file.readAt(done, buffer.data(), buffer.size());
-        digest->update(buffer);
-    }
-    return digest->finish();
 }
 
 }  // namespace tavik::qpk

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "platform/core/crypto/Ed25519.h"
-#include "platform/core/package/PackageFile.h"
 #include "platform/core/trust/Signer.h"
 #include "platform/core/trust/Succession.h"
 #include "platform/support/Undumpable.h"
@@ -39,8 +38,5 @@ SigningKey readSigningKey(const std::string& source);
 
 /// The file of the statements about the key in that file.
 std::string successionFileOf(const std::string& keyFile);
-
-/// SHA-256 of the file's bytes in lower-case hexadecimal digits.
-std::string digestOf(const PackageFile& file);
 
 }  // namespace tavik::qpk

@@ -69,7 +69,8 @@ std::vector<Finding> products(Run& run) {
     const ProductCatalog& catalog = run.session().products();
     for (const Product& product : catalog.products()) {
         const std::string folder = run.session().extensionsFolder(product);
-        found.push_back({product.name, folder, product.version + ", " + rightsOf(folder), {}});
+        found.push_back(
+            {product.name, folder, product.version.text() + ", " + rightsOf(folder), {}});
     }
     for (const Error& error : catalog.leftOut())
         found.push_back({"", error.subject(), "", {error.what()}});

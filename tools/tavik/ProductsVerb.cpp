@@ -12,13 +12,13 @@ void products(const Arguments&, Run& run) {
     for (const Word head : {Word::product, Word::name, Word::version, Word::folder, Word::feed})
         table.heads.emplace_back(word(head, run.language()));
     for (const Product& product : found)
-        table.rows.push_back({product.displayName, product.name, product.version,
+        table.rows.push_back({product.displayName, product.name, product.version.text(),
                               session.extensionsFolder(product), product.updateFeed});
     run.output().table(table);
     run.output().objects("products", found, [&](JsonText& json, const Product& product) {
         json.member("name", product.name);
         json.member("displayName", product.displayName);
-        json.member("version", product.version);
+        json.member("version", product.version.text());
         json.member("extensionsFolder", session.extensionsFolder(product));
         json.optional("updateFeed", product.updateFeed);
         json.member("scope", scopeName(product.scope));

@@ -11,7 +11,8 @@
 namespace tavik {
 
 OpenSslCrypto::OpenSslCrypto() {
-    // Its first use would go on without what it could not make, and crash.
+    // OpenSSL makes this context when it is first used. It does not notice if there is no memory
+    // for it, and crashes later. So the context is made here, where the failure can be thrown.
     if (OSSL_LIB_CTX_get0_global_default() == nullptr)
         throw std::bad_alloc();
 }

@@ -71,7 +71,7 @@ std::string realPath(const std::string& path) {
 }
 
 void visitNames(int folder, const std::function<void(std::string_view)>& visit) {
-    // A descriptor of its own: the stream closes it, and its position is nobody else's.
+    // The stream closes its descriptor and moves its position. So it gets a descriptor of its own.
     FileDescriptor own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!own)
         failErrno(errno, pathOf(folder), "open the folder");

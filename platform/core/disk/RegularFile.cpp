@@ -5,26 +5,43 @@
 #include <cerrno>
 
 namespace tavik {
+namespace {
 
-RegularFile openRegularFile(int folder, const std::string& path, FinalLink link) {
-    // Without O_NONBLOCK, opening a pipe would wait for its writer.
-    constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    FileDescriptor descriptor(
-        ::openat(folder, path.c_str(), link == FinalLink::refused ? kFlags | O_NOFOLLOW : kFlags));
+// Without O_NONBLOCK, opening a pipe would wait for its writer.
+constexpr int kFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+constexpr const char* kNotRegular = "it is not a regular file";
+
+/// What came of opening `descriptor`; errno is still that of the opening.
+RegularFile afterOpening(FileDescriptor descriptor, FinalLink link) {
     if (descriptor)
         return asRegularFile(std::move(descriptor));
     RegularFile file;
     if (errno == ELOOP && link == FinalLink::refused)
         file.refusal = "it is a link";
-    else if (errno == ENXIO)
-        file.refusal = "it is not a regular file";  // a socket
+    else if (errno == ENXIO || errno == EISDIR)  // a socket, a folder opened for writing
+        file.refusal = kNotRegular;
     else
         file.error = errno;
     return file;
 }
 
+}  // namespace
+
+RegularFile openRegularFile(int folder, const std::string& path, FinalLink link) {
+    const int noFollow = link == FinalLink::refused ? O_NOFOLLOW : 0;
+    return afterOpening(
+        FileDescriptor(::openat(folder, path.c_str(), O_RDONLY | kFlags | noFollow)), link);
+}
+
 RegularFile openRegularFile(const std::string& path, FinalLink link) {
     return openRegularFile(AT_FDCWD, path, link);
+}
+
+RegularFile openOrMakeRegularFile(int folder, const std::string& path, mode_t mode) {
+    constexpr int kMaking = O_RDWR | O_CREAT | O_NOFOLLOW;
+    return afterOpening(FileDescriptor(::openat(folder, path.c_str(), kMaking | kFlags, mode)),
+                        FinalLink::refused);
 }
 
 RegularFile asRegularFile(FileDescriptor descriptor) {
@@ -32,7 +49,7 @@ RegularFile asRegularFile(FileDescriptor descriptor) {
     if (::fstat(descriptor.get(), &file.info) != 0)
         file.error = errno;
     else if (!S_ISREG(file.info.st_mode))
-        file.refusal = "it is not a regular file";
+        file.refusal = kNotRegular;
     else
         file.descriptor = std::move(descriptor);
     return file;

@@ -11,7 +11,7 @@ namespace tavik {
 /// What is done with a link at the end of the path.
 enum class FinalLink { refused, followed };
 
-/// A regular file that is open for reading, or why it is not.
+/// A regular file that is open, or why it is not.
 struct RegularFile {
     FileDescriptor descriptor;  ///< invalid where the file was not opened
     struct stat info {};        ///< of the open file
@@ -28,6 +28,10 @@ struct RegularFile {
 /// relative to the open folder `folder`, which may be AT_FDCWD. Does not throw for what it meets.
 RegularFile openRegularFile(int folder, const std::string& path, FinalLink link);
 RegularFile openRegularFile(const std::string& path, FinalLink link);
+
+/// The same for a file that is opened for reading and writing. A missing file is made with the
+/// rights `mode`. A link is refused.
+RegularFile openOrMakeRegularFile(int folder, const std::string& path, mode_t mode);
 
 /// The same for a descriptor that is open already.
 RegularFile asRegularFile(FileDescriptor descriptor);

@@ -8,6 +8,7 @@
 
 #include "platform/core/status/Status.h"
 #include "platform/support/Hex.h"
+#include "platform/support/UtcTime.h"
 
 namespace tavik {
 
@@ -19,12 +20,7 @@ std::string newToken() {
 }
 
 std::string timeNow() {
-    const std::time_t now = std::time(nullptr);
-    std::tm parts{};
-    ::gmtime_r(&now, &parts);
-    std::array<char, 32> text{};
-    const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return {text.data(), size};
+    return formatUtcTime(std::time(nullptr));
 }
 
 }  // namespace tavik

@@ -1,3 +1,14 @@
+// The lock is an flock on the file `.lock`, which the kernel gives up when its holder ends: a crash
+// leaves no lock behind.
+//
+// 1. Open the file, or make it. A link, a special file and a file of another user are refused.
+// 2. Try to take the lock without waiting. Where another process has it, try again after pauses
+//    from 1 to 25 ms, until the time is up.
+// 3. Compare the locked file with the file that has the name now. Somebody may have deleted or
+//    replaced it between steps 1 and 2. A process that opened the new file could then hold a lock
+//    as well, on that one. So this process begins again with the new file.
+// 4. Write the process number into the file, for the error of a process that waits in vain.
+
 #include "platform/core/disk/StoreLock.h"
 
 #include <fcntl.h>
@@ -13,6 +24,7 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/status/Status.h"
 
 namespace tavik {
@@ -23,33 +35,23 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kName = ".lock";
 constexpr mode_t kMode = 0600;
-constexpr const char* kNotRegular = "it is not a regular file";
 constexpr milliseconds kFirstPause{1};
 constexpr milliseconds kLongestPause{25};
 // A process number padded with blanks, so that each note overwrites the one before.
 constexpr std::size_t kNoteBytes = 16;
 
 FileDescriptor openLock(const StoreFolder& folder, const std::string& path) {
-    // Without O_NONBLOCK, opening a pipe would wait for its writer.
-    FileDescriptor file(::openat(folder.descriptor(), kName,
-                                 O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kMode));
-    if (!file && errno == ELOOP)
-        fail(Status::storeUnsafe, path, "it is a link");
-    if (!file && (errno == EISDIR || errno == ENXIO))  // a folder, a socket
-        fail(Status::storeUnsafe, path, kNotRegular);
-    if (!file)
-        failErrno(errno, path, "open the lock");
-    struct stat info {};
-    if (::fstat(file.get(), &info) != 0)
-        failErrno(errno, path, "look at the lock");
-    if (!S_ISREG(info.st_mode))
-        fail(Status::storeUnsafe, path, kNotRegular);
-    if (info.st_uid != ::geteuid() && info.st_uid != 0)
+    RegularFile lock = openOrMakeRegularFile(folder.descriptor(), kName, kMode);
+    if (!lock.refusal.empty())
+        fail(Status::storeUnsafe, path, lock.refusal);
+    if (!lock)
+        failErrno(lock.error, path, "open the lock");
+    if (lock.info.st_uid != ::geteuid() && lock.info.st_uid != 0)
         fail(Status::storeUnsafe, path, "it belongs to another user");
     // Whoever can open the file can hold the lock, so rights that were added by hand are removed.
-    if ((info.st_mode & 07777) != kMode && ::fchmod(file.get(), kMode) != 0)
+    if ((lock.info.st_mode & 07777) != kMode && ::fchmod(lock.descriptor.get(), kMode) != 0)
         failErrno(errno, path, "set the lock's rights");
-    return file;
+    return std::move(lock.descriptor);
 }
 
 /// Whether the name still stands for this file.

@@ -1,13 +1,3 @@
-#include "platform/core/package/Archive.h"
-
-#include <algorithm>
-#include <numeric>
-
-#include "platform/core/package/ArchiveRecords.h"
-#include "platform/core/package/ArchiveRules.h"
-#include "platform/core/package/PathRules.h"
-#include "platform/support/Text.h"
-
 // How the container is checked, before any content is read. A ZIP file names its entries twice: in
 // a local header before each entry's data and in the directory behind the last one. Tools differ in
 // which of the two they believe, and in what they make of bytes that neither mentions; a package
@@ -26,6 +16,16 @@
 //
 // Damage that hides where the next record begins stops the check. Everything else is reported, and
 // the check goes on, so that an author sees all faults at once.
+
+#include "platform/core/package/Archive.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "platform/core/package/ArchiveRecords.h"
+#include "platform/core/package/ArchiveRules.h"
+#include "platform/core/package/PathRules.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {

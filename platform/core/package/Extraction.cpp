@@ -1,21 +1,3 @@
-#include "platform/core/package/Extraction.h"
-
-#include <fcntl.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <exception>
-#include <mutex>
-#include <system_error>
-#include <thread>
-
-#include "platform/core/package/EntryReader.h"
-#include "platform/core/package/FolderTree.h"
-#include "platform/core/status/Status.h"
-#include "platform/support/DeferredTermination.h"
-#include "platform/support/Text.h"
-
 // How a package is extracted into a new, empty folder:
 //
 // 1. Make all folders, parents first, so that workers only make files.
@@ -34,6 +16,24 @@
 // Nothing here is durable, and a failure leaves half a folder. The store extracts into a folder
 // that no record names yet, synchronises it once in the end, and removes it after a failure or a
 // crash.
+
+#include "platform/core/package/Extraction.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+#include "platform/core/package/EntryReader.h"
+#include "platform/core/package/FolderTree.h"
+#include "platform/core/status/Status.h"
+#include "platform/support/DeferredTermination.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {

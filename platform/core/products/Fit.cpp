@@ -3,17 +3,9 @@
 #include "platform/core/status/Status.h"
 
 namespace tavik {
-namespace {
-
-/// A text that was checked when it was stored.
-Version versionOf(const std::string& text) {
-    return Version::parse(text).value_or(Version());
-}
-
-}  // namespace
 
 bool fits(const ProductRequirement& wanted, const Product& product) {
-    return wanted.name == product.name && wanted.accepts(versionOf(product.version));
+    return wanted.name == product.name && wanted.accepts(product.version);
 }
 
 void requireFittingProduct(const Manifest& manifest, const ProductCatalog& products,
@@ -26,7 +18,7 @@ void requireFittingProduct(const Manifest& manifest, const ProductCatalog& produ
             return;
         wanted += (wanted.empty() ? "" : ", ") + describe(requirement);
         if (product != nullptr)
-            found += (found.empty() ? "" : ", ") + product->name + " " + product->version;
+            found += (found.empty() ? "" : ", ") + product->name + " " + product->version.text();
     }
     fail(Status::noFittingProduct, subject,
          "wanted: " + wanted + "; found: " + (found.empty() ? "none of them" : found));

@@ -6,7 +6,6 @@
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/SafeFolder.h"
-#include "platform/core/package/Version.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/Environment.h"
 #include "platform/support/JsonObject.h"
@@ -86,15 +85,17 @@ Product parseDescriptor(std::string_view json) {
     Product product;
     product.name = object.neededText("name");
     product.displayName = object.neededText("displayName");
-    product.version = object.neededText("version");
+    const std::string versionText = object.neededText("version");
     product.extensionsFolder = checkedFolder(object);
     product.updateFeed = object.text("updateFeed").value_or("");
     if (!isProductName(product.name))
         object.complain("name", "is no name of 1 to 63 bytes");
     if (!isDisplayName(product.displayName))
         object.complain("displayName", "is no text of 1 to 63 bytes that can be shown");
-    if (!Version::parse(product.version))
-        object.complain("version", quoteName(product.version) + " is no version");
+    auto version = Version::parse(versionText);
+    if (!version)
+        object.complain("version", quoteName(versionText) + " is no version");
+    product.version = *std::move(version);
     return product;
 }
 

@@ -6,15 +6,16 @@
 #include <vector>
 
 #include "platform/core/disk/StoreFolder.h"
+#include "platform/core/package/Version.h"
 #include "platform/core/status/Status.h"
 
 namespace tavik {
 
 /// A host product that is installed on this machine, as its descriptor tells.
 struct Product {
-    std::string name;              ///< internal name, at most 63 bytes
-    std::string displayName;       ///< at most 63 bytes
-    std::string version;           ///< a valid version
+    std::string name;         ///< internal name, at most 63 bytes
+    std::string displayName;  ///< at most 63 bytes
+    Version version;
     std::string extensionsFolder;  ///< absolute path, "~/..." or empty; see extensionsFolderOf()
     std::string updateFeed;        ///< empty: none
     Scope scope = Scope::user;     ///< of the store that describes it

@@ -1,8 +1,7 @@
-#include <algorithm>
-
 #include "platform/core/net/Online.h"
 #include "platform/core/session/Session.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/core/updates/Download.h"
 #include "platform/support/ProgressLine.h"
 
@@ -24,18 +23,6 @@ Address routeOf(const std::string& text, const Policy& policy) try {
 
 bool isAddress(const std::string& place) {
     return place.find("://") != std::string::npos;
-}
-
-std::string digestOf(const PackageFile& file) {
-    constexpr std::uint64_t kPieceBytes = std::uint64_t{1} << 20;
-    const auto digest = loadOnline().crypto().sha256();
-    std::string piece;
-    for (std::uint64_t done = 0; done < file.size(); done += piece.size()) {
-        piece.resize(static_cast<std::size_t>(std::min(kPieceBytes, file.size() - done)));
-        file.readAt(done, piece.data(), piece.size());
-        digest->update(piece);
-    }
-    return digest->finish();
 }
 
 void requireDigest(const PackageSource& source, const std::string& found) {
@@ -96,7 +83,7 @@ Package Session::openSource(const PackageSource& source, Scope scope, const Trus
     if (!isAddress(source.place)) {
         package = Package::open(source.place, rules.policy.limits);
         if (!source.sha256.empty())
-            requireDigest(source, digestOf(package->file()));
+            requireDigest(source, digestOf(package->file(), loadOnline().crypto()));
     } else {
         const StoreFolder folder = StoreFolder::create(location(scope));
         ProgressLine line;

@@ -63,8 +63,7 @@ UpdateCheckInput Session::updateCheckInput(const TrustRules& rules) {
                 input.extensions.push_back(updatable(row));
     }
     for (const auto& product : products().products())
-        input.products.push_back({product.name, Version::parse(product.version).value_or(Version()),
-                                  product.updateFeed});
+        input.products.push_back({product.name, product.version, product.updateFeed});
     input.cacheFile = cacheFile();
     input.policy = rules.policy;
     input.verify = verifierBy(rules);

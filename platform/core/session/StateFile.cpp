@@ -5,16 +5,14 @@
 
 #include "platform/core/package/Manifest.h"
 #include "platform/core/status/Status.h"
-#include "platform/support/Hex.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/support/JsonObject.h"
-#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
 
 constexpr JsonLimits kLimits{std::size_t{8} << 20, 8};
 constexpr int kFormatVersion = 1;
-constexpr std::size_t kDigestDigits = 64;
 
 /// Null where the member is missing or null.
 const JsonValue* given(const JsonObject& entry, std::string_view name) {
@@ -35,10 +33,11 @@ std::optional<Version> versionOf(const JsonObject& entry, std::string_view name)
 }
 
 std::string digestOf(const JsonObject& entry) {
-    const std::string digest = textOf(entry, "sha256");
-    if (!digest.empty() && (digest.size() != kDigestDigits || !fromHex(digest)))
+    const std::string text = textOf(entry, "sha256");
+    const auto digest = parseDigest(text);
+    if (!text.empty() && !digest)
         entry.complain("sha256", "is not 64 hexadecimal digits");
-    return toLowerAscii(digest);
+    return digest.value_or("");
 }
 
 void readState(WantedExtension& wanted, const JsonObject& entry) {

@@ -16,7 +16,7 @@ struct Wording {
     const char* remedy;
 };
 
-/// A row of the table of causes. The headers `...Causes.h` have the rows; a test compares them with
+/// A row of the table of causes. The headers `...Texts.h` have the rows; a test compares them with
 /// docs/statuses.md.
 struct Cause {
     Status status;

@@ -249,7 +249,7 @@ void LinkKeeper::setMask(const ExtensionRow& shared, ExtensionState state, const
 std::string LinkKeeper::productsText() const {
     std::string text;
     for (const auto& product : products_.products())
-        text += product.name + "\t" + product.version + "\t" +
+        text += product.name + "\t" + product.version.text() + "\t" +
                 extensionsFolderOf(product, store_.location()) + "\n";
     return text;
 }

@@ -1,11 +1,11 @@
+// What each change does first, and why, stands in Store.h; the steps of one change in
+// StoreChange.h.
+
 #include "platform/core/store/Store.h"
 
 #include "platform/core/disk/Reserve.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/store/FolderName.h"
-
-// What each change does first, and why, stands in Store.h; the steps of one change in
-// StoreChange.h.
 
 namespace tavik {
 namespace {

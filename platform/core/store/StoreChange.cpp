@@ -1,3 +1,5 @@
+// The steps and the crash that each of them answers stand in StoreChange.h.
+
 #include "platform/core/store/StoreChange.h"
 
 #include <fcntl.h>
@@ -8,6 +10,7 @@
 #include <cstdio>
 
 #include "platform/core/disk/Folders.h"
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/disk/Reserve.h"
 #include "platform/core/disk/Stamp.h"
 #include "platform/core/disk/TreeRemoval.h"
@@ -19,8 +22,6 @@
 #include "platform/core/store/FolderName.h"
 #include "platform/core/store/Rebuild.h"
 #include "platform/core/store/StoreImage.h"
-
-// The steps and the crash that each of them answers stand in StoreChange.h.
 
 namespace tavik {
 namespace {
@@ -145,10 +146,10 @@ bool StoreChange::adoptTable() {
     mark();
     SetAside place(folder_, isUpgrade ? kUpgraded : kDamaged);
     // A copy: the file itself keeps its name until the rename puts the new one in its place.
-    const FileDescriptor old(
-        ::openat(folder_.descriptor(), kDatabaseName, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const RegularFile old =
+        openRegularFile(folder_.descriptor(), kDatabaseName, FinalLink::refused);
     if (old)
-        place.keepCopy(kDatabaseName, readUpTo(old.get(), std::size_t{1} << 30));
+        place.keepCopy(kDatabaseName, readUpTo(old.descriptor.get(), std::size_t{1} << 30));
     commitRepair();
     setAsideCompanions(std::move(place));
     return true;

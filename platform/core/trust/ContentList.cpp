@@ -2,9 +2,8 @@
 
 #include <limits>
 
-#include "platform/support/Hex.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/support/JsonObject.h"
-#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -25,11 +24,6 @@ ListedEntry readEntry(const JsonObject& object) {
 }
 
 }  // namespace
-
-bool isDigestText(std::string_view text) {
-    constexpr std::size_t kDigits = 64;
-    return text.size() == kDigits && fromHex(text) && toLowerAscii(text) == text;
-}
 
 std::string listedPath(std::string_view path, bool isFolder) {
     std::string listed(path);

@@ -15,9 +15,6 @@ struct ListedEntry {
     bool isExecutable = false;
 };
 
-/// Whether the text is a SHA-256 as our files write it: 64 lower-case hexadecimal digits.
-bool isDigestText(std::string_view text);
-
 /// The path under which the list has an entry of the archive.
 std::string listedPath(std::string_view path, bool isFolder);
 

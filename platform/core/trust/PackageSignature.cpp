@@ -1,3 +1,17 @@
+// A signed package has a list with path, size, digest and executable bit of each entry, and a
+// signature of that list. How it is checked:
+//
+// 1. Look for list, signature and succession by their names. Anything else in their folder is
+//    refused, and so is one of list and signature without the other.
+// 2. For a package without them, the policy decides whether a signature is needed.
+// 3. Check the signature over the list's bytes. The list is read once, and parsed only after that.
+// 4. Compare the archive's headers with the list, both ways: an entry that was added or left out is
+//    refused, and so is another size or executable bit.
+// 5. Compare the manifest's bytes, which were read before.
+// 6. Leave the other files to SignedContent, which compares the bytes that are extracted: the
+//    package could change between a check of its own and the extraction. The three files that sign
+//    it are compared with the bytes that were checked here.
+
 #include "platform/core/trust/PackageSignature.h"
 
 #include <algorithm>
@@ -6,6 +20,7 @@
 
 #include "platform/core/package/EntryReader.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/core/trust/SignedContent.h"
 #include "platform/core/trust/Succession.h"
 #include "platform/support/Text.h"
@@ -75,12 +90,6 @@ std::map<std::string, ListedEntry> parseList(const Package& package, const std::
 std::string digestOf(EntryReader& reader, const ArchiveEntry& entry, Crypto& crypto) {
     const auto digest = crypto.sha256();
     reader.read(entry, [&](std::string_view bytes) { digest->update(bytes); });
-    return digest->finish();
-}
-
-std::string digestOf(std::string_view bytes, Crypto& crypto) {
-    const auto digest = crypto.sha256();
-    digest->update(bytes);
     return digest->finish();
 }
 

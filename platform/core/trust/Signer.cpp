@@ -3,15 +3,12 @@
 #include <algorithm>
 
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/Fingerprints.h"
 #include "platform/core/trust/Succession.h"
 #include "platform/support/Json.h"
 
 namespace tavik {
 namespace {
-
-bool isIn(const std::vector<std::string>& list, const std::string& fingerprint) {
-    return std::find(list.begin(), list.end(), fingerprint) != list.end();
-}
 
 std::vector<std::string> predecessors(const std::string& key, const SignedText& text,
                                       const std::vector<std::string>& revoked, Crypto& crypto) try {

@@ -1,9 +1,9 @@
 #include "platform/core/trust/Succession.h"
 
-#include <algorithm>
 #include <map>
 
-#include "platform/core/trust/ContentList.h"
+#include "platform/core/trust/Digests.h"
+#include "platform/core/trust/Fingerprints.h"
 #include "platform/support/JsonObject.h"
 
 namespace tavik {
@@ -54,9 +54,6 @@ std::vector<Succession> parseSuccessions(std::string_view json) {
 std::vector<std::string> keysSucceededBy(const std::string& key,
                                          const std::vector<Succession>& statements,
                                          const std::vector<std::string>& revoked, Crypto& crypto) {
-    const auto isIn = [](const std::vector<std::string>& list, const std::string& fingerprint) {
-        return std::find(list.begin(), list.end(), fingerprint) != list.end();
-    };
     std::multimap<std::string, std::string> namedBy;  // by the successor
     for (const Succession& each : statements) {
         KeyFinding finding = crypto.findSigner(successionStatement(each.successor), each.signature);

@@ -6,6 +6,7 @@
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/SafeFolder.h"
+#include "platform/core/trust/Fingerprints.h"
 
 namespace tavik {
 namespace {
@@ -47,10 +48,6 @@ void readKeys(int folder, const std::string& path, Crypto& crypto,
             fail(Status::keyInvalid, file, key.fault);
         fingerprints.push_back(std::move(key.fingerprint));
     }
-}
-
-bool isIn(const std::vector<std::string>& fingerprints, const std::string& fingerprint) {
-    return std::find(fingerprints.begin(), fingerprints.end(), fingerprint) != fingerprints.end();
 }
 
 }  // namespace

@@ -1,3 +1,16 @@
+// How a package that a feed offers is downloaded:
+//
+// 1. Make a file without a name: a crash leaves nothing behind, and no path leads to it. A file
+//    system that has no such files gets one whose name is deleted at once.
+// 2. Try the mirrors in their order, within one limit of time for all of them. Each begins with an
+//    empty file.
+// 3. Write and hash the bytes as they arrive. The transfer ends when the feed's size is exceeded.
+//    If a write fails, the download ends, because another mirror would not help.
+// 4. Compare size and digest with the feed's. If they differ, the next mirror is tried. The error
+//    names what was wrong with each.
+//
+// A file that no feed describes has one address and a largest size. The caller gets its digest.
+
 #include "platform/core/updates/Download.h"
 
 #include <fcntl.h>

@@ -5,8 +5,8 @@
 #include "platform/core/package/Fault.h"
 #include "platform/core/package/Manifest.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/core/updates/VersionOrder.h"
-#include "platform/support/Hex.h"
 #include "platform/support/JsonObject.h"
 #include "platform/support/Text.h"
 #include "platform/support/UtcTime.h"
@@ -18,7 +18,6 @@ constexpr int kFormatVersion = 1;
 constexpr std::size_t kMaxFeedBytes = std::size_t{8} << 20;
 constexpr std::size_t kMaxFeedItems = 10'000;
 constexpr std::size_t kMaxMirrors = 20;
-constexpr std::size_t kDigestDigits = 64;
 
 std::int64_t readNumber(const JsonObject& object, std::string_view member) {
     return static_cast<std::int64_t>(object.neededNumber(member, 0, kMaxFeedSerial));
@@ -72,10 +71,10 @@ std::vector<Address> readMirrors(const JsonObject& item, const Address& base) {
 }
 
 std::string readDigest(const JsonObject& item) {
-    const std::string digest = item.neededText("sha256");
-    if (digest.size() != kDigestDigits || !fromHex(digest))
+    auto digest = parseDigest(item.neededText("sha256"));
+    if (!digest)
         item.complain("sha256", "is not 64 hexadecimal digits");
-    return toLowerAscii(digest);
+    return *std::move(digest);
 }
 
 void readIdentity(FeedItem& item, const JsonObject& object) {

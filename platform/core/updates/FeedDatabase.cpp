@@ -1,3 +1,18 @@
+// What earlier checks learned protects against a feed that is rolled back, and against a version
+// that is offered again with other content. Several processes may use the file at once:
+//
+// 1. The file, and those that SQLite keeps beside it, are looked at before SQLite opens them. A
+//    link, or a file that somebody else could have written, is refused. SQLite opens by path, so
+//    afterwards requireChecked() finds out whether the folder was exchanged in between.
+// 2. A later form is refused. An earlier one is upgraded in a write transaction, which reads the
+//    form again: another process may have been faster. The first save creates the tables likewise.
+// 3. find() reads all feeds in one transaction, so it sees a save of another process whole or not
+//    at all.
+// 4. save() writes all feeds in one transaction. Of two processes that fetched at once, the one
+//    with the older copy of a feed may save last: a lower serial replaces nothing, unless the feed
+//    restarts after the highest serial there is. The digest that a version had first stays.
+// 5. A damaged file is deleted, and the work is done again without it.
+
 #include "platform/core/updates/FeedDatabase.h"
 
 #include <fcntl.h>
@@ -24,12 +39,12 @@ constexpr std::int64_t kSchemaVersion = 3;
 // A commit does not wait for the disk unless it moves the log. A power cut may undo the last
 // commits. It never leaves half of one.
 constexpr const char* kSettings = "PRAGMA synchronous = NORMAL";
-// Creating the file does not wait either: its first content goes to the log, whose checksums tell
-// what has arrived.
+// Creating the file does not wait for the disk at all. The first content goes to the log. After a
+// power cut, SQLite takes from the log only transactions whose checksums are right.
 constexpr const char* kNewSettings =
     "PRAGMA synchronous = OFF; PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0";
-// A log needs memory that all its users share, which two machines have not. On a network disk a
-// rollback journal stands in its place, and its file is only whole where each step waits.
+// A log needs memory that all its users share. Two machines share none, so a network disk gets a
+// rollback journal. It survives a power cut only if each step waits for the disk.
 constexpr const char* kNetworkSettings = "PRAGMA synchronous = FULL";
 constexpr const char* kCreateSchema = R"sql(
 CREATE TABLE feed (

@@ -1,3 +1,14 @@
+// A mirror's run goes feed by feed:
+//
+// 1. The feed and its signature are fetched and judged as a check for updates does: what clients
+//    would not believe is not copied.
+// 2. Its packages are downloaded, each checked against the feed's size and digest, and put in
+//    place by a rename: nobody meets half a file.
+// 3. The signature and the feed follow. Whoever reads the feed meanwhile finds the old one, whose
+//    packages are still there.
+// 4. When all feeds are done, what they no longer offer is removed, and the index is written. A run
+//    that ends before leaves files that are right, and the next one copies what is missing.
+
 #include "platform/core/updates/Mirror.h"
 
 #include <fcntl.h>
@@ -20,17 +31,6 @@ namespace tavik {
 namespace {
 
 namespace fs = std::filesystem;
-
-// A mirror's run goes feed by feed:
-//
-// 1. The feed and its signature are fetched and judged as a check for updates does: what clients
-//    would not believe is not copied.
-// 2. Its packages are downloaded, each checked against the feed's size and digest, and put in
-//    place by a rename: nobody meets half a file.
-// 3. The signature and the feed follow. Whoever reads the feed meanwhile finds the old one, whose
-//    packages are still there.
-// 4. When all feeds are done, what they no longer offer is removed, and the index is written. A run
-//    that ends before leaves files that are right, and the next one copies what is missing.
 
 /// Where the file of an address stands in the folder. Throws Error (addressRefused).
 std::string placeOf(const Address& address) {

@@ -171,8 +171,8 @@ std::optional<FeedDatabase> UpdateCheck::recall() try {
         feeds[i]->remember(std::move(known[i]));
     return cache;
 } catch (const Error& error) {
-    // These two are no bad luck of the disk: without what is remembered, a feed that was taken back
-    // or exchanged would be taken.
+    // These two end the check. Without what is remembered, it would accept a feed that was rolled
+    // back or replaced.
     for (const Status status : {Status::storeNewer, Status::storeUnsafe})
         if (error.status() == static_cast<int>(status))
             throw;

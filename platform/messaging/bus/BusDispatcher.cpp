@@ -1,17 +1,3 @@
-#include "platform/messaging/bus/BusDispatcher.h"
-
-#include <poll.h>
-#include <sys/eventfd.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <exception>
-#include <tuple>
-
-#include "platform/messaging/bus/ReceivedMessage.h"
-#include "platform/support/QuietThread.h"
-
 // How one connection serves the callers' threads and the listener:
 //
 // 1. A lock guards the connection. Each call takes it and has a deadline of two seconds. The first
@@ -28,6 +14,20 @@
 //    listening thread may still poll its descriptor; the shutdown wakes that thread, which delivers
 //    what is queued and ends.
 // 5. The destructor asks the thread to stop, wakes it and joins it.
+
+#include "platform/messaging/bus/BusDispatcher.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <exception>
+#include <tuple>
+
+#include "platform/messaging/bus/ReceivedMessage.h"
+#include "platform/support/QuietThread.h"
 
 namespace norva::zephal {
 namespace {
