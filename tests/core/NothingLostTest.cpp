@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 
@@ -109,8 +110,10 @@ TEST_F(NothingLost, ALinkInAFolderOfTheHomeIsMadeAgain) {
 TEST_F(NothingLost, APipeInThePlaceOfTheNoteHoldsNothingUp) {
     fs::remove(machine_.user(".settled"));
     ASSERT_EQ(::mkfifo(machine_.user(".settled").c_str(), 0600), 0);
-    Process change({program("TavikCmd"), "--disable", kA}, machine_.environment());
-    EXPECT_EQ(change.wait(std::chrono::seconds(10)).exitCode, 0);
+    for (const char* option : {"--disable", "--enable", "--disable"}) {
+        Process change({program("TavikCmd"), option, kA}, machine_.environment());
+        EXPECT_EQ(change.wait(std::chrono::seconds(10)).exitCode, 0);
+    }
 }
 
 // A shared store of a newer version refused the user's own changes while he masked something.
@@ -130,6 +133,8 @@ TEST_F(NothingLost, TheMarkOfAnotherProcessStays) {
     fs::remove(machine_.user(".reserve"));
     Process list({program("TavikCmd"), "--list", "all"}, withFaultAt(".reserve", "stop"));
     ASSERT_EQ(list.line(), "stopped");
+    siginfo_t stopped{};  // it says so just before it stops
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(list.pid()), &stopped, WSTOPPED | WNOWAIT), 0);
     mark();
     list.kill(SIGCONT);
     list.wait();
