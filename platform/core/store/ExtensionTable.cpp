@@ -8,6 +8,7 @@
 #include "platform/core/store/ChangeMark.h"
 #include "platform/core/store/EarlierForm.h"
 #include "platform/core/store/FolderName.h"
+#include "platform/core/store/MaskKeeper.h"
 #include "platform/core/store/Rebuild.h"
 #include "platform/core/store/RowReader.h"
 #include "platform/core/store/StoreImage.h"
@@ -164,10 +165,16 @@ ExtensionTable ExtensionTable::rebuild(const StoreFolder& folder, const std::str
     table.trouble_ = Error(static_cast<int>(Status::storeRebuilt), pathOf(folder), fault);
     const FileDescriptor content = folder.existingSubfolder("ext");
     const auto names = content ? namesIn(content.get()) : std::vector<std::string>();
+    const auto masked = MaskKeeper(folder).read();
     table.guarded([&] {
         Transaction all(table.database_, Transaction::Kind::write);
-        adoptFolders(table, content.get(), names);
+        // Where nothing was interrupted, a folder that is not whole was installed all the same.
+        adoptFolders(table, content.get(), names,
+                     hasMark(folder) ? LostFiles::refused : LostFiles::accepted);
         removeRowsWithoutFolder(table, names);
+        // A user's store masks what is switched off: its entries are newer than the version before.
+        for (const auto& idKey : masked)
+            table.setState(idKey, ExtensionState::disabled);
         all.commit();
     });
     return table;

@@ -44,6 +44,10 @@ std::string fileListOf(const std::string& folder) {
     return folder + std::string(kFileListEnding);
 }
 
+std::string_view folderOfList(std::string_view name) noexcept {
+    return name.substr(0, name.size() - kFileListEnding.size());
+}
+
 bool isFileList(std::string_view name) noexcept {
     return name.size() > kFileListEnding.size() &&
            name.substr(name.size() - kFileListEnding.size()) == kFileListEnding;

@@ -35,5 +35,7 @@ struct FolderDigest {
 /// The name of the list of files that lies beside the folder; see FileList.
 std::string fileListOf(const std::string& folder);
 bool isFileList(std::string_view name) noexcept;
+/// The folder's name, from that of its list.
+std::string_view folderOfList(std::string_view name) noexcept;
 
 }  // namespace tavik

@@ -223,10 +223,15 @@ bool LinkKeeper::areMasksIncomplete(const ExtensionList& list) const {
             return true;
     if (masked.empty())
         return false;
-    const auto others = othersRows(std::vector<std::string>(masked.begin(), masked.end()));
-    return std::any_of(others.begin(), others.end(), [&](const ExtensionRow& shared) {
-        return !masks_.covers(shared.id, productsOf(shared));
-    });
+    try {
+        const auto others = othersRows(std::vector<std::string>(masked.begin(), masked.end()));
+        return std::any_of(others.begin(), others.end(), [&](const ExtensionRow& shared) {
+            return !masks_.covers(shared.id, productsOf(shared));
+        });
+    } catch (const Error&) {
+        // A store that cannot be read is no reason against a change of this one.
+        return false;
+    }
 }
 
 void LinkKeeper::setMask(const ExtensionRow& shared, ExtensionState state, const StoreLock& lock) {
@@ -303,9 +308,14 @@ std::vector<ExtensionRow> LinkKeeper::othersRows(const Names& names) const {
     return rows;
 }
 
-bool LinkKeeper::hasCommonFolder() const {
+bool LinkKeeper::hasFolderOutside() const {
     const auto& products = products_.products();
-    return std::any_of(products.begin(), products.end(), isCommonFolder);
+    return std::any_of(products.begin(), products.end(), [&](const Product& each) {
+        Product usual = each;
+        usual.extensionsFolder.clear();
+        return extensionsFolderOf(each, store_.location()) !=
+               extensionsFolderOf(usual, store_.location());
+    });
 }
 
 bool LinkKeeper::isCommon(const std::string& folder) const {

@@ -49,8 +49,11 @@ class LinkKeeper {
     /// Whether a link or a mask is missing that a row wants, so that repair() has work to do.
     bool isIncomplete(ExtensionTable& table);
 
-    /// Whether there is a folder that both stores use. What stands in it may change at any time.
-    bool hasCommonFolder() const;
+    /// Whether links stand in another folder than the store's own, which no Settlement watches.
+    /// What stands in it may change at any time.
+    bool hasFolderOutside() const;
+
+    bool isMasked(const std::string& idKey) const { return masks_.read().count(idKey) != 0; }
 
     /// Masks an extension of the shared store for this user, or takes the mask away. On a failure
     /// the mask is as it was, as far as the disk allows.

@@ -23,6 +23,26 @@
 #include "platform/core/store/FileList.h"
 #include "platform/core/store/FolderName.h"
 
+<<<<<<< HEAD
+=======
+// How a table is made to agree with the installed folders:
+//
+//  1. removeRowsWithoutFolder() drops each row whose folder is gone. It runs when the rows come
+//  from
+//     an older version of the database, which may name folders that later changes replaced.
+//  2. adoptFolders() goes through the folders that no row names. It reads the manifest for id,
+//  name,
+//     version and products, and the list of files for signer, time and user.
+//  3. A folder is left alone where its name does not fit its manifest's id, or a listed file is
+//     missing, as after an install that died. Where the database is lost and no mark tells of such
+//     an install, the extension is adopted without its file, which tavik verify then names. An
+//     unreadable disk ends the rebuild instead.
+//  4. Where the id has a row, the folder with the higher version wins, or the one that exists. The
+//     state stays: a user's "disabled" must outlive a lost database.
+//
+// The caller writes the table, so that a crash in between changes nothing.
+
+>>>>>>> store
 namespace tavik {
 namespace {
 
@@ -41,7 +61,7 @@ Manifest manifestIn(int folder, const std::string& path) {
     return parseManifest(*text, limits.manifest, throwOnFault(path));
 }
 
-ExtensionRow rowFrom(int content, const std::string& name) {
+ExtensionRow rowFrom(int content, const std::string& name, LostFiles lost) {
     const std::string path = "ext/" + name + "/" + std::string(kManifestPath);
     const FileDescriptor folder = openSafeFolder(content, name, "ext/" + name);
     if (!folder)
@@ -50,7 +70,7 @@ ExtensionRow rowFrom(int content, const std::string& name) {
     if (!isFolderNameOf(name, row.id))
         fail(Status::storeDamaged, path, "it is the manifest of " + row.id);
     if (const auto list = readFileList(content, name)) {
-        if (!areFilesThere(*list, folder.get()))
+        if (lost == LostFiles::refused && !areFilesThere(*list, folder.get()))
             fail(Status::storeDamaged, path, "files are missing");
         row.signer = list->signer;
         row.installedAt = list->installedAt;
@@ -73,8 +93,8 @@ void removeRowsWithoutFolder(ExtensionTable& table, const std::vector<std::strin
             table.remove(row.idKey);
 }
 
-std::size_t adoptFolders(ExtensionTable& table, int content,
-                         const std::vector<std::string>& names) {
+std::size_t adoptFolders(ExtensionTable& table, int content, const std::vector<std::string>& names,
+                         LostFiles lost) {
     std::size_t adopted = 0;
     const Names present = setOf(names);
     const Names named = setOf(table.readFolders());
@@ -82,7 +102,7 @@ std::size_t adoptFolders(ExtensionTable& table, int content,
         if (!isFolderName(name) || named.count(name) != 0)
             continue;
         try {
-            ExtensionRow row = rowFrom(content, name);
+            ExtensionRow row = rowFrom(content, name, lost);
             const auto known = table.find(row.idKey);
             if (known && !isBetter(row, *known, present))
                 continue;

@@ -17,8 +17,12 @@ class ExtensionTable;
 /// Removes the rows whose folder is missing. For a table that is older than the folders are.
 void removeRowsWithoutFolder(ExtensionTable& table, const std::vector<std::string>& names);
 
-/// Adopts what it can of the folders that no row names, in the open folder `content`. A folder
-/// whose files are not all there is left alone. Gives the number of those that were adopted.
-std::size_t adoptFolders(ExtensionTable& table, int content, const std::vector<std::string>& names);
+/// Whether a folder is adopted although files of it are lost.
+enum class LostFiles { refused, accepted };
+
+/// Adopts what it can of the folders that no row names, in the open folder `content`. Gives the
+/// number of those that were adopted.
+std::size_t adoptFolders(ExtensionTable& table, int content, const std::vector<std::string>& names,
+                         LostFiles lost = LostFiles::refused);
 
 }  // namespace tavik

@@ -133,9 +133,12 @@ void Settlement::write(const std::string& seal) noexcept {
         }
         const std::string text = textOf(present, seal);
         const FileDescriptor file(::openat(store_.descriptor(), kName,
-                                           O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
+                                           O_WRONLY | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC,
                                            0600));
-        if (file)
+        // A pipe in the note's place would hold up the change, and with it the lock.
+        struct stat info {};
+        if (file && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode) &&
+            ::ftruncate(file.get(), 0) == 0)
             writeAll(file.get(), text);
     } catch (const std::exception&) {
         // The note of an earlier change does not fit the database any more.

@@ -88,15 +88,8 @@ void Store::record(const HistoryLine& line) {
 }
 
 void Store::setMask(const ExtensionRow& shared, ExtensionState state) {
-    StoreChange change(folder_, settlement_, warn_);
-    catchUp(change);
-    change.mark();
-    links_.setMask(shared, state, change.lock());
-    const std::string version = shared.version.text();
-    const auto operation = state == ExtensionState::enabled ? Operation::unmask : Operation::mask;
-    change.table().addHistory(lineFor(operation, shared, version, version));
-    change.commit();
-    change.finish();
+    const auto work = [&] { trySetMask(shared, state); };
+    withReserve(folder_, work, work);
 }
 
 void Store::repair() {
@@ -193,10 +186,46 @@ void Store::trySetState(const std::string& idKey, const std::string& name, Exten
     change.finish();
 }
 
+/// No row holds a mask, so that no later change could make up for one that failed after the commit.
+/// So it is made before, and taken away again where the commit fails. To take a mask away needs no
+/// room on the disk, so that comes after the commit, where nothing has to be undone.
+void Store::trySetMask(const ExtensionRow& shared, ExtensionState state) {
+    StoreChange change(folder_, settlement_, warn_);
+    catchUp(change);
+    const std::string version = shared.version.text();
+    const bool isMasking = state == ExtensionState::disabled;
+    change.table().addHistory(
+        lineFor(isMasking ? Operation::mask : Operation::unmask, shared, version, version));
+    change.mark();
+    const bool isNew = isMasking && !links_.isMasked(shared.idKey);
+    if (isMasking)
+        links_.setMask(shared, state, change.lock());
+    try {
+        change.commit();
+    } catch (...) {
+        if (isNew)
+            takeMaskBack(change, shared);
+        throw;
+    }
+    if (!isMasking)
+        links_.setMask(shared, state, change.lock());
+    change.finish();
+}
+
+void Store::takeMaskBack(StoreChange& change, const ExtensionRow& shared) {
+    try {
+        links_.setMask(shared, ExtensionState::enabled, change.lock());
+    } catch (const std::exception& failure) {
+        change.keepMark();
+        change.warn(failure);
+    }
+}
+
 void Store::catchUp(StoreChange& change) {
     const bool isAdopted = change.adoptTable();
     if (change.wasInterrupted()) {
         change.emptyStaging();
+        change.adoptForLostFolders();
         // The old folder of a link that could not be switched is still needed.
         if (repairLinks(change) == OldLinks::gone)
             change.sweep();
@@ -206,7 +235,7 @@ void Store::catchUp(StoreChange& change) {
         settlement_.beginComparison();
     if ((!change.isInOrder() && change.reconcile()) || isAdopted ||
         change.table().linkedProducts() != links_.productsText() ||
-        ((!change.isInOrder() || links_.hasCommonFolder()) && links_.isIncomplete(change.table())))
+        ((!change.isInOrder() || links_.hasFolderOutside()) && links_.isIncomplete(change.table())))
         repairLinks(change);
 }
 

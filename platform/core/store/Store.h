@@ -71,6 +71,8 @@ class Store {
     ExtensionRow tryInstall(const Package& package, const InstallDetails& details);
     void tryRemove(const std::string& idKey, const std::string& name);
     void trySetState(const std::string& idKey, const std::string& name, ExtensionState state);
+    void trySetMask(const ExtensionRow& shared, ExtensionState state);
+    void takeMaskBack(StoreChange& change, const ExtensionRow& shared);
     void catchUp(StoreChange& change);
     OldLinks repairLinks(StoreChange& change);
     OldLinks updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,

@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/RegularFile.h"
@@ -55,6 +57,11 @@ void rename(int from, const std::string& name, int to, const std::string& newNam
             const std::string& path) {
     if (::renameat(from, name.c_str(), to, newName.c_str()) != 0)
         failErrno(errno, path, "name it");
+}
+
+/// Whether a change gives such names to what it puts into ext/.
+bool isMadeByChange(const std::string& name) {
+    return isFolderName(isFileList(name) ? folderOfList(name) : name);
 }
 
 }  // namespace
@@ -127,8 +134,24 @@ void StoreChange::setAsideUnknown() {
     const auto known = knownNames();
     SetAside place(folder_, kUnknown);
     for (const auto& name : namesIn(content_.get()))
-        if (known.count(name) == 0)
-            place.take(content_.get(), name);
+        if (known.count(name) == 0 && !(isWhole_ && wasInterrupted_ && isMadeByChange(name)) &&
+            place.take(content_.get(), name) && !isFileList(name))
+            warn(Error(static_cast<int>(Status::filesMissing), "ext/" + name,
+                       "it is no whole extension, and was set aside: " + place.path()));
+}
+
+/// After an older database has been put back, a folder without a row may be all that there is of an
+/// extension: the row whose folder is missing gets it, before a sweep would delete it.
+void StoreChange::adoptForLostFolders() {
+    const auto names = namesIn(content_.get());
+    const std::unordered_set<std::string> present(names.begin(), names.end());
+    std::vector<std::string> candidates;
+    for (const auto& row : table_.readAll())
+        if (present.count(row.folder) == 0)
+            std::copy_if(names.begin(), names.end(), std::back_inserter(candidates),
+                         [&](const std::string& name) { return isFolderNameOf(name, row.id); });
+    if (!candidates.empty() && adoptFolders(table_, content_.get(), candidates) != 0)
+        commitRepair();
 }
 
 bool StoreChange::adoptTable() {
@@ -173,8 +196,9 @@ void StoreChange::sweep() {
     } else {
         const auto known = knownNames();
         for (const auto& name : namesIn(content_.get()))
-            if (known.count(name) == 0)
+            if (known.count(name) == 0 && isMadeByChange(name))
                 removeOrSetAside(content_.get(), name);
+        setAsideUnknown();
     }
     if (!keepsMark_)
         removeMarks(staging_.get());
@@ -214,6 +238,9 @@ void StoreChange::mark() {
 std::string StoreChange::setAsideOther(const ExtensionRow& row, const Package& package) {
     const FileDescriptor folder(::openat(content_.get(), row.folder.c_str(),
                                          O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    // Only a folder that is gone holds nothing of the user's.
+    if (!folder && errno != ENOENT)
+        failErrno(errno, folder_.path() + "/ext/" + row.folder, "open the folder");
     const auto others = folder ? filesBeside(package, folder.get()) : std::vector<std::string>();
     SetAside place(folder_, kReplaced);
     for (const std::string& path : others)
@@ -383,6 +410,8 @@ void StoreChange::finish() noexcept {
         removeMarks(staging_.get());
         settlement_.write(table_.seal());
     }
+    // Without the lock, a mark is another process's.
+    isMarked_ = false;
     lock_.release();
     try {
         if (!retired_.empty())

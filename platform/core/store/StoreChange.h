@@ -82,11 +82,15 @@ class StoreChange {
     /// without its folder is named in a warning. True where rows were changed.
     bool reconcile();
 
+    /// Gives the rows whose folder is missing another folder of their id, where there is one.
+    void adoptForLostFolders();
+
     /// Deletes what stands in `staging/`, but for the mark: no row ever names any of it.
     void emptyStaging();
 
-    /// Deletes what stands in `ext/` and belongs to no row, and takes the mark away. A database
-    /// that was not whole from the start deletes nothing: it is reconciled.
+    /// Deletes what changes have put into `ext/` and no row names, sets aside what they have not
+    /// put there, and takes the mark away. A database that was not whole from the start deletes
+    /// nothing: it is reconciled.
     void sweep();
 
     /// Whether the row's folder stands below `ext/`.
