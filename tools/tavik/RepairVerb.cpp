@@ -96,7 +96,11 @@ class Repairs {
 
     std::vector<StoreProblem> problemsOf(const std::vector<StoreLocation>& locations) {
         Session& session = run_.session();
-        return findProblems(session.inventory(), session.products(), locations);
+        auto [problems, failures] =
+            findProblems(session.inventory(), session.products(), locations);
+        for (const auto& failure : failures)
+            run_.output().failure(failure.error);
+        return std::move(problems);
     }
 
     void repairStore(const StoreLocation& location) {
