@@ -203,6 +203,39 @@ TEST_F(Verify, FindsWhatIsNotAsTheRowsSay) {
     EXPECT_EQ(problems(kDone), List{});
 }
 
+// Catches a list that tells a state which the host application does not see, and a look that
+// changes something although it says that it does not.
+TEST_F(Verify, ListsFinishAnInterruptedChangeAndLooksDoNot) {
+    const std::string struck = machine_.path("struck");
+    const Environment clean = machine_.environment();
+    for (int call = 1;; ++call) {
+        SCOPED_TRACE("killed at call " + std::to_string(call));
+        out(kDone, {"enable", "com.example.a"});
+        fs::remove(struck);
+        machine_.environment().insert({{"LD_PRELOAD", TAVIK_FAULTS_LIBRARY},
+                                       {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+                                       {"FAULT", "kill"},
+                                       {"FAULT_AT", std::to_string(call)},
+                                       {"FAULT_LOG", struck}});
+        tavik({"disable", "com.example.a"});
+        machine_.environment() = clean;
+        if (!fs::exists(struck)) {
+            EXPECT_GT(call, 5) << "the faults are not in effect";
+            break;
+        }
+        const List staging = namesIn(machine_.user("staging"));
+        tavik({"verify"});
+        tavik({"update", "--all", "--dry-run"});
+        tavik({"repair", "--dry-run"});
+        EXPECT_EQ(namesIn(machine_.user("staging")), staging);
+        const std::string table = out(kDone, {"list", "--user"});
+        EXPECT_EQ(fs::is_symlink(link("com.example.a")),
+                  table.find("disabled") == std::string::npos)
+            << table;
+        EXPECT_EQ(namesIn(machine_.user("staging")), List{});
+    }
+}
+
 // Catches a link that stays although nobody should see the extension, and one that is missed where
 // none belongs.
 TEST_F(Verify, KnowsWhereLinksBelong) {

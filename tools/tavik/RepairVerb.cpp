@@ -50,7 +50,11 @@ bool isAbout(const StoreProblem& problem, const InventoryEntry& entry) {
 /// One run of the verb.
 class Repairs {
   public:
-    Repairs(bool isDry, Run& run) : isDry_(isDry), run_(run), before_(problemsNow()) {}
+    Repairs(bool isDry, Run& run) : isDry_(isDry), run_(run) {
+        // The first look is at what the repair has to do.
+        run_.session().setInterrupted(Session::Interrupted::stays);
+        before_ = problemsNow();
+    }
 
     void repairStores() {
         if (isDry_)

@@ -7,6 +7,7 @@ namespace {
 
 void verify(const Arguments& arguments, Run& run) {
     Session& session = run.session();
+    session.setInterrupted(Session::Interrupted::stays);
     const Inventory inventory = session.inventory();
     for (const Error& error : inventory.failures())
         run.output().failure(error);
