@@ -137,6 +137,19 @@ TEST_F(Verify, RepairBringsBackRowsAndLinks) {
     EXPECT_EQ(machine_.seenByHost("com.example.a"), "1.0");
 }
 
+// Catches a list of files that lost its folder and stays for ever.
+TEST_F(Verify, RepairSetsAListWithoutItsFolderAside) {
+    const std::string orphan = folder("com.example.a") + "0.files";
+    writeFile(orphan, "tavik-files 1\n");
+    EXPECT_EQ(problems(kPending), List{"noRow -"});
+    const auto done = json(kDone, {"repair"});
+    EXPECT_EQ(done["repairs"].Size(), 1U);
+    EXPECT_EQ(done["left"].Size(), 0U);
+    EXPECT_FALSE(fs::exists(orphan));
+    EXPECT_EQ(namesIn(machine_.user("set-aside")).size(), 1U);
+    EXPECT_EQ(problems(kDone), List{});
+}
+
 // Catches a store whose database is lost or foreign, and with it what is installed.
 TEST_F(Verify, RepairBuildsTheDatabaseAnew) {
     out(kDone, {"disable", "com.example.b"});

@@ -82,6 +82,9 @@ class StoreChange {
     /// without its folder is named in a warning. True where rows were changed.
     bool reconcile();
 
+    /// Sets aside what stands in `ext/` and belongs to no row. No link may lead to it.
+    void setAsideUnknown();
+
     /// Deletes what stands in `staging/`, but for the mark: no row ever names any of it.
     void emptyStaging();
 
@@ -126,7 +129,6 @@ class StoreChange {
     bool takeBack() noexcept;
     void undo() noexcept;
     void removeOrSetAside(int folder, const std::string& name);
-    void setAsideUnknown();
     void setAsideCompanions(SetAside place);
     void commitRepair();
     std::unordered_set<std::string> knownNames();
