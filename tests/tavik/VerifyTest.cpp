@@ -68,6 +68,56 @@ TEST_F(Verify, FindsFilesThatDiffer) {
     EXPECT_EQ(problems(kDone), List{});
 }
 
+// Catches a disk error that is taken for damage: a repair would then replace files that are sound.
+TEST_F(Verify, FailureToReadIsNoDamage) {
+    install(PackageBuilder("com.example.c", "1.0").file("data.txt", "sound"));
+    publish({PackageBuilder("com.example.c", "1.0").file("data.txt", "sound")});
+    const std::string c = folder("com.example.c");
+    const Environment clean = machine_.environment();
+    const auto expectFailure = [&](const char* verb, const Environment& faults) {
+        machine_.environment().insert({{"LD_PRELOAD", TAVIK_FAULTS_LIBRARY},
+                                       {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+                                       {"FAULT", std::to_string(EIO)}});
+        machine_.environment().insert(faults.begin(), faults.end());
+        const auto document = json(kFailed, {verb});
+        machine_.environment() = clean;
+        EXPECT_EQ(failures(document), List{"inputOutput " + c + "/data.txt"}) << verb;
+    };
+    for (const char* verb : {"verify", "repair"}) {
+        expectFailure(verb, {{"FAULT_PATH", "data.txt"}});
+        // The calls after the opening: one looks at the open file, two read it.
+        for (const char* call : {"1", "2", "3"})
+            expectFailure(verb,
+                          {{"FAULT_FROM", "data.txt"}, {"FAULT_KIND", "any"}, {"FAULT_AT", call}});
+    }
+    EXPECT_EQ(folder("com.example.c"), c);
+    EXPECT_EQ(machine_.garbage(), List{});
+
+    const std::string links = machine_.user("products/sketch/extensions");
+    fs::rename(links, links + ".away");
+    fs::create_symlink(links, links);  // leads to itself
+    EXPECT_EQ(failures(json(kFailed, {"verify", "com.example.c"})),
+              List{"inputOutput " + links + "/com.example.c"});
+}
+
+// Catches one folder that cannot be opened and keeps everything else from being checked.
+TEST_F(Verify, WhatCannotBeReadHidesNothingElse) {
+    install(PackageBuilder("com.example.a", "2.0").file("sub/text.txt", "text"));
+    const std::string a = folder("com.example.a");
+    fs::remove(folder("com.example.b") + "/content.txt");
+    machine_.environment().insert({{"LD_PRELOAD", TAVIK_FAULTS_LIBRARY},
+                                   {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+                                   {"FAULT_PATH", "sub"},
+                                   {"FAULT", std::to_string(EACCES)}});
+    const auto document = json(kFailed, {"verify"});
+    EXPECT_EQ(failures(document), List{"noPermission " + a + "/sub"});
+    ASSERT_EQ(document["problems"].Size(), 1U);
+    EXPECT_EQ(text(document["problems"][0], "id"), "com.example.b");
+    EXPECT_EQ(problems(kPending, {"com.example.b"}), List{"missing com.example.b"});
+    EXPECT_EQ(failures(json(kFailed, {"repair"})),
+              (List{"noPermission " + a + "/sub", "filesMissing com.example.b"}));
+}
+
 // Catches a lost row that nobody misses, and what a repair leaves lost.
 TEST_F(Verify, RepairBringsBackRowsAndLinks) {
     const std::string database = machine_.user("store.db");
@@ -85,6 +135,19 @@ TEST_F(Verify, RepairBringsBackRowsAndLinks) {
     EXPECT_EQ(problems(kDone), List{});
     EXPECT_EQ(listed().size(), 3U);
     EXPECT_EQ(machine_.seenByHost("com.example.a"), "1.0");
+}
+
+// Catches a list of files that lost its folder and stays for ever.
+TEST_F(Verify, RepairSetsAListWithoutItsFolderAside) {
+    const std::string orphan = folder("com.example.a") + "0.files";
+    writeFile(orphan, "tavik-files 1\n");
+    EXPECT_EQ(problems(kPending), List{"noRow -"});
+    const auto done = json(kDone, {"repair"});
+    EXPECT_EQ(done["repairs"].Size(), 1U);
+    EXPECT_EQ(done["left"].Size(), 0U);
+    EXPECT_FALSE(fs::exists(orphan));
+    EXPECT_EQ(namesIn(machine_.user("set-aside")).size(), 1U);
+    EXPECT_EQ(problems(kDone), List{});
 }
 
 // Catches a store whose database is lost or foreign, and with it what is installed.
@@ -151,6 +214,39 @@ TEST_F(Verify, FindsWhatIsNotAsTheRowsSay) {
     fs::remove(link("com.example.b"));
     fs::create_symlink(folder("com.example.b"), link("com.example.b"));
     EXPECT_EQ(problems(kDone), List{});
+}
+
+// Catches a list that tells a state which the host application does not see, and a look that
+// changes something although it says that it does not.
+TEST_F(Verify, ListsFinishAnInterruptedChangeAndLooksDoNot) {
+    const std::string struck = machine_.path("struck");
+    const Environment clean = machine_.environment();
+    for (int call = 1;; ++call) {
+        SCOPED_TRACE("killed at call " + std::to_string(call));
+        out(kDone, {"enable", "com.example.a"});
+        fs::remove(struck);
+        machine_.environment().insert({{"LD_PRELOAD", TAVIK_FAULTS_LIBRARY},
+                                       {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+                                       {"FAULT", "kill"},
+                                       {"FAULT_AT", std::to_string(call)},
+                                       {"FAULT_LOG", struck}});
+        tavik({"disable", "com.example.a"});
+        machine_.environment() = clean;
+        if (!fs::exists(struck)) {
+            EXPECT_GT(call, 5) << "the faults are not in effect";
+            break;
+        }
+        const List staging = namesIn(machine_.user("staging"));
+        tavik({"verify"});
+        tavik({"update", "--all", "--dry-run"});
+        tavik({"repair", "--dry-run"});
+        EXPECT_EQ(namesIn(machine_.user("staging")), staging);
+        const std::string table = out(kDone, {"list", "--user"});
+        EXPECT_EQ(fs::is_symlink(link("com.example.a")),
+                  table.find("disabled") == std::string::npos)
+            << table;
+        EXPECT_EQ(namesIn(machine_.user("staging")), List{});
+    }
 }
 
 // Catches a link that stays although nobody should see the extension, and one that is missed where

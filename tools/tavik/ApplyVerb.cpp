@@ -141,6 +141,8 @@ void apply(const Arguments& arguments, Run& run) {
     useAccount(arguments, run);
     Changes changes(run);
     const auto wanted = parseStateFile(readStateFile(path), path);
+    if (isDry)
+        run.session().setInterrupted(Session::Interrupted::stays);
     Application application(path, isDry, run, changes);
     for (const auto& each : wanted)
         run.attempt([&] { application.bring(each); });

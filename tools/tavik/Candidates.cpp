@@ -28,6 +28,7 @@ bool isWanted(const InventoryEntry& entry, const Inventory& inventory, const Wan
 using Candidates = std::vector<std::pair<std::string, std::string>>;
 
 Candidates extensions(const Wanted& wanted, Run& run) {
+    run.session().setInterrupted(Session::Interrupted::stays);
     const Inventory inventory = run.session().inventory();
     Candidates found;
     std::map<std::string, int> holders;

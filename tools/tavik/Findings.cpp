@@ -129,6 +129,7 @@ std::string withoutSecrets(std::string address) {
 
 std::vector<Finding> feeds(Run& run) {
     std::vector<Finding> found;
+    run.session().setInterrupted(Session::Interrupted::stays);
     const Session::Feeds known = run.session().feeds();
     for (const FeedInUse& feed : known.feeds) {
         const std::string facts =

@@ -50,7 +50,11 @@ bool isAbout(const StoreProblem& problem, const InventoryEntry& entry) {
 /// One run of the verb.
 class Repairs {
   public:
-    Repairs(bool isDry, Run& run) : isDry_(isDry), run_(run), before_(problemsNow()) {}
+    Repairs(bool isDry, Run& run) : isDry_(isDry), run_(run) {
+        // The first look is at what the repair has to do.
+        run_.session().setInterrupted(Session::Interrupted::stays);
+        before_ = problemsNow();
+    }
 
     void repairStores() {
         if (isDry_)
@@ -96,7 +100,11 @@ class Repairs {
 
     std::vector<StoreProblem> problemsOf(const std::vector<StoreLocation>& locations) {
         Session& session = run_.session();
-        return findProblems(session.inventory(), session.products(), locations);
+        auto [problems, failures] =
+            findProblems(session.inventory(), session.products(), locations);
+        for (const auto& failure : failures)
+            run_.output().failure(failure.error);
+        return std::move(problems);
     }
 
     void repairStore(const StoreLocation& location) {

@@ -21,6 +21,8 @@ void update(const Arguments& arguments, Run& run) {
     if (arguments.has("all") != arguments.operands.empty())
         throw UsageError("update takes names, or --all");
     useAccount(arguments, run);
+    if (isDry)
+        run.session().setInterrupted(Session::Interrupted::stays);
     const Inventory inventory = run.session().inventory();
     Changes changes(run);
     for (const Error& error : inventory.failures())

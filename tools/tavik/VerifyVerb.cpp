@@ -7,6 +7,7 @@ namespace {
 
 void verify(const Arguments& arguments, Run& run) {
     Session& session = run.session();
+    session.setInterrupted(Session::Interrupted::stays);
     const Inventory inventory = session.inventory();
     for (const Error& error : inventory.failures())
         run.output().failure(error);
@@ -14,14 +15,18 @@ void verify(const Arguments& arguments, Run& run) {
     for (const std::string& name : arguments.operands)
         run.attempt([&] { wanted.push_back(named(inventory, name).row.id); });
 
-    auto problems = findProblems(inventory, session.products(), session.locations());
-    if (!arguments.operands.empty())
-        problems.erase(std::remove_if(problems.begin(), problems.end(),
-                                      [&](const StoreProblem& problem) {
-                                          return std::find(wanted.begin(), wanted.end(),
-                                                           problem.id) == wanted.end();
-                                      }),
-                       problems.end());
+    auto [problems, failures] = findProblems(inventory, session.products(), session.locations());
+    const auto isWanted = [&](const std::string& id) {
+        return arguments.operands.empty() ||
+               std::find(wanted.begin(), wanted.end(), id) != wanted.end();
+    };
+    for (const auto& failure : failures)
+        if (isWanted(failure.id))
+            run.output().failure(failure.error);
+    problems.erase(
+        std::remove_if(problems.begin(), problems.end(),
+                       [&](const StoreProblem& problem) { return !isWanted(problem.id); }),
+        problems.end());
     showProblems("problems", problems, run);
     if (!problems.empty())
         run.output().pending();

@@ -38,14 +38,6 @@ struct CloseFolder {
     void operator()(DIR* folder) const noexcept { ::closedir(folder); }
 };
 
-/// The open folder's path, for errors.
-std::string pathOf(int folder) {
-    std::error_code failure;
-    const auto path =
-        std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder), failure);
-    return failure ? "folder" : path.string();
-}
-
 }  // namespace
 
 void makeFolders(const std::string& path, mode_t mode) {
@@ -68,6 +60,13 @@ std::string realPath(const std::string& path) {
     const std::unique_ptr<char, void (*)(void*)> real(::realpath(path.c_str(), nullptr),
                                                       &std::free);
     return real ? real.get() : path;
+}
+
+std::string pathOf(int folder) {
+    std::error_code failure;
+    const auto path =
+        std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder), failure);
+    return failure ? "folder" : path.string();
 }
 
 void visitNames(int folder, const std::function<void(std::string_view)>& visit) {

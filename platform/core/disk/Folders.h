@@ -16,6 +16,9 @@ void makeFolders(const std::string& path, mode_t mode);
 /// The path with its links resolved; unchanged if it leads nowhere.
 std::string realPath(const std::string& path);
 
+/// The open folder's path, for errors.
+std::string pathOf(int folder);
+
 /// Hands each name in an open folder to `visit`, in no order, without "." and "..". Throws as
 /// namesIn.
 void visitNames(int folder, const std::function<void(std::string_view)>& visit);

@@ -159,6 +159,8 @@ ExtensionTable* Session::rowsOf(const StoreLocation& location) {
 }
 
 bool Session::finishInterrupted(const StoreLocation& location) {
+    if (interrupted_ == Interrupted::stays)
+        return false;
     try {
         auto folder = StoreFolder::open(location);
         const auto other = location.scope == Scope::user ? std::optional(shared_) : user_;

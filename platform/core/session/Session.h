@@ -112,6 +112,13 @@ class Session {
     /// Reads the policy and the keys.
     TrustRules readRules() const;
 
+    /// What a look at a store does with a change that was interrupted in it.
+    enum class Interrupted { isFinished, stays };
+
+    /// Says so for all lists from here on; without it, they finish the change where that works at
+    /// once.
+    void setInterrupted(Interrupted wanted) noexcept { interrupted_ = wanted; }
+
     /// Reads both stores whole.
     Inventory inventory();
 
@@ -183,6 +190,7 @@ class Session {
     std::optional<ExtensionTable> openOrLeaveOut(const StoreLocation& location);
     ExtensionTable* rowsOf(const StoreLocation& location);
     bool finishInterrupted(const StoreLocation& location);
+    void finishBeforeLook(const StoreLocation& location) noexcept;
     ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
     Offer offered(const std::string& id, const std::optional<Version>& wanted,
@@ -201,6 +209,7 @@ class Session {
     std::unique_ptr<UpdateCheck> runCheck(UpdateCheckInput input) const;
 
     Language language_;
+    Interrupted interrupted_ = Interrupted::isFinished;
     std::optional<StoreLocation> user_;
     StoreLocation shared_;
     std::optional<ProductCatalog> products_;

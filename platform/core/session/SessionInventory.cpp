@@ -1,12 +1,27 @@
 #include <algorithm>
+#include <exception>
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/session/Session.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/store/ChangeMark.h"
 
 namespace tavik {
 
+/// The same as openTable does first.
+void Session::finishBeforeLook(const StoreLocation& location) noexcept {
+    try {
+        const auto folder = StoreFolder::open(location);
+        if (folder && hasMark(*folder) && finishInterrupted(location))
+            forgetCatalog();
+    } catch (const std::exception&) {
+        // Whoever reads the store next says why it cannot be read.
+    }
+}
+
 Inventory Session::inventory() {
+    for (const StoreLocation& each : locations())
+        finishBeforeLook(each);
     return Inventory::read(locations(), reachableProducts());
 }
 

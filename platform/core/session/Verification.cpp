@@ -4,12 +4,14 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <optional>
 #include <set>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/StoreFolder.h"
+#include "platform/core/status/Status.h"
 #include "platform/core/store/FileComparison.h"
 #include "platform/core/store/FolderName.h"
 
@@ -22,7 +24,22 @@ using Kind = StoreProblem::Kind;
 /// The target of the link at the path; empty where there is no link.
 std::string targetOf(const std::string& path) {
     std::error_code fault;
-    return fs::read_symlink(path, fault).string();
+    const fs::path target = fs::read_symlink(path, fault);
+    const bool isNoLink = fault.value() == ENOENT || fault.value() == ENOTDIR ||
+                          fault.value() == EINVAL;  // the last: something else has the name
+    if (fault && !isNoLink)
+        failErrno(fault.value(), path, "read the link");
+    return target.string();
+}
+
+/// Whether there is a folder at the path; links are not followed.
+bool isFolder(const std::string& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) == 0)
+        return S_ISDIR(info.st_mode);
+    if (errno != ENOENT && errno != ENOTDIR)
+        failErrno(errno, path, "look at the folder");
+    return false;
 }
 
 /// How the file differs from what was recorded; nothing where it does not.
@@ -47,13 +64,32 @@ class Verification {
 
     void checkDatabases() {
         for (const Error& trouble : inventory_.troubles())
-            problems_.push_back({"", trouble.subject(), Kind::database});
+            findings_.problems.push_back({"", trouble.subject(), Kind::database});
+    }
+
+    void checkStore(const StoreLocation& location) {
+        for (const InventoryEntry& entry : inventory_.entries())
+            if (entry.scope == location.scope)
+                attempt(entry.row.id, [&] { checkEntry(entry, location); });
+        attempt("", [&] { checkFolders(location); });
+    }
+
+    StoreFindings take() { return std::move(findings_); }
+
+  private:
+    /// What cannot be read does not keep the rest from being checked.
+    template <class Check>
+    void attempt(const std::string& id, Check check) {
+        try {
+            check();
+        } catch (const Error& error) {
+            findings_.failures.push_back({id, error});
+        }
     }
 
     void checkEntry(const InventoryEntry& entry, const StoreLocation& location) {
-        struct stat info {};
-        if (::lstat(entry.folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
-            problems_.push_back({entry.row.id, entry.folder, Kind::noFolder});
+        if (!isFolder(entry.folder))
+            findings_.problems.push_back({entry.row.id, entry.folder, Kind::noFolder});
         else
             checkFiles(entry, location);
         for (const ProductFit& fit : entry.products)
@@ -74,19 +110,16 @@ class Verification {
         std::sort(names.begin(), names.end());
         for (const std::string& name : names)
             if (known.count(name) == 0)
-                problems_.push_back({"", store->path() + "/ext/" + name, Kind::noRow});
+                findings_.problems.push_back({"", store->path() + "/ext/" + name, Kind::noRow});
     }
 
-    std::vector<StoreProblem> take() { return std::move(problems_); }
-
-  private:
     /// What an earlier version installed has no list, so nothing is known of its files.
     void checkFiles(const InventoryEntry& entry, const StoreLocation& location) {
         const auto store = StoreFolder::open(location);
         const FileDescriptor content = store ? store->existingSubfolder("ext") : FileDescriptor();
         const auto list = content ? readFileList(content.get(), entry.row.folder) : std::nullopt;
         if (!list) {
-            problems_.push_back({entry.row.id, entry.folder, Kind::noList});
+            findings_.problems.push_back({entry.row.id, entry.folder, Kind::noList});
             return;
         }
         const FileDescriptor folder(::openat(content.get(), entry.row.folder.c_str(),
@@ -95,15 +128,14 @@ class Verification {
             failErrno(errno, entry.folder, "open the folder");
         std::set<std::string> listed;
         for (const InstalledFile& file : list->files) {
-            listed.insert(entry.folder + "/" + file.path);
+            listed.insert(file.path);
             if (const auto kind = problemOf(folder.get(), file))
-                problems_.push_back({entry.row.id, entry.folder + "/" + file.path, *kind});
+                findings_.problems.push_back({entry.row.id, entry.folder + "/" + file.path, *kind});
         }
-        for (const auto& item : fs::recursive_directory_iterator(entry.folder)) {
-            const bool isFolder = item.is_directory() && !item.is_symlink();
-            if (!isFolder && listed.count(item.path().string()) == 0)
-                problems_.push_back({entry.row.id, item.path().string(), Kind::extra});
-        }
+        for (const std::string& path : filesIn(folder.get()))
+            if (listed.count(path) == 0)
+                findings_.problems.push_back(
+                    {entry.row.id, entry.folder + "/" + path, Kind::extra});
     }
 
     void checkLink(const InventoryEntry& entry, const ProductFit& fit, const std::string& folder) {
@@ -111,10 +143,10 @@ class Verification {
         const std::string target = targetOf(path);
         const bool isWanted = entry.row.state == ExtensionState::enabled && fit.fits;
         if (isWanted && target.empty())
-            problems_.push_back({entry.row.id, path, Kind::noLink});
+            findings_.problems.push_back({entry.row.id, path, Kind::noLink});
         else if (isWanted ? target != entry.folder && !leadsToOwnCopy(entry, target)
                           : target == entry.folder)
-            problems_.push_back({entry.row.id, path, Kind::wrongLink});
+            findings_.problems.push_back({entry.row.id, path, Kind::wrongLink});
     }
 
     /// Where both stores keep their links in one folder, the link leads to the user's own copy.
@@ -125,21 +157,17 @@ class Verification {
 
     const Inventory& inventory_;
     const ProductCatalog& products_;
-    std::vector<StoreProblem> problems_;
+    StoreFindings findings_;
 };
 
 }  // namespace
 
-std::vector<StoreProblem> findProblems(const Inventory& inventory, const ProductCatalog& products,
-                                       const std::vector<StoreLocation>& locations) {
+StoreFindings findProblems(const Inventory& inventory, const ProductCatalog& products,
+                           const std::vector<StoreLocation>& locations) {
     Verification verification(inventory, products);
     verification.checkDatabases();
-    for (const StoreLocation& location : locations) {
-        for (const InventoryEntry& entry : inventory.entries())
-            if (entry.scope == location.scope)
-                verification.checkEntry(entry, location);
-        verification.checkFolders(location);
-    }
+    for (const StoreLocation& location : locations)
+        verification.checkStore(location);
     return verification.take();
 }
 

@@ -27,10 +27,21 @@ struct StoreProblem {
     Kind kind;
 };
 
+/// What was found, and what could not be looked at.
+struct StoreFindings {
+    struct Failure {
+        std::string id;  ///< of the extension; empty where it belongs to none
+        Error error;
+    };
+
+    std::vector<StoreProblem> problems;
+    std::vector<Failure> failures;  ///< one for each extension that was not checked to its end
+};
+
 /// Compares the rows with the folders below `ext/`, with the links in the products' folders, and
 /// every installed file with what was recorded when it was installed. Changes nothing. `locations`
-/// are the inventory's. Throws failures to read a folder.
-std::vector<StoreProblem> findProblems(const Inventory& inventory, const ProductCatalog& products,
-                                       const std::vector<StoreLocation>& locations);
+/// are the inventory's.
+StoreFindings findProblems(const Inventory& inventory, const ProductCatalog& products,
+                           const std::vector<StoreLocation>& locations);
 
 }  // namespace tavik

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <unordered_map>
 
@@ -16,11 +17,18 @@
 namespace tavik {
 namespace {
 
-bool hasContent(int file, const InstalledFile& installed) {
+bool hasContent(int file, const InstalledFile& installed, int folder) {
     std::vector<char> piece(std::size_t{1} << 20);
     std::uint32_t crc = 0;
     std::uint64_t size = 0;
-    for (ssize_t count = 0; (count = ::read(file, piece.data(), piece.size())) > 0;) {
+    for (;;) {
+        const ssize_t count = ::read(file, piece.data(), piece.size());
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            failErrno(errno, pathOf(folder) + "/" + installed.path, "read the file");
+        if (count == 0)
+            break;
         crc = libdeflate_crc32(crc, piece.data(), static_cast<std::size_t>(count));
         size += static_cast<std::uint64_t>(count);
     }
@@ -37,26 +45,20 @@ FilesByPath filesOf(const Package& package) {
     return files;
 }
 
-/// Adds those below the folder `above`, which is empty or ends in "/".
-void findBeside(const FilesByPath& files, int top, const std::string& above,
-                std::vector<std::string>& found) {
+/// Adds what is in the folder at the path `above`, which is empty for `top` itself.
+void findFiles(int top, const std::string& above, std::vector<std::string>& found) {
     const FileDescriptor folder(::openat(top, above.empty() ? "." : above.c_str(),
                                          O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!folder)
-        failErrno(errno, above, "open the folder");
+        failErrno(errno, pathOf(top) + "/" + above, "open the folder");
     for (const auto& name : namesIn(folder.get())) {
-        const std::string path = above + name;
+        const std::string path = above.empty() ? name : above + "/" + name;
         struct stat info {};
         if (::fstatat(folder.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0)
-            failErrno(errno, path, "look at the file");
-        if (S_ISDIR(info.st_mode)) {
-            findBeside(files, top, path + "/", found);
-            continue;
-        }
-        const auto known = files.find(path);
-        const auto difference =
-            known == files.end() ? FileDifference::content : differenceOf(top, known->second);
-        if (difference == FileDifference::content)
+            failErrno(errno, pathOf(top) + "/" + path, "look at the file");
+        if (S_ISDIR(info.st_mode))
+            findFiles(top, path, found);
+        else
             found.push_back(path);
     }
 }
@@ -65,18 +67,34 @@ void findBeside(const FilesByPath& files, int top, const std::string& above,
 
 FileDifference differenceOf(int folder, const InstalledFile& installed) {
     const RegularFile file = openRegularFile(folder, installed.path, FinalLink::refused);
-    if (file.error == ENOENT)
+    // A file in the place of a folder on the way leaves no file at this path either.
+    if (file.error == ENOENT || file.error == ENOTDIR)
         return FileDifference::missing;
+    // A file that cannot be read now may be sound: nothing may be replaced on its account.
+    if (file.error != 0)
+        failErrno(file.error, pathOf(folder) + "/" + installed.path, "open the file");
     if (!file || static_cast<std::uint64_t>(file.info.st_size) != installed.size ||
-        !hasContent(file.descriptor.get(), installed))
+        !hasContent(file.descriptor.get(), installed, folder))
         return FileDifference::content;
     const bool isExecutable = (file.info.st_mode & S_IXUSR) != 0;
     return isExecutable == installed.isExecutable ? FileDifference::none : FileDifference::rights;
 }
 
-std::vector<std::string> filesBeside(const Package& package, int folder) {
+std::vector<std::string> filesIn(int folder) {
     std::vector<std::string> found;
-    findBeside(filesOf(package), folder, "", found);
+    findFiles(folder, "", found);
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+std::vector<std::string> filesBeside(const Package& package, int folder) {
+    const FilesByPath files = filesOf(package);
+    std::vector<std::string> found;
+    for (auto& path : filesIn(folder)) {
+        const auto known = files.find(path);
+        if (known == files.end() || differenceOf(folder, known->second) == FileDifference::content)
+            found.push_back(std::move(path));
+    }
     return found;
 }
 

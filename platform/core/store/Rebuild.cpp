@@ -5,7 +5,9 @@
 // 2. adoptFolders() goes through the folders that no row names. It reads id, name, version and
 //    products from the manifest, and signer, time and user from the list of files.
 // 3. A folder is left alone where its name does not fit its manifest's id, or a listed file is
-//    missing, as after an install that died. An unreadable disk ends the rebuild instead.
+//    missing, as after an install that died. Where the database is lost and no mark tells of such
+//    an install, the extension is adopted without its file, which tavik verify then names. An
+//    unreadable disk ends the rebuild instead.
 // 4. Where the id has a row, the folder with the higher version wins, or the one that exists. The
 //    state stays: a user's "disabled" must outlive a lost database.
 //
@@ -23,26 +25,6 @@
 #include "platform/core/store/FileList.h"
 #include "platform/core/store/FolderName.h"
 
-<<<<<<< HEAD
-=======
-// How a table is made to agree with the installed folders:
-//
-//  1. removeRowsWithoutFolder() drops each row whose folder is gone. It runs when the rows come
-//  from
-//     an older version of the database, which may name folders that later changes replaced.
-//  2. adoptFolders() goes through the folders that no row names. It reads the manifest for id,
-//  name,
-//     version and products, and the list of files for signer, time and user.
-//  3. A folder is left alone where its name does not fit its manifest's id, or a listed file is
-//     missing, as after an install that died. Where the database is lost and no mark tells of such
-//     an install, the extension is adopted without its file, which tavik verify then names. An
-//     unreadable disk ends the rebuild instead.
-//  4. Where the id has a row, the folder with the higher version wins, or the one that exists. The
-//     state stays: a user's "disabled" must outlive a lost database.
-//
-// The caller writes the table, so that a crash in between changes nothing.
-
->>>>>>> store
 namespace tavik {
 namespace {
 

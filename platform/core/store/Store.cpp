@@ -96,7 +96,9 @@ void Store::repair() {
     settlement_.forget();
     StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
-    repairLinks(change);
+    // A list of files without its folder is nothing that a change looks for.
+    if (repairLinks(change) == OldLinks::gone)
+        change.setAsideUnknown();
     change.finish();
 }
 

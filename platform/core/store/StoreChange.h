@@ -85,6 +85,9 @@ class StoreChange {
     /// Gives the rows whose folder is missing another folder of their id, where there is one.
     void adoptForLostFolders();
 
+    /// Sets aside what stands in `ext/` and belongs to no row. No link may lead to it.
+    void setAsideUnknown();
+
     /// Deletes what stands in `staging/`, but for the mark: no row ever names any of it.
     void emptyStaging();
 
@@ -130,7 +133,6 @@ class StoreChange {
     bool takeBack() noexcept;
     void undo() noexcept;
     void removeOrSetAside(int folder, const std::string& name);
-    void setAsideUnknown();
     void setAsideCompanions(SetAside place);
     void commitRepair();
     std::unordered_set<std::string> knownNames();
