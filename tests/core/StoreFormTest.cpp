@@ -146,10 +146,15 @@ TEST_F(StoreForm, LostOrDamagedDatabaseIsBuiltAnew) {
     for (const char* damage :
          {"rm store.db", ": > store.db", "truncate -s 5000 store.db", "truncate -s -1 store.db",
           "head -c 40000 /dev/urandom > store.db", "yes | head -c 16 >> store.db",
-          "rm store.db; sqlite3 store.db 'CREATE TABLE foreign_table (x)'"}) {
+          "rm store.db; sqlite3 store.db 'CREATE TABLE foreign_table (x)'",
+          "mv store.db x; mkdir store.db; mv x store.db/mine", "rm store.db; mkfifo store.db",
+          "mv store.db x; ln -s x store.db", "truncate -s 2G store.db"}) {
         SCOPED_TRACE(damage);
+        shell("rm -rf set-aside");
         shell(damage);
+        const bool isLost = !fs::exists(fs::symlink_status(machine_.user("store.db")));
         expectRebuilt(damage);
+        EXPECT_EQ(namesIn(machine_.user("set-aside")).size(), isLost ? 0U : 1U);
         ASSERT_EQ(machine_.install(machine_.package("com.example.a", "2.0")).exitCode, 0);
         EXPECT_EQ(machine_.listed(), before_);
     }
@@ -235,10 +240,12 @@ TEST_F(StoreForm, FoldersWithoutARowAreAdoptedOrSetAside) {
     fs::copy(machine_.path("backup"), machine_.user("store.db"),
              fs::copy_options::overwrite_existing);
     writeFile(machine_.user("ext/com.example.d@0123456789abcdef/mine.txt"), "mine");
-    ASSERT_EQ(machine_.tavik({"--enable", "com.example.b"}).exitCode, 0);
+    const Result change = machine_.tavik({"--enable", "com.example.b"});
+    ASSERT_EQ(change.exitCode, 0);
     EXPECT_EQ(machine_.listed(), (List{"Enabled com.example.a 2.0", "Enabled com.example.b 1.0",
                                        "Enabled com.example.c 1.0"}));
     EXPECT_EQ(machine_.seenByHost("com.example.c"), "1.0");
+    EXPECT_TRUE(contains(change.err, "was set aside")) << change.err;
     const List aside = namesIn(machine_.user("set-aside"));
     ASSERT_EQ(aside.size(), 1U);
     EXPECT_EQ(readFile(machine_.user("set-aside/" + aside[0] +
@@ -290,6 +297,26 @@ TEST(StoreRows, ThatNoChangeWroteAreDamage) {
         EXPECT_TRUE(fs::exists(machine.path("victim@0123456789abcdef/x.txt")));
         EXPECT_EQ(machine.listed(), List{});
     }
+}
+
+// Rows that an earlier version or somebody else wrote: a name that turns the line around, and
+// products that no descriptor can have. The first is shown, the others make nothing anywhere.
+TEST(StoreRows, WithForeignTextsHarmNothing) {
+    Machine machine;
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+    changeRows(
+        machine.user("store.db"),
+        "UPDATE extension SET name = 'a' || char(0x202E, 27) || 'b';"
+        "INSERT INTO extensionProduct VALUES ('com.example.a', 1, '../../../out', '', ''),"
+        " ('com.example.a', 2, 'unknown', 'no version', ''), ('com.example.a', 3, '', '', '')");
+    EXPECT_EQ(machine.listed(), List{"Enabled a??b 1.0"});
+    for (const char* option : {"--disable", "--enable", "--remove"}) {
+        const Result result = machine.tavik({option, "com.example.a"});
+        EXPECT_EQ(result.exitCode, 0) << option << result.err;
+        EXPECT_EQ(result.err, "") << option;
+    }
+    EXPECT_FALSE(fs::exists(machine.path("out")));
+    EXPECT_EQ(machine.garbage(), List{});
 }
 
 // SQLite would replay a log that lies beside a database, whoever wrote it.

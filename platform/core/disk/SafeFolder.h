@@ -29,6 +29,10 @@ struct FileSubject {
 std::optional<std::string> readSafeFile(int folder, const std::string& name, std::size_t limit,
                                         const FileSubject& subject);
 
+/// Throws Status::storeUnsafe where `name` in the open folder belongs to another user, or others
+/// could change it, whatever kind of thing it is. A link has no rights of its own. errno failures.
+void requireSafeEntry(int folder, const std::string& name, const std::string& path);
+
 /// Whether the open folder has the file `name`; refuses what readSafeFile refuses. It only looks:
 /// to open and close a file would drop the locks that this process has on it.
 bool hasSafeFile(int folder, const std::string& name, const FileSubject& subject);

@@ -1,6 +1,7 @@
 #include "platform/core/store/ExtensionTable.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/status/SqliteFailure.h"
@@ -13,12 +14,28 @@
 #include "platform/core/store/RowReader.h"
 #include "platform/core/store/StoreImage.h"
 #include "platform/core/store/StoreSchema.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
 
+constexpr std::size_t kMaxNamedBytes = 400;
+
 std::string pathOf(const StoreFolder& folder) {
     return folder.path() + "/" + kDatabaseName;
+}
+
+/// An earlier version took names with controls and directional characters, which would garble the
+/// list. The row keeps them.
+std::string_view keepShown(std::string_view text, Arena& texts) {
+    return isPrintableText(text) ? texts.keep(text) : texts.keep(printable(text));
+}
+
+ExtensionRow shown(ExtensionRow row) {
+    for (std::string* text : {&row.name, &row.storeName})
+        if (!isPrintableText(*text))
+            *text = printable(*text);
+    return row;
 }
 
 ListedExtension listedOf(const Statement& select, Arena& texts) {
@@ -27,9 +44,9 @@ ListedExtension listedOf(const Statement& select, Arena& texts) {
     // The two differ in letter case at the most, and hardly ever do.
     const std::string_view id = select.text(1);
     extension.id = id == extension.idKey ? extension.idKey : texts.keep(id);
-    extension.name = texts.keep(select.text(2));
-    extension.version = texts.keep(select.text(3));
-    extension.storeName = texts.keep(select.text(4));
+    extension.name = keepShown(select.text(2), texts);
+    extension.version = keepShown(select.text(3), texts);
+    extension.storeName = keepShown(select.text(4), texts);
     extension.state = select.number(5) != 0 ? ExtensionState::enabled : ExtensionState::disabled;
     return extension;
 }
@@ -60,6 +77,16 @@ void putProducts(const Database& database, const ExtensionRow& row) {
             .bind(4, textOf(product.minVersion))
             .bind(5, textOf(product.maxVersion))
             .run();
+}
+
+/// What the warning says of extensions that may have been disabled.
+std::string textOfUnknown(const std::vector<std::string>& ids) {
+    std::string text;
+    for (const auto& id : ids)
+        text += (text.empty() ? "" : ", ") + id;
+    return text.empty() ? text
+                        : "; enabled now, since it is not known whether they were: " +
+                              shortened(text, kMaxNamedBytes);
 }
 
 /// Whether there are installed folders, which a database must have rows for.
@@ -151,18 +178,22 @@ ExtensionTable ExtensionTable::ofEarlierForm(const StoreFolder& folder) {
 
 ExtensionTable ExtensionTable::rebuild(const StoreFolder& folder, const std::string& fault) {
     ExtensionTable table = empty(folder, Origin::rebuilt);
+    std::unordered_set<std::string> knownKeys;
     try {
         StoreImage previous = readStoreImage(folder, kPreviousName);
         if (previous.kind == StoreImage::Kind::sound) {
             ExtensionTable before = ofImage(folder, std::move(previous.bytes), Access::change);
             before.readFolders();
+            for (const auto& row : before.readAll())
+                knownKeys.insert(row.idKey);
             table = std::move(before);
         }
     } catch (const Error&) {
         // Without the version before, the rows come from the folders alone.
+        knownKeys.clear();
     }
     table.origin_ = Origin::rebuilt;
-    table.trouble_ = Error(static_cast<int>(Status::storeRebuilt), pathOf(folder), fault);
+    std::string detail = fault;
     const FileDescriptor content = folder.existingSubfolder("ext");
     const auto names = content ? namesIn(content.get()) : std::vector<std::string>();
     const auto masked = MaskKeeper(folder).read();
@@ -173,15 +204,21 @@ ExtensionTable ExtensionTable::rebuild(const StoreFolder& folder, const std::str
                      hasMark(folder) ? LostFiles::refused : LostFiles::accepted);
         removeRowsWithoutFolder(table, names);
         // A user's store masks what is switched off: its entries are newer than the version before.
-        for (const auto& idKey : masked)
-            table.setState(idKey, ExtensionState::disabled);
+        for (const auto& mask : masked)
+            table.setState(mask.first, ExtensionState::disabled);
+        if (folder.location().scope == Scope::shared)
+            detail += textOfUnknown(takeStatesFromLinks(table, folder, knownKeys));
         all.commit();
     });
+    table.trouble_ = Error(static_cast<int>(Status::storeRebuilt), pathOf(folder), detail);
     return table;
 }
 
 std::vector<ExtensionRow> ExtensionTable::readAll() {
-    return guarded([&] { return readRows(database_, sql::kSelectExtensions, "", path_); });
+    auto rows = guarded([&] { return readRows(database_, sql::kSelectExtensions, "", path_); });
+    for (auto& row : rows)
+        row = shown(std::move(row));
+    return rows;
 }
 
 std::optional<ExtensionRow> ExtensionTable::find(const std::string& idKey) {
@@ -190,7 +227,7 @@ std::optional<ExtensionRow> ExtensionTable::find(const std::string& idKey) {
     auto rows = guarded([&] { return readRows(database_, sql::kSelectExtensions, idKey, path_); });
     if (rows.empty())
         return std::nullopt;
-    return std::move(rows.front());
+    return shown(std::move(rows.front()));
 }
 
 ExtensionList ExtensionTable::readList(Arena& texts) {
@@ -267,6 +304,7 @@ std::string ExtensionTable::linkedProducts() {
 
 void ExtensionTable::setLinkedProducts(const std::string& text) {
     guarded([&] { Statement(database_, sql::kSetLinkedProducts).bind(1, text).run(); });
+    areLinkedProductsNew_ = true;
 }
 
 void ExtensionTable::put(const ExtensionRow& row) {

@@ -66,6 +66,8 @@ class ExtensionTable {
     std::string linkedProducts();
 
     void setLinkedProducts(const std::string& text);
+    /// Whether they were set and not written yet.
+    bool areLinkedProductsNew() const noexcept { return areLinkedProductsNew_; }
     void put(const ExtensionRow& row);
     void remove(const std::string& idKey);
     void setState(const std::string& idKey, ExtensionState state);
@@ -77,6 +79,7 @@ class ExtensionTable {
     /// Told when that file is the store's.
     void noteWritten() noexcept {
         origin_ = Origin::sound;
+        areLinkedProductsNew_ = false;
         seal_.swap(nextSeal_);
     }
 
@@ -106,6 +109,7 @@ class ExtensionTable {
     std::string nextSeal_;                ///< of what was written last
     std::optional<FolderDigest> digest_;  ///< until a row changes
     std::optional<Error> trouble_;
+    bool areLinkedProductsNew_ = false;
 };
 
 }  // namespace tavik

@@ -2,14 +2,28 @@
 
 #include <set>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/StoreLock.h"
+#include "platform/core/store/ExtensionRow.h"
 #include "platform/core/store/Settlement.h"
 
 namespace tavik {
+
+class ExtensionTable;
+
+/// The masks of one moment: by the key of the id, the products that it is masked for.
+using Masks = std::unordered_map<std::string, std::set<std::string>>;
+
+/// Whether the id is masked for that product, or no host product can have such a name.
+bool isMaskedFor(const Masks& masks, const std::string& idKey, const std::string& product);
+
+/// Whether an extension that is masked at all is masked for all products that it was made for. An
+/// update of the shared store may have added some.
+bool isCovered(const Masks& masks, const ExtensionRow& shared);
+bool areAllCovered(const Masks& masks, ExtensionTable& shared);
 
 /// The masks of a user's store: which extensions of the shared store this user has switched off for
 /// himself. A mask is an empty file `products/NAME/disabled/ID` for each product that the extension
@@ -21,11 +35,8 @@ class MaskKeeper {
     /// `store`: the user's; must outlive the keeper.
     explicit MaskKeeper(const StoreFolder& store) : store_(store) {}
 
-    /// The keys of the ids that are masked. Only looks: creates nothing, takes no lock.
-    std::unordered_set<std::string> read() const;
-
-    /// Whether the id is masked for each of these products.
-    bool covers(const std::string& id, const std::set<std::string>& products) const;
+    /// Only looks: creates nothing, takes no lock.
+    Masks read() const;
 
     /// Masks the id for these products; what is there stays. Product names that cannot name a
     /// folder are passed over, since no host product has one.

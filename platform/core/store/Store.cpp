@@ -6,6 +6,7 @@
 #include "platform/core/disk/Reserve.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/store/FolderName.h"
+#include "platform/core/store/LinkedProducts.h"
 
 namespace tavik {
 namespace {
@@ -54,6 +55,7 @@ Store::Store(StoreFolder folder, std::optional<StoreLocation> other, const Produ
              WarningSink warn)
     : folder_(std::move(folder)),
       other_(std::move(other)),
+      products_(products),
       settlement_(folder_, other_),
       links_(folder_, other_, products, settlement_),
       warn_(std::move(warn)) {}
@@ -99,6 +101,7 @@ void Store::repair() {
     // A list of files without its folder is nothing that a change looks for.
     if (repairLinks(change) == OldLinks::gone)
         change.setAsideUnknown();
+    commitLinkedProducts(change);
     change.finish();
 }
 
@@ -106,6 +109,7 @@ bool Store::finishInterrupted() noexcept {
     try {
         StoreChange change(folder_, settlement_, warn_, std::chrono::milliseconds(0));
         catchUp(change);
+        commitLinkedProducts(change);
         change.finish();
         return true;
     } catch (const std::exception&) {
@@ -236,15 +240,21 @@ void Store::catchUp(StoreChange& change) {
     if (!change.isInOrder())
         settlement_.beginComparison();
     if ((!change.isInOrder() && change.reconcile()) || isAdopted ||
-        change.table().linkedProducts() != links_.productsText() ||
+        change.table().linkedProducts() != linkedProductsText(products_, folder_) ||
         ((!change.isInOrder() || links_.hasFolderOutside()) && links_.isIncomplete(change.table())))
         repairLinks(change);
+}
+
+/// Without a commit of its own, the next list or change would find the same to do.
+void Store::commitLinkedProducts(StoreChange& change) {
+    if (change.table().areLinkedProductsNew())
+        change.commit();
 }
 
 Store::OldLinks Store::repairLinks(StoreChange& change) {
     settlement_.distrust();
     try {
-        const std::string products = links_.productsText();
+        const std::string products = linkedProductsText(products_, folder_);
         const std::string linked = change.table().linkedProducts();
         links_.repair(change.table().readAll(), linked, change.lock());
         if (products != linked)

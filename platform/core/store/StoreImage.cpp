@@ -22,7 +22,6 @@ constexpr std::size_t kHeaderBytes = 100;
 // From SQLite's file format: where its header keeps the two numbers.
 constexpr std::size_t kUserVersionAt = 60;
 constexpr std::size_t kApplicationIdAt = 68;
-constexpr std::size_t kMaxBytes = std::size_t{1} << 30;
 
 std::uint32_t numberAt(std::string_view bytes, std::size_t at) {
     std::uint32_t number = 0;
@@ -71,7 +70,16 @@ StoreImage judge(std::string bytes, const std::string& path) {
 
 StoreImage readStoreImage(const StoreFolder& folder, const std::string& name) {
     const std::string path = folder.path() + "/" + name;
-    auto bytes = readSafeFile(folder.descriptor(), name, kMaxBytes, {path, Status::storeUnsafe});
+    std::optional<std::string> bytes;
+    try {
+        bytes =
+            readSafeFile(folder.descriptor(), name, kMaxImageBytes, {path, Status::storeDamaged});
+    } catch (const Error& error) {
+        if (error.status() != static_cast<int>(Status::storeDamaged))
+            throw;
+        requireSafeEntry(folder.descriptor(), name, path);
+        return damaged(error.detail());
+    }
     if (!bytes)
         return {};
     return judge(*std::move(bytes), path);
