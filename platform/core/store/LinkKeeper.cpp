@@ -247,21 +247,13 @@ bool LinkKeeper::areMasksIncomplete(const ExtensionList& list) const {
            });
 }
 
-void LinkKeeper::setMask(const ExtensionRow& shared, ExtensionState state, const StoreLock& lock) {
-    if (state == ExtensionState::enabled) {
-        masks_.clear(shared.idKey, settlement_, lock);
-        return synchronise();
-    }
-    try {
-        mask(shared, lock);
-        synchronise();
-    } catch (...) {
-        Attempts().run([&] {
-            masks_.clear(shared.idKey, settlement_, lock);
-            synchronise();
-        });
-        throw;
-    }
+void LinkKeeper::setMask(const ExtensionRow& shared, const StoreLock& lock) {
+    mask(shared, lock);
+    synchroniseMasks();
+}
+
+void LinkKeeper::clearMask(const ExtensionRow& shared, const StoreLock& lock) {
+    masks_.clear(shared.idKey, settlement_, lock);
 }
 
 /// Makes links and masks durable, with one call where all of them are on the store's file system.

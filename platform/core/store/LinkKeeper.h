@@ -57,9 +57,16 @@ class LinkKeeper {
 
     bool isMasked(const std::string& idKey) const { return masks_.read().count(idKey) != 0; }
 
-    /// Masks an extension of the shared store for this user, or takes the mask away. On a failure
-    /// the mask is as it was, as far as the disk allows.
-    void setMask(const ExtensionRow& shared, ExtensionState state, const StoreLock&);
+    /// Masks an extension of the shared store for this user, durably. After a failure some of the
+    /// mask may be there; see hasMadeMask().
+    void setMask(const ExtensionRow& shared, const StoreLock&);
+    bool hasMadeMask() const noexcept { return masks_.hasMade(); }
+
+    /// Takes the mask away. After a failure it is still there.
+    void clearMask(const ExtensionRow& shared, const StoreLock&);
+
+    /// Makes that durable.
+    void synchroniseMasks() { masks_.synchronise(); }
 
   private:
     /// Where a link shall lead, by name.

@@ -62,23 +62,28 @@ void MaskKeeper::set(const std::string& id, const std::set<std::string>& product
         if (!entry && errno != EEXIST)
             failErrno(errno, store_.path() + "/" + relativePathOf(product) + "/" + id,
                       "make the file");
-        isChanged_ = isChanged_ || entry;
+        if (!entry)
+            continue;
+        ++made_;
+        isChanged_ = true;
     }
 }
 
 void MaskKeeper::clear(const std::string& idKey, Settlement& settlement, const StoreLock&) {
-    for (const auto& product : products()) {
-        const std::string path = store_.path() + "/" + relativePathOf(product);
-        for (const auto& id : LinkFolder::namesAt(path)) {
-            if (toIdKey(id) != idKey)
-                continue;
-            const FileDescriptor folder = openTrustedFolder(
-                store_.descriptor(), store_.path(), relativePathOf(product), Missing::isReported);
-            const Settlement::Step step(settlement, relativePathOf(product));
-            if (::unlinkat(folder.get(), id.c_str(), 0) != 0 && errno != ENOENT)
-                failErrno(errno, path + "/" + id, "remove the file");
-            isChanged_ = true;
-        }
+    std::vector<std::pair<std::string, std::string>> entries;  // folder, name
+    for (const auto& product : products())
+        for (const auto& id : LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product)))
+            if (toIdKey(id) == idKey)
+                entries.emplace_back(relativePathOf(product), id);
+    for (const auto& [path, id] : entries) {
+        const FileDescriptor folder =
+            openTrustedFolder(store_.descriptor(), store_.path(), path, Missing::isReported);
+        const Settlement::Step step(settlement, path);
+        if (::unlinkat(folder.get(), id.c_str(), 0) != 0 && errno != ENOENT)
+            failErrno(errno, store_.path() + "/" + path + "/" + id, "remove the file");
+        if (made_ != 0)
+            --made_;
+        isChanged_ = true;
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -43,7 +44,11 @@ class MaskKeeper {
     void set(const std::string& id, const std::set<std::string>& products, Settlement& settlement,
              const StoreLock&);
 
-    /// Takes the mask away, for all products and however the letters of the id are written.
+    /// Whether set() has made entries that clear() has not taken away.
+    bool hasMade() const noexcept { return made_ != 0; }
+
+    /// Takes the mask away, for all products and however the letters of the id are written. Looks
+    /// for all entries first, so that after a failure the id is still masked.
     void clear(const std::string& idKey, Settlement& settlement, const StoreLock&);
 
     /// Makes durable what was changed, and with it all else on the store's file system. False where
@@ -55,6 +60,7 @@ class MaskKeeper {
 
     const StoreFolder& store_;
     bool isChanged_ = false;
+    std::size_t made_ = 0;
 };
 
 }  // namespace tavik

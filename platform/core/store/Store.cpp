@@ -192,9 +192,10 @@ void Store::trySetState(const std::string& idKey, const std::string& name, Exten
     change.finish();
 }
 
-/// No row holds a mask, so that no later change could make up for one that failed after the commit.
-/// So it is made before, and taken away again where the commit fails. To take a mask away needs no
-/// room on the disk, so that comes after the commit, where nothing has to be undone.
+/// No row holds a mask: it is there or not, and the commit only adds a line to the history. A
+/// change that fails must leave no mask, and one that is done must not fail for its line. So a mask
+/// is made before the commit, and taken away again where the commit fails. To take a mask away
+/// needs no room on the disk, so that comes after the commit, where nothing has to be undone.
 void Store::trySetMask(const ExtensionRow& shared, ExtensionState state) {
     StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
@@ -203,24 +204,44 @@ void Store::trySetMask(const ExtensionRow& shared, ExtensionState state) {
     change.table().addHistory(
         lineFor(isMasking ? Operation::mask : Operation::unmask, shared, version, version));
     change.mark();
-    const bool isNew = isMasking && !links_.isMasked(shared.idKey);
     if (isMasking)
-        links_.setMask(shared, state, change.lock());
+        setMaskAndCommit(change, shared);
+    else
+        commitAndClearMask(change, shared);
+    change.finish();
+}
+
+void Store::setMaskAndCommit(StoreChange& change, const ExtensionRow& shared) {
+    const bool isNew = !links_.isMasked(shared.idKey);
     try {
+        links_.setMask(shared, change.lock());
         change.commit();
-    } catch (...) {
+    } catch (const std::exception& failure) {
         if (isNew)
             takeMaskBack(change, shared);
-        throw;
+        if (!isNew || !links_.hasMadeMask())
+            throw;
+        // What cannot be taken back has happened. The next change completes it.
+        change.keepMark();
+        change.warn(failure);
     }
-    if (!isMasking)
-        links_.setMask(shared, state, change.lock());
-    change.finish();
 }
 
 void Store::takeMaskBack(StoreChange& change, const ExtensionRow& shared) {
     try {
-        links_.setMask(shared, ExtensionState::enabled, change.lock());
+        links_.clearMask(shared, change.lock());
+        links_.synchroniseMasks();
+    } catch (const std::exception& failure) {
+        change.keepMark();
+        change.warn(failure);
+    }
+}
+
+void Store::commitAndClearMask(StoreChange& change, const ExtensionRow& shared) {
+    change.commit();
+    links_.clearMask(shared, change.lock());
+    try {
+        links_.synchroniseMasks();
     } catch (const std::exception& failure) {
         change.keepMark();
         change.warn(failure);

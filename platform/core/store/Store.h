@@ -73,7 +73,9 @@ class Store {
     void tryRemove(const std::string& idKey, const std::string& name);
     void trySetState(const std::string& idKey, const std::string& name, ExtensionState state);
     void trySetMask(const ExtensionRow& shared, ExtensionState state);
+    void setMaskAndCommit(StoreChange& change, const ExtensionRow& shared);
     void takeMaskBack(StoreChange& change, const ExtensionRow& shared);
+    void commitAndClearMask(StoreChange& change, const ExtensionRow& shared);
     void catchUp(StoreChange& change);
     void commitLinkedProducts(StoreChange& change);
     OldLinks repairLinks(StoreChange& change);
