@@ -46,7 +46,7 @@ FileDescriptor makeNameless(const std::string& target) {
 
 }  // namespace
 
-AtomicFile::AtomicFile(std::string path) : AtomicFile(path, path) {}
+AtomicFile::AtomicFile(const std::string& path) : AtomicFile(path, path) {}
 
 AtomicFile::AtomicFile(std::string path, std::string target)
     : path_(std::move(path)), target_(std::move(target)), file_(makeNameless(target_)) {

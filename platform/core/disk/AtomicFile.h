@@ -19,7 +19,7 @@ namespace tavik {
 class AtomicFile {
   public:
     /// Whatever has that name, a link or a device too, is replaced in the end; a folder cannot be.
-    explicit AtomicFile(std::string path);
+    explicit AtomicFile(const std::string& path);
     /// `target` is replaced; failures name `path`, which led to it.
     AtomicFile(std::string path, std::string target);
     ~AtomicFile();
