@@ -1,8 +1,12 @@
 #include "platform/support/Sqlite.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace tavik {
 namespace {
@@ -34,6 +38,37 @@ std::string withRealFolder(const std::string& path) {
     const std::unique_ptr<char, void (*)(void*)> folder(
         ::realpath(path.substr(0, slash).c_str(), nullptr), &std::free);
     return folder ? folder.get() + path.substr(slash) : path;
+}
+
+constexpr const char* kPathsAsNamed = "paths-as-named";
+
+/// SQLite's own file layer follows the links of a path and opens what they lead to. So a path below
+/// /proc/self/fd would become the folder's present path, which another folder may have by now. This
+/// is the same layer, but it opens a path as it is.
+void registerPathsAsNamed() {
+    static sqlite3_vfs layer = [] {
+        const sqlite3_vfs* own = sqlite3_vfs_find(nullptr);
+        if (own == nullptr)
+            throw std::bad_alloc();
+        sqlite3_vfs copy = *own;
+        copy.pNext = nullptr;
+        copy.zName = kPathsAsNamed;
+        copy.xFullPathname = [](sqlite3_vfs*, const char* path, int size, char* full) {
+            sqlite3_snprintf(size, full, "%s", path);
+            return SQLITE_OK;
+        };
+        return copy;
+    }();
+    static const int registered = sqlite3_vfs_register(&layer, 0);
+    if (registered != SQLITE_OK)
+        throw SqliteError(registered, "its files cannot be opened by descriptor");
+}
+
+FileDescriptor anotherDescriptorOf(int folder) {
+    FileDescriptor another(::fcntl(folder, F_DUPFD_CLOEXEC, 0));
+    if (!another)
+        throw SqliteError(SQLITE_CANTOPEN, "open the folder", errno);
+    return another;
 }
 
 /// SQLite keeps the number of the last system call that failed, whatever fails after it.
@@ -78,11 +113,24 @@ void deserialize(const Database& database, unsigned char* bytes, std::size_t siz
 }  // namespace
 
 Database::Database(const std::string& path, int flags, std::chrono::milliseconds busyTimeout)
-    : busyMilliseconds_(std::make_unique<int>(static_cast<int>(busyTimeout.count()))) {
+    : Database({}, withRealFolder(path), nullptr, flags, busyTimeout) {}
+
+Database Database::openIn(int folder, const std::string& name, int flags,
+                          std::chrono::milliseconds busyTimeout) {
+    registerPathsAsNamed();
+    FileDescriptor own = anotherDescriptorOf(folder);
+    const std::string path = "/proc/self/fd/" + std::to_string(own.get()) + "/" + name;
+    return {std::move(own), path, kPathsAsNamed, flags, busyTimeout};
+}
+
+Database::Database(FileDescriptor folder, const std::string& path, const char* fileLayer, int flags,
+                   std::chrono::milliseconds busyTimeout)
+    : folder_(std::move(folder)),
+      busyMilliseconds_(std::make_unique<int>(static_cast<int>(busyTimeout.count()))) {
     sqlite3* handle = nullptr;
     const int code = sqlite3_open_v2(
-        withRealFolder(path).c_str(), &handle,
-        flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, nullptr);
+        path.c_str(), &handle,
+        flags | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, fileLayer);
     handle_.reset(handle);
     if (code != SQLITE_OK)
         fail(handle, code);

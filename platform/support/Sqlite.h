@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/support/FileDescriptor.h"
+
 namespace tavik {
 
 /// A failed SQLite call; what() is SQLite's own text.
@@ -39,6 +41,11 @@ class Database {
     /// `flags`: SQLITE_OPEN_... ; throws SqliteError.
     Database(const std::string& path, int flags, std::chrono::milliseconds busyTimeout);
 
+    /// The database `name` in the open folder, and the files that SQLite keeps beside it, wherever
+    /// the folder's path leads by now: what was checked of the folder holds for what is opened.
+    static Database openIn(int folder, const std::string& name, int flags,
+                           std::chrono::milliseconds busyTimeout);
+
     /// An empty database in memory.
     static Database inMemory();
 
@@ -60,9 +67,13 @@ class Database {
     std::int64_t pragmaNumber(const char* name);
 
   private:
+    Database(FileDescriptor folder, const std::string& path, const char* fileLayer, int flags,
+             std::chrono::milliseconds busyTimeout);
+
     struct Close {
         void operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
     };
+    FileDescriptor folder_;                  ///< of openIn(); open as long as the handle
     std::unique_ptr<int> busyMilliseconds_;  ///< where SQLite finds it, wherever this object goes
     std::unique_ptr<sqlite3, Close> handle_;
 };

@@ -5,40 +5,12 @@
 #include <iterator>
 
 #include "platform/support/Hex.h"
+#include "platform/support/Utf8.h"
 
 namespace tavik {
 namespace {
 
 constexpr std::size_t kMaxShownBytes = 160;
-constexpr char32_t kMalformed = 0xFFFFFFFF;
-
-/// One character of a text: where it is not UTF-8, one byte with the code kMalformed.
-struct Character {
-    char32_t code;
-    std::size_t bytes;
-};
-
-/// The first character of a text that is not empty. Takes the well-formed sequences of the Unicode
-/// standard (table 3-7): no overlong forms, no surrogates, nothing above U+10FFFF.
-Character firstOf(std::string_view text) noexcept {
-    const auto lead = static_cast<unsigned char>(text.front());
-    if (lead < 0x80)
-        return {lead, 1};
-    const std::size_t bytes = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || text.size() < bytes)
-        return {kMalformed, 1};
-    char32_t code = lead & (0x7FU >> bytes);
-    for (std::size_t i = 1; i < bytes; ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if ((byte & 0xC0U) != 0x80)
-            return {kMalformed, 1};
-        code = code << 6U | (byte & 0x3FU);
-    }
-    constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (code < kLeast[bytes] || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
-        return {kMalformed, 1};
-    return {code, bytes};
-}
 
 bool isControl(char32_t code) noexcept {
     return code < 0x20 || (code >= 0x7F && code <= 0x9F);
@@ -80,29 +52,17 @@ bool isPrintable(char32_t code) noexcept {
         {0x1D173, 0x1D17A},  // musical beams, ties, slurs and phrases
         {0xE0000, 0xE0FFF}   // tags and what is reserved beside them
     };
-    return code != kMalformed && (code & 0xFFFEU) != 0xFFFE && !isIn(kUnseen, code);
-}
-
-/// Calls `take(code, bytes)` for each character, until it returns false; whether it never did.
-template <typename Take>
-bool forEachCharacter(std::string_view text, Take take) {
-    while (!text.empty()) {
-        const Character character = firstOf(text);
-        if (!take(character.code, text.substr(0, character.bytes)))
-            return false;
-        text.remove_prefix(character.bytes);
-    }
-    return true;
+    return code != Character::kMalformed && (code & 0xFFFEU) != 0xFFFE && !isIn(kUnseen, code);
 }
 
 /// The length of the longest beginning of `text` that has at most `maxBytes` bytes and ends with a
 /// whole character.
 std::size_t wholeCharacters(std::string_view text, std::size_t maxBytes) {
     std::size_t size = 0;
-    forEachCharacter(text, [&](char32_t, std::string_view bytes) {
-        if (size + bytes.size() > maxBytes)
+    forEachCharacter(text, [&](const Character& character) {
+        if (size + character.bytes.size() > maxBytes)
             return false;
-        size += bytes.size();
+        size += character.bytes.size();
         return true;
     });
     return size;
@@ -114,8 +74,8 @@ bool isBlank(std::string_view text) noexcept {
     static constexpr Range kBlanks[] = {
         {' ', ' '},       {0xA0, 0xA0},     {0x0300, 0x036F}, {0x1680, 0x1680}, {0x2000, 0x200A},
         {0x202F, 0x202F}, {0x205F, 0x205F}, {0x2800, 0x2800}, {0x3000, 0x3000}, {0xFE00, 0xFE0F}};
-    return forEachCharacter(text,
-                            [](char32_t code, std::string_view) { return isIn(kBlanks, code); });
+    return forEachCharacter(
+        text, [](const Character& character) { return isIn(kBlanks, character.code); });
 }
 
 char lowerAscii(char c) noexcept {
@@ -125,13 +85,13 @@ char lowerAscii(char c) noexcept {
 }  // namespace
 
 bool isUtf8(std::string_view text) noexcept {
-    return forEachCharacter(text,
-                            [](char32_t code, std::string_view) { return code != kMalformed; });
+    return forEachCharacter(
+        text, [](const Character& character) { return character.code != Character::kMalformed; });
 }
 
 bool isControlFree(std::string_view text) noexcept {
-    return forEachCharacter(text, [](char32_t code, std::string_view) {
-        return code != kMalformed && !isControl(code);
+    return forEachCharacter(text, [](const Character& character) {
+        return character.code != Character::kMalformed && !isControl(character.code);
     });
 }
 
@@ -140,7 +100,7 @@ bool isPrintableText(std::string_view text) noexcept {
     if (std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; }))
         return true;
     return forEachCharacter(text,
-                            [](char32_t code, std::string_view) { return isPrintable(code); });
+                            [](const Character& character) { return isPrintable(character.code); });
 }
 
 bool isNameText(std::string_view text) noexcept {
@@ -150,8 +110,8 @@ bool isNameText(std::string_view text) noexcept {
 std::string printable(std::string_view text) {
     std::string shown;
     shown.reserve(text.size());
-    forEachCharacter(text, [&](char32_t code, std::string_view bytes) {
-        shown += isPrintable(code) ? bytes : std::string_view("?");
+    forEachCharacter(text, [&](const Character& character) {
+        shown += isPrintable(character.code) ? character.bytes : std::string_view("?");
         return true;
     });
     return shown;
@@ -160,11 +120,11 @@ std::string printable(std::string_view text) {
 std::string oneLine(std::string_view text) {
     std::string shown;
     const std::size_t size = wholeCharacters(text, kMaxShownBytes);
-    forEachCharacter(text.substr(0, size), [&](char32_t code, std::string_view bytes) {
-        if (isPrintable(code))
-            shown += bytes;
+    forEachCharacter(text.substr(0, size), [&](const Character& character) {
+        if (isPrintable(character.code))
+            shown += character.bytes;
         else
-            for (const char byte : bytes)
+            for (const char byte : character.bytes)
                 shown += "\\x" + toHex({&byte, 1});
         return true;
     });

@@ -1,5 +1,6 @@
 #include "platform/vell/InstallerDatabase.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 #include <filesystem>
 
 #include "platform/support/Environment.h"
+#include "platform/support/FileDescriptor.h"
 #include "platform/vell/Failure.h"
 
 namespace tavik::vell {
@@ -129,10 +131,7 @@ std::string resolved(const std::string& path, Access access) {
     return realFolder / fs::path(path).filename();
 }
 
-void requireOwn(const fs::path& real, const std::string& path) {
-    struct stat info {};
-    if (::stat(real.c_str(), &info) != 0)
-        return;  // Opening it will tell.
+void requireOwn(const struct stat& info, const fs::path& real, const std::string& path) {
     if (info.st_uid != 0 && info.st_uid != ::geteuid())
         throw untrusted(path, real.string() +
                                   " belongs to another user; name a database of yours in "
@@ -141,11 +140,20 @@ void requireOwn(const fs::path& real, const std::string& path) {
         throw untrusted(path, "others may write to " + real.string() + "; take that right away");
 }
 
-/// Whoever may write to the database chooses the program that is started. Whoever may write to its
-/// folder can put a journal there, and SQLite would roll the database back to what that says.
-void requireOwnFiles(const fs::path& real, const std::string& path) {
-    requireOwn(real.parent_path(), path);
-    requireOwn(real, path);
+/// Opens the folder of the database. Whoever may write to the database chooses the program that is
+/// started. Whoever may write to its folder can put a journal there, and SQLite would roll the
+/// database back to what that says. Of a folder that others cannot write to, what was found stays.
+FileDescriptor openOwnFolder(const fs::path& real, const std::string& path) {
+    FileDescriptor folder(
+        ::open(real.parent_path().c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat info {};
+    if (!folder || ::fstat(folder.get(), &info) != 0)
+        throw noDatabase(path);
+    requireOwn(info, real.parent_path(), path);
+    // Opening tells what is wrong with a file that cannot be looked at.
+    if (::fstatat(folder.get(), real.filename().c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0)
+        requireOwn(info, real, path);
+    return folder;
 }
 
 /// When this process last gave up waiting for the database; 0 for never. A command opens several
@@ -158,8 +166,8 @@ std::chrono::milliseconds patience() {
     return last != 0 && since < kBusyTimeout ? std::chrono::milliseconds(0) : kBusyTimeout;
 }
 
-Database openChecked(const std::string& real, const std::string& path, Access access) {
-    Database database(real, flagsFor(access), patience());
+Database openChecked(int folder, const std::string& path, const std::string& name, Access access) {
+    Database database = Database::openIn(folder, name, flagsFor(access), patience());
     if (access != Access::create || !isEmpty(database))
         checkForm(database, path);
     // The database is free: later statements wait for their locks as usual.
@@ -182,18 +190,20 @@ std::string databasePath() {
 }
 
 Database open(const std::string& path, Access access) try {
-    const std::string real = resolved(path, access);
-    requireOwnFiles(real, path);
+    const fs::path real = resolved(path, access);
+    const FileDescriptor folder = openOwnFolder(real, path);
+    const std::string name = real.filename();
     try {
-        return openChecked(real, path, access);
+        return openChecked(folder.get(), path, name, access);
     } catch (const SqliteError& error) {
         if (error.extendedCode() != SQLITE_READONLY_ROLLBACK)
             throw;
     }
     // A writer was killed in the middle of a transaction. Opening the database for writing rolls
     // that back.
-    Database(real, SQLITE_OPEN_READWRITE, kBusyTimeout).pragmaNumber("schema_version");
-    return openChecked(real, path, access);
+    Database::openIn(folder.get(), name, SQLITE_OPEN_READWRITE, kBusyTimeout)
+        .pragmaNumber("schema_version");
+    return openChecked(folder.get(), path, name, access);
 } catch (const SqliteError& error) {
     if (error.code() == SQLITE_BUSY)
         lastVainWait = Clock::now().time_since_epoch().count();

@@ -60,7 +60,7 @@ std::string commonFields(const ArchiveEntry& entry) {
 }
 
 /// The form without zip64: packages stay below its limits.
-void requireRoom(const OutputFile& file, std::size_t entries, const ArchiveEntry& entry) {
+void requireRoom(const AtomicFile& file, std::size_t entries, const ArchiveEntry& entry) {
     constexpr std::uint64_t kMax32 = 0xFFFFFFFF;
     constexpr std::size_t kMax16 = 0xFFFF;
     if (file.size() >= kMax32 || entry.size >= kMax32 || entry.compressedSize >= kMax32 ||
@@ -70,7 +70,7 @@ void requireRoom(const OutputFile& file, std::size_t entries, const ArchiveEntry
 
 }  // namespace
 
-ArchiveWriter::ArchiveWriter(OutputFile& file)
+ArchiveWriter::ArchiveWriter(AtomicFile& file)
     : file_(file), compressor_(libdeflate_alloc_compressor(kCompressionLevel)) {
     if (!compressor_)
         throw std::bad_alloc();

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/core/disk/AtomicFile.h"
 #include "platform/core/package/Package.h"
-#include "tools/qpk/OutputFile.h"
 
 namespace tavik::qpk {
 
@@ -17,7 +17,7 @@ namespace tavik::qpk {
 class ArchiveWriter {
   public:
     /// `file` is empty and outlives the writer.
-    explicit ArchiveWriter(OutputFile& file);
+    explicit ArchiveWriter(AtomicFile& file);
 
     /// Deflated where that makes it smaller. A folder has no content.
     void add(const std::string& path, ArchiveEntry::Kind kind, std::string_view content);
@@ -35,7 +35,7 @@ class ArchiveWriter {
         void operator()(libdeflate_compressor* c) const noexcept { libdeflate_free_compressor(c); }
     };
 
-    OutputFile& file_;
+    AtomicFile& file_;
     std::unique_ptr<libdeflate_compressor, Free> compressor_;
     std::string directory_;
     std::size_t entries_ = 0;

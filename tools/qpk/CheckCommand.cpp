@@ -7,6 +7,7 @@
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/FolderPacking.h"
+#include "tools/qpk/OutputFile.h"
 
 namespace tavik::qpk {
 namespace {

@@ -9,7 +9,7 @@ namespace tavik::qpk {
 namespace {
 
 void writeEntries(const std::string& folder, const std::vector<SourceEntry>& entries,
-                  const PackageLimits& limits, OutputFile& file) {
+                  const PackageLimits& limits, AtomicFile& file) {
     ArchiveWriter writer(file);
     std::uint64_t done = 0;
     std::uint64_t total = 0;
@@ -28,7 +28,7 @@ void writeEntries(const std::string& folder, const std::vector<SourceEntry>& ent
 
 }  // namespace
 
-PackedFolder packFolder(const std::string& folder, OutputFile& file) {
+PackedFolder packFolder(const std::string& folder, AtomicFile& file) {
     const PackageLimits limits;
     PackedFolder packed;
     std::vector<SourceEntry> entries;

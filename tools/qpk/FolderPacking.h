@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/core/disk/AtomicFile.h"
 #include "platform/core/package/Fault.h"
-#include "tools/qpk/OutputFile.h"
 
 namespace tavik::qpk {
 
@@ -16,6 +16,6 @@ struct PackedFolder {
 
 /// Writes a package of everything in the folder that is not ignored into `file`, and checks it.
 /// Where there are faults, the package is no good. Throws Error.
-PackedFolder packFolder(const std::string& folder, OutputFile& file);
+PackedFolder packFolder(const std::string& folder, AtomicFile& file);
 
 }  // namespace tavik::qpk

@@ -1,58 +1,17 @@
 #pragma once
 
-#include <sys/types.h>
-
-#include <cstdint>
-#include <optional>
 #include <string>
-#include <string_view>
 
-#include "platform/support/DeferredTermination.h"
-#include "platform/support/FileDescriptor.h"
+#include "platform/core/disk/AtomicFile.h"
 #include "tools/qpk/InputFile.h"
 
 namespace tavik::qpk {
 
-/// A file that appears under its name complete or not at all. It is written without a name if the
-/// file system supports that, otherwise under a hidden name beside it. Unless it is finished, it is
-/// removed with this object, also where Ctrl-C, TERM or HUP ends the process meanwhile. Only a
-/// regular file is replaced. If the name is a link, the link is refused, or it stays and its target
-/// is replaced. Failures are Errors about the file.
-class OutputFile {
+/// A file that an author asked for. Only a regular file is replaced. If the name is a link, the
+/// link is refused, or it stays and its target is replaced.
+class OutputFile final : public AtomicFile {
   public:
-    OutputFile(std::string path, FinalLink link);
-    ~OutputFile();
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
-
-    const std::string& path() const noexcept { return path_; }
-    /// Where this process can read its bytes until it is finished.
-    std::string temporaryPath() const;
-    std::uint64_t size() const noexcept { return size_; }
-
-    void write(std::string_view bytes);
-
-    /// Replaces the file of that name, durably. The first form gives it the mode of a new file.
-    void finish();
-    void finish(mode_t mode);
-
-    // The two halves of finish(), for several files that belong together.
-
-    /// Makes the content durable; after it, only the name is missing.
-    void sync();
-    void sync(mode_t mode);
-    void putInPlace();
-
-  private:
-    void giveTemporaryName();
-    void requireGoingOn() const;
-
-    std::string path_;
-    std::string target_;                            // the path with its links followed
-    std::string temporaryPath_;                     // empty: it has no name
-    std::optional<DeferredTermination> untilGone_;  // while it has a name that must not stay
-    FileDescriptor file_;
-    std::uint64_t size_ = 0;
+    OutputFile(const std::string& path, FinalLink link);
 };
 
 }  // namespace tavik::qpk

@@ -9,6 +9,7 @@
 #include "tools/qpk/IgnoreRules.h"
 #include "tools/qpk/InputFile.h"
 #include "tools/qpk/Output.h"
+#include "tools/qpk/OutputFile.h"
 
 namespace tavik::qpk {
 namespace {

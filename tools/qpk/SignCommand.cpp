@@ -8,6 +8,7 @@
 #include "tools/qpk/ArchiveWriter.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Output.h"
+#include "tools/qpk/OutputFile.h"
 #include "tools/qpk/PackageCheck.h"
 #include "tools/qpk/Signing.h"
 
@@ -28,7 +29,7 @@ bool isSignature(const ArchiveEntry& entry) {
            entry.path == kSuccessionPath;
 }
 
-void writeSigned(const Package& package, const SigningKey& key, OutputFile& file) {
+void writeSigned(const Package& package, const SigningKey& key, AtomicFile& file) {
     ArchiveWriter writer(file);
     for (const ArchiveEntry& entry : package.archive().entries())
         if (!isSignature(entry))

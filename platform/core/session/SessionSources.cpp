@@ -8,15 +8,9 @@
 namespace tavik {
 namespace {
 
-Address addressOf(const std::string& text) try {
-    return Address::parse(text);
-} catch (const AddressError& error) {
-    fail(Status::addressRefused, text, error.what());
-}
-
 /// Where the policy wants that address to be asked.
 Address routeOf(const std::string& text, const Policy& policy) try {
-    return policy.route(addressOf(text));
+    return policy.route(Address::parse(text));
 } catch (const AddressError& error) {
     fail(Status::addressRefused, text, error.what());
 }

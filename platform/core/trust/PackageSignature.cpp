@@ -8,7 +8,7 @@
 // 4. Compare the archive's headers with the list, both ways: an entry that was added or left out is
 //    refused, and so is another size or executable bit.
 // 5. Compare the manifest's bytes, which were read before.
-// 6. Leave the other files to SignedContent, which compares the bytes that are extracted: the
+// 6. Leave the other files to ContentDigests, which compares the bytes that are extracted: the
 //    package could change between a check of its own and the extraction. The three files that sign
 //    it are compared with the bytes that were checked here.
 
@@ -20,8 +20,8 @@
 
 #include "platform/core/package/EntryReader.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/trust/ContentDigests.h"
 #include "platform/core/trust/Digests.h"
-#include "platform/core/trust/SignedContent.h"
 #include "platform/core/trust/Succession.h"
 #include "platform/support/Text.h"
 
@@ -174,7 +174,7 @@ VerifiedPackage verifyPackage(const Package& package, const TrustRules& rules) {
     digests[std::string(kContentSignaturePath)] = digestOf(signature, crypto);
     digests[std::string(kSuccessionPath)] = digestOf(succession, crypto);
     auto content =
-        std::make_shared<const SignedContent>(package.path(), std::move(digests), crypto);
+        std::make_shared<const ContentDigests>(package.path(), std::move(digests), crypto);
     // The manifest was read before the extraction, so its bytes are checked here as well.
     content->require(std::string(kManifestPath), package.manifestText());
     return {std::move(signer), std::move(content)};

@@ -20,6 +20,7 @@
 #include <cerrno>
 
 #include "platform/core/status/Status.h"
+#include "platform/support/DeferredTermination.h"
 
 namespace tavik {
 namespace {
@@ -50,6 +51,11 @@ class Arrival {
 
     bool take(std::string_view bytes) noexcept {
         digest_->update(bytes);
+        // A file that must not stay is removed before the signal ends the process.
+        if (DeferredTermination::isRequested()) {
+            writeError_ = EINTR;
+            return false;
+        }
         if (!writeAll(file_, bytes)) {
             writeError_ = errno;
             return false;
@@ -112,12 +118,9 @@ void restart(int file, const std::string& name) {
 
 }  // namespace
 
-FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
-                              const DownloadProgress& progress, const FetchBounds& bounds) {
+void downloadInto(int file, const Offer& offer, const DownloadProgress& progress,
+                  const FetchBounds& bounds) {
     const FeedItem& item = offer.item;
-    FileDescriptor file = makeNamelessFile(folderDescriptor);
-    if (!file)
-        failErrno(errno, offer.name, "make a file for the download");
     const auto fetcher = loadOnline().newFetcher(bounds);
     Verdict verdict{Status::downloadFailed, {}};
     std::string causes;
@@ -130,21 +133,30 @@ FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
             end - std::chrono::steady_clock::now());
         if (left.count() <= 0)
             break;
-        restart(file.get(), offer.name);
-        Arrival arrival(file.get(), item.size, progress);
+        restart(file, offer.name);
+        Arrival arrival(file, item.size, progress);
         const FetchResult result = fetcher->download(
             mirror, item.size, left, [&](std::string_view bytes) { return arrival.take(bytes); });
         if (arrival.writeError() != 0)
             failErrno(arrival.writeError(), offer.name, "write the download");
         verdict = judge(result, item, arrival);
         if (verdict.status == Status::success) {
-            if (::lseek(file.get(), 0, SEEK_SET) != 0)
+            if (::lseek(file, 0, SEEK_SET) != 0)
                 failErrno(errno, offer.name, "read the download");
-            return file;
+            return;
         }
         causes += (causes.empty() ? "" : "; ") + mirror.text() + " " + verdict.detail;
     }
     fail(verdict.status, offer.name, causes);
+}
+
+FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
+                              const DownloadProgress& progress, const FetchBounds& bounds) {
+    FileDescriptor file = makeNamelessFile(folderDescriptor);
+    if (!file)
+        failErrno(errno, offer.name, "make a file for the download");
+    downloadInto(file.get(), offer, progress, bounds);
+    return file;
 }
 
 DownloadedFile downloadFile(const Address& address, std::uint64_t limit, int folderDescriptor,

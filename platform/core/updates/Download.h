@@ -16,11 +16,15 @@ namespace tavik {
 /// Told the bytes that have arrived and their total. It must not throw.
 using DownloadProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
-/// Downloads the offered package into a file without a name on the disk of the folder
-/// `folderDescriptor`, open for reading at its beginning; it is gone when it is closed, however the
-/// program ends. Mirrors are tried in their order; what comes back has exactly the feed's size and
+/// Downloads the offered package into `file`, open for reading and writing, and goes back to its
+/// beginning. Mirrors are tried in their order; the file then has exactly the feed's size and
 /// digest. Throws Error about the extension: downloadFailed where no mirror gave the whole file,
 /// downloadDiffers where the last one gave another, or by the system's error.
+void downloadInto(int file, const Offer& offer, const DownloadProgress& progress = {},
+                  const FetchBounds& bounds = {});
+
+/// The same into a file without a name on the disk of the folder `folderDescriptor`. It is gone
+/// when it is closed, however the program ends.
 FileDescriptor downloadUpdate(const Offer& offer, int folderDescriptor,
                               const DownloadProgress& progress = {},
                               const FetchBounds& bounds = {});

@@ -2,8 +2,8 @@
 // that is offered again with other content. Several processes may use the file at once:
 //
 // 1. The file, and those that SQLite keeps beside it, are looked at before SQLite opens them. A
-//    link, or a file that somebody else could have written, is refused. SQLite opens by path, so
-//    afterwards requireChecked() finds out whether the folder was exchanged in between.
+//    link, or a file that somebody else could have written, is refused. SQLite then opens them
+//    through the folder's descriptor, so a folder that takes the path meanwhile is not met.
 // 2. A later form is refused. An earlier one is upgraded in a write transaction, which reads the
 //    form again: another process may have been faster. The first save creates the tables likewise.
 // 3. find() reads all feeds in one transaction, so it sees a save of another process whole or not
@@ -148,20 +148,6 @@ bool isThere(const FileDescriptor& folder, const std::string& file) {
     return isDatabaseThere;
 }
 
-/// SQLite opens files by their path alone, so it shows only afterwards whether that still led to
-/// the folder that was checked.
-void requireChecked(const Database& database, const FileDescriptor& folder,
-                    const std::string& file) {
-    int isMoved = 0;
-    sqlite3_file_control(database.get(), "main", SQLITE_FCNTL_HAS_MOVED, &isMoved);
-    struct stat opened {};
-    struct stat checked {};
-    if (isMoved != 0 || ::stat(file.c_str(), &opened) != 0 ||
-        ::fstatat(folder.get(), nameOf(file).c_str(), &checked, AT_SYMLINK_NOFOLLOW) != 0 ||
-        opened.st_dev != checked.st_dev || opened.st_ino != checked.st_ino)
-        fail(Status::storeUnsafe, file, "its folder was exchanged meanwhile");
-}
-
 std::optional<CachedFeed> readCopy(Statement& select, const std::string& address) {
     select.reset();
     if (!select.bind(1, address).step())
@@ -221,8 +207,7 @@ void FeedDatabase::open(int flags) {
         failErrno(ENOENT, file_, "open its folder");
     if (database_ || (!isThere(folder_, file_) && (flags & SQLITE_OPEN_CREATE) == 0))
         return;
-    Database database(file_, flags, kBusyTimeout);
-    requireChecked(database, folder_, file_);
+    Database database = Database::openIn(folder_.get(), nameOf(file_), flags, kBusyTimeout);
     // Moving the log into the file at the end would slow short runs down.
     sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     if (isOnNetwork_)
@@ -293,8 +278,8 @@ std::map<std::string, std::string> readGoodDays(const std::string& file) try {
     const FileDescriptor folder = openFolderOf(file);
     if (!folder || !isThere(folder, file))
         return days;
-    Database database(file, SQLITE_OPEN_READONLY, kBusyTimeout);
-    requireChecked(database, folder, file);
+    Database database =
+        Database::openIn(folder.get(), nameOf(file), SQLITE_OPEN_READONLY, kBusyTimeout);
     const auto [form, application] = identityOf(database);
     if (application != kApplicationId || form != kSchemaVersion)
         return days;

@@ -11,8 +11,6 @@
 
 #include "platform/core/updates/Mirror.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,6 +21,7 @@
 #include <system_error>
 
 #include "platform/core/crypto/DetachedSignature.h"
+#include "platform/core/disk/AtomicFile.h"
 #include "platform/core/package/PathRules.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/updates/MirrorIndex.h"
@@ -31,6 +30,9 @@ namespace tavik {
 namespace {
 
 namespace fs = std::filesystem;
+
+/// Whoever serves the folder is another user.
+constexpr mode_t kReadableByAll = 0644;
 
 /// Where the file of an address stands in the folder. Throws Error (addressRefused).
 std::string placeOf(const Address& address) {
@@ -152,22 +154,12 @@ class Mirror {
         return true;
     }
 
-    /// The file has no name until it is whole, and then that of its place.
+    /// The file gets its name when it is whole.
     void download(const std::string& path, const FeedItem& item) {
-        const std::string parent = fs::path(path).parent_path();
-        fs::create_directories(parent);
-        const FileDescriptor folder(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (!folder)
-            failErrno(errno, parent, "open the folder");
-        const FileDescriptor file =
-            downloadUpdate({item, "", item.id, ""}, folder.get(), rules_.progress);
-        const std::string temporary = path + ".new";
-        ::unlink(temporary.c_str());
-        const std::string link = "/proc/self/fd/" + std::to_string(file.get());
-        if (::fchmod(file.get(), 0644) != 0 || ::fsync(file.get()) != 0 ||
-            ::linkat(AT_FDCWD, link.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) != 0 ||
-            ::rename(temporary.c_str(), path.c_str()) != 0)
-            failErrno(errno, path, "write the file");
+        fs::create_directories(fs::path(path).parent_path());
+        AtomicFile file(path);
+        downloadInto(file.descriptor(), {item, "", item.id, ""}, rules_.progress);
+        file.finish(kReadableByAll);
     }
 
     void put(const std::string& place, const std::string& bytes) {
@@ -179,7 +171,9 @@ class Mirror {
         if (isThere(place, sha256))
             return;
         fs::create_directories(fs::path(path).parent_path());
-        replaceFile(path, bytes);
+        AtomicFile file(path);
+        file.write(bytes);
+        file.finish(kReadableByAll);
         index_.files()[place] = lookAt(path, sha256);
         report_.copied.push_back(place);
     }

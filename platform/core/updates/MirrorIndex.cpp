@@ -1,15 +1,10 @@
 #include "platform/core/updates/MirrorIndex.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-
+#include "platform/core/disk/AtomicFile.h"
 #include "platform/core/disk/RegularFile.h"
 #include "platform/core/package/PathRules.h"
-#include "platform/core/status/Status.h"
-#include "platform/support/FileDescriptor.h"
 #include "platform/support/JsonObject.h"
 
 namespace tavik {
@@ -62,7 +57,9 @@ void MirrorIndex::write(const std::string& folder) const {
                 ", \"modified\": " + std::to_string(file.modified) + "}";
         separator = ",\n";
     }
-    replaceFile(folder + kName, text + "\n]}\n");
+    AtomicFile file(folder + kName);
+    file.write(text + "\n]}\n");
+    file.finish(0644);
 }
 
 MirroredFile lookAt(const std::string& path, const std::string& sha256) {
@@ -70,21 +67,6 @@ MirroredFile lookAt(const std::string& path, const std::string& sha256) {
     if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
         return {sha256, -1, 0};
     return {sha256, info.st_size, info.st_mtim.tv_sec * kSecond + info.st_mtim.tv_nsec};
-}
-
-void replaceFile(const std::string& path, const std::string& bytes) {
-    const std::string temporary = path + ".new";
-    ::unlink(temporary.c_str());
-    const FileDescriptor file(
-        ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
-    const bool isWritten = file && writeAll(file.get(), bytes) && ::fchmod(file.get(), 0644) == 0 &&
-                           ::fsync(file.get()) == 0 &&
-                           ::rename(temporary.c_str(), path.c_str()) == 0;
-    if (isWritten)
-        return;
-    const int error = errno;
-    ::unlink(temporary.c_str());
-    failErrno(error, path, "write the file");
 }
 
 }  // namespace tavik

@@ -34,7 +34,4 @@ class MirrorIndex {
 /// Size and time of the file as they are now, with that digest; size -1 where there is none.
 MirroredFile lookAt(const std::string& path, const std::string& sha256);
 
-/// Puts the bytes in the place of `path` in one step, readable by everybody. Throws errno failures.
-void replaceFile(const std::string& path, const std::string& bytes);
-
 }  // namespace tavik

@@ -1,12 +1,12 @@
-#include "platform/core/trust/SignedContent.h"
+#include "platform/core/trust/ContentDigests.h"
 
 #include "platform/core/status/Status.h"
 
 namespace tavik {
 
-class SignedContent::DigestCheck final : public FileCheck {
+class ContentDigests::DigestCheck final : public FileCheck {
   public:
-    DigestCheck(const SignedContent& content, const std::string& path)
+    DigestCheck(const ContentDigests& content, const std::string& path)
         : content_(content), path_(path), digest_(content.crypto_.sha256()) {
         if (content.digests_.count(path) == 0)
             fail("is not in the signed list");
@@ -23,20 +23,20 @@ class SignedContent::DigestCheck final : public FileCheck {
         tavik::fail(Status::contentDiffers, content_.package_, entryPlace(path_) + ": " + text);
     }
 
-    const SignedContent& content_;
+    const ContentDigests& content_;
     const std::string path_;
     std::unique_ptr<Digest> digest_;
 };
 
-SignedContent::SignedContent(std::string package,
-                             std::unordered_map<std::string, std::string> digests, Crypto& crypto)
+ContentDigests::ContentDigests(std::string package,
+                               std::unordered_map<std::string, std::string> digests, Crypto& crypto)
     : package_(std::move(package)), digests_(std::move(digests)), crypto_(crypto) {}
 
-std::unique_ptr<FileCheck> SignedContent::start(const ArchiveEntry& entry) const {
+std::unique_ptr<FileCheck> ContentDigests::start(const ArchiveEntry& entry) const {
     return std::make_unique<DigestCheck>(*this, entry.path);
 }
 
-void SignedContent::require(const std::string& path, std::string_view bytes) const {
+void ContentDigests::require(const std::string& path, std::string_view bytes) const {
     DigestCheck check(*this, path);
     check.take(bytes);
     check.finish();

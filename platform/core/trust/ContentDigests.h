@@ -11,11 +11,11 @@ namespace tavik {
 /// Compares a package's files with the digests that its signature vouches for, byte by byte as they
 /// are extracted. A check before the extraction would not be enough: the package could be changed
 /// between the two.
-class SignedContent final : public ContentCheck {
+class ContentDigests final : public ContentCheck {
   public:
     /// `digests`: SHA-256 of each file by its path in the archive, in lower-case hexadecimal
     /// digits. `crypto` outlives this object.
-    SignedContent(std::string package, std::unordered_map<std::string, std::string> digests,
+    ContentDigests(std::string package, std::unordered_map<std::string, std::string> digests,
                   Crypto& crypto);
 
     /// The check throws Error about the package (contentDiffers) for a file with another digest,

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/support/DeferredTermination.h"
+#include "platform/support/FileDescriptor.h"
+
+namespace tavik {
+
+/// A file that appears under its name complete or not at all. It is written without a name if the
+/// file system supports that, otherwise under a hidden name beside it. Unless it is finished, it is
+/// removed with this object, also where Ctrl-C, TERM or HUP ends the process meanwhile. Failures
+/// are Errors about the file.
+class AtomicFile {
+  public:
+    /// Whatever has that name, a link or a device too, is replaced in the end; a folder cannot be.
+    explicit AtomicFile(const std::string& path);
+    /// `target` is replaced; failures name `path`, which led to it.
+    AtomicFile(std::string path, std::string target);
+    ~AtomicFile();
+    AtomicFile(const AtomicFile&) = delete;
+    AtomicFile& operator=(const AtomicFile&) = delete;
+
+    const std::string& path() const noexcept { return path_; }
+    /// Where this process can read its bytes until it is finished.
+    std::string temporaryPath() const;
+    /// Of the bytes that write() has taken.
+    std::uint64_t size() const noexcept { return size_; }
+    /// Open for reading and writing, for whoever does not use write().
+    int descriptor() const noexcept { return file_.get(); }
+
+    void write(std::string_view bytes);
+
+    /// Replaces the file of that name, durably. The first form gives it the mode of a new file.
+    void finish();
+    void finish(mode_t mode);
+
+    // The two halves of finish(), for several files that belong together.
+
+    /// Makes the content durable; after it, only the name is missing.
+    void sync();
+    void sync(mode_t mode);
+    void putInPlace();
+
+  private:
+    void giveTemporaryName();
+    void requireGoingOn() const;
+
+    std::string path_;
+    std::string target_;                            // what is replaced
+    std::string temporaryPath_;                     // empty: it has no name
+    std::optional<DeferredTermination> untilGone_;  // while it has a name that must not stay
+    FileDescriptor file_;
+    std::uint64_t size_ = 0;
+};
+
+}  // namespace tavik
