@@ -89,16 +89,21 @@ def plot(path, title, figures, axis):
     """Draws one line a side: milliseconds against the size, both on logarithmic scales."""
     import matplotlib
     matplotlib.use("svg")
-    from matplotlib import pyplot
+    from matplotlib import pyplot, ticker
     matplotlib.rcParams["svg.hashsalt"] = "tavik"  # the same figures give the same file
-    drawing, axes = pyplot.subplots(figsize=(7, 4.2))
+    drawing, axes = pyplot.subplots(figsize=(8, 4.2))
     sizes = sorted(figures)
-    for name in figures[sizes[0]]:
+    # The names then stand beside the picture in the order of the lines' right ends.
+    for name in sorted(figures[sizes[-1]], key=figures[sizes[-1]].get, reverse=True):
         style = {"TavikCmd": "-", FLOOR: ":"}.get(name, "--")
-        axes.plot(sizes, [figures[size][name] for size in sizes], style, marker="o", label=name)
+        colour = f"C{list(figures[sizes[0]]).index(name)}"  # the same in both pictures
+        axes.plot(sizes, [figures[size][name] for size in sizes], style, color=colour, marker="o",
+                  label=name)
     axes.set(xscale="log", yscale="log", xlabel=axis, ylabel="milliseconds", title=title)
+    for side in (axes.xaxis, axes.yaxis):
+        side.set_major_formatter(ticker.StrMethodFormatter("{x:,.0f}"))
     axes.grid(True, which="major", alpha=0.3)
-    axes.legend()
+    axes.legend(loc="center left", bbox_to_anchor=(1.01, 0.5), frameon=False)
     drawing.tight_layout()
     drawing.savefig(path, metadata={"Date": None})
     pyplot.close(drawing)
@@ -106,13 +111,14 @@ def plot(path, title, figures, axis):
 
 PAGE = """# Performance
 
-Written by `bench/run --peers`, which measures all of it anew. Figures are medians; a ratio compares
-two programs in one run on one machine, and is what can be carried to another one. Less is better.
+Written by `bench/run --peers`, which measures all of it anew. Figures are medians of {runs} runs. Less
+is better. What can be carried to another machine is a ratio: it compares two programs in one run on
+one machine, here one with {cores} cores and {disk}.
 
 ## Beside programs for the same work
 
-The same payload, as each program takes it: {payload}. Each installs into
-an empty store of its own and removes from one, with its checks and its records. Where a program
+Each program gets the same payload in its own form: {payload}. It installs it into an
+empty store of its own, and removes it from there, with its checks and its records. Where a program
 leaves the files to the system, `sync -f` follows and counts. Milliseconds:
 
 {peers}
@@ -148,7 +154,10 @@ def write_page(performance, cases, folder):
     (folder / "performance").mkdir(exist_ok=True)
     plot(folder / "performance/list.svg", "List", lists, "items installed")
     plot(folder / "performance/install.svg", "Install", installs, "files of 10 kB")
+    disk = subprocess.run(["df", "--output=fstype", performance.folder], check=True,
+                          stdout=subprocess.PIPE, text=True).stdout.split()[-1]
     (folder / "performance.md").write_text(PAGE.format(
+        runs=performance.runs, cores=os.cpu_count(), disk=disk,
         payload=f"{PAYLOAD[0]} files of {PAYLOAD[1] // 1000} kB",
         peers=table(["work"] + names, rows),
         cases=table(["work", "beside", "ours, ms", "theirs, ms", "ratio"], cases)))
