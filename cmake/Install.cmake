@@ -44,6 +44,7 @@ install(FILES ${CMAKE_BINARY_DIR}/installed/tavik.pc DESTINATION ${pkgconfig_fol
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md packaging/copyright
   DESTINATION share/doc/tavik ${run})
 install(DIRECTORY docs integrations DESTINATION share/doc/tavik ${run})
+install(SCRIPT packaging/DropSourceLinks.cmake ${run})
 install(FILES ${CMAKE_BINARY_DIR}/samples/brushes.qpk ${CMAKE_BINARY_DIR}/samples/palettes.qpk
   DESTINATION share/tavik/samples ${run})
 install(DIRECTORY samples/products DESTINATION share/tavik/samples ${run})

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "platform/support/Sqlite.h"
 #include "tests/support/Machine.h"
@@ -267,6 +268,37 @@ void changeRows(const std::string& path, const std::string& sql) {
                              "open(sys.argv[1], 'ab').write(b'TavkSum1%08x' % zlib.crc32(b))",
                              path});
     ASSERT_EQ(seal.exitCode, 0) << seal.err;
+}
+
+// Catches lines that are lost, doubled or out of order when old ones are packed, and a file that
+// keeps the room of those that were rows.
+TEST_F(StoreForm, ALongHistoryIsSmallAndWhole) {
+    changeRows(
+        machine_.user("store.db"),
+        "WITH RECURSIVE n(i) AS (SELECT 100 UNION ALL SELECT i + 1 FROM n WHERE i < 12099)"
+        " INSERT INTO history SELECT i, (SELECT max(time) FROM history), 'update', 'com.example.a',"
+        " 'Gr\u00fc\u00dfe \"quoted\"', '1.' || i, '1.' || (i + 1), 0, 'root', '' FROM n");
+    const auto history = [&] {
+        std::istringstream text(run({"sh", "-c", "\"$0\" history | tr -s ' '", program("tavik")},
+                                    machine_.environment())
+                                    .out);
+        List lines;
+        for (std::string line; std::getline(text, line);)
+            lines.push_back(line);
+        return lines;
+    };
+    List all = history();
+    EXPECT_EQ(all.size(), 12'005U);  // with a head
+    for (const char* option : {"--enable", "--disable"}) {
+        ASSERT_EQ(machine_.tavik({option, "com.example.b"}).exitCode, 0);
+        List now = history();
+        ASSERT_GT(now.size(), 10'000U);
+        ASSERT_LT(now.size(), 10'300U);
+        EXPECT_TRUE(contains(now.back(), option + 2)) << now.back();
+        EXPECT_TRUE(std::equal(now.rbegin() + 1, now.rend() - 1, all.rbegin())) << option;
+        EXPECT_LT(fs::file_size(machine_.user("store.db")), 300'000U);
+        all = now;
+    }
 }
 
 // A removal deletes what the row names. With a row that was damaged or made up, that must be

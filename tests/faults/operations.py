@@ -116,7 +116,8 @@ def build_scene(machine, scene):
         machine.must(["--install_for_all", machine.package(identifier, "1.0")])
     machine.must(["--disable", B, "--disable", E])
     if scene == "long history":
-        machine.must(["--enable", B, "--disable", B] * 150)
+        # So many lines that the next one packs the oldest.
+        machine.must(["--enable", B, "--disable", B] * 190)
     if scene == "in order":
         machine.settle()
     if scene in ORDINARY_SCENES:

@@ -40,6 +40,9 @@ def main():
         program, verb, kind, name, _, _ = row.split("\t")
         if kind in ("verb", "option") and name not in texts[f"{program}.1"]:
             faults.append(f"{program}.1: says nothing about {verb} {name}")
+        if kind == "operand" and program == "tavik" and verb != "help" and not re.search(
+                rf"^ +tavik {verb} \[option \.\.\.\] \[?{name}", texts["tavik.1"], re.MULTILINE):
+            faults.append(f"tavik.1: the synopsis of {verb} does not say that it takes {name}")
     print("\n".join(faults))
     return 1 if faults else 0
 

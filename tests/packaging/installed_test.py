@@ -97,6 +97,9 @@ class Installed(unittest.TestCase):
             self.assertEqual(self.run_program(program, "--version").split()[:2], [program, VERSION])
         self.assertEqual(self.run_program("pkg-config", "--modversion", "tavik").strip(), VERSION)
 
+    def test_every_link_of_the_pages_leads_to_something_installed(self):
+        self.run_program("python3", SOURCE / "tests/layout/links.py", self.prefix / "share/doc/tavik")
+
     def test_a_session(self):
         self.assertEqual(self.run_program("TavikCmd", "--install", self.sample("brushes")), "")
         self.assertIn("Enabled    Example Brushes", self.run_program("TavikCmd", "--list", "Sketch Pro"))

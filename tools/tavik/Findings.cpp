@@ -149,7 +149,7 @@ std::vector<Finding> bus(Run& /*run*/) {
     const auto address = norva::zephal::sessionBusAddress();
     Finding finding{"bus", address.value_or(""), "", {}};
     if (!address)
-        finding.problems.emplace_back("there is no session bus: results are told to nobody");
+        finding.problems.emplace_back("there is no session bus: results are not sent");
     return {finding};
 }
 

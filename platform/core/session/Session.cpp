@@ -49,7 +49,7 @@ bool mayChange(const StoreLocation& location) {
     const std::string folder = location.familyFolder();
     if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
         return true;
-    // Any other failure says nothing about the right: the change would go to the wrong store.
+    // Any other failure is thrown: taken for a missing right, it would change the wrong store.
     if (errno != EACCES && errno != EPERM && errno != EROFS && errno != ENOENT)
         failErrno(errno, folder, "look at the rights");
     return false;

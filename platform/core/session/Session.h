@@ -115,7 +115,7 @@ class Session {
     /// What a look at a store does with a change that was interrupted in it.
     enum class Interrupted { isFinished, stays };
 
-    /// Says so for all lists from here on; without it, they finish the change where that works at
+    /// Sets this for all later lists. By default they finish an interrupted change if that works at
     /// once.
     void setInterrupted(Interrupted wanted) noexcept { interrupted_ = wanted; }
 

@@ -9,6 +9,7 @@
 #include "platform/core/store/ChangeMark.h"
 #include "platform/core/store/EarlierForm.h"
 #include "platform/core/store/FolderName.h"
+#include "platform/core/store/HistoryTable.h"
 #include "platform/core/store/MaskKeeper.h"
 #include "platform/core/store/Rebuild.h"
 #include "platform/core/store/RowReader.h"
@@ -149,14 +150,12 @@ ExtensionTable ExtensionTable::empty(const StoreFolder& folder, Origin origin) {
     return table;
 }
 
-ExtensionTable ExtensionTable::ofImage(const StoreFolder& folder, std::string image,
-                                       Access access) {
+ExtensionTable ExtensionTable::ofImage(const StoreFolder& folder, PageMemory image, Access access) {
     try {
         if (access == Access::change)
-            return {pathOf(folder), Database::fromImage(image), Origin::sound};
-        auto kept = std::make_unique<std::string>(std::move(image));
-        ExtensionTable table(pathOf(folder), Database::overImage(*kept), Origin::sound);
-        table.image_ = std::move(kept);
+            return {pathOf(folder), Database::fromImage(image.view()), Origin::sound};
+        ExtensionTable table(pathOf(folder), Database::overImage(image.view()), Origin::sound);
+        table.image_ = std::move(image);
         return table;
     } catch (const SqliteError& error) {
         failSqlite(error, pathOf(folder));
@@ -278,21 +277,7 @@ FolderDigest ExtensionTable::folderDigest() {
 }
 
 std::vector<HistoryLine> ExtensionTable::readHistory() {
-    return guarded([&] {
-        std::vector<HistoryLine> lines;
-        Statement select(database_, sql::kSelectHistory);
-        const auto text = [&](int column) { return std::string(select.text(column)); };
-        while (select.step())
-            lines.push_back({text(0),
-                             text(1),
-                             text(2),
-                             text(3),
-                             text(4),
-                             text(5),
-                             {select.number(6), text(7)},
-                             text(8)});
-        return lines;
-    });
+    return guarded([&] { return readHistoryLines(database_, path_); });
 }
 
 std::string ExtensionTable::linkedProducts() {
@@ -344,26 +329,12 @@ void ExtensionTable::setState(const std::string& idKey, ExtensionState state) {
 }
 
 void ExtensionTable::addHistory(const HistoryLine& line) {
-    guarded([&] {
-        Statement(database_, sql::kAddHistory)
-            .bind(1, line.time)
-            .bind(2, line.operation)
-            .bind(3, line.id)
-            .bind(4, line.name)
-            .bind(5, line.from)
-            .bind(6, line.to)
-            .bind(7, line.by.number)
-            .bind(8, line.by.name)
-            .bind(9, line.signer)
-            .run();
-        Statement(database_, sql::kTrimHistory)
-            .bind(1, static_cast<std::int64_t>(kMaxHistoryLines))
-            .run();
-    });
+    guarded([&] { addHistoryLine(database_, line); });
 }
 
 void ExtensionTable::writeFile(const std::function<void(std::string_view)>& write) {
     guarded([&] {
+        database_.compact();
         database_.useImage([&](std::string_view image) {
             nextSeal_ = sealOf(image);
             write(image);

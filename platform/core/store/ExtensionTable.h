@@ -14,6 +14,7 @@
 #include "platform/core/store/History.h"
 #include "platform/support/Arena.h"
 #include "platform/support/Error.h"
+#include "platform/support/PageMemory.h"
 #include "platform/support/Sqlite.h"
 
 namespace tavik {
@@ -90,7 +91,7 @@ class ExtensionTable {
     enum class Access { read, change };
 
     static ExtensionTable empty(const StoreFolder& folder, Origin origin);
-    static ExtensionTable ofImage(const StoreFolder& folder, std::string image, Access access);
+    static ExtensionTable ofImage(const StoreFolder& folder, PageMemory image, Access access);
     static ExtensionTable ofEarlierForm(const StoreFolder& folder);
     static ExtensionTable rebuild(const StoreFolder& folder, const std::string& fault);
     static std::optional<ExtensionTable> open(const StoreFolder& folder, Access access,
@@ -102,7 +103,7 @@ class ExtensionTable {
     auto guarded(Work work);
 
     std::string path_;
-    std::unique_ptr<std::string> image_;  ///< what the database reads; stays where it is
+    PageMemory image_;  ///< what the database reads; stays where it is
     Database database_;
     Origin origin_;
     std::string seal_;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/core/disk/StoreFolder.h"
+#include "platform/support/PageMemory.h"
 
 namespace tavik {
 
@@ -32,7 +33,7 @@ struct StoreImage {
     enum class Kind { absent, sound, earlierForm, damaged };
 
     Kind kind = Kind::absent;
-    std::string bytes;  ///< of the database, without the seal
+    PageMemory bytes;   ///< of the database, without the seal
     std::string seal;   ///< of a sound one
     std::string fault;  ///< what is wrong with a damaged one
 };
