@@ -176,7 +176,11 @@ class Session {
   private:
     const ExtensionCatalog& catalog();
     void forgetCatalog() noexcept;
+    const ProductCatalog& readProducts();
+    /// For lists: warns where those of the shared store are not known.
     const ProductCatalog& reachableProducts();
+    /// For changes: throws there, see ProductCatalog::failure().
+    const ProductCatalog& allProducts();
     const StoreLocation& location(Scope scope) const;
     /// How a package is installed that has passed the checks of its source.
     struct InstallWish {
