@@ -44,6 +44,16 @@ bool writeAll(int descriptor, std::string_view bytes) noexcept {
     return true;
 }
 
+std::size_t readOnce(int descriptor, char* bytes, std::size_t size) {
+    ssize_t got = -1;
+    do
+        got = ::read(descriptor, bytes, size);
+    while (got < 0 && errno == EINTR);
+    if (got < 0)
+        throw std::system_error(errno, std::generic_category(), "read");
+    return static_cast<std::size_t>(got);
+}
+
 std::string readUpTo(int descriptor, std::size_t limit) {
     constexpr std::size_t kChunk = 65536;
     std::string bytes;
@@ -52,16 +62,16 @@ std::string readUpTo(int descriptor, std::size_t limit) {
     std::size_t chunk = kChunk;
     if (::fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode))
         chunk = static_cast<std::size_t>(info.st_size) + 1;
-    while (bytes.size() <= limit) {
-        const std::size_t old = bytes.size();
-        bytes.resize(old + std::min(old == 0 ? chunk : kChunk, limit + 1 - old));
-        const ssize_t got = ::read(descriptor, bytes.data() + old, bytes.size() - old);
-        if (got < 0 && errno != EINTR)
-            throw std::system_error(errno, std::generic_category(), "read");
-        bytes.resize(old + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-        if (got == 0)
+    std::size_t got = 0;
+    while (got <= limit) {
+        if (got == bytes.size())
+            bytes.resize(got + std::min(got == 0 ? chunk : kChunk, limit + 1 - got));
+        const std::size_t more = readOnce(descriptor, bytes.data() + got, bytes.size() - got);
+        if (more == 0)
             break;
+        got += more;
     }
+    bytes.resize(got);
     return bytes;
 }
 

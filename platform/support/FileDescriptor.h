@@ -34,6 +34,9 @@ std::string errnoText(int error);
 /// Writes all bytes, however many calls that takes; false with errno set where one failed.
 bool writeAll(int descriptor, std::string_view bytes) noexcept;
 
+/// Reads what one call gives, `size` bytes at the most; 0 at the end. Throws std::system_error.
+std::size_t readOnce(int descriptor, char* bytes, std::size_t size);
+
 /// Reads from where the descriptor stands to its end, `limit` bytes at the most. `limit + 1` bytes
 /// come back from a longer file, so that the caller can tell. Throws std::system_error.
 std::string readUpTo(int descriptor, std::size_t limit);

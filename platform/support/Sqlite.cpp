@@ -183,6 +183,13 @@ void Database::useImage(const std::function<void(std::string_view)>& use) const 
     use({reinterpret_cast<const char*>(own), static_cast<std::size_t>(size)});
 }
 
+void Database::compact() {
+    const std::int64_t free = pragmaNumber("freelist_count");
+    if (free > pragmaNumber("page_count") / 3)
+        // What it works with is as large as the database. For one in memory that is no file either.
+        execute("PRAGMA temp_store = MEMORY; VACUUM");
+}
+
 void Database::execute(const char* sql) {
     const int code = sqlite3_exec(get(), sql, nullptr, nullptr, nullptr);
     if (code != SQLITE_OK)
@@ -213,6 +220,11 @@ Statement& Statement::bind(int parameter, std::string_view text) {
 
 Statement& Statement::bind(int parameter, std::int64_t number) {
     check(sqlite3_bind_int64(handle_.get(), parameter, number));
+    return *this;
+}
+
+Statement& Statement::bindBytes(int parameter, std::string_view bytes) {
+    check(sqlite3_bind_blob64(handle_.get(), parameter, bytes.data(), bytes.size(), SQLITE_STATIC));
     return *this;
 }
 

@@ -60,6 +60,10 @@ class Database {
 
     sqlite3* get() const noexcept { return handle_.get(); }
 
+    /// Makes the file smaller where more than a third of its pages are free; it would keep them for
+    /// ever. Not within a transaction.
+    void compact();
+
     /// Runs one or more statements that need no values and give no rows.
     void execute(const char* sql);
 
@@ -86,6 +90,8 @@ class Statement {
     /// The text is not copied: it must live until the next reset or the end.
     Statement& bind(int parameter, std::string_view text);
     Statement& bind(int parameter, std::int64_t number);
+    /// As a BLOB, and not copied either.
+    Statement& bindBytes(int parameter, std::string_view bytes);
 
     /// True while there is a row. Throws SqliteError.
     bool step();

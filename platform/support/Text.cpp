@@ -96,6 +96,9 @@ bool isControlFree(std::string_view text) noexcept {
 }
 
 bool isPrintableText(std::string_view text) noexcept {
+    // Most texts are plain ASCII: that is seen at once.
+    if (std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; }))
+        return true;
     return forEachCharacter(text,
                             [](const Character& character) { return isPrintable(character.code); });
 }

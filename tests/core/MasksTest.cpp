@@ -136,18 +136,35 @@ TEST_F(Masks, ASwitchedOffCopyAlsoMasksWhatIsInstalledForAllLater) {
     expectState("Disabled");
 }
 
+// An update for all showed what the user had switched off in another host, until his next change.
 TEST_F(Masks, AMaskFollowsTheProductsOfTheSharedExtension) {
     writeFile(machine.shared("products.d/layout.json"),
               R"({"name": "layout", "displayName": "Layout", "version": "1"})");
-    installForAll("1.0");
-    expectDone({"--disable", kId});
-    installForAll("1.1", R"([{"name": "sketch"}, {"name": "layout"}])");
+    const auto own = machine.package(kId, "1.0");
     const auto other = machine.package("com.example.b", "1.0");
-    fs::permissions(other, fs::perms(0644));
-    expectDone({"--install", other});
-    EXPECT_TRUE(fs::exists(machine.user("products/layout/disabled/com.example.a")));
-    expectDone({"--enable", kId});
-    EXPECT_FALSE(fs::exists(machine.user("products/layout/disabled/com.example.a")));
+    for (const auto& path : {own, other})
+        fs::permissions(path, fs::perms(0644));
+    const std::pair<const char*, List> commands[] = {
+        {"TavikCmd", {"--list", "all"}}, {"tavik", {"list"}}, {"TavikCmd", {"--install", other}}};
+    for (const bool hasOwn : {false, true})
+        for (const auto& [name, arguments] : commands) {
+            SCOPED_TRACE(name + arguments[0] + (hasOwn ? ", own copy" : ""));
+            installForAll("1.0");
+            if (hasOwn)
+                expectDone({"--install", own});
+            expectDone({"--disable", kId});
+            installForAll("1.1", R"([{"name": "sketch"}, {"name": "layout"}])");
+            const Result result = machine.tavik(arguments, name);
+            EXPECT_EQ(result.exitCode, 0) << result.err;
+            EXPECT_EQ(result.err, "");
+            EXPECT_TRUE(fs::exists(machine.user("products/layout/disabled/com.example.a")));
+            expectDone({"--enable", kId});
+            EXPECT_FALSE(fs::exists(machine.user("products/layout/disabled/com.example.a")));
+            if (hasOwn)
+                expectDone({"--remove", kId});
+            close(fs::perms(0755));
+            ASSERT_EQ(asRoot({"--remove_for_all", kId}).exitCode, 0);
+        }
 }
 
 TEST_F(Masks, WhoMayChangeTheSharedStoreSwitchesForAll) {

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "tests/support/Machine.h"
 
@@ -125,6 +126,94 @@ TEST_F(NothingLost, AnUnusableSharedStoreStopsNoChangeOfTheUsers) {
     writeFile(machine_.user("products/sketch/disabled/com.example.s"), "");
     const Result change = machine_.install(machine_.package("com.example.b", "1.0"));
     EXPECT_EQ(change.exitCode, 0) << change.err;
+}
+
+// Links kept the old path: hosts found nothing, and reinstalling answered that they are not ours.
+TEST_F(NothingLost, AStoreThatWasMovedGetsItsLinksBack) {
+    const auto rename = [](const auto& from, const auto& to) { fs::rename(from, to); };
+    const auto copy = [](const auto& from, const auto& to) {
+        fs::copy(from, to, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    };
+    const auto b = machine_.package("com.example.b", "1.0");
+    const List list{"--list", "all"};
+    const struct {
+        const char* folder;  ///< that the descriptor names
+        std::function<void(const std::string&, const std::string&)> move;
+        List command;
+    } rows[] = {{"", rename, list},
+                {"", copy, list},
+                {"", rename, {"--install", b}},
+                {"", rename, {"--enable", kA}},
+                {"plug-ins", rename, list},
+                {"plug-ins", rename, {"--install", machine_.package(kA, "1.0")}}};
+    int number = 0;
+    std::string home = machine_.path("user");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.command[0] + " " + row.folder + std::to_string(number));
+        const std::string folder = row.folder[0] == 0 ? "" : machine_.path(row.folder);
+        writeFile(home + "/QZ/products.d/sketch.json",
+                  R"({"name": "sketch", "displayName": "Sketch Pro", "version": "1",)"
+                  R"( "extensionsFolder": ")" +
+                      folder + "\"}");
+        for (const char* option : {"--disable", "--enable"})
+            ASSERT_EQ(machine_.tavik({option, kA}).exitCode, 0);
+        const std::string moved = machine_.path("moved" + std::to_string(number++));
+        row.move(home, moved);
+        machine_.environment()["TAVIK_HOME"] = home = moved;
+        const Result result = machine_.tavik(row.command);
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        const std::string link =
+            (folder.empty() ? home + "/QZ/products/sketch/extensions" : folder) + "/" + kA;
+        EXPECT_EQ(fs::read_symlink(link).string().find(home + "/QZ/ext/"), 0U);
+        EXPECT_EQ(readFile(link + "/content.txt"), "1.0");
+        const auto database = fs::last_write_time(home + "/QZ/store.db");
+        EXPECT_EQ(machine_.tavik(list).err, "");
+        EXPECT_EQ(fs::last_write_time(home + "/QZ/store.db"), database) << "each list changes it";
+    }
+}
+
+// Another store's link, to a disk that is away, was taken for that of a store that had moved.
+TEST_F(NothingLost, ADanglingLinkOfAnotherStoreStays) {
+    const std::string folder = machine_.path("plug-ins");
+    machine_.addProduct("sketch", "Sketch Pro", "1", R"(, "extensionsFolder": ")" + folder + '"');
+    ASSERT_EQ(machine_.tavik({"--disable", kA}).exitCode, 0);
+    const std::string target = "/away/QZ/ext/com.example.a@0123456789abcdef";
+    fs::create_directories(folder);
+    fs::create_directory_symlink(target, folder + "/" + kA);
+    EXPECT_EQ(machine_.tavik({"--enable", kA}).exitCode, 256 - 21);
+    EXPECT_EQ(fs::read_symlink(folder + "/" + kA), target);
+}
+
+// What an administrator had switched off was on again once both databases were gone.
+TEST_F(NothingLost, SwitchedOffForAllOutlivesBothDatabases) {
+    fs::create_directories(machine_.shared());
+    fs::rename(machine_.user("products.d"), machine_.shared("products.d"));
+    const auto other = machine_.package(
+        PackageBuilder("com.example.other", "1.0").with("products", R"([{"name": "sketch"},
+                                                  {"name": "gone"}])"));
+    const auto tooNew = machine_.package(
+        PackageBuilder("com.example.new", "1.0")
+            .with("products", R"([{"name": "sketch", "minVersion": "99"}, {"name": "layout"}])"));
+    writeFile(machine_.shared("products.d/layout.json"),
+              R"({"name": "layout", "displayName": "Layout", "version": "1"})");
+    for (const auto& path : {machine_.package("com.example.s", "1.0"), other, tooNew})
+        ASSERT_EQ(machine_.tavik({"--install_for_all", path}).exitCode, 0);
+    ASSERT_EQ(machine_.tavik({"--disable", "com.example.s"}).exitCode, 0);
+    // The last change is not in the version before.
+    for (const bool isAllLost : {false, true}) {
+        fs::remove(machine_.shared("store.db"));
+        if (isAllLost)
+            fs::remove(machine_.shared("store.db.previous"));
+        if (isAllLost)
+            fs::remove(machine_.shared("products.d/layout.json"));
+        const Result rebuilt = machine_.tavik({"--list", "all"});
+        EXPECT_EQ(machine_.listed(),
+                  (List{"Enabled com.example.a 1.0", "Enabled com.example.new 1.0",
+                        "Enabled com.example.other 1.0", "Disabled com.example.s 1.0"}));
+        const auto said = rebuilt.err.find("not known whether they were: com.example.new");
+        EXPECT_EQ(said != std::string::npos, isAllLost) << rebuilt.err;
+    }
 }
 
 // A list that had repaired the database took away the mark of whoever had the lock after it.

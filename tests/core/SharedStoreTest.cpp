@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "tests/support/Machine.h"
@@ -126,6 +127,52 @@ TEST(SharedStore, OrdinaryUserListsItButMayNotChangeIt) {
     }
     for (const char* folder : {"", "ext", "staging", "products/sketch/extensions"})
         fs::permissions(machine.shared(folder), fs::perms(0755));
+}
+
+// A right that an administrator had taken or given too freely stopped all that a user has of his
+// own.
+TEST(SharedStore, OneThatIsNotUsableIsLeftOutOfAUsersLists) {
+    const struct {
+        const char* path;
+        mode_t mode;
+        int ownChange;  ///< its exit status: without descriptors nobody knows where links belong
+    } rows[] = {{"store.db", 0600, 0},
+                {"", 0700, 256 - 25},
+                {"", 0777, 256 - 21},
+                {"products.d", 0777, 256 - 21}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.path) + std::to_string(row.mode));
+        Machine machine;
+        fs::permissions(machine.path(""), fs::perms(01777));
+        fs::create_directories(machine.shared("products.d"));
+        fs::copy(machine.user("products.d/sketch.json"), machine.shared("products.d"));
+        ASSERT_EQ(
+            machine.tavik({"--install_for_all", machine.package("com.example.s", "1.0")}).exitCode,
+            0);
+        const auto own = machine.package("com.example.a", "1.0");
+        fs::permissions(own, fs::perms(0644));
+        fs::remove_all(machine.path("user"));
+        machine.runAs(Machine::As::ordinaryUser);
+        ASSERT_EQ(machine.install(own).exitCode, 0);
+        const fs::perms before = fs::status(machine.shared(row.path)).permissions();
+        fs::permissions(machine.shared(row.path), fs::perms(row.mode));
+        const Result list = machine.tavik({"--list", "all"});
+        const Result change = machine.tavik({"--disable", "com.example.a"});
+        const Result again = machine.tavik({"--list", "all"});
+        machine.runAs(Machine::As::owner);
+        machine.environment()["TAVIK_HOME"] = machine.path("root");
+        const Result forAll = machine.tavik({"--remove_for_all", "com.example.s"});
+        fs::permissions(machine.shared(row.path), before);
+        if (::geteuid() == 0 || row.mode == 0777) {
+            EXPECT_EQ(list.exitCode, 0) << list.err;
+            EXPECT_EQ(std::count(list.err.begin(), list.err.end(), '\n'), 1) << list.err;
+            EXPECT_NE(list.err.find(machine.path("shared")), std::string::npos) << list.err;
+            EXPECT_EQ(change.exitCode, row.ownChange) << change.err;
+            EXPECT_EQ(again.err, list.err);
+            EXPECT_EQ(fs::exists(machine.user("staging/unfinished")), false);
+        }
+        EXPECT_EQ(forAll.exitCode, row.mode == 0777 ? 256 - 21 : 0) << forAll.err;
+    }
 }
 
 // A product whose folder only an administrator may change, and a store that only its user may read.

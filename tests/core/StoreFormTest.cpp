@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "platform/support/Sqlite.h"
 #include "tests/support/Machine.h"
@@ -146,10 +147,15 @@ TEST_F(StoreForm, LostOrDamagedDatabaseIsBuiltAnew) {
     for (const char* damage :
          {"rm store.db", ": > store.db", "truncate -s 5000 store.db", "truncate -s -1 store.db",
           "head -c 40000 /dev/urandom > store.db", "yes | head -c 16 >> store.db",
-          "rm store.db; sqlite3 store.db 'CREATE TABLE foreign_table (x)'"}) {
+          "rm store.db; sqlite3 store.db 'CREATE TABLE foreign_table (x)'",
+          "mv store.db x; mkdir store.db; mv x store.db/mine", "rm store.db; mkfifo store.db",
+          "mv store.db x; ln -s x store.db", "truncate -s 2G store.db"}) {
         SCOPED_TRACE(damage);
+        shell("rm -rf set-aside");
         shell(damage);
+        const bool isLost = !fs::exists(fs::symlink_status(machine_.user("store.db")));
         expectRebuilt(damage);
+        EXPECT_EQ(namesIn(machine_.user("set-aside")).size(), isLost ? 0U : 1U);
         ASSERT_EQ(machine_.install(machine_.package("com.example.a", "2.0")).exitCode, 0);
         EXPECT_EQ(machine_.listed(), before_);
     }
@@ -235,10 +241,13 @@ TEST_F(StoreForm, FoldersWithoutARowAreAdoptedOrSetAside) {
     fs::copy(machine_.path("backup"), machine_.user("store.db"),
              fs::copy_options::overwrite_existing);
     writeFile(machine_.user("ext/com.example.d@0123456789abcdef/mine.txt"), "mine");
-    ASSERT_EQ(machine_.tavik({"--enable", "com.example.b"}).exitCode, 0);
+    const Result change = machine_.tavik({"--enable", "com.example.b"});
+    ASSERT_EQ(change.exitCode, 0);
     EXPECT_EQ(machine_.listed(), (List{"Enabled com.example.a 2.0", "Enabled com.example.b 1.0",
                                        "Enabled com.example.c 1.0"}));
     EXPECT_EQ(machine_.seenByHost("com.example.c"), "1.0");
+    EXPECT_TRUE(contains(change.err, "no whole extension")) << change.err;
+    EXPECT_FALSE(contains(change.err, "missing or changed")) << change.err;
     const List aside = namesIn(machine_.user("set-aside"));
     ASSERT_EQ(aside.size(), 1U);
     EXPECT_EQ(readFile(machine_.user("set-aside/" + aside[0] +
@@ -259,6 +268,37 @@ void changeRows(const std::string& path, const std::string& sql) {
                              "open(sys.argv[1], 'ab').write(b'TavkSum1%08x' % zlib.crc32(b))",
                              path});
     ASSERT_EQ(seal.exitCode, 0) << seal.err;
+}
+
+// Catches lines that are lost, doubled or out of order when old ones are packed, and a file that
+// keeps the room of those that were rows.
+TEST_F(StoreForm, ALongHistoryIsSmallAndWhole) {
+    changeRows(
+        machine_.user("store.db"),
+        "WITH RECURSIVE n(i) AS (SELECT 100 UNION ALL SELECT i + 1 FROM n WHERE i < 12099)"
+        " INSERT INTO history SELECT i, (SELECT max(time) FROM history), 'update', 'com.example.a',"
+        " 'Gr\u00fc\u00dfe \"quoted\"', '1.' || i, '1.' || (i + 1), 0, 'root', '' FROM n");
+    const auto history = [&] {
+        std::istringstream text(run({"sh", "-c", "\"$0\" history | tr -s ' '", program("tavik")},
+                                    machine_.environment())
+                                    .out);
+        List lines;
+        for (std::string line; std::getline(text, line);)
+            lines.push_back(line);
+        return lines;
+    };
+    List all = history();
+    EXPECT_EQ(all.size(), 12'005U);  // with a head
+    for (const char* option : {"--enable", "--disable"}) {
+        ASSERT_EQ(machine_.tavik({option, "com.example.b"}).exitCode, 0);
+        List now = history();
+        ASSERT_GT(now.size(), 10'000U);
+        ASSERT_LT(now.size(), 10'300U);
+        EXPECT_TRUE(contains(now.back(), option + 2)) << now.back();
+        EXPECT_TRUE(std::equal(now.rbegin() + 1, now.rend() - 1, all.rbegin())) << option;
+        EXPECT_LT(fs::file_size(machine_.user("store.db")), 300'000U);
+        all = now;
+    }
 }
 
 // A removal deletes what the row names. With a row that was damaged or made up, that must be
@@ -290,6 +330,26 @@ TEST(StoreRows, ThatNoChangeWroteAreDamage) {
         EXPECT_TRUE(fs::exists(machine.path("victim@0123456789abcdef/x.txt")));
         EXPECT_EQ(machine.listed(), List{});
     }
+}
+
+// Rows that an earlier version or somebody else wrote: a name that turns the line around, and
+// products that no descriptor can have. The first is shown, the others make nothing anywhere.
+TEST(StoreRows, WithForeignTextsHarmNothing) {
+    Machine machine;
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+    changeRows(
+        machine.user("store.db"),
+        "UPDATE extension SET name = 'a' || char(0x202E, 27) || 'b';"
+        "INSERT INTO extensionProduct VALUES ('com.example.a', 1, '../../../out', '', ''),"
+        " ('com.example.a', 2, 'unknown', 'no version', ''), ('com.example.a', 3, '', '', '')");
+    EXPECT_EQ(machine.listed(), List{"Enabled a??b 1.0"});
+    for (const char* option : {"--disable", "--enable", "--remove"}) {
+        const Result result = machine.tavik({option, "com.example.a"});
+        EXPECT_EQ(result.exitCode, 0) << option << result.err;
+        EXPECT_EQ(result.err, "") << option;
+    }
+    EXPECT_FALSE(fs::exists(machine.path("out")));
+    EXPECT_EQ(machine.garbage(), List{});
 }
 
 // SQLite would replay a log that lies beside a database, whoever wrote it.

@@ -115,7 +115,7 @@ def run_crowd(bench, _, seed, every):
     crowd.run()
     try:
         if not crowd.bad:
-            judge.judge_sound(machine, judge.shown(machine), machine.masked())
+            judge.judge_sound(machine, judge.shown(machine))
     except Disagreement as disagreement:
         crowd.note(str(disagreement))
     return crowd.points, crowd.bad

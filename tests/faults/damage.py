@@ -62,7 +62,13 @@ def link_instead(path):
     path.symlink_to(FOREIGN_TARGET)
 
 
-WHOLE = {"deleted": delete, "a folder": folder_instead, "a dangling link": link_instead}
+def pipe_instead(path):
+    delete(path)
+    os.mkfifo(path)
+
+
+WHOLE = {"deleted": delete, "a folder": folder_instead, "a dangling link": link_instead,
+         "a pipe": pipe_instead}
 
 
 def damages_of(path):
@@ -125,8 +131,9 @@ def run_damage(bench, _, target_index, every):
 
 
 def is_refused(run, path):
-    """What stands there is no file or folder of ours: that is left to people, and named."""
-    return (run.exit_code != 0 and run.status == STATUSES["storeUnsafe"] and
+    """What stands there is no file or folder of ours: that is left to people, and named. Only a
+    database is set aside and built anew."""
+    return (path.name != "store.db" and run.exit_code != 0 and run.status == STATUSES["storeUnsafe"] and
             str(path) in run.err)
 
 

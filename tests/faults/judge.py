@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 
 from machine import FOLDER_NAME, STATUSES, Disagreement
 from operations import NEXT
@@ -26,14 +27,20 @@ FITTING = {
 
 
 def shown(machine):
-    """What both stores hold, by their rows: {store: {id: (version, state)}}."""
-    return {store: {name: row.shown() for name, row in machine.rows(store).items()}
-            for store in STORES}
+    """What both stores hold, by their rows, and what of the shared store the user has switched off
+    for himself: {store: {id: (version, state)}, "masked": {id: True}}."""
+    state = {store: {name: row.shown() for name, row in machine.rows(store).items()}
+             for store in STORES}
+    state["masked"] = {name: True for name in machine.masked()
+                       if name in state["shared"] and name not in state["user"]}
+    return state
 
 
 def merged(state):
-    """What a list shows of both stores: the user's extension counts."""
-    return {**state["shared"], **state["user"]}
+    """What a list shows of both stores: the user's extension counts, and his masks."""
+    shared = {name: (version, "Disabled" if name in state["masked"] else switch)
+              for name, (version, switch) in state["shared"].items()}
+    return {**shared, **state["user"]}
 
 
 def require(condition, text):
@@ -45,6 +52,11 @@ def leaves_product_out(run):
     """A descriptor that may not be read is left out by a line on standard error: its product takes
     no package, and the next changes take its links away and make them again."""
     return "/products.d/" in run.err
+
+
+def leaves_store_out(run):
+    """A shared store that may not be read is left out by a line on standard error."""
+    return re.search(r"/shared(/QZ[^:\n]*)?: ", run.err) is not None
 
 
 def judge_ending(run, error):
@@ -60,6 +72,8 @@ def judge_ending(run, error):
         fitting = [STATUSES[name] for name in FITTING[error]]
         if error == "EACCES" and leaves_product_out(run):
             fitting += [STATUSES["noFittingProduct"], STATUSES["noUpdate"]]
+        if error == "EACCES" and leaves_store_out(run):
+            fitting += [STATUSES["extensionNotFound"], STATUSES["productNotFound"]]
         require(run.status in fitting, f"the status does not fit {error}: {run}")
 
 
@@ -127,22 +141,27 @@ def judge_folders(machine):
         require(not staging, f"staging/ of the {store} store holds {staging}")
 
 
-def judge_list(machine, state, warnings_are_fine=False, masked=()):
-    """A list works at once, needs no right to write, and shows what the rows say. `masked`: the ids
-    that the user has switched off for himself."""
+def judge_list(machine, state, warnings_are_fine=False):
+    """A list works at once, needs no right to write, and shows what the rows and masks say."""
     found = machine.listed(warnings_are_fine=warnings_are_fine)
-    wanted = merged(state)
-    for name in set(masked) & set(state["shared"]) - set(state["user"]):
-        wanted[name] = (wanted[name][0], "Disabled")
-    require(found == wanted, f"the list shows {found}, the rows say {state}")
+    require(found == merged(state), f"the list shows {found}, the rows say {state}")
 
 
-def judge_sound(machine, state, masked=()):
-    """Nothing is left to do: list, rows, folders and links are one."""
+def judge_masks(machine, state):
+    """What is switched off for the user is hidden from each host, and nothing else is."""
+    own = {name for name, (_, switch) in state["user"].items() if switch == "Disabled"}
+    for product in ("sketch", "layout"):
+        require(machine.masked(product) == own | set(state["masked"]),
+                f"{product} is kept from {sorted(machine.masked(product))}, not {state}")
+
+
+def judge_sound(machine, state):
+    """Nothing is left to do: list, rows, folders, links and masks are one."""
     require(shown(machine) == state, f"the stores hold {shown(machine)}, not {state}")
-    judge_list(machine, state, masked=masked)
+    judge_list(machine, state)
     judge_folders(machine)
     judge_links(machine)
+    judge_masks(machine, state)
 
 
 def touched_stores(operation):
@@ -192,7 +211,8 @@ def judge_explained(run):
 def judge_faulty_list(machine, run, before):
     """A list says all, or that it cannot; it never shows less without a word."""
     if run.exit_code == 0 and "atus = " not in run.out:
-        require(machine.listed(run, warnings_are_fine=True) == merged(before),
+        found, wanted = machine.listed(run, warnings_are_fine=True), merged(before)
+        require(found == wanted or leaves_store_out(run) and found.items() <= wanted.items(),
                 f"the list is not whole, and does not say so: {run}")
     elif not run.was_killed:
         judge_explained(run)

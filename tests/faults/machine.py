@@ -244,6 +244,6 @@ class Machine:
                 for folder, _ in self.link_folders() for name in os.listdir(folder)
                 if os.path.islink(folder / name)}
 
-    def masked(self):
-        """The ids of the shared store that the user has switched off for himself."""
-        return {path.name for path in (self.user / "products").glob("*/disabled/*")}
+    def masked(self, product="*"):
+        """The ids that the user's store keeps from a product's hosts, or from any."""
+        return {path.name for path in (self.user / "products").glob(f"{product}/disabled/*")}

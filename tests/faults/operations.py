@@ -1,24 +1,33 @@
 """The operations that every method runs, and the scenes in which they run. An operation is one
 change of one store; each is named here once, for all methods."""
 
+import os
+
 A, B, C, E = (f"com.example.{letter}" for letter in "abce")
 NEW, NEXT = "com.example.new", "com.example.next"
-REMOVED = "removed"
+REMOVED, MASKED, UNMASKED = "removed", "masked", "unmasked"
+ORDINARY_USER, ORDINARY_SCENES = 65534, ("ordinary user", "masked")
 
 
 class Operation:
     """`arguments`: from a machine to the tool's arguments. `change`: (store, id, version or REMOVED
-    or None where it stays, whether it is enabled or None where that stays); None for a list."""
+    or None where it stays, whether it is enabled or None where that stays); None for a list. With
+    MASKED or UNMASKED, an ordinary user switches an extension of the shared store for himself."""
 
     def __init__(self, name, scene, arguments, change):
         self.name, self.scene, self.arguments, self.change = name, scene, arguments, change
 
     def expected(self, before):
-        """What the lists of both stores show afterwards: {store: {id: (version, state)}}."""
+        """What both stores hold afterwards; see judge.shown()."""
         after = {store: dict(rows) for store, rows in before.items()}
         if self.change is None:
             return after
         store, identifier, version, enabled = self.change
+        if version in (MASKED, UNMASKED):
+            after["masked"].pop(identifier, None)
+            if version == MASKED:
+                after["masked"][identifier] = True
+            return after
         old_version, old_state = after[store].pop(identifier, (None, "Enabled"))
         if version != REMOVED:
             state = old_state if enabled is None else "Enabled" if enabled else "Disabled"
@@ -85,6 +94,11 @@ OPERATIONS = [
               ("shared", C, None, False)),
     Operation("list", "usual", words("--list", "all", "--list_as_xml", "all"), None),
 ]
+if os.geteuid() == 0:  # others cannot become an ordinary user beside root's store
+    OPERATIONS += [
+        Operation("mask", "ordinary user", words("--disable", C), ("user", C, MASKED, None)),
+        Operation("unmask", "masked", words("--enable", C), ("user", C, UNMASKED, None)),
+    ]
 
 
 def build_scene(machine, scene):
@@ -102,6 +116,20 @@ def build_scene(machine, scene):
         machine.must(["--install_for_all", machine.package(identifier, "1.0")])
     machine.must(["--disable", B, "--disable", E])
     if scene == "long history":
-        machine.must(["--enable", B, "--disable", B] * 150)
+        # So many lines that the next one packs the oldest.
+        machine.must(["--enable", B, "--disable", B] * 190)
     if scene == "in order":
         machine.settle()
+    if scene in ORDINARY_SCENES:
+        become_ordinary(machine)
+    if scene == "masked":
+        machine.must(["--disable", C])
+
+
+def become_ordinary(machine):
+    """From here on, the tool is run by a user who may not change the shared store."""
+    for folder, folders, files in os.walk(machine.root / "user"):
+        for name in [""] + folders + files:
+            os.lchown(os.path.join(folder, name), ORDINARY_USER, ORDINARY_USER)
+    machine.root.chmod(0o1777)
+    machine.identity = {"user": ORDINARY_USER, "group": ORDINARY_USER, "extra_groups": []}

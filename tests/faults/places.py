@@ -11,11 +11,11 @@ import tempfile
 import calls
 import judge
 from machine import Disagreement, Machine, Tree
-from operations import A, OPERATIONS, build_scene
+from operations import (A, OPERATIONS, ORDINARY_SCENES, ORDINARY_USER, become_ordinary,
+                        build_scene)
 
 PAGE = 4096
 ROOMS = range(PAGE, (1 << 20) + 1, PAGE)
-ORDINARY_USER = 65534
 IMAGE_BYTES = 16 << 20
 CHANGES = [index for index, operation in enumerate(OPERATIONS) if operation.change]
 
@@ -78,6 +78,8 @@ def run_rooms(bench, operation_index, every):
         try:
             with mounted(home, "-t", "tmpfs", "-o", "size=64m,mode=755", "none"):
                 content.write()
+                if operation.scene in ORDINARY_SCENES:
+                    become_ordinary(machine)
                 disk = os.statvfs(home)
                 used = (disk.f_blocks - disk.f_bfree) * disk.f_frsize
                 command("mount", "-o", f"remount,size={used + room}", home)
@@ -125,7 +127,8 @@ def run_rights(bench, operation_index, every):
         machine = bench.at_start_of(operation)
         store = machine.store(operation.change[0])
         taken = SHAPES[shape]
-        if not store.exists() or taken and operation.change[0] == "shared":
+        if not store.exists() or taken and operation.change[0] == "shared" or (
+                not taken and operation.scene in ORDINARY_SCENES):
             continue  # there is nothing that could be taken
         points += 1
         machine.identity = {"user": ORDINARY_USER, "group": ORDINARY_USER, "extra_groups": []}
@@ -152,12 +155,11 @@ def judge_rights(machine, operation, store, taken):
     before = judge.shown(machine)
     run = machine.run(operation.arguments(machine))
     judge.judge_ending(run, "rights")
-    masked = machine.masked() - set(before["user"])
-    if masked:
+    now = judge.shown(machine)
+    if operation.name.startswith("disable for all") and now["masked"]:
         # Who may not disable it for all has switched it off for himself.
-        judge.require(operation.name.startswith("disable for all"), f"{masked} is masked: {run}")
-        judge.require(judge.shown(machine) == before, f"{masked} is masked, rows differ: {run}")
-        judge.judge_sound(machine, before, masked)
+        judge.require({**now, "masked": {}} == before, f"it is masked, and rows differ: {run}")
+        judge.judge_sound(machine, now)
         return
     now = judge.judge_state(machine, run, before, operation.expected(before))
     judge.judge_hosts(machine)
@@ -185,6 +187,7 @@ class CutDisk:
         self.cut = bench.root / "cut.image"
         self.folder = bench.root / f"cut-{operation.scene.replace(' ', '-')}"
         self.build = bench.build
+        self.is_ordinary = operation.scene in ORDINARY_SCENES
         if not self.base.exists():
             self.folder.mkdir()
             self.make(operation.scene)
@@ -200,7 +203,10 @@ class CutDisk:
             command("mount", "-o", "loop", self.image, self.folder)
 
     def machine(self):
-        return Machine(self.folder, self.build)
+        machine = Machine(self.folder, self.build)
+        if self.is_ordinary:
+            become_ordinary(machine)
+        return machine
 
 
 def run_power_cuts(bench, operation_index, every):

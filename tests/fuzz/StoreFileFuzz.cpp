@@ -54,7 +54,8 @@ void list() try {
 
 void change() try {
     const StoreLock lock(folder());
-    ExtensionTable table = ExtensionTable::openForWriting(folder(), lock);
+    ExtensionTable table =
+        ExtensionTable::openForWriting(folder(), lock, [](const std::string&) { return false; });
     requireSound(table);
     std::size_t size = 0;
     table.writeFile([&](std::string_view bytes) { size += bytes.size(); });

@@ -15,6 +15,7 @@ CALLS = {
     "O_PATH": r"\bO_PATH\b",
     "openat2": r"\bSYS_openat2\b",
     "syncfs": r"\bsyncfs\(",
+    "madvise": r"\bmadvise\(",
     "sync_file_range": r"\bsync_file_range\(",
     "posix_fallocate": r"\bposix_fallocate\(",
     "getrandom": r"\bgetrandom\(",

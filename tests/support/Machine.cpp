@@ -37,11 +37,11 @@ std::string Machine::package(const std::string& id, const std::string& version) 
     return package(PackageBuilder(id, version).file("content.txt", version));
 }
 
-Result Machine::tavik(const std::vector<std::string>& arguments) const {
+Result Machine::tavik(const std::vector<std::string>& arguments, const std::string& name) const {
     std::vector<std::string> command;
     if (who_ == As::ordinaryUser && ::geteuid() == 0)
         command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
-    command.push_back(program("TavikCmd"));
+    command.push_back(program(name));
     command.insert(command.end(), arguments.begin(), arguments.end());
     return run(command, environment_);
 }

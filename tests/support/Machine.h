@@ -29,8 +29,9 @@ class Machine {
     enum class As { owner, ordinaryUser };
     void runAs(As who) { who_ = who; }
 
-    /// Runs the tool with these arguments.
-    Result tavik(const std::vector<std::string>& arguments) const;
+    /// Runs the tool, or another program of the build, with these arguments.
+    Result tavik(const std::vector<std::string>& arguments,
+                 const std::string& name = "TavikCmd") const;
     Result install(const std::string& path) const { return tavik({"--install", path}); }
 
     /// "Enabled NAME VERSION" or "Disabled NAME VERSION" for each extension that is listed for the

@@ -101,6 +101,19 @@ TEST_F(Repair, NamesWhatMustBeInstalledAgain) {
     EXPECT_EQ(machine_.garbage(), List{});
 }
 
+// A link that could not be made was named, but the status said that all is well.
+TEST_F(Repair, WhatItCannotLinkIsAFailure) {
+    install(package());
+    const std::string link = machine_.user("products/sketch/extensions/com.example.a");
+    fs::remove(link);
+    writeFile(link, "mine");
+    EXPECT_EQ(failures(json(kFailed, {"repair"})), List{"notRepaired " + link});
+    EXPECT_EQ(readFile(link), "mine");
+    fs::remove(link);
+    json(kDone, {"repair"});
+    EXPECT_EQ(machine_.seenByHost("com.example.a"), "1.0");
+}
+
 // Catches files that nothing is known of and that pass for sound, and a list that is made from
 // whatever is there.
 TEST_F(Repair, MissingListIsAProblemThatANewCopySolves) {

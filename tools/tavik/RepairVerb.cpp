@@ -7,7 +7,8 @@
 //    that the package does not have are set aside first: a user may miss them. A list is never made
 //    from the files that are there, because nobody knows whether these are the right ones.
 // 3. Both stores are looked at again. What is left is named. An extension whose files could not be
-//    fetched is a failure that says so. A file that nobody installed does no harm and stays.
+//    fetched is a failure that says so, and so is a link, a folder or a database that is not as the
+//    rows say. A file that nobody installed does no harm and stays.
 
 #include <algorithm>
 
@@ -84,6 +85,10 @@ class Repairs {
                 if (std::none_of(left.begin(), left.end(),
                                  [&](const StoreProblem& other) { return isSame(problem, other); }))
                     say(problem);
+            for (const StoreProblem& problem : left)
+                if (isOfTheStore(problem.kind))
+                    run_.output().failure(Error(static_cast<int>(Status::notRepaired), problem.path,
+                                                problemName(problem.kind)));
         } else if (!done_.empty()) {
             run_.output().pending();
         }

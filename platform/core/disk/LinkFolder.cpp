@@ -19,10 +19,6 @@ std::string temporaryNameOf(const std::string& name) {
     return "." + name.substr(0, NAME_MAX - 8) + ".new";
 }
 
-bool leadsBelow(const std::string& prefix, const std::string& target) {
-    return !prefix.empty() && target.compare(0, prefix.size(), prefix) == 0;
-}
-
 /// What stands under a name.
 struct Entry {
     enum class Kind { nothing, link, somethingElse };
@@ -52,7 +48,7 @@ FileDescriptor openToLook(const std::string& path) {
 }  // namespace
 
 std::optional<LinkFolder> LinkFolder::open(const StoreFolder& store, const std::string& path,
-                                           Missing missing, std::vector<std::string> ours) {
+                                           Missing missing, LinkFilter ours) {
     const std::string below = store.path() + "/";
     FileDescriptor descriptor = path.compare(0, below.size(), below) == 0
                                     ? openTrustedFolder(store.descriptor(), store.path(),
@@ -72,29 +68,20 @@ std::vector<std::string> LinkFolder::namesAt(const std::string& path) {
     return names;
 }
 
-std::vector<std::string> LinkFolder::linksAt(const std::string& path, const std::string& prefix) {
-    FileDescriptor folder = openToLook(path);
-    if (!folder)
-        return {};
-    return LinkFolder(path, std::move(folder), {}).linksBelow(prefix);
-}
-
-bool LinkFolder::hasDanglingLinkAt(const std::string& path, const std::string& prefix) {
-    const auto names = linksAt(path, prefix);
-    return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
-        return ::access((path + "/" + name).c_str(), F_OK) != 0 && errno == ENOENT;
-    });
-}
-
-bool LinkFolder::isLinkAt(const std::string& path, const std::string& name,
-                          const std::string& prefix) {
+LinkFolder::Targets LinkFolder::targetsAt(const std::string& path) {
     const FileDescriptor folder = openToLook(path);
-    return folder && leadsBelow(prefix, lookAt(folder.get(), name, path).target);
+    Targets targets;
+    if (!folder)
+        return targets;
+    for (auto& name : namesIn(folder.get()))
+        if (Entry entry = lookAt(folder.get(), name, path); entry.kind == Entry::Kind::link)
+            targets.emplace(std::move(name), std::move(entry.target));
+    return targets;
 }
 
-bool LinkFolder::isOurs(const std::string& target) const {
-    return std::any_of(ours_.begin(), ours_.end(),
-                       [&](const std::string& prefix) { return leadsBelow(prefix, target); });
+std::string LinkFolder::targetAt(const std::string& path, const std::string& name) {
+    const FileDescriptor folder = openToLook(path);
+    return folder ? lookAt(folder.get(), name, path).target : std::string();
 }
 
 void LinkFolder::requireRoomFor(const std::string& name) const {
@@ -105,19 +92,9 @@ void LinkFolder::requireRoomFor(const std::string& name) const {
     if (entry.kind == Entry::Kind::somethingElse)
         fail(Status::storeUnsafe, path_ + "/" + name,
              "something other than a link stands where the extension's link belongs");
-    if (entry.kind == Entry::Kind::link && !isOurs(entry.target))
+    if (entry.kind == Entry::Kind::link && !ours_(name, entry.target))
         fail(Status::storeUnsafe, path_ + "/" + name,
              "a link to " + entry.target + " stands where the extension's link belongs");
-}
-
-std::vector<std::string> LinkFolder::linksBelow(const std::string& prefix) const {
-    std::vector<std::string> names;
-    for (auto& name : namesIn(descriptor_.get())) {
-        const Entry entry = lookAt(descriptor_.get(), name, path_);
-        if (entry.kind == Entry::Kind::link && leadsBelow(prefix, entry.target))
-            names.push_back(std::move(name));
-    }
-    return names;
 }
 
 void LinkFolder::point(const std::string& name, const std::string& target) {
@@ -136,7 +113,7 @@ void LinkFolder::point(const std::string& name, const std::string& target) {
 
 void LinkFolder::remove(const std::string& name) {
     const Entry entry = lookAt(descriptor_.get(), name, path_);
-    if (entry.kind != Entry::Kind::link || !isOurs(entry.target))
+    if (entry.kind != Entry::Kind::link || !ours_(name, entry.target))
         return;
     if (::unlinkat(descriptor_.get(), name.c_str(), 0) != 0 && errno != ENOENT)
         failErrno(errno, path_ + "/" + name, "remove the link");

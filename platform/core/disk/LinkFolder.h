@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/core/disk/StoreFolder.h"
@@ -9,38 +11,35 @@
 
 namespace tavik {
 
+/// Says whether a link of that name with that target is one of ours.
+using LinkFilter = std::function<bool(const std::string& name, const std::string& target)>;
+
 /// An open folder in which a host application looks for its enabled extensions. What stands in it
 /// and is not a link of ours is never touched. All work goes through the descriptor, so what was
 /// checked is what is changed, wherever the path leads by now.
 class LinkFolder {
   public:
     /// A folder below the store is reached from the store's own descriptor, any other one by the
-    /// walk of openTrustedFolder(). Nothing if it is missing and is not to be made. `ours`: a link
-    /// is ours where it leads to somewhere below one of these paths, which end with a slash.
+    /// walk of openTrustedFolder(). Nothing if it is missing and is not to be made. No other links
+    /// than `ours` are changed.
     static std::optional<LinkFolder> open(const StoreFolder& store, const std::string& path,
-                                          Missing missing, std::vector<std::string> ours);
+                                          Missing missing, LinkFilter ours);
 
-    /// All names in the folder at `path`, in the order of their bytes; and of them the links that
-    /// lead to somewhere below `prefix`. These only look, so whose folder it is does not matter.
-    /// Empty where there is no folder, or none that the current user may enter.
+    /// All names in the folder at `path`, in the order of their bytes; and the links in it, with
+    /// their targets. These only look, so whose folder it is does not matter. Empty where there is
+    /// no folder, or none that the current user may enter.
     static std::vector<std::string> namesAt(const std::string& path);
-    static std::vector<std::string> linksAt(const std::string& path, const std::string& prefix);
+    using Targets = std::unordered_map<std::string, std::string>;
+    static Targets targetsAt(const std::string& path);
 
-    /// Whether one of these links leads nowhere; only looks as well.
-    static bool hasDanglingLinkAt(const std::string& path, const std::string& prefix);
-
-    /// Whether the link `name` there is one of them; only looks as well.
-    static bool isLinkAt(const std::string& path, const std::string& name,
-                         const std::string& prefix);
+    /// The target of the link `name` there; empty where there is no link. Only looks as well.
+    static std::string targetAt(const std::string& path, const std::string& name);
 
     const std::string& path() const noexcept { return path_; }
 
     /// Throws Status::storeUnsafe where something stands under the name that is not a link of ours,
     /// and errno failures where the current user has no right to write here.
     void requireRoomFor(const std::string& name) const;
-
-    /// The names of the links that lead to somewhere below `prefix`.
-    std::vector<std::string> linksBelow(const std::string& prefix) const;
 
     /// Makes the link lead to `target` in one step. Looks again at what stands there, and throws as
     /// requireRoomFor() does.
@@ -53,14 +52,12 @@ class LinkFolder {
     void synchronise();
 
   private:
-    LinkFolder(std::string path, FileDescriptor descriptor, std::vector<std::string> ours)
+    LinkFolder(std::string path, FileDescriptor descriptor, LinkFilter ours)
         : path_(std::move(path)), descriptor_(std::move(descriptor)), ours_(std::move(ours)) {}
-
-    bool isOurs(const std::string& target) const;
 
     std::string path_;
     FileDescriptor descriptor_;
-    std::vector<std::string> ours_;
+    LinkFilter ours_;
     bool isChanged_ = false;
 };
 

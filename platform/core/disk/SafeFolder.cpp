@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <system_error>
 
-#include "platform/core/disk/RegularFile.h"
-
 namespace tavik {
 namespace {
 
@@ -46,9 +44,9 @@ FileDescriptor openSafeFolder(int parent, const std::string& name, const std::st
     return folder;
 }
 
-std::optional<std::string> readSafeFile(int folder, const std::string& name, std::size_t limit,
+std::optional<RegularFile> openSafeFile(int folder, const std::string& name,
                                         const FileSubject& subject) {
-    const RegularFile file = openRegularFile(folder, name, FinalLink::refused);
+    RegularFile file = openRegularFile(folder, name, FinalLink::refused);
     if (file.error == ENOENT)
         return std::nullopt;
     if (file.error != 0)
@@ -56,15 +54,36 @@ std::optional<std::string> readSafeFile(int folder, const std::string& name, std
     if (!file)
         fail(subject.invalid, subject.path, file.cause());
     requireSafe(file.info, subject.path);
+    return file;
+}
+
+std::optional<std::string> readSafeFile(int folder, const std::string& name, std::size_t limit,
+                                        const FileSubject& subject) {
+    const auto file = openSafeFile(folder, name, subject);
+    if (!file)
+        return std::nullopt;
+    const auto refuseSize = [&] {
+        fail(subject.invalid, subject.path, "it has more than " + std::to_string(limit) + " bytes");
+    };
+    if (file->info.st_size > static_cast<off_t>(limit))
+        refuseSize();
     try {
-        std::string bytes = readUpTo(file.descriptor.get(), limit);
-        if (bytes.size() > limit)
-            fail(subject.invalid, subject.path,
-                 "it has more than " + std::to_string(limit) + " bytes");
+        std::string bytes = readUpTo(file->descriptor.get(), limit);
+        if (bytes.size() > limit)  // it has grown
+            refuseSize();
         return bytes;
     } catch (const std::system_error& error) {
         failErrno(error.code().value(), subject.path, "read the file");
     }
+}
+
+void requireSafeEntry(int folder, const std::string& name, const std::string& path) {
+    struct stat info {};
+    if (::fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0)
+        failErrno(errno, path, "look at it");
+    if (S_ISLNK(info.st_mode))
+        info.st_mode = S_IFLNK;
+    requireSafe(info, path);
 }
 
 bool hasSafeFile(int folder, const std::string& name, const FileSubject& subject) {

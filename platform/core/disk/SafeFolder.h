@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/status/Status.h"
 #include "platform/support/FileDescriptor.h"
 
@@ -23,11 +24,20 @@ struct FileSubject {
     Status invalid;
 };
 
-/// The bytes of the regular file `name` in the open folder, `limit` at the most; nothing where it
-/// does not exist. A link, a special file and a longer one are refused with the subject's status, a
-/// file of another user or one that others can write to with Status::storeUnsafe.
+/// Opens the regular file `name` in the open folder; nothing where it does not exist. A link and a
+/// special file are refused with the subject's status, a file of another user or one that others
+/// can write to with Status::storeUnsafe.
+std::optional<RegularFile> openSafeFile(int folder, const std::string& name,
+                                        const FileSubject& subject);
+
+/// The bytes of such a file, `limit` at the most: a longer one is refused with the subject's
+/// status.
 std::optional<std::string> readSafeFile(int folder, const std::string& name, std::size_t limit,
                                         const FileSubject& subject);
+
+/// Throws Status::storeUnsafe where `name` in the open folder belongs to another user, or others
+/// could change it, whatever kind of thing it is. A link has no rights of its own. errno failures.
+void requireSafeEntry(int folder, const std::string& name, const std::string& path);
 
 /// Whether the open folder has the file `name`; refuses what readSafeFile refuses. It only looks:
 /// to open and close a file would drop the locks that this process has on it.

@@ -101,9 +101,16 @@ Product parseDescriptor(std::string_view json) {
 
 ProductCatalog ProductCatalog::load(const std::vector<StoreLocation>& locations) {
     ProductCatalog catalog;
-    for (const auto& location : locations)
-        if (const auto store = StoreFolder::open(location))
-            catalog.read(*store);
+    for (const auto& location : locations) {
+        try {
+            if (const auto store = StoreFolder::open(location))
+                catalog.read(*store);
+        } catch (const Error& error) {
+            if (location.scope != Scope::shared || locations.size() == 1 || !isUnusableStore(error))
+                throw;
+            catalog.failure_ = error;
+        }
+    }
     catalog.sort();
     return catalog;
 }

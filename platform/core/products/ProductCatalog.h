@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -29,7 +30,8 @@ class ProductCatalog {
   public:
     /// Reads the descriptors of each location; an earlier location's product wins over a later
     /// one's of the same name. A missing folder has no products. A folder that cannot be read is a
-    /// failure, and so is a file that the disk cannot read.
+    /// failure, and so is a file that the disk cannot read. Only where the shared store beside a
+    /// user's is not usable, see failure().
     static ProductCatalog load(const std::vector<StoreLocation>& locations);
 
     /// Ordered by the bytes of their display names.
@@ -38,6 +40,10 @@ class ProductCatalog {
     /// The descriptors that were left out: not valid, not safe, out of the reader's reach, or with
     /// the display name of a product that counts before theirs. Each error names its file.
     const std::vector<Error>& leftOut() const noexcept { return leftOut_; }
+
+    /// Why the shared store's products are not known, if they are not. Lists go on without them.
+    /// Changes do not: they would take the links of those products away.
+    const std::optional<Error>& failure() const noexcept { return failure_; }
 
     /// Null where there is no such product.
     const Product* byName(const std::string& name) const;
@@ -53,6 +59,7 @@ class ProductCatalog {
     std::unordered_map<std::string, std::size_t> byName_;  ///< positions in products_
     std::unordered_map<std::string, std::size_t> byDisplayName_;
     std::vector<Error> leftOut_;
+    std::optional<Error> failure_;
 };
 
 /// Whether `name` can name a product: 1 to 63 bytes of printable UTF-8 that can name a folder.

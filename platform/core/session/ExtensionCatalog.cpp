@@ -1,10 +1,10 @@
 #include "platform/core/session/ExtensionCatalog.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "platform/core/package/Manifest.h"
 #include "platform/core/status/Status.h"
-#include "platform/core/store/MaskKeeper.h"
 
 namespace tavik {
 namespace {
@@ -30,16 +30,20 @@ bool isListedBefore(const InstalledExtension* a, const InstalledExtension* b) {
 ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locations,
                                         const TableOpener& open) {
     ExtensionCatalog catalog;
-    std::unordered_set<std::string> masked;
+    Masks masks;
     for (const auto& location : locations) {
         const auto folder =
             location.scope == Scope::user ? StoreFolder::open(location) : std::nullopt;
         if (folder)
-            masked = MaskKeeper(*folder).read();
-        if (ExtensionTable* table = open(location))
-            catalog.add(table->readList(catalog.texts_), location.scope);
+            masks = MaskKeeper(*folder).read();
+        ExtensionTable* table = open(location);
+        if (table == nullptr)
+            continue;
+        catalog.add(table->readList(catalog.texts_), location.scope);
+        if (location.scope == Scope::shared)
+            catalog.areMasksWhole_ = areAllCovered(masks, *table);
     }
-    catalog.mask(masked);
+    catalog.mask(masks);
     return catalog;
 }
 
@@ -56,12 +60,12 @@ ExtensionCatalog ExtensionCatalog::ofOne(const Manifest& manifest, Scope scope) 
     return catalog;
 }
 
-void ExtensionCatalog::mask(const std::unordered_set<std::string>& idKeys) {
-    if (idKeys.empty())
+void ExtensionCatalog::mask(const Masks& masks) {
+    if (masks.empty())
         return;
     for (auto& extension : extensions_) {
         extension.isMasked =
-            extension.scope == Scope::shared && idKeys.count(std::string(extension.idKey)) != 0;
+            extension.scope == Scope::shared && masks.count(std::string(extension.idKey)) != 0;
         if (extension.isMasked)
             extension.state = ExtensionState::disabled;
     }

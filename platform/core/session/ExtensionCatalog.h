@@ -7,12 +7,12 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "platform/core/disk/StoreLocation.h"
 #include "platform/core/package/Manifest.h"
 #include "platform/core/store/ExtensionTable.h"
+#include "platform/core/store/MaskKeeper.h"
 #include "platform/support/Arena.h"
 
 namespace tavik {
@@ -41,6 +41,9 @@ class ExtensionCatalog {
 
     /// The one extension that a package with this manifest is installed as.
     static ExtensionCatalog ofOne(const Manifest& manifest, Scope scope);
+
+    /// Whether the masks that were read hide all that they are meant to hide; see areAllCovered.
+    bool areMasksWhole() const noexcept { return areMasksWhole_; }
 
     /// The extension of a catalog of one.
     InstalledExtension& only() { return extensions_.front(); }
@@ -75,7 +78,7 @@ class ExtensionCatalog {
     ExtensionCatalog() = default;
 
     void add(const ExtensionList& list, Scope scope);
-    void mask(const std::unordered_set<std::string>& idKeys);
+    void mask(const Masks& masks);
     void arrange() const;
 
     Arena texts_;
@@ -84,6 +87,7 @@ class ExtensionCatalog {
     /// Made when a product's list is first asked for: most changes never ask.
     mutable std::unordered_map<std::string_view, Members> byProduct_;
     mutable bool isArranged_ = false;
+    bool areMasksWhole_ = true;
 };
 
 }  // namespace tavik

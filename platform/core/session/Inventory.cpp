@@ -5,6 +5,7 @@
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/products/Fit.h"
+#include "platform/core/store/LinkedProducts.h"
 #include "platform/core/store/MaskKeeper.h"
 
 namespace tavik {
@@ -52,6 +53,8 @@ void Inventory::add(const StoreLocation& location, const ProductCatalog& product
         return;
     if (table->trouble())
         troubles_.push_back(*table->trouble());
+    if (wasMoved(table->linkedProducts(), *folder))
+        unfinished_.push_back(location);
     for (auto& row : table->readAll()) {
         std::string path = folder->path() + "/ext/" + row.folder;
         auto productFits = fitsOf(row, products);
@@ -62,10 +65,17 @@ void Inventory::add(const StoreLocation& location, const ProductCatalog& product
 
 void Inventory::mask(const StoreLocation& user) {
     const auto folder = StoreFolder::open(user);
-    const auto masked = folder ? MaskKeeper(*folder).read() : std::unordered_set<std::string>();
-    for (auto& entry : entries_)
-        entry.isMasked = entry.scope == Scope::shared && masked.count(entry.row.idKey) != 0 &&
-                         find(Scope::user, entry.row.idKey) == nullptr;
+    const Masks masks = folder ? MaskKeeper(*folder).read() : Masks();
+    bool areWhole = true;
+    for (auto& entry : entries_) {
+        if (entry.scope != Scope::shared)
+            continue;
+        entry.isMasked =
+            masks.count(entry.row.idKey) != 0 && find(Scope::user, entry.row.idKey) == nullptr;
+        areWhole = areWhole && isCovered(masks, entry.row);
+    }
+    if (!areWhole)
+        unfinished_.push_back(user);
 }
 
 const InventoryEntry* Inventory::find(Scope scope, const std::string& idKey) const noexcept {

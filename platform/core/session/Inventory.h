@@ -48,6 +48,9 @@ class Inventory {
     /// folders.
     const std::vector<Error>& troubles() const noexcept { return troubles_; }
 
+    /// The stores whose links or masks are not as they have to be, for a change to finish.
+    const std::vector<StoreLocation>& unfinished() const noexcept { return unfinished_; }
+
   private:
     void add(const StoreLocation& location, const ProductCatalog& products);
     void mask(const StoreLocation& user);
@@ -55,6 +58,7 @@ class Inventory {
     std::vector<InventoryEntry> entries_;
     std::vector<Error> failures_;
     std::vector<Error> troubles_;
+    std::vector<StoreLocation> unfinished_;
 };
 
 }  // namespace tavik

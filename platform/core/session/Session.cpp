@@ -26,6 +26,7 @@
 #include "platform/core/products/Fit.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/store/ChangeMark.h"
+#include "platform/core/store/LinkedProducts.h"
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/DeferredTermination.h"
 #include "platform/support/FileDescriptor.h"
@@ -71,6 +72,8 @@ const ProductCatalog& Session::reachableProducts() {
         products_ = ProductCatalog::load(locations());
         for (const auto& leftOut : products_->leftOut())
             warn(leftOut);
+        if (products_->failure())
+            warnOnce(*products_->failure());
     }
     return *products_;
 }
@@ -107,8 +110,15 @@ const ExtensionCatalog& Session::catalog() {
     if (catalogIsCurrent_)
         return *catalog_;
     location(Scope::user);
-    ExtensionCatalog fresh = ExtensionCatalog::load(
-        locations(), [this](const StoreLocation& each) { return rowsOf(each); });
+    const auto load = [this] {
+        return ExtensionCatalog::load(locations(),
+                                      [this](const StoreLocation& each) { return rowsOf(each); });
+    };
+    ExtensionCatalog fresh = load();
+    if (!fresh.areMasksWhole() && finishInterrupted(*user_)) {
+        tables_.clear();
+        fresh = load();
+    }
     fresh.assignHandles(byHandle_);
     catalog_ = std::move(fresh);
     catalogIsCurrent_ = true;
@@ -117,8 +127,9 @@ const ExtensionCatalog& Session::catalog() {
     return *catalog_;
 }
 
-/// The rows of a store, for lists. A list repairs an unfinished change or an unsound database where
-/// this user may change the store. Otherwise it uses what it can read.
+/// The rows of a store, for lists. Where this user may change the store, a list repairs an
+/// unfinished change, an unsound database, and the links of a store that was moved. Otherwise it
+/// uses what it can read.
 std::optional<ExtensionTable> Session::openTable(const StoreLocation& location) {
     const auto folder = StoreFolder::open(location);
     if (!folder)
@@ -126,11 +137,12 @@ std::optional<ExtensionTable> Session::openTable(const StoreLocation& location) 
     if (hasMark(*folder))
         finishInterrupted(location);
     auto table = ExtensionTable::openForReading(*folder);
-    if (!table || !table->trouble())
+    if (!table || (!table->trouble() && !wasMoved(table->linkedProducts(), *folder)))
         return table;
     if (finishInterrupted(location))
         return ExtensionTable::openForReading(*folder);
-    warnOnce(*table->trouble());
+    if (table->trouble())
+        warnOnce(*table->trouble());
     return table;
 }
 
@@ -139,10 +151,7 @@ std::optional<ExtensionTable> Session::openOrLeaveOut(const StoreLocation& locat
     try {
         return openTable(location);
     } catch (const Error& error) {
-        const auto status = static_cast<Status>(error.status());
-        const bool isUnusable = status == Status::storeUnsafe || status == Status::storeNewer ||
-                                status == Status::storeDamaged;
-        if (location.scope != Scope::shared || !user_ || !isUnusable)
+        if (location.scope != Scope::shared || !user_ || !isUnusableStore(error))
             throw;
         warnOnce(error);
         return std::nullopt;
@@ -164,7 +173,7 @@ bool Session::finishInterrupted(const StoreLocation& location) {
     try {
         auto folder = StoreFolder::open(location);
         const auto other = location.scope == Scope::user ? std::optional(shared_) : user_;
-        return folder &&
+        return folder && !reachableProducts().failure() &&
                Store(*std::move(folder), other, reachableProducts(), [this](const Error& warning) {
                    warn(warning);
                }).finishInterrupted();
@@ -203,6 +212,8 @@ const StoreLocation& Session::location(Scope scope) const {
 }
 
 Store Session::store(Scope scope) {
+    if (const auto& failure = reachableProducts().failure())
+        throw Error(*failure);
     const auto other = scope == Scope::user ? std::optional(shared_) : user_;
     return {StoreFolder::create(location(scope)), other, reachableProducts(),
             [this](const Error& warning) { warnOnce(warning); }};

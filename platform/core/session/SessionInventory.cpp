@@ -22,6 +22,12 @@ void Session::finishBeforeLook(const StoreLocation& location) noexcept {
 Inventory Session::inventory() {
     for (const StoreLocation& each : locations())
         finishBeforeLook(each);
+    Inventory found = Inventory::read(locations(), reachableProducts());
+    const auto& unfinished = found.unfinished();
+    if (std::count_if(unfinished.begin(), unfinished.end(),
+                      [this](const StoreLocation& each) { return finishInterrupted(each); }) == 0)
+        return found;
+    forgetCatalog();
     return Inventory::read(locations(), reachableProducts());
 }
 

@@ -6,6 +6,18 @@
 
 namespace tavik {
 
+bool isUnusableStore(const Error& error) noexcept {
+    switch (static_cast<Status>(error.status())) {
+        case Status::storeUnsafe:
+        case Status::storeNewer:
+        case Status::storeDamaged:
+        case Status::noPermission:
+            return true;
+        default:
+            return false;
+    }
+}
+
 Status statusOfErrno(int error) noexcept {
     switch (error) {
         case ENOSPC:

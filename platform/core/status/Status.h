@@ -74,6 +74,8 @@ enum class Status : int {
     // What a store repairs by itself, and tells: OnlineTexts.h.
     storeRebuilt = -50,
     filesMissing = -51,
+    folderSetAside = -52,
+    notRepaired = -53,
 
     // Trust: OnlineTexts.h.
     signatureMissing = -55,
@@ -91,6 +93,11 @@ enum class Status : int {
     stateFileInvalid = -77,
     packageNotWanted = -78,
 };
+
+/// Whether the error says that a store cannot be used as it is: unsafe, of a newer version,
+/// damaged, or out of this user's reach. Where it is the one for all users, a user's own extensions
+/// go on working without it.
+bool isUnusableStore(const Error& error) noexcept;
 
 /// What an errno value means: a full disk, a read-only disk, a missing right, no memory, or any
 /// other failure to read or write.

@@ -1,6 +1,7 @@
 #include "platform/core/store/ExtensionTable.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/status/SqliteFailure.h"
@@ -8,17 +9,34 @@
 #include "platform/core/store/ChangeMark.h"
 #include "platform/core/store/EarlierForm.h"
 #include "platform/core/store/FolderName.h"
+#include "platform/core/store/HistoryTable.h"
 #include "platform/core/store/MaskKeeper.h"
 #include "platform/core/store/Rebuild.h"
 #include "platform/core/store/RowReader.h"
 #include "platform/core/store/StoreImage.h"
 #include "platform/core/store/StoreSchema.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
 
+constexpr std::size_t kMaxNamedBytes = 400;
+
 std::string pathOf(const StoreFolder& folder) {
     return folder.path() + "/" + kDatabaseName;
+}
+
+/// An earlier version took names with controls and directional characters, which would garble the
+/// list. The row keeps them.
+std::string_view keepShown(std::string_view text, Arena& texts) {
+    return isPrintableText(text) ? texts.keep(text) : texts.keep(printable(text));
+}
+
+ExtensionRow shown(ExtensionRow row) {
+    for (std::string* text : {&row.name, &row.storeName})
+        if (!isPrintableText(*text))
+            *text = printable(*text);
+    return row;
 }
 
 ListedExtension listedOf(const Statement& select, Arena& texts) {
@@ -27,9 +45,9 @@ ListedExtension listedOf(const Statement& select, Arena& texts) {
     // The two differ in letter case at the most, and hardly ever do.
     const std::string_view id = select.text(1);
     extension.id = id == extension.idKey ? extension.idKey : texts.keep(id);
-    extension.name = texts.keep(select.text(2));
-    extension.version = texts.keep(select.text(3));
-    extension.storeName = texts.keep(select.text(4));
+    extension.name = keepShown(select.text(2), texts);
+    extension.version = keepShown(select.text(3), texts);
+    extension.storeName = keepShown(select.text(4), texts);
     extension.state = select.number(5) != 0 ? ExtensionState::enabled : ExtensionState::disabled;
     return extension;
 }
@@ -60,6 +78,16 @@ void putProducts(const Database& database, const ExtensionRow& row) {
             .bind(4, textOf(product.minVersion))
             .bind(5, textOf(product.maxVersion))
             .run();
+}
+
+/// What the warning says of extensions that may have been disabled.
+std::string textOfUnknown(const std::vector<std::string>& ids) {
+    std::string text;
+    for (const auto& id : ids)
+        text += (text.empty() ? "" : ", ") + id;
+    return text.empty() ? text
+                        : "; enabled now, since it is not known whether they were: " +
+                              shortened(text, kMaxNamedBytes);
 }
 
 /// Whether there are installed folders, which a database must have rows for.
@@ -122,14 +150,12 @@ ExtensionTable ExtensionTable::empty(const StoreFolder& folder, Origin origin) {
     return table;
 }
 
-ExtensionTable ExtensionTable::ofImage(const StoreFolder& folder, std::string image,
-                                       Access access) {
+ExtensionTable ExtensionTable::ofImage(const StoreFolder& folder, PageMemory image, Access access) {
     try {
         if (access == Access::change)
-            return {pathOf(folder), Database::fromImage(image), Origin::sound};
-        auto kept = std::make_unique<std::string>(std::move(image));
-        ExtensionTable table(pathOf(folder), Database::overImage(*kept), Origin::sound);
-        table.image_ = std::move(kept);
+            return {pathOf(folder), Database::fromImage(image.view()), Origin::sound};
+        ExtensionTable table(pathOf(folder), Database::overImage(image.view()), Origin::sound);
+        table.image_ = std::move(image);
         return table;
     } catch (const SqliteError& error) {
         failSqlite(error, pathOf(folder));
@@ -151,18 +177,22 @@ ExtensionTable ExtensionTable::ofEarlierForm(const StoreFolder& folder) {
 
 ExtensionTable ExtensionTable::rebuild(const StoreFolder& folder, const std::string& fault) {
     ExtensionTable table = empty(folder, Origin::rebuilt);
+    std::unordered_set<std::string> knownKeys;
     try {
         StoreImage previous = readStoreImage(folder, kPreviousName);
         if (previous.kind == StoreImage::Kind::sound) {
             ExtensionTable before = ofImage(folder, std::move(previous.bytes), Access::change);
             before.readFolders();
+            for (const auto& row : before.readAll())
+                knownKeys.insert(row.idKey);
             table = std::move(before);
         }
     } catch (const Error&) {
         // Without the version before, the rows come from the folders alone.
+        knownKeys.clear();
     }
     table.origin_ = Origin::rebuilt;
-    table.trouble_ = Error(static_cast<int>(Status::storeRebuilt), pathOf(folder), fault);
+    std::string detail = fault;
     const FileDescriptor content = folder.existingSubfolder("ext");
     const auto names = content ? namesIn(content.get()) : std::vector<std::string>();
     const auto masked = MaskKeeper(folder).read();
@@ -173,15 +203,21 @@ ExtensionTable ExtensionTable::rebuild(const StoreFolder& folder, const std::str
                      hasMark(folder) ? LostFiles::refused : LostFiles::accepted);
         removeRowsWithoutFolder(table, names);
         // A user's store masks what is switched off: its entries are newer than the version before.
-        for (const auto& idKey : masked)
-            table.setState(idKey, ExtensionState::disabled);
+        for (const auto& mask : masked)
+            table.setState(mask.first, ExtensionState::disabled);
+        if (folder.location().scope == Scope::shared)
+            detail += textOfUnknown(takeStatesFromLinks(table, folder, knownKeys));
         all.commit();
     });
+    table.trouble_ = Error(static_cast<int>(Status::storeRebuilt), pathOf(folder), detail);
     return table;
 }
 
 std::vector<ExtensionRow> ExtensionTable::readAll() {
-    return guarded([&] { return readRows(database_, sql::kSelectExtensions, "", path_); });
+    auto rows = guarded([&] { return readRows(database_, sql::kSelectExtensions, "", path_); });
+    for (auto& row : rows)
+        row = shown(std::move(row));
+    return rows;
 }
 
 std::optional<ExtensionRow> ExtensionTable::find(const std::string& idKey) {
@@ -190,7 +226,7 @@ std::optional<ExtensionRow> ExtensionTable::find(const std::string& idKey) {
     auto rows = guarded([&] { return readRows(database_, sql::kSelectExtensions, idKey, path_); });
     if (rows.empty())
         return std::nullopt;
-    return std::move(rows.front());
+    return shown(std::move(rows.front()));
 }
 
 ExtensionList ExtensionTable::readList(Arena& texts) {
@@ -241,21 +277,7 @@ FolderDigest ExtensionTable::folderDigest() {
 }
 
 std::vector<HistoryLine> ExtensionTable::readHistory() {
-    return guarded([&] {
-        std::vector<HistoryLine> lines;
-        Statement select(database_, sql::kSelectHistory);
-        const auto text = [&](int column) { return std::string(select.text(column)); };
-        while (select.step())
-            lines.push_back({text(0),
-                             text(1),
-                             text(2),
-                             text(3),
-                             text(4),
-                             text(5),
-                             {select.number(6), text(7)},
-                             text(8)});
-        return lines;
-    });
+    return guarded([&] { return readHistoryLines(database_, path_); });
 }
 
 std::string ExtensionTable::linkedProducts() {
@@ -267,6 +289,7 @@ std::string ExtensionTable::linkedProducts() {
 
 void ExtensionTable::setLinkedProducts(const std::string& text) {
     guarded([&] { Statement(database_, sql::kSetLinkedProducts).bind(1, text).run(); });
+    areLinkedProductsNew_ = true;
 }
 
 void ExtensionTable::put(const ExtensionRow& row) {
@@ -306,26 +329,12 @@ void ExtensionTable::setState(const std::string& idKey, ExtensionState state) {
 }
 
 void ExtensionTable::addHistory(const HistoryLine& line) {
-    guarded([&] {
-        Statement(database_, sql::kAddHistory)
-            .bind(1, line.time)
-            .bind(2, line.operation)
-            .bind(3, line.id)
-            .bind(4, line.name)
-            .bind(5, line.from)
-            .bind(6, line.to)
-            .bind(7, line.by.number)
-            .bind(8, line.by.name)
-            .bind(9, line.signer)
-            .run();
-        Statement(database_, sql::kTrimHistory)
-            .bind(1, static_cast<std::int64_t>(kMaxHistoryLines))
-            .run();
-    });
+    guarded([&] { addHistoryLine(database_, line); });
 }
 
 void ExtensionTable::writeFile(const std::function<void(std::string_view)>& write) {
     guarded([&] {
+        database_.compact();
         database_.useImage([&](std::string_view image) {
             nextSeal_ = sealOf(image);
             write(image);

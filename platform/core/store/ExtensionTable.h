@@ -14,6 +14,7 @@
 #include "platform/core/store/History.h"
 #include "platform/support/Arena.h"
 #include "platform/support/Error.h"
+#include "platform/support/PageMemory.h"
 #include "platform/support/Sqlite.h"
 
 namespace tavik {
@@ -66,6 +67,8 @@ class ExtensionTable {
     std::string linkedProducts();
 
     void setLinkedProducts(const std::string& text);
+    /// Whether they were set and not written yet.
+    bool areLinkedProductsNew() const noexcept { return areLinkedProductsNew_; }
     void put(const ExtensionRow& row);
     void remove(const std::string& idKey);
     void setState(const std::string& idKey, ExtensionState state);
@@ -77,6 +80,7 @@ class ExtensionTable {
     /// Told when that file is the store's.
     void noteWritten() noexcept {
         origin_ = Origin::sound;
+        areLinkedProductsNew_ = false;
         seal_.swap(nextSeal_);
     }
 
@@ -87,7 +91,7 @@ class ExtensionTable {
     enum class Access { read, change };
 
     static ExtensionTable empty(const StoreFolder& folder, Origin origin);
-    static ExtensionTable ofImage(const StoreFolder& folder, std::string image, Access access);
+    static ExtensionTable ofImage(const StoreFolder& folder, PageMemory image, Access access);
     static ExtensionTable ofEarlierForm(const StoreFolder& folder);
     static ExtensionTable rebuild(const StoreFolder& folder, const std::string& fault);
     static std::optional<ExtensionTable> open(const StoreFolder& folder, Access access,
@@ -99,13 +103,14 @@ class ExtensionTable {
     auto guarded(Work work);
 
     std::string path_;
-    std::unique_ptr<std::string> image_;  ///< what the database reads; stays where it is
+    PageMemory image_;  ///< what the database reads; stays where it is
     Database database_;
     Origin origin_;
     std::string seal_;
     std::string nextSeal_;                ///< of what was written last
     std::optional<FolderDigest> digest_;  ///< until a row changes
     std::optional<Error> trouble_;
+    bool areLinkedProductsNew_ = false;
 };
 
 }  // namespace tavik

@@ -8,7 +8,7 @@
 //    throws, or the process is gone. The store keeps its mark and the old folder, and the next
 //    change runs repair(), which makes all links from the rows. Only after that are folders without
 //    a row deleted, so no link ever dangles.
-// 3. Somebody deletes a link or a folder of links. isIncomplete() compares names with rows at the
+// 3. Somebody deletes a link or a folder of links. isIncomplete() compares links with rows at the
 //    start of each change, and repair() follows.
 // 4. Both stores put their links in one folder, because a descriptor names it. They have no lock in
 //    common: whoever could open such a lock could hold up root. Instead each store commits its own
@@ -20,6 +20,11 @@
 //    opened. A process that ends in between leaves its
 //    mark; the other store's next repair() corrects its links too.
 //
+// 5. The store is moved, or restored from a backup in another place. Its links still have the old
+//    path in their targets. linkedProductsText() begins with the store's path, so the next change
+//    or list sees that it is another one (wasMoved), and repair() follows. LinkTargets says which
+//    links are the store's all the same.
+//
 // The user's link goes before the shared store's. Where the user has switched his own extension
 // off, a mask keeps the host application from showing the shared one. It is made before the
 // own link goes, and removed after the own link is back, so the shared one never shows in between.
@@ -29,20 +34,16 @@
 #include <algorithm>
 #include <exception>
 #include <set>
-#include <sstream>
+#include <unordered_set>
 
-#include "platform/core/disk/Folders.h"
 #include "platform/core/products/Fit.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/store/LinkedProducts.h"
 
 namespace tavik {
 namespace {
 
 constexpr int kMaxRounds = 20;
-
-std::string contentBelow(const std::string& familyFolder) {
-    return familyFolder + "/ext/";
-}
 
 template <class Places>
 bool contains(const Places& places, const std::string& folder, const std::string& name) {
@@ -90,8 +91,7 @@ LinkKeeper::LinkKeeper(const StoreFolder& store, const std::optional<StoreLocati
       products_(products),
       settlement_(settlement),
       masks_(store),
-      content_(contentBelow(store.path())),
-      othersContent_(other ? contentBelow(realPath(other->familyFolder())) : "") {}
+      targets_(store, other) {}
 
 void LinkKeeper::prepare(const ExtensionRow& row, const StoreLock&) {
     folders_.clear();
@@ -132,7 +132,9 @@ void LinkKeeper::update(const std::optional<ExtensionRow>& before,
     if (isUsers && after && after->state == ExtensionState::disabled)
         attempts.run([&] {
             mask(*after, lock);
-            for (const auto& shared : othersAtFirst(std::vector<std::string>{after->id}))
+            const Names name = std::vector<std::string>{after->id};
+            const auto others = ahead_ ? ahead_ : othersRowsIfUsable(name);
+            for (const auto& shared : others.value_or(std::vector<ExtensionRow>()))
                 mask(shared, lock);
         });
 
@@ -158,7 +160,7 @@ void LinkKeeper::update(const std::optional<ExtensionRow>& before,
     // appear.
     if (isUsers && !after && before && before->state == ExtensionState::disabled)
         attempts.run([&] {
-            if (othersRows(names).empty())
+            if (const auto others = othersRowsIfUsable(names); others && others->empty())
                 masks_.clear(before->idKey, settlement_, lock);
         });
     attempts.run([&] { synchronise(); });
@@ -174,10 +176,7 @@ void LinkKeeper::repair(const std::vector<ExtensionRow>& rows, const std::string
     for (const auto& product : products_.products())
         folders.insert(extensionsFolderOf(product, store_.location()));
     // A product that is gone, or that uses another folder now, has left its links behind.
-    std::istringstream lines(linkedProducts);
-    for (std::string line; std::getline(lines, line);)
-        if (const auto tab = line.rfind('\t'); tab != std::string::npos)
-            folders.insert(line.substr(tab + 1));
+    folders.merge(foldersInLinkedProducts(linkedProducts));
     folders_.clear();
     ahead_.reset();
     for (const auto& folder : folders)
@@ -191,23 +190,33 @@ bool LinkKeeper::isIncomplete(ExtensionTable& table) {
     const ExtensionList list = table.readList(texts);
     if (store_.location().scope == Scope::user && areMasksIncomplete(list))
         return true;
-    std::map<std::string, std::vector<std::string>> namesByProduct;
+    const auto rowFolders = table.readFolders();
+    const std::unordered_set<std::string> known(rowFolders.begin(), rowFolders.end());
+    std::map<std::string, LinkFolder::Targets> linksByProduct;
     for (const auto& product : products_.products()) {
+        const std::string folder = extensionsFolderOf(product, store_.location());
+        LinkFolder::Targets& links = linksByProduct[product.name];
+        try {
+            links = LinkFolder::targetsAt(folder);
+        } catch (const Error&) {
+            return true;  // repair() meets it again, and the change warns
+        }
         // A change of the other store may have been interrupted.
-        if (isCommonFolder(product) &&
-            LinkFolder::hasDanglingLinkAt(product.extensionsFolder, content_))
+        if (isCommonFolder(product) && targets_.hasDangling(links))
             return true;
-        namesByProduct[product.name] =
-            LinkFolder::namesAt(extensionsFolderOf(product, store_.location()));
     }
     for (const auto& [at, product] : list.memberships) {
         const auto& extension = list.extensions[at];
-        const auto names = namesByProduct.find(std::string(product));
-        if (extension.state == ExtensionState::disabled || names == namesByProduct.end() ||
-            std::binary_search(names->second.begin(), names->second.end(), extension.id))
+        const auto links = linksByProduct.find(std::string(product));
+        if (extension.state == ExtensionState::disabled || links == linksByProduct.end())
             continue;
         const std::string folder =
-            extensionsFolderOf(*products_.byName(names->first), store_.location());
+            extensionsFolderOf(*products_.byName(links->first), store_.location());
+        const std::string id(extension.id);
+        const auto link = links->second.find(id);
+        if (link != links->second.end() && (isOthersLink(folder, link->second) ||
+                                            known.count(targets_.folderIn(link->second, id)) != 0))
+            continue;
         const auto row = table.find(std::string(extension.idKey));
         if (row && contains(placesOf(*row), folder, row->id))
             return true;
@@ -216,47 +225,35 @@ bool LinkKeeper::isIncomplete(ExtensionTable& table) {
 }
 
 bool LinkKeeper::areMasksIncomplete(const ExtensionList& list) const {
-    auto masked = masks_.read();
+    const Masks masks = masks_.read();
     for (const auto& each : list.extensions)
-        if ((masked.erase(std::string(each.idKey)) != 0) !=
-            (each.state == ExtensionState::disabled))
+        if ((masks.count(std::string(each.idKey)) != 0) != (each.state == ExtensionState::disabled))
             return true;
-    if (masked.empty())
+    if (masks.empty())
         return false;
-    try {
-        const auto others = othersRows(std::vector<std::string>(masked.begin(), masked.end()));
-        return std::any_of(others.begin(), others.end(), [&](const ExtensionRow& shared) {
-            return !masks_.covers(shared.id, productsOf(shared));
-        });
-    } catch (const Error&) {
-        // A store that cannot be read is no reason against a change of this one.
-        return false;
+    for (const auto& [at, product] : list.memberships) {
+        const auto& each = list.extensions[at];
+        if (each.state == ExtensionState::disabled &&
+            !isMaskedFor(masks, std::string(each.idKey), std::string(product)))
+            return true;
     }
+    // What the own store has switched off masks the shared one of its id as well.
+    std::vector<std::string> names;
+    for (const auto& mask : masks)
+        names.push_back(mask.first);
+    const auto others = othersRowsIfUsable(names);
+    return others && std::any_of(others->begin(), others->end(), [&](const ExtensionRow& shared) {
+               return !isCovered(masks, shared);
+           });
 }
 
-void LinkKeeper::setMask(const ExtensionRow& shared, ExtensionState state, const StoreLock& lock) {
-    if (state == ExtensionState::enabled) {
-        masks_.clear(shared.idKey, settlement_, lock);
-        return synchronise();
-    }
-    try {
-        mask(shared, lock);
-        synchronise();
-    } catch (...) {
-        Attempts().run([&] {
-            masks_.clear(shared.idKey, settlement_, lock);
-            synchronise();
-        });
-        throw;
-    }
+void LinkKeeper::setMask(const ExtensionRow& shared, const StoreLock& lock) {
+    mask(shared, lock);
+    synchroniseMasks();
 }
 
-std::string LinkKeeper::productsText() const {
-    std::string text;
-    for (const auto& product : products_.products())
-        text += product.name + "\t" + product.version.text() + "\t" +
-                extensionsFolderOf(product, store_.location()) + "\n";
-    return text;
+void LinkKeeper::clearMask(const ExtensionRow& shared, const StoreLock& lock) {
+    masks_.clear(shared.idKey, settlement_, lock);
 }
 
 /// Makes links and masks durable, with one call where all of them are on the store's file system.
@@ -274,11 +271,11 @@ void LinkKeeper::mask(const ExtensionRow& row, const StoreLock& lock) {
 }
 
 void LinkKeeper::repairMasks(const std::vector<ExtensionRow>& rows, const StoreLock& lock) {
-    auto masked = masks_.read();
+    Masks masked = masks_.read();
     for (const auto& row : rows) {
         if (row.state == ExtensionState::disabled) {
             mask(row, lock);
-            masked.insert(row.idKey);
+            masked[row.idKey];
         } else if (masked.erase(row.idKey) != 0) {
             masks_.clear(row.idKey, settlement_, lock);
         }
@@ -286,7 +283,8 @@ void LinkKeeper::repairMasks(const std::vector<ExtensionRow>& rows, const StoreL
     // The shared store's extension may have been made for more products by now.
     if (masked.empty())
         return;
-    for (const auto& shared : othersRows(std::nullopt))
+    for (const auto& shared :
+         othersRowsIfUsable(std::nullopt).value_or(std::vector<ExtensionRow>()))
         if (masked.count(shared.idKey) != 0)
             mask(shared, lock);
 }
@@ -306,6 +304,18 @@ std::vector<ExtensionRow> LinkKeeper::othersRows(const Names& names) const {
             if (auto row = table->find(toIdKey(name)))
                 rows.push_back(std::move(*row));
     return rows;
+}
+
+/// The same for the masks. Nothing where the other store cannot be used: that is no reason against
+/// a change of this one, and the first list after its repair completes the masks.
+std::optional<std::vector<ExtensionRow>> LinkKeeper::othersRowsIfUsable(const Names& names) const {
+    try {
+        return othersRows(names);
+    } catch (const Error& error) {
+        if (!isUnusableStore(error))
+            throw;
+        return std::nullopt;
+    }
 }
 
 bool LinkKeeper::hasFolderOutside() const {
@@ -356,11 +366,11 @@ LinkKeeper::Links LinkKeeper::wantedIn(const std::string& folder,
     Links own;
     for (const auto& row : rows)
         if (contains(placesOf(row), folder, row.id))
-            own.emplace(row.id, content_ + row.folder);
+            own.emplace(row.id, targets_.own(row.folder));
     Links others;
     for (const auto& row : rowsOfOther)
         if (wantsLinkIn(folder, row))
-            others.emplace(row.id, othersContent_ + row.folder);
+            others.emplace(row.id, targets_.others(row.folder));
     const bool isUsers = store_.location().scope == Scope::user;
     Links& first = isUsers ? own : others;
     first.merge(isUsers ? others : own);
@@ -384,7 +394,7 @@ void LinkKeeper::settle(const std::string& folder, const std::vector<ExtensionRo
 
 void LinkKeeper::apply(const std::string& path, const Links& wanted, const Names& names) {
     // Our own folder is opened first: where that fails, a link may stand in it all the same.
-    if (names && path.compare(0, store_.path().size() + 1, store_.path() + "/") == 0)
+    if (names && targets_.isBelowStore(path))
         folderAt(path, Missing::isReported);
     const auto gone = unwanted(path, wanted, names);
     if (wanted.empty() && gone.empty())
@@ -405,21 +415,32 @@ void LinkKeeper::apply(const std::string& path, const Links& wanted, const Names
 /// need not be one that we may change.
 std::vector<std::string> LinkKeeper::unwanted(const std::string& path, const Links& wanted,
                                               const Names& names) const {
+    LinkFolder::Targets links;
+    if (!names)
+        links = LinkFolder::targetsAt(path);
+    else
+        for (const auto& name : *names)
+            links[name] = LinkFolder::targetAt(path, name);
     std::vector<std::string> gone;
-    for (const auto& content : {content_, isCommon(path) ? othersContent_ : std::string()}) {
-        const auto candidates = names ? *names : LinkFolder::linksAt(path, content);
-        for (const auto& name : candidates)
-            if (wanted.count(name) == 0 && (!names || LinkFolder::isLinkAt(path, name, content)))
-                gone.push_back(name);
-    }
+    for (const auto& [name, target] : links)
+        if (wanted.count(name) == 0 &&
+            (targets_.isOwn(path, name, target) || isOthersLink(path, target)))
+            gone.push_back(name);
     return gone;
+}
+
+bool LinkKeeper::isOthersLink(const std::string& folder, const std::string& target) const {
+    return targets_.isOthers(target) && isCommon(folder);
 }
 
 LinkFolder* LinkKeeper::folderAt(const std::string& path, Missing missing) {
     const auto known = folders_.find(path);
     if (known != folders_.end())
         return &known->second;
-    auto folder = LinkFolder::open(store_, path, missing, {content_, othersContent_});
+    auto folder = LinkFolder::open(
+        store_, path, missing, [this, path](const std::string& name, const std::string& target) {
+            return targets_.isOwn(path, name, target) || targets_.isOthers(target);
+        });
     return folder ? &folders_.emplace(path, std::move(*folder)).first->second : nullptr;
 }
 

@@ -11,6 +11,7 @@
 #include "platform/core/disk/StoreLock.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/store/ExtensionTable.h"
+#include "platform/core/store/LinkTargets.h"
 #include "platform/core/store/MaskKeeper.h"
 #include "platform/core/store/Settlement.h"
 
@@ -41,12 +42,13 @@ class LinkKeeper {
                 const StoreLock&);
 
     /// Makes all links and masks anew, also in the folders of `linkedProducts`, an older
-    /// productsText(). On return no link leads to a folder that no row names. Throws as update()
-    /// does; then folders that no row names must stay.
+    /// linkedProductsText(). On return no link leads to a folder that no row names. Throws as
+    /// update() does; then folders that no row names must stay.
     void repair(const std::vector<ExtensionRow>& rows, const std::string& linkedProducts,
                 const StoreLock&);
 
-    /// Whether a link or a mask is missing that a row wants, so that repair() has work to do.
+    /// Whether a link or a mask is missing that a row wants, or a link leads elsewhere, so that
+    /// repair() has work to do.
     bool isIncomplete(ExtensionTable& table);
 
     /// Whether links stand in another folder than the store's own, which no Settlement watches.
@@ -55,12 +57,16 @@ class LinkKeeper {
 
     bool isMasked(const std::string& idKey) const { return masks_.read().count(idKey) != 0; }
 
-    /// Masks an extension of the shared store for this user, or takes the mask away. On a failure
-    /// the mask is as it was, as far as the disk allows.
-    void setMask(const ExtensionRow& shared, ExtensionState state, const StoreLock&);
+    /// Masks an extension of the shared store for this user, durably. After a failure some of the
+    /// mask may be there; see hasMadeMask().
+    void setMask(const ExtensionRow& shared, const StoreLock&);
+    bool hasMadeMask() const noexcept { return masks_.hasMade(); }
 
-    /// What the links depend on besides the rows, as a text to compare.
-    std::string productsText() const;
+    /// Takes the mask away. After a failure it is still there.
+    void clearMask(const ExtensionRow& shared, const StoreLock&);
+
+    /// Makes that durable.
+    void synchroniseMasks() { masks_.synchronise(); }
 
   private:
     /// Where a link shall lead, by name.
@@ -74,6 +80,7 @@ class LinkKeeper {
     using Names = std::optional<std::vector<std::string>>;
 
     std::vector<Place> placesOf(const ExtensionRow& row) const;
+    bool isOthersLink(const std::string& folder, const std::string& target) const;
     bool wantsLinkIn(const std::string& commonFolder, const ExtensionRow& row) const;
     Links wantedIn(const std::string& folder, const std::vector<ExtensionRow>& rows,
                    const std::vector<ExtensionRow>& rowsOfOther) const;
@@ -85,6 +92,7 @@ class LinkKeeper {
     LinkFolder* folderAt(const std::string& path, Missing missing);
     bool isCommon(const std::string& folder) const;
     std::vector<ExtensionRow> othersRows(const Names& names) const;
+    std::optional<std::vector<ExtensionRow>> othersRowsIfUsable(const Names& names) const;
     std::vector<ExtensionRow> othersAtFirst(const Names& names) const;
     void readAhead(const ExtensionRow& row);
     bool areMasksIncomplete(const ExtensionList& list) const;
@@ -97,8 +105,7 @@ class LinkKeeper {
     const ProductCatalog& products_;
     Settlement& settlement_;
     MaskKeeper masks_;
-    std::string content_;        ///< of this store, with a slash at its end
-    std::string othersContent_;  ///< the same of the other; empty where there is none
+    LinkTargets targets_;
     std::map<std::string, LinkFolder> folders_;       ///< open, by path
     std::optional<std::vector<ExtensionRow>> ahead_;  ///< the other's, read by prepare()
 };

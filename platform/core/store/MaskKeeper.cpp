@@ -11,6 +11,7 @@
 #include "platform/core/package/Manifest.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/status/Status.h"
+#include "platform/core/store/ExtensionTable.h"
 
 namespace tavik {
 namespace {
@@ -21,19 +22,31 @@ std::string relativePathOf(const std::string& product) {
 
 }  // namespace
 
-std::unordered_set<std::string> MaskKeeper::read() const {
-    std::unordered_set<std::string> keys;
-    for (const auto& product : products())
-        for (const auto& id : LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product)))
-            keys.insert(toIdKey(id));
-    return keys;
+bool isMaskedFor(const Masks& masks, const std::string& idKey, const std::string& product) {
+    const auto mask = masks.find(idKey);
+    return !isProductName(product) || (mask != masks.end() && mask->second.count(product) != 0);
 }
 
-bool MaskKeeper::covers(const std::string& id, const std::set<std::string>& products) const {
-    return std::all_of(products.begin(), products.end(), [&](const std::string& product) {
-        const auto ids = LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product));
-        return !isProductName(product) || std::binary_search(ids.begin(), ids.end(), id);
+bool isCovered(const Masks& masks, const ExtensionRow& shared) {
+    return masks.count(shared.idKey) == 0 ||
+           std::all_of(shared.products.begin(), shared.products.end(), [&](const auto& wanted) {
+               return isMaskedFor(masks, shared.idKey, wanted.name);
+           });
+}
+
+bool areAllCovered(const Masks& masks, ExtensionTable& shared) {
+    return std::all_of(masks.begin(), masks.end(), [&](const auto& mask) {
+        const auto row = shared.find(mask.first);
+        return !row || isCovered(masks, *row);
     });
+}
+
+Masks MaskKeeper::read() const {
+    Masks masks;
+    for (const auto& product : products())
+        for (const auto& id : LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product)))
+            masks[toIdKey(id)].insert(product);
+    return masks;
 }
 
 void MaskKeeper::set(const std::string& id, const std::set<std::string>& products,
@@ -49,23 +62,28 @@ void MaskKeeper::set(const std::string& id, const std::set<std::string>& product
         if (!entry && errno != EEXIST)
             failErrno(errno, store_.path() + "/" + relativePathOf(product) + "/" + id,
                       "make the file");
-        isChanged_ = isChanged_ || entry;
+        if (!entry)
+            continue;
+        ++made_;
+        isChanged_ = true;
     }
 }
 
 void MaskKeeper::clear(const std::string& idKey, Settlement& settlement, const StoreLock&) {
-    for (const auto& product : products()) {
-        const std::string path = store_.path() + "/" + relativePathOf(product);
-        for (const auto& id : LinkFolder::namesAt(path)) {
-            if (toIdKey(id) != idKey)
-                continue;
-            const FileDescriptor folder = openTrustedFolder(
-                store_.descriptor(), store_.path(), relativePathOf(product), Missing::isReported);
-            const Settlement::Step step(settlement, relativePathOf(product));
-            if (::unlinkat(folder.get(), id.c_str(), 0) != 0 && errno != ENOENT)
-                failErrno(errno, path + "/" + id, "remove the file");
-            isChanged_ = true;
-        }
+    std::vector<std::pair<std::string, std::string>> entries;  // folder, name
+    for (const auto& product : products())
+        for (const auto& id : LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product)))
+            if (toIdKey(id) == idKey)
+                entries.emplace_back(relativePathOf(product), id);
+    for (const auto& [path, id] : entries) {
+        const FileDescriptor folder =
+            openTrustedFolder(store_.descriptor(), store_.path(), path, Missing::isReported);
+        const Settlement::Step step(settlement, path);
+        if (::unlinkat(folder.get(), id.c_str(), 0) != 0 && errno != ENOENT)
+            failErrno(errno, store_.path() + "/" + path + "/" + id, "remove the file");
+        if (made_ != 0)
+            --made_;
+        isChanged_ = true;
     }
 }
 

@@ -1,15 +1,30 @@
 #pragma once
 
+#include <cstddef>
 #include <set>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/StoreLock.h"
+#include "platform/core/store/ExtensionRow.h"
 #include "platform/core/store/Settlement.h"
 
 namespace tavik {
+
+class ExtensionTable;
+
+/// The masks of one moment: by the key of the id, the products that it is masked for.
+using Masks = std::unordered_map<std::string, std::set<std::string>>;
+
+/// Whether the id is masked for that product, or no host product can have such a name.
+bool isMaskedFor(const Masks& masks, const std::string& idKey, const std::string& product);
+
+/// Whether an extension that is masked at all is masked for all products that it was made for. An
+/// update of the shared store may have added some.
+bool isCovered(const Masks& masks, const ExtensionRow& shared);
+bool areAllCovered(const Masks& masks, ExtensionTable& shared);
 
 /// The masks of a user's store: which extensions of the shared store this user has switched off for
 /// himself. A mask is an empty file `products/NAME/disabled/ID` for each product that the extension
@@ -21,18 +36,19 @@ class MaskKeeper {
     /// `store`: the user's; must outlive the keeper.
     explicit MaskKeeper(const StoreFolder& store) : store_(store) {}
 
-    /// The keys of the ids that are masked. Only looks: creates nothing, takes no lock.
-    std::unordered_set<std::string> read() const;
-
-    /// Whether the id is masked for each of these products.
-    bool covers(const std::string& id, const std::set<std::string>& products) const;
+    /// Only looks: creates nothing, takes no lock.
+    Masks read() const;
 
     /// Masks the id for these products; what is there stays. Product names that cannot name a
     /// folder are passed over, since no host product has one.
     void set(const std::string& id, const std::set<std::string>& products, Settlement& settlement,
              const StoreLock&);
 
-    /// Takes the mask away, for all products and however the letters of the id are written.
+    /// Whether set() has made entries that clear() has not taken away.
+    bool hasMade() const noexcept { return made_ != 0; }
+
+    /// Takes the mask away, for all products and however the letters of the id are written. Looks
+    /// for all entries first, so that after a failure the id is still masked.
     void clear(const std::string& idKey, Settlement& settlement, const StoreLock&);
 
     /// Makes durable what was changed, and with it all else on the store's file system. False where
@@ -44,6 +60,7 @@ class MaskKeeper {
 
     const StoreFolder& store_;
     bool isChanged_ = false;
+    std::size_t made_ = 0;
 };
 
 }  // namespace tavik

@@ -10,20 +10,34 @@
 //    unreadable disk ends the rebuild instead.
 // 4. Where the id has a row, the folder with the higher version wins, or the one that exists. The
 //    state stays: a user's "disabled" must outlive a lost database.
+// 5. A user's store has a mask for each extension that is switched off. The store of all users has
+//    none, so takeStatesFromLinks() asks the links: an extension was enabled where it has one, and
+//    disabled where a product that it fits has a folder of links without it. A product tells
+//    nothing where its descriptor has changed since the links were made. Where no product tells
+//    anything, the state of the version before stays; without one, the extension is enabled, and
+//    the warning names it. An install that was interrupted before its link comes out disabled:
+//    that is seen in the list, whereas something switched off that is back on is seen too late.
 //
 // The caller writes the table, so that a crash in between changes nothing.
 
 #include "platform/core/store/Rebuild.h"
 
-#include <unordered_set>
+#include <unistd.h>
 
+#include <algorithm>
+#include <map>
+
+#include "platform/core/disk/LinkFolder.h"
 #include "platform/core/disk/SafeFolder.h"
 #include "platform/core/package/Manifest.h"
 #include "platform/core/package/PackageLimits.h"
+#include "platform/core/products/Fit.h"
+#include "platform/core/products/ProductCatalog.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/store/ExtensionTable.h"
 #include "platform/core/store/FileList.h"
 #include "platform/core/store/FolderName.h"
+#include "platform/core/store/LinkedProducts.h"
 
 namespace tavik {
 namespace {
@@ -60,6 +74,40 @@ ExtensionRow rowFrom(int content, const std::string& name, LostFiles lost) {
     }
     return row;
 }
+
+/// The folders of links that tell which extensions are enabled.
+class Witnesses {
+  public:
+    Witnesses(const StoreFolder& store, const std::string& linkedProducts)
+        : products_(ProductCatalog::load({store.location()})) {
+        for (const auto& product : products_.products()) {
+            const std::string folder = extensionsFolderOf(product, store.location());
+            const std::string line = "\n" + linkedProductLine(product, store.location());
+            const bool isAsLinked =
+                linkedProducts.empty() || ("\n" + linkedProducts).find(line) != std::string::npos;
+            if (isAsLinked && ::access(folder.c_str(), R_OK | X_OK) == 0)
+                names_[product.name] = LinkFolder::namesAt(folder);
+        }
+    }
+
+    /// Nothing where none of them tells.
+    std::optional<ExtensionState> stateOf(const ExtensionRow& row) const {
+        std::optional<ExtensionState> state;
+        for (const auto& wanted : row.products) {
+            const auto names = names_.find(wanted.name);
+            if (names == names_.end() || !fits(wanted, *products_.byName(wanted.name)))
+                continue;
+            if (std::binary_search(names->second.begin(), names->second.end(), row.id))
+                return ExtensionState::enabled;
+            state = ExtensionState::disabled;
+        }
+        return state;
+    }
+
+  private:
+    ProductCatalog products_;
+    std::map<std::string, std::vector<std::string>> names_;  ///< in the folders, by product
+};
 
 /// Whether the folder shall take the place of the one that the id's row names.
 bool isBetter(const ExtensionRow& found, const ExtensionRow& known, const Names& present) {
@@ -105,6 +153,18 @@ std::size_t adoptFolders(ExtensionTable& table, int content, const std::vector<s
         }
     }
     return adopted;
+}
+
+std::vector<std::string> takeStatesFromLinks(ExtensionTable& table, const StoreFolder& store,
+                                             const std::unordered_set<std::string>& knownKeys) {
+    const Witnesses witnesses(store, table.linkedProducts());
+    std::vector<std::string> unknown;
+    for (const auto& row : table.readAll())
+        if (const auto state = witnesses.stateOf(row))
+            table.setState(row.idKey, *state);
+        else if (knownKeys.count(row.idKey) == 0)
+            unknown.push_back(row.id);
+    return unknown;
 }
 
 }  // namespace tavik

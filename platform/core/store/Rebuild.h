@@ -2,7 +2,10 @@
 
 #include <cstddef>
 #include <string>
+#include <unordered_set>
 #include <vector>
+
+#include "platform/core/disk/StoreFolder.h"
 
 namespace tavik {
 
@@ -24,5 +27,11 @@ enum class LostFiles { refused, accepted };
 /// number of those that were adopted.
 std::size_t adoptFolders(ExtensionTable& table, int content, const std::vector<std::string>& names,
                          LostFiles lost = LostFiles::refused);
+
+/// For a store of all users whose states no mask remembers: gives each extension the state that its
+/// links show. Returns the ids of those that neither their links nor the version before know; they
+/// stay enabled. `knownKeys`: the keys of the ids in the version before.
+std::vector<std::string> takeStatesFromLinks(ExtensionTable& table, const StoreFolder& store,
+                                             const std::unordered_set<std::string>& knownKeys);
 
 }  // namespace tavik

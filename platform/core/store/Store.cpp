@@ -6,6 +6,7 @@
 #include "platform/core/disk/Reserve.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/store/FolderName.h"
+#include "platform/core/store/LinkedProducts.h"
 
 namespace tavik {
 namespace {
@@ -54,6 +55,7 @@ Store::Store(StoreFolder folder, std::optional<StoreLocation> other, const Produ
              WarningSink warn)
     : folder_(std::move(folder)),
       other_(std::move(other)),
+      products_(products),
       settlement_(folder_, other_),
       links_(folder_, other_, products, settlement_),
       warn_(std::move(warn)) {}
@@ -99,6 +101,7 @@ void Store::repair() {
     // A list of files without its folder is nothing that a change looks for.
     if (repairLinks(change) == OldLinks::gone)
         change.setAsideUnknown();
+    commitLinkedProducts(change);
     change.finish();
 }
 
@@ -106,6 +109,7 @@ bool Store::finishInterrupted() noexcept {
     try {
         StoreChange change(folder_, settlement_, warn_, std::chrono::milliseconds(0));
         catchUp(change);
+        commitLinkedProducts(change);
         change.finish();
         return true;
     } catch (const std::exception&) {
@@ -188,9 +192,10 @@ void Store::trySetState(const std::string& idKey, const std::string& name, Exten
     change.finish();
 }
 
-/// No row holds a mask, so that no later change could make up for one that failed after the commit.
-/// So it is made before, and taken away again where the commit fails. To take a mask away needs no
-/// room on the disk, so that comes after the commit, where nothing has to be undone.
+/// No row holds a mask: it is there or not, and the commit only adds a line to the history. A
+/// change that fails must leave no mask, and one that is done must not fail for its line. So a mask
+/// is made before the commit, and taken away again where the commit fails. To take a mask away
+/// needs no room on the disk, so that comes after the commit, where nothing has to be undone.
 void Store::trySetMask(const ExtensionRow& shared, ExtensionState state) {
     StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
@@ -199,24 +204,44 @@ void Store::trySetMask(const ExtensionRow& shared, ExtensionState state) {
     change.table().addHistory(
         lineFor(isMasking ? Operation::mask : Operation::unmask, shared, version, version));
     change.mark();
-    const bool isNew = isMasking && !links_.isMasked(shared.idKey);
     if (isMasking)
-        links_.setMask(shared, state, change.lock());
+        setMaskAndCommit(change, shared);
+    else
+        commitAndClearMask(change, shared);
+    change.finish();
+}
+
+void Store::setMaskAndCommit(StoreChange& change, const ExtensionRow& shared) {
+    const bool isNew = !links_.isMasked(shared.idKey);
     try {
+        links_.setMask(shared, change.lock());
         change.commit();
-    } catch (...) {
+    } catch (const std::exception& failure) {
         if (isNew)
             takeMaskBack(change, shared);
-        throw;
+        if (!isNew || !links_.hasMadeMask())
+            throw;
+        // What cannot be taken back has happened. The next change completes it.
+        change.keepMark();
+        change.warn(failure);
     }
-    if (!isMasking)
-        links_.setMask(shared, state, change.lock());
-    change.finish();
 }
 
 void Store::takeMaskBack(StoreChange& change, const ExtensionRow& shared) {
     try {
-        links_.setMask(shared, ExtensionState::enabled, change.lock());
+        links_.clearMask(shared, change.lock());
+        links_.synchroniseMasks();
+    } catch (const std::exception& failure) {
+        change.keepMark();
+        change.warn(failure);
+    }
+}
+
+void Store::commitAndClearMask(StoreChange& change, const ExtensionRow& shared) {
+    change.commit();
+    links_.clearMask(shared, change.lock());
+    try {
+        links_.synchroniseMasks();
     } catch (const std::exception& failure) {
         change.keepMark();
         change.warn(failure);
@@ -236,15 +261,21 @@ void Store::catchUp(StoreChange& change) {
     if (!change.isInOrder())
         settlement_.beginComparison();
     if ((!change.isInOrder() && change.reconcile()) || isAdopted ||
-        change.table().linkedProducts() != links_.productsText() ||
+        change.table().linkedProducts() != linkedProductsText(products_, folder_) ||
         ((!change.isInOrder() || links_.hasFolderOutside()) && links_.isIncomplete(change.table())))
         repairLinks(change);
+}
+
+/// Without a commit of its own, the next list or change would find the same to do.
+void Store::commitLinkedProducts(StoreChange& change) {
+    if (change.table().areLinkedProductsNew())
+        change.commit();
 }
 
 Store::OldLinks Store::repairLinks(StoreChange& change) {
     settlement_.distrust();
     try {
-        const std::string products = links_.productsText();
+        const std::string products = linkedProductsText(products_, folder_);
         const std::string linked = change.table().linkedProducts();
         links_.repair(change.table().readAll(), linked, change.lock());
         if (products != linked)

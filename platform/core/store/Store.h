@@ -26,7 +26,8 @@ namespace tavik {
 ///    folders that no row names are deleted, and with them the mark; a link that could not be
 ///    switched still needs its old folder;
 ///  - no mark, but folders and rows that disagree: the folders are adopted or set aside. Where
-///    nothing has changed since the last change, this is not looked for (Settlement).
+///    nothing has changed since the last change, this is not looked for (Settlement);
+///  - links that were made for other products, or before the store was moved: they are made anew.
 /// Then the change does its own work in the steps of StoreChange.
 ///
 /// A full disk does not stop a removal: the store's reserve is deleted, and the work is done again.
@@ -72,14 +73,18 @@ class Store {
     void tryRemove(const std::string& idKey, const std::string& name);
     void trySetState(const std::string& idKey, const std::string& name, ExtensionState state);
     void trySetMask(const ExtensionRow& shared, ExtensionState state);
+    void setMaskAndCommit(StoreChange& change, const ExtensionRow& shared);
     void takeMaskBack(StoreChange& change, const ExtensionRow& shared);
+    void commitAndClearMask(StoreChange& change, const ExtensionRow& shared);
     void catchUp(StoreChange& change);
+    void commitLinkedProducts(StoreChange& change);
     OldLinks repairLinks(StoreChange& change);
     OldLinks updateLinks(StoreChange& change, const std::optional<ExtensionRow>& before,
                          const std::optional<ExtensionRow>& after);
 
     StoreFolder folder_;
     std::optional<StoreLocation> other_;
+    const ProductCatalog& products_;
     Settlement settlement_;
     LinkKeeper links_;
     WarningSink warn_;

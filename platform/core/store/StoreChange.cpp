@@ -136,8 +136,7 @@ void StoreChange::setAsideUnknown() {
     for (const auto& name : namesIn(content_.get()))
         if (known.count(name) == 0 && !(isWhole_ && wasInterrupted_ && isMadeByChange(name)) &&
             place.take(content_.get(), name) && !isFileList(name))
-            warn(Error(static_cast<int>(Status::filesMissing), "ext/" + name,
-                       "it is no whole extension, and was set aside: " + place.path()));
+            warn(Error(static_cast<int>(Status::folderSetAside), "ext/" + name, place.path()));
 }
 
 /// After an older database has been put back, a folder without a row may be all that there is of an
@@ -168,14 +167,22 @@ bool StoreChange::adoptTable() {
         warn(*table_.trouble());
     mark();
     SetAside place(folder_, isUpgrade ? kUpgraded : kDamaged);
-    // A copy: the file itself keeps its name until the rename puts the new one in its place.
-    const RegularFile old =
-        openRegularFile(folder_.descriptor(), kDatabaseName, FinalLink::refused);
-    if (old)
-        place.keepCopy(kDatabaseName, readUpTo(old.descriptor.get(), std::size_t{1} << 30));
+    setAsideDatabase(place);
     commitRepair();
     setAsideCompanions(std::move(place));
     return true;
+}
+
+/// A file is copied: it keeps its name until the rename puts the new one in its place. What is no
+/// file, or too large for one of ours, is moved: a rename does not replace a folder. A crash before
+/// the commit then leaves a store without a database, which is built anew in the same way.
+void StoreChange::setAsideDatabase(SetAside& place) {
+    const RegularFile old =
+        openRegularFile(folder_.descriptor(), kDatabaseName, FinalLink::refused);
+    if (old && old.info.st_size <= off_t{kMaxImageBytes})
+        place.keepCopy(kDatabaseName, readUpTo(old.descriptor.get(), kMaxImageBytes));
+    else
+        place.take(folder_.descriptor(), kDatabaseName);
 }
 
 /// SQLite would replay the log into whatever database stands beside it.

@@ -133,6 +133,7 @@ class StoreChange {
     bool takeBack() noexcept;
     void undo() noexcept;
     void removeOrSetAside(int folder, const std::string& name);
+    void setAsideDatabase(SetAside& place);
     void setAsideCompanions(SetAside place);
     void commitRepair();
     std::unordered_set<std::string> knownNames();

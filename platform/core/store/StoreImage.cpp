@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <system_error>
 
 #include "platform/core/disk/RegularFile.h"
 #include "platform/core/disk/SafeFolder.h"
@@ -22,7 +23,6 @@ constexpr std::size_t kHeaderBytes = 100;
 // From SQLite's file format: where its header keeps the two numbers.
 constexpr std::size_t kUserVersionAt = 60;
 constexpr std::size_t kApplicationIdAt = 68;
-constexpr std::size_t kMaxBytes = std::size_t{1} << 30;
 
 std::uint32_t numberAt(std::string_view bytes, std::size_t at) {
     std::uint32_t number = 0;
@@ -42,16 +42,17 @@ StoreImage damaged(std::string fault) {
 
 /// A sealed file was written by a version that knows the seal, so a wrong one is damage, whatever
 /// else the file says. Without a seal the header's numbers decide.
-StoreImage judge(std::string bytes, const std::string& path) {
-    const bool isSealed = hasSeal(bytes);
+StoreImage judge(PageMemory file, const std::string& path) {
+    const bool isSealed = hasSeal(file.view());
     std::string seal;
     if (isSealed) {
-        seal = bytes.substr(bytes.size() - kSealBytes);
-        bytes.resize(bytes.size() - kSealBytes);
-        if (seal != sealOf(bytes))
+        seal = file.view().substr(file.size() - kSealBytes);
+        file.shrinkTo(file.size() - kSealBytes);
+        if (seal != sealOf(file.view()))
             return damaged("its checksum is wrong");
     }
-    if (bytes.size() < kHeaderBytes || bytes.compare(0, kSqliteHeader.size(), kSqliteHeader) != 0)
+    const std::string_view bytes = file.view();
+    if (bytes.size() < kHeaderBytes || bytes.substr(0, kSqliteHeader.size()) != kSqliteHeader)
         return damaged("it is no database");
     if (numberAt(bytes, kApplicationIdAt) != kApplicationId)
         return damaged("it is another program's database");
@@ -61,20 +62,45 @@ StoreImage judge(std::string bytes, const std::string& path) {
              "its schema has version " + std::to_string(version) + ", this tool knows " +
                  std::to_string(kSchemaVersion));
     if (version == kEarlierSchemaVersion && !isSealed)
-        return {StoreImage::Kind::earlierForm, std::move(bytes), {}, {}};
+        return {StoreImage::Kind::earlierForm, std::move(file), {}, {}};
     if (version != kSchemaVersion || !isSealed)
         return damaged("its end is missing");
-    return {StoreImage::Kind::sound, std::move(bytes), std::move(seal), {}};
+    return {StoreImage::Kind::sound, std::move(file), std::move(seal), {}};
+}
+
+/// The file is only ever replaced, so it has the size that it had when it was opened.
+PageMemory readWhole(const RegularFile& file, const FileSubject& subject) {
+    const auto size = static_cast<std::size_t>(file.info.st_size);
+    if (size > kMaxImageBytes)
+        fail(subject.invalid, subject.path,
+             "it has more than " + std::to_string(kMaxImageBytes) + " bytes");
+    try {
+        PageMemory bytes(size);
+        std::size_t got = 0;
+        while (const std::size_t more =
+                   readOnce(file.descriptor.get(), bytes.data() + got, size - got))
+            got += more;
+        bytes.shrinkTo(got);
+        return bytes;
+    } catch (const std::system_error& error) {
+        failErrno(error.code().value(), subject.path, "read the file");
+    }
 }
 
 }  // namespace
 
 StoreImage readStoreImage(const StoreFolder& folder, const std::string& name) {
     const std::string path = folder.path() + "/" + name;
-    auto bytes = readSafeFile(folder.descriptor(), name, kMaxBytes, {path, Status::storeUnsafe});
-    if (!bytes)
-        return {};
-    return judge(*std::move(bytes), path);
+    const FileSubject subject{path, Status::storeDamaged};
+    try {
+        const auto file = openSafeFile(folder.descriptor(), name, subject);
+        return file ? judge(readWhole(*file, subject), path) : StoreImage();
+    } catch (const Error& error) {
+        if (error.status() != static_cast<int>(Status::storeDamaged))
+            throw;
+        requireSafeEntry(folder.descriptor(), name, path);
+        return damaged(error.detail());
+    }
 }
 
 std::string readSeal(const StoreFolder& folder) {

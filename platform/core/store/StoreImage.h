@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "platform/core/disk/StoreFolder.h"
+#include "platform/support/PageMemory.h"
 
 namespace tavik {
 
@@ -18,6 +20,9 @@ inline constexpr std::uint32_t kSchemaVersion = 2;
 /// The form that was changed in place, with a write-ahead log beside it.
 inline constexpr std::uint32_t kEarlierSchemaVersion = 1;
 
+/// A larger file is no database of ours.
+inline constexpr std::size_t kMaxImageBytes = std::size_t{1} << 30;
+
 /// The bytes of a store's database file, as they were at one moment.
 ///
 /// The file is an SQLite database in rollback form and behind its last page a seal of 16 bytes:
@@ -28,14 +33,15 @@ struct StoreImage {
     enum class Kind { absent, sound, earlierForm, damaged };
 
     Kind kind = Kind::absent;
-    std::string bytes;  ///< of the database, without the seal
+    PageMemory bytes;   ///< of the database, without the seal
     std::string seal;   ///< of a sound one
     std::string fault;  ///< what is wrong with a damaged one
 };
 
-/// Reads the file of that name in the store through one descriptor. Throws Status::storeUnsafe for
-/// anything that is no regular file, or that others could have changed, Status::storeNewer for a
-/// form that this version does not know, and errno failures.
+/// Reads the file of that name in the store through one descriptor. What is no regular file, or too
+/// large, is damaged: a link is not followed, and a pipe not waited for. Throws Status::storeUnsafe
+/// for what others could have changed, Status::storeNewer for a form that this version does not
+/// know, and errno failures.
 StoreImage readStoreImage(const StoreFolder& folder, const std::string& name);
 
 /// The seal at the end of the store's database; empty where there is no database. Throws

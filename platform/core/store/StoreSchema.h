@@ -82,8 +82,30 @@ inline constexpr std::string_view kSetState = "UPDATE extension SET state = ?2 W
 inline constexpr std::string_view kAddHistory =
     "INSERT INTO history (time, operation, id, name, fromVersion, toVersion, userNumber,"
     " userName, signer) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)";
+/// Newer than the other tables. An earlier version goes on without it and sees the newest lines.
+inline constexpr const char* kCreateHistoryBlocks = R"sql(
+CREATE TABLE IF NOT EXISTS historyBlock (
+    lastLine INTEGER PRIMARY KEY,
+    size     INTEGER NOT NULL,
+    packed   BLOB    NOT NULL
+) STRICT;
+)sql";
+inline constexpr std::string_view kHasHistoryBlocks =
+    "SELECT count(*) FROM sqlite_schema WHERE name = 'historyBlock'";
+inline constexpr std::string_view kCountHistoryRows = "SELECT count(*) FROM history";
+inline constexpr std::string_view kSelectOldestLines =
+    "SELECT json_group_array(json_array(line, time, operation, id, name, fromVersion, toVersion,"
+    " userNumber, userName, signer)), max(line)"
+    " FROM (SELECT * FROM history ORDER BY line LIMIT ?1)";
+inline constexpr std::string_view kAddHistoryBlock = "INSERT INTO historyBlock VALUES (?1, ?2, ?3)";
+inline constexpr std::string_view kDropPackedLines = "DELETE FROM history WHERE line <= ?1";
 inline constexpr std::string_view kTrimHistory =
-    "DELETE FROM history WHERE line <= (SELECT max(line) FROM history) - ?1";
+    "DELETE FROM historyBlock WHERE lastLine <= (SELECT max(line) FROM history) - ?1";
+inline constexpr std::string_view kSelectHistoryBlocks =
+    "SELECT size, packed FROM historyBlock ORDER BY lastLine";
+inline constexpr std::string_view kSelectPackedLines =
+    "SELECT value ->> 1, value ->> 2, value ->> 3, value ->> 4, value ->> 5, value ->> 6,"
+    " value ->> 7, value ->> 8, value ->> 9 FROM json_each(?1) ORDER BY value ->> 0";
 inline constexpr std::string_view kSelectHistory =
     "SELECT time, operation, id, name, fromVersion, toVersion, userNumber, userName, signer"
     " FROM history ORDER BY line";
