@@ -119,7 +119,7 @@ class Session {
     /// What a look at a store does with a change that was interrupted in it.
     enum class Interrupted { isFinished, stays };
 
-    /// Says so for all lists from here on; without it, they finish the change where that works at
+    /// Sets this for all later lists. By default they finish an interrupted change if that works at
     /// once.
     void setInterrupted(Interrupted wanted) noexcept { interrupted_ = wanted; }
 
@@ -180,7 +180,11 @@ class Session {
   private:
     const ExtensionCatalog& catalog();
     void forgetCatalog() noexcept;
+    const ProductCatalog& readProducts();
+    /// For lists: warns where those of the shared store are not known.
     const ProductCatalog& reachableProducts();
+    /// For changes: throws there, see ProductCatalog::failure().
+    const ProductCatalog& allProducts();
     const StoreLocation& location(Scope scope) const;
     /// How a package is installed that has passed the checks of its source.
     struct InstallWish {

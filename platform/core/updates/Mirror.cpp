@@ -86,7 +86,7 @@ class Mirror {
         try {
             return Address::parse(text);
         } catch (const AddressError& error) {
-            fail(Status::addressRefused, text, error.what());
+            fail(Status::addressRefused, withoutSecrets(text), error.what());
         }
     }
 
