@@ -110,8 +110,8 @@ JsonDocument parseJson(std::string_view text, const JsonLimits& limits) {
     if (const auto at = text.find('\0'); at != std::string_view::npos)
         throw JsonError("NUL outside a string (byte " + std::to_string(at) + ")", at);
 
-    // Not with full precision: no format of ours has fractions, and the library's way to the last
-    // bit of one passes a 0 on to where none may come ("0E-32").
+    // No full precision: no format of ours has fractions, and that parser runs into undefined
+    // behaviour for numbers such as 0E-32.
     constexpr unsigned kFlags =
         rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
     JsonDocument document;

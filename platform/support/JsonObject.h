@@ -11,7 +11,7 @@
 
 namespace tavik {
 
-/// The fault of an object that has a member which nobody knows.
+/// The fault text for an unknown member.
 std::string unknownMember(std::string_view name);
 
 /// Takes what is wrong with a JSON value: where it stands ("$.products[0].name") and the fault
@@ -24,8 +24,8 @@ std::string complaintText(const std::string& place, const std::string& fault);
 /// The complaint that throws a JsonError, "$.products[0].name is missing".
 [[noreturn]] void throwJsonComplaint(const std::string& place, const std::string& fault);
 
-/// Reads the members of one object. Where a complaint returns, what it was about reads as missing:
-/// nothing, an empty text, null.
+/// Reads the members of one object. If the complaint handler returns, the member counts as missing:
+/// nullopt, an empty text or null.
 class JsonObject {
   public:
     /// `place` names the object: "$", "$.products[0]"; with "" its members stand under their bare

@@ -17,20 +17,20 @@ constexpr int kMaxTextBytes = 16 << 20;
 /// takes two synchronisations. So the log is moved long before SQLite's own 1,000 pages.
 constexpr int kMaxLogPages = 64;
 
-/// Called after each commit. The log is emptied, not only moved: a process that opens it anew does
-/// not know what was moved, and would go on behind it for ever.
+/// Called after each commit. Truncates the log after the checkpoint. Otherwise a process that opens
+/// the database later appends behind it, and the log never shrinks.
 int keepLogShort(void* busyMilliseconds, sqlite3* handle, const char* name, int pages) {
     if (pages < kMaxLogPages)
         return SQLITE_OK;
-    // The commit is done. Where somebody reads, a later one will find the log free.
+    // The commit is done. If a reader keeps the log busy now, a later commit truncates it.
     sqlite3_busy_timeout(handle, 0);
     sqlite3_wal_checkpoint_v2(handle, name, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
     sqlite3_busy_timeout(handle, *static_cast<const int*>(busyMilliseconds));
     return SQLITE_OK;
 }
 
-/// SQLite refuses a link anywhere in a path that it is not to follow; what is meant is the file
-/// itself. A folder above it may well be one: a home on another disk.
+/// With SQLITE_OPEN_NOFOLLOW, SQLite refuses a link anywhere in the path. Only the file itself must
+/// not be one; a folder above it may be, such as a home on another disk.
 std::string withRealFolder(const std::string& path) {
     const auto slash = path.rfind('/');
     if (slash == std::string::npos || slash == 0)
@@ -104,8 +104,7 @@ struct Free {
 void deserialize(const Database& database, unsigned char* bytes, std::size_t size, unsigned flags) {
     const auto bytes64 = static_cast<sqlite3_int64>(size);
     const int code = sqlite3_deserialize(database.get(), "main", bytes, bytes64, bytes64, flags);
-    // It answers SQLITE_ERROR for anything. The bytes are looked at later, so what is missing is
-    // memory.
+    // Every failure is SQLITE_ERROR. The bytes are not looked at yet, so only memory can be missing.
     if (code != SQLITE_OK)
         fail(database.get(), code == SQLITE_ERROR ? SQLITE_NOMEM : code);
 }

@@ -142,7 +142,8 @@ void requireOwn(const struct stat& info, const fs::path& real, const std::string
 
 /// Opens the folder of the database. Whoever may write to the database chooses the program that is
 /// started. Whoever may write to its folder can put a journal there, and SQLite would roll the
-/// database back to what that says. Of a folder that others cannot write to, what was found stays.
+/// database back to what that says. If others cannot write to the folder, what was checked cannot
+/// change before it is opened.
 FileDescriptor openOwnFolder(const fs::path& real, const std::string& path) {
     FileDescriptor folder(
         ::open(real.parent_path().c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

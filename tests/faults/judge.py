@@ -148,11 +148,14 @@ def judge_list(machine, state, warnings_are_fine=False):
 
 
 def judge_masks(machine, state):
-    """What is switched off for the user is hidden from each host, and nothing else is."""
+    """What is switched off for the user is hidden from each host, and nothing else is. A mask stays
+    when the shared store loses the extension: it counts again for one that comes back."""
+    there = set(state["user"]) | set(state["shared"])
     own = {name for name, (_, switch) in state["user"].items() if switch == "Disabled"}
     for product in ("sketch", "layout"):
-        require(machine.masked(product) == own | set(state["masked"]),
-                f"{product} is kept from {sorted(machine.masked(product))}, not {state}")
+        hidden = machine.masked(product) & there
+        require(hidden == own | set(state["masked"]),
+                f"{product} is kept from {sorted(hidden)}, not {state}")
 
 
 def judge_sound(machine, state):

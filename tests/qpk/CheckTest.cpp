@@ -1,11 +1,15 @@
 #include <rapidjson/document.h>
 
+#include <filesystem>
+
 #include "platform/support/Json.h"
 #include "tests/qpk/Qpk.h"
 #include "tests/support/PackageBuilder.h"
 
 namespace tavik::testing {
 namespace {
+
+namespace fs = std::filesystem;
 
 class Check : public Qpk {
   protected:
@@ -78,6 +82,35 @@ TEST_F(Check, ShowKeepsForeignTextsPrintable) {
     expectIn("a?gnp.exe  1 byte", text);
     for (const char* foreign : {"\r", "\t", "\xE2\x80", "\xE2\x81", "\xF3\xA0"})
         EXPECT_EQ(text.find(foreign), std::string::npos) << foreign;
+}
+
+// A name that a glob brings along must not steer the terminal, whatever becomes of the file.
+TEST_F(Check, FileNamesAreKeptPrintable) {
+    const std::string name = "\x1b[31m.qpk";
+    PackageBuilder("a", "1").write(at(name));
+    const std::string feed = at("feed\x1b");
+    fs::create_directory(feed);
+    writeFile(feed + "/" + name, "no package");
+    const std::vector<std::vector<std::string>> commands = {{"check", at(name)},
+                                                            {"check", at(name + "2")},
+                                                            {"show", at(name + "2")},
+                                                            {"pack", at(name), "-o", "x"},
+                                                            {"sign", "--" + name, "x"},
+                                                            {"feed", feed},
+                                                            {name},
+                                                            {"keygen", feed + "/no/key"}};
+    for (const auto& command : commands) {
+        const Result result = qpk(command);
+        EXPECT_NE(result.out + result.err, "") << command.front();
+        EXPECT_EQ((result.out + result.err).find('\x1b'), std::string::npos) << command.front();
+    }
+}
+
+// Another user could keep everybody from checking folders with it.
+TEST_F(Check, NeedsNoNameInTheTemporaryFolder) {
+    fs::create_directories(at("tmp/qpk-check.qpk"));
+    const Result result = run({"env", "TMPDIR=" + at("tmp"), program("qpk"), "check", source("a")});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
 }
 
 TEST_F(Check, FindsWhatOnlyReadingEverythingShows) {

@@ -2,12 +2,13 @@
 #include <filesystem>
 #include <iostream>
 
+#include "platform/core/disk/AtomicFile.h"
 #include "platform/support/Environment.h"
 #include "tools/qpk/CheckReport.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/FolderPacking.h"
-#include "tools/qpk/OutputFile.h"
+#include "tools/qpk/Output.h"
 
 namespace tavik::qpk {
 namespace {
@@ -50,16 +51,17 @@ void describe(const std::string& file, const std::vector<TargetProduct>& product
         package.version = manifest.version.text();
 }
 
-/// A file that is gone with the process, wherever temporary files are kept.
-OutputFile makeScratchFile() {
-    return {environmentVariable("TMPDIR").value_or("/tmp") + "/qpk-check.qpk", FinalLink::refused};
+/// Where temporary files are kept. The file is gone with this process and never gets its name, so
+/// nobody can take that name before.
+std::string scratchPath() {
+    return environmentVariable("TMPDIR").value_or("/tmp") + "/qpk-check.qpk";
 }
 
 CheckedPackage checkOne(const std::string& path, const std::vector<TargetProduct>& products) {
     CheckedPackage package;
     package.path = path;
     if (std::filesystem::is_directory(path)) {
-        OutputFile file = makeScratchFile();
+        AtomicFile file(scratchPath());
         package.faults = packFolder(path, file).faults;
         describe(file.temporaryPath(), products, package);
     } else {
@@ -71,10 +73,9 @@ CheckedPackage checkOne(const std::string& path, const std::vector<TargetProduct
 
 void printFaults(const CheckedPackage& package) {
     for (const std::string& text : describeFaults(package.faults))
-        std::cout << package.path << ": " << text << '\n';
+        printLine(package.path + ": " + text);
     if (package.faults.empty())
-        std::cout << package.path << ": " << package.id << ' ' << package.version
-                  << ", no faults\n";
+        printLine(package.path + ": " + package.id + " " + package.version + ", no faults");
 }
 
 int check(const CommandLine& line) {
@@ -94,7 +95,7 @@ int check(const CommandLine& line) {
                 printFaults(packages.back());
         } catch (const std::exception& exception) {
             failures.push_back(explain(exception));
-            std::cerr << "qpk: " << failures.back().line() << '\n';
+            printProblem(failures.back().line());
         }
     if (isJson)
         std::cout << writeCheckReport(packages, failures);

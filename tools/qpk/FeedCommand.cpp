@@ -1,7 +1,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <iostream>
 #include <list>
 
 #include "platform/core/crypto/DetachedSignature.h"
@@ -120,17 +119,15 @@ Signer formerSigner(const std::string& folder) {
 void warnOfSigners(const std::string& folder, const FeedDocument& feed,
                    const std::optional<SigningKey>& key) {
     for (const std::string& warning : signerWarnings(feed.packages))
-        std::cerr << "qpk: warning: " << warning << '\n';
+        printProblem("warning: " + warning);
     const Signer before = formerSigner(folder);
     if (!key || before.key.empty() || before.key == feed.signer)
         return;
     const Signer now{feed.signer,
                      keysSucceededBy(feed.signer, key->succession, {}, authorCrypto())};
-    std::cerr << "qpk: warning: the feed was " << describe(before) << ", and is now "
-              << describe(now)
-              << (maySucceed(before.key, now) ? ", which takes its place"
-                                              : "; who has seen the feed before will refuse it")
-              << '\n';
+    printProblem("warning: the feed was " + describe(before) + ", and is now " + describe(now) +
+                 (maySucceed(before.key, now) ? ", which takes its place"
+                                              : "; who has seen the feed before will refuse it"));
 }
 
 void publish(const std::string& folder, const std::optional<std::string>& pageText,
@@ -192,9 +189,9 @@ int makeFeedFiles(const CommandLine& line) {
         line.has("no-page") ? std::nullopt : std::optional(writeFeedPage(feed, page));
     publish(folder, pageText, text, key ? signDetached(text, key->key) : std::string(),
             key && !key->succession.empty() ? writeSuccessions(key->succession) : std::string());
-    std::cout << folder << "/" << kFeedName << ": number " << feed.serial << ", "
-              << counted(feed.packages.size(), "package") << ", valid until " << feed.expires
-              << (key ? ", signed" : "") << '\n';
+    printLine(folder + "/" + kFeedName + ": number " + std::to_string(feed.serial) + ", " +
+              counted(feed.packages.size(), "package") + ", valid until " + feed.expires +
+              (key ? ", signed" : ""));
     return 0;
 }
 

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <iostream>
 
 #include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/crypto/Ed25519.h"
@@ -12,6 +11,7 @@
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/InputFile.h"
+#include "tools/qpk/Output.h"
 #include "tools/qpk/Signing.h"
 
 namespace tavik::qpk {
@@ -79,11 +79,11 @@ int keygen(const CommandLine& line) {
         files.push_back({successionFileOf(name + ".key"),
                          writeSuccessions(succeed(readSigningKey(*old), publicKey)), 0644});
     writeNewFiles(files);
-    std::cout << "private key   " << name << ".key (keep it secret, and a copy of it safe)\n"
-              << "public key    " << name << ".pem\n"
-              << "fingerprint   " << publicKey.fingerprint() << '\n';
+    printLine("private key   " + name + ".key (keep it secret, and a copy of it safe)");
+    printLine("public key    " + name + ".pem");
+    printLine("fingerprint   " + publicKey.fingerprint());
     if (files.size() > 2)
-        std::cout << "succession    " << files.back().path << " (keep it beside the private key)\n";
+        printLine("succession    " + files.back().path + " (keep it beside the private key)");
     return 0;
 }
 

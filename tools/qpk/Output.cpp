@@ -4,14 +4,23 @@
 #include <charconv>
 #include <iostream>
 
+#include "platform/support/Text.h"
 #include "tools/qpk/PackageCheck.h"
 
 namespace tavik::qpk {
 
+void printLine(const std::string& text) {
+    std::cout << printable(text) << '\n';
+}
+
+void printProblem(const std::string& text) {
+    std::cerr << "qpk: " << printable(text) << '\n';
+}
+
 int refuseFor(const std::string& subject, const std::vector<Fault>& faults) {
     for (const std::string& line : describeFaults(faults))
-        std::cerr << "qpk: " << subject << ": " << line << '\n';
-    std::cerr << "qpk: nothing was written; correct " << counted(faults.size(), "fault") << '\n';
+        printProblem(subject + ": " + line);
+    printProblem("nothing was written; correct " + counted(faults.size(), "fault"));
     return 1;
 }
 

@@ -8,6 +8,15 @@
 
 namespace tavik::qpk {
 
+// Names of files come from anywhere. What a terminal would not show, or would take for a command,
+// is printed as "?".
+
+/// A line on standard output.
+void printLine(const std::string& text);
+
+/// "qpk: TEXT", a line on standard error.
+void printProblem(const std::string& text);
+
 /// Says on standard error why nothing was made of `subject`, a line for each fault. Returns 1.
 int refuseFor(const std::string& subject, const std::vector<Fault>& faults);
 

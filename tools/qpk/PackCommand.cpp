@@ -1,5 +1,4 @@
 #include <filesystem>
-#include <iostream>
 
 #include "platform/core/package/Manifest.h"
 #include "platform/core/package/PackageLimits.h"
@@ -70,8 +69,8 @@ int pack(const CommandLine& line) {
     if (!packed.faults.empty())
         return refuseFor(folder, packed.faults);
     file.finish();
-    std::cout << file.path() << ": " << counted(packed.files, "file") << ", "
-              << readableSize(file.size()) << '\n';
+    printLine(file.path() + ": " + counted(packed.files, "file") + ", " +
+              readableSize(file.size()));
     return 0;
 }
 

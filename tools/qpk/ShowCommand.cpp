@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <iostream>
 #include <sstream>
 
 #include "platform/core/package/Package.h"
@@ -32,7 +31,7 @@ void printField(const std::string& label, const std::string& text) {
         if (!line.empty() && line.back() == '\r')
             line.pop_back();
         std::replace(line.begin(), line.end(), '\t', ' ');
-        std::cout << margin << printable(line) << '\n';
+        printLine(margin + line);
     }
 }
 

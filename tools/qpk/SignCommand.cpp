@@ -1,7 +1,5 @@
 #include <sys/stat.h>
 
-#include <iostream>
-
 #include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/package/Package.h"
 #include "platform/core/trust/PackageSignature.h"
@@ -64,7 +62,7 @@ int sign(const CommandLine& line) {
     if (!faults.empty())
         return refuseFor(path, faults);
     file.finish(rightsOf(package.file()));
-    std::cout << path << ": signed by key " << key.key.publicKey().fingerprint() << '\n';
+    printLine(path + ": signed by key " + key.key.publicKey().fingerprint());
     return 0;
 }
 

@@ -5,6 +5,7 @@
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Explanation.h"
 #include "tools/qpk/Failure.h"
+#include "tools/qpk/Output.h"
 
 namespace tavik::qpk {
 namespace {
@@ -33,11 +34,6 @@ const Command* findCommand(const std::string& name) {
     return nullptr;
 }
 
-int failWith(const std::string& text) {
-    std::cerr << "qpk: " << text << '\n';
-    return kFailure;
-}
-
 int runCommand(const Command& command, std::vector<std::string> arguments) try {
     const CommandLine line(std::move(arguments), command.syntax);
     if (line.wantsHelp()) {
@@ -46,8 +42,8 @@ int runCommand(const Command& command, std::vector<std::string> arguments) try {
     }
     return command.run(line);
 } catch (const UsageError& error) {
-    std::cerr << "qpk " << command.name << ": " << error.what() << "; see qpk " << command.name
-              << " --help\n";
+    const std::string name = std::string("qpk ") + command.name;
+    std::cerr << printable(name + ": " + error.what() + "; see " + name + " --help") << '\n';
     return kUsage;
 }
 
@@ -66,12 +62,13 @@ int run(const std::vector<std::string>& arguments) try {
     }
     const Command* command = findCommand(arguments[0]);
     if (command == nullptr) {
-        std::cerr << "qpk: " << quoteName(arguments[0]) << " is no command; see qpk --help\n";
+        printProblem(quoteName(arguments[0]) + " is no command; see qpk --help");
         return kUsage;
     }
     return runCommand(*command, {arguments.begin() + 1, arguments.end()});
 } catch (const std::exception& exception) {
-    return failWith(explain(exception).line());
+    printProblem(explain(exception).line());
+    return kFailure;
 }
 
 }  // namespace
@@ -80,7 +77,8 @@ int run(const std::vector<std::string>& arguments) try {
 int main(int argc, char** argv) {
     const int status = tavik::qpk::run({argv + 1, argv + argc});
     if (!std::cout.flush()) {
-        std::cerr << "qpk: standard output cannot be written; look at where it leads\n";
+        tavik::qpk::printProblem(
+            "standard output cannot be written; check the file, pipe or terminal that it goes to");
         return tavik::qpk::kFailure;
     }
     return status;

@@ -60,7 +60,7 @@ std::string readTokenFile(const std::string& path) try {
     while (!token.empty() && (token.back() == '\n' || token.back() == '\r'))
         token.pop_back();
     if (token.empty())
-        fail(Status::invalidArgument, path, "it is empty, and a token was to be in it");
+        fail(Status::invalidArgument, path, "it is empty; it must hold the token");
     return token;
 } catch (const std::system_error& error) {
     failErrno(error.code().value(), path, "read the file of the token");

@@ -18,7 +18,7 @@ namespace tavik {
 /// are Errors about the file.
 class AtomicFile {
   public:
-    /// Whatever has that name, a link or a device too, is replaced in the end; a folder cannot be.
+    /// Replaces whatever has that name, also a link or a device, but not a folder.
     explicit AtomicFile(const std::string& path);
     /// `target` is replaced; failures name `path`, which led to it.
     AtomicFile(const std::string& path, const std::string& target);

@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* kFolder = "set-aside";
 
-/// As in timeNow(), without what some file systems refuse in names.
+/// timeNow() without the colons, which some file systems refuse in names.
 std::string dateForName() {
     std::string date = timeNow();
     for (char& c : date)

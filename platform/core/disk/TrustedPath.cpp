@@ -168,7 +168,7 @@ class Walk {
     bool isSticky_ = false;  ///< others may make entries in `folder_`, but not touch ours
     int links_ = 0;
     std::string link_;  ///< the link that was followed last
-    /// As many components are ahead when the walk has gone along that link.
+    /// How many components remain when the link's own text has been walked.
     std::size_t afterLink_ = std::numeric_limits<std::size_t>::max();
 };
 

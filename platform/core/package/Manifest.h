@@ -41,8 +41,8 @@ inline constexpr std::size_t kMaxProducts = 256;
 /// 1 to 255 letters, digits, `.`, `_`, `-`, a letter or digit at both ends, no `..`.
 bool isExtensionId(std::string_view text) noexcept;
 
-/// The member as a version; nothing where it is missing, or where it is none and the complaint
-/// returns. Feeds have versions in the same form.
+/// The member as a version; nothing where it is missing, or where it is no version and the
+/// complaint handler returns. Feeds have versions in the same form.
 std::optional<Version> readVersion(const JsonObject& object, std::string_view member);
 
 /// The id as it is compared: ASCII letters in lower case.

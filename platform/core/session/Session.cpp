@@ -17,6 +17,7 @@
 #include "platform/core/session/Session.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -49,9 +50,20 @@ bool mayChange(const StoreLocation& location) {
     const std::string folder = location.familyFolder();
     if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
         return true;
-    // Any other failure says nothing about the right: the change would go to the wrong store.
+    // Any other failure is thrown: taken for a missing right, it would change the wrong store.
     if (errno != EACCES && errno != EPERM && errno != EROFS && errno != ENOENT)
         failErrno(errno, folder, "look at the rights");
+    return false;
+}
+
+/// Whether the store is one of an ordinary user other than the current one.
+bool isForeign(const StoreLocation& location) {
+    for (const std::string& folder : {location.root, location.familyFolder()}) {
+        struct stat facts {};
+        if (::lstat(folder.c_str(), &facts) == 0 && facts.st_uid != 0 &&
+            facts.st_uid != ::geteuid())
+            return true;
+    }
     return false;
 }
 
@@ -67,14 +79,24 @@ const ProductCatalog& Session::products() {
     return reachableProducts();
 }
 
-const ProductCatalog& Session::reachableProducts() {
+const ProductCatalog& Session::readProducts() {
     if (!products_) {
         products_ = ProductCatalog::load(locations());
         for (const auto& leftOut : products_->leftOut())
             warn(leftOut);
-        if (products_->failure())
-            warnOnce(*products_->failure());
     }
+    return *products_;
+}
+
+const ProductCatalog& Session::reachableProducts() {
+    if (const auto& failure = readProducts().failure())
+        warnOnce(*failure);
+    return *products_;
+}
+
+const ProductCatalog& Session::allProducts() {
+    if (const auto& failure = readProducts().failure())
+        throw Error(*failure);
     return *products_;
 }
 
@@ -173,8 +195,8 @@ bool Session::finishInterrupted(const StoreLocation& location) {
     try {
         auto folder = StoreFolder::open(location);
         const auto other = location.scope == Scope::user ? std::optional(shared_) : user_;
-        return folder && !reachableProducts().failure() &&
-               Store(*std::move(folder), other, reachableProducts(), [this](const Error& warning) {
+        return folder &&
+               Store(*std::move(folder), other, allProducts(), [this](const Error& warning) {
                    warn(warning);
                }).finishInterrupted();
     } catch (const Error&) {
@@ -203,19 +225,32 @@ std::vector<StoreLocation> Session::locations() const {
     return {shared_};
 }
 
+void Session::leaveOutForeignStore() {
+    if (!user_ || !isForeign(*user_))
+        return;
+    try {
+        StoreFolder::open(*user_);
+    } catch (const Error& error) {
+        foreignStore_ = error;
+        warnOnce(error);
+        user_.reset();
+    }
+}
+
 const StoreLocation& Session::location(Scope scope) const {
     if (scope == Scope::shared)
         return shared_;
+    if (foreignStore_)
+        throw Error(*foreignStore_);
     if (!user_)
         fail(Status::noHome, "HOME", "not set");
     return *user_;
 }
 
 Store Session::store(Scope scope) {
-    if (const auto& failure = reachableProducts().failure())
-        throw Error(*failure);
     const auto other = scope == Scope::user ? std::optional(shared_) : user_;
-    return {StoreFolder::create(location(scope)), other, reachableProducts(),
+    const ProductCatalog& products = allProducts();
+    return {StoreFolder::create(location(scope)), other, products,
             [this](const Error& warning) { warnOnce(warning); }};
 }
 
@@ -251,6 +286,7 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
+    leaveOutForeignStore();
     install(path, Scope::shared);
 }
 
@@ -263,7 +299,7 @@ ExtensionRow Session::installInto(Scope scope, const Package& package, const Tru
                                   const InstallWish& wish) {
     const Manifest& manifest = package.manifest();
     requireAllowedExtension(rules.policy, manifest.idKey, package.path());
-    requireFittingProduct(manifest, reachableProducts(), package.path());
+    requireFittingProduct(manifest, allProducts(), package.path());
     const VerifiedPackage verified = verifyPackage(package, rules);
     // In the user's list, the user's copy takes the place of the one for all users.
     if (const auto shared = scope == Scope::user ? rowIn(shared_, manifest.idKey) : std::nullopt)
@@ -300,6 +336,7 @@ void Session::remove(ExtensionHandle handle) {
 }
 
 void Session::removeForAll(const std::string& nameOrId) {
+    leaveOutForeignStore();
     // Only what is in the shared store counts, whatever the user's store holds.
     auto table = openTable(shared_);
     const ExtensionCatalog shared = ExtensionCatalog::load(

@@ -106,6 +106,10 @@ class Session {
     // For programs that show or change one store at a time. Each call names its store; what the
     // other store holds makes no difference.
 
+    /// For commands that are about the store for all users alone: from here on, a user's store that
+    /// is not the current user's is left out, with a warning. Root has one with a user's HOME.
+    void leaveOutForeignStore();
+
     /// The stores that this user works with, the own one first.
     std::vector<StoreLocation> locations() const;
 
@@ -115,7 +119,7 @@ class Session {
     /// What a look at a store does with a change that was interrupted in it.
     enum class Interrupted { isFinished, stays };
 
-    /// Says so for all lists from here on; without it, they finish the change where that works at
+    /// Sets this for all later lists. By default they finish an interrupted change if that works at
     /// once.
     void setInterrupted(Interrupted wanted) noexcept { interrupted_ = wanted; }
 
@@ -176,7 +180,11 @@ class Session {
   private:
     const ExtensionCatalog& catalog();
     void forgetCatalog() noexcept;
+    const ProductCatalog& readProducts();
+    /// For lists: warns where those of the shared store are not known.
     const ProductCatalog& reachableProducts();
+    /// For changes: throws there, see ProductCatalog::failure().
+    const ProductCatalog& allProducts();
     const StoreLocation& location(Scope scope) const;
     /// How a package is installed that has passed the checks of its source.
     struct InstallWish {
@@ -211,6 +219,7 @@ class Session {
     Language language_;
     Interrupted interrupted_ = Interrupted::isFinished;
     std::optional<StoreLocation> user_;
+    std::optional<Error> foreignStore_;  ///< why the user's store was left out
     StoreLocation shared_;
     std::optional<ProductCatalog> products_;
     std::map<Scope, std::optional<ExtensionTable>> tables_;  ///< as the catalog was read from them

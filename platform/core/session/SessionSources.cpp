@@ -12,7 +12,7 @@ namespace {
 Address routeOf(const std::string& text, const Policy& policy) try {
     return policy.route(Address::parse(text));
 } catch (const AddressError& error) {
-    fail(Status::addressRefused, text, error.what());
+    fail(Status::addressRefused, withoutSecrets(text), error.what());
 }
 
 bool isAddress(const std::string& place) {
@@ -47,7 +47,7 @@ std::string Session::versionOf(const PackageSource& source, Scope scope) {
     const TrustRules rules = readRules();
     if (source.place.empty())
         return wantedOffer(source, rules).item.version.text();
-    // What is far away is not loaded where its version is known.
+    // A package is not downloaded only to learn a version that the source already names.
     if (source.version && isAddress(source.place))
         return source.version->text();
     return openSource(source, scope, rules).manifest().version.text();

@@ -62,7 +62,7 @@ UpdateCheckInput Session::updateCheckInput(const TrustRules& rules) {
             if (known.insert(row.idKey).second)
                 input.extensions.push_back(updatable(row));
     }
-    for (const auto& product : products().products())
+    for (const auto& product : allProducts().products())
         input.products.push_back({product.name, product.version, product.updateFeed});
     input.cacheFile = cacheFile();
     input.policy = rules.policy;

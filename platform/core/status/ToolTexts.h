@@ -8,7 +8,7 @@ namespace tavik {
 inline constexpr Cause kToolCauses[] = {
     {Status::outputFailed,
      "outputFailed",
-     {{"the output cannot be written", "look at where it leads"},
+     {{"the output cannot be written", "check the file, pipe or terminal that it goes to"},
       {"la sortie ne peut pas être écrite", "vérifiez où elle mène"},
       {"die Ausgabe lässt sich nicht schreiben", "sehen Sie nach, wohin sie führt"},
       {"出力を書き込めません", "出力先を確認してください"}}},

@@ -23,8 +23,7 @@ constexpr std::chrono::seconds kBusyTimeout{10};
 class CopyFolder {
   public:
     CopyFolder() {
-        // A folder that a variable names may lie below one of somebody else, and root would write
-        // into it.
+        // TMPDIR is not used: it may lie below another user's folder, and root would write there.
         std::string name = "/tmp/tavik-XXXXXX";
         if (::mkdtemp(name.data()) == nullptr)
             failErrno(errno, name, "make a temporary folder");

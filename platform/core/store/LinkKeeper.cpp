@@ -138,8 +138,8 @@ void LinkKeeper::update(const std::optional<ExtensionRow>& before,
                 mask(shared, lock);
         });
 
-    // Its state and the products' versions may have been others: links may stand in the folder of
-    // each product that it names.
+    // The row's state and the products' versions may have changed, so every product that it names
+    // is looked at.
     std::set<std::string> folders;
     std::vector<std::string> names;
     for (const auto* row : {before ? &*before : nullptr, after ? &*after : nullptr}) {

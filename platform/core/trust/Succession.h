@@ -32,7 +32,7 @@ std::string writeSuccessions(const std::vector<Succession>& statements);
 std::vector<Succession> parseSuccessions(std::string_view json);
 
 /// The keys whose place `key` takes: the one that named it, the one that named that one, and so on.
-/// The word of a key in `revoked` does not count. All are fingerprints. Throws JsonError also for a
+/// Statements by a key in `revoked` do not count. All are fingerprints. Throws JsonError also for a
 /// statement whose signature is wrong.
 std::vector<std::string> keysSucceededBy(const std::string& key,
                                          const std::vector<Succession>& statements,

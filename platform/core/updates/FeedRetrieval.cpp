@@ -150,8 +150,8 @@ void FeedRetrieval::judge(const FeedVerifier& verifier, std::int64_t now) {
                "serial " + std::to_string(feed_.serial) +
                    ", seen before: " + std::to_string(remembered_->serial) +
                    (remembered_->serial == kMaxFeedSerial
-                        ? ", the highest there is; its publisher gets out of it by publishing the "
-                          "next feed with \"restarts\": true, as qpk feed does"
+                        ? ", the highest there is; the publisher must publish the next feed with "
+                          "\"restarts\": true, as qpk feed does"
                         : ""));
 }
 
@@ -201,7 +201,7 @@ void FeedRetrieval::refuseFetch(const FetchResult& result, const std::string& wh
     const std::string cause = what + result.failure;
     refuse(
         result.outcome == Outcome::untrusted ? Status::certificateRefused : Status::feedUnreachable,
-        place == address() ? cause : "by policy asked at " + place + ": " + cause);
+        place == address() ? cause : "policy.json redirects it to " + place + ": " + cause);
 }
 
 void FeedRetrieval::refuse(Status status, const std::string& detail) {

@@ -61,7 +61,7 @@ Address addressOf(const std::string& text) {
     try {
         return Address::parse(text);
     } catch (const AddressError& error) {
-        fail(Status::addressRefused, text, error.what());
+        fail(Status::addressRefused, withoutSecrets(text), error.what());
     }
 }
 

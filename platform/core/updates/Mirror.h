@@ -21,7 +21,7 @@ struct MirrorReport {
 /// What a mirror is made by.
 struct MirrorRules {
     FeedVerifier verify;         ///< feeds that it does not believe are not copied
-    Policy policy;               ///< which feeds may be asked; its redirects are for readers
+    Policy policy;               ///< which feeds may be asked; its redirects are not applied
     std::uint64_t packageBytes;  ///< what a package may have at the most
     DownloadProgress progress{};
 };

@@ -49,8 +49,8 @@ const FeedItem* chooseUpdate(const Feed& feed, const UpdatableExtension& extensi
                              const std::vector<UpdatableProduct>& products);
 
 /// The newest item of the feed for the extension that is not blocked and made for an installed
-/// product; no pre-release unless it is the `wanted` version, beside which none counts. Null where
-/// there is none.
+/// product. If a version is `wanted`, only that one counts, even a pre-release; otherwise
+/// pre-releases are left out. Null where there is none.
 const FeedItem* chooseItem(const Feed& feed, const std::string& idKey,
                            const std::optional<Version>& wanted,
                            const std::vector<UpdatableProduct>& products);
