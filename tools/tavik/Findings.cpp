@@ -116,17 +116,6 @@ std::vector<Finding> keys(Run& run) {
     return found;
 }
 
-/// An address without what may be a secret in it: a user's name and password, and a query.
-std::string withoutSecrets(std::string address) {
-    const std::size_t start = address.find("://");
-    const std::size_t host = start == std::string::npos ? 0 : start + 3;
-    const std::size_t at = address.substr(0, address.find('/', host)).rfind('@');
-    if (at != std::string::npos && at >= host)
-        address.replace(host, at - host, "...");
-    const std::size_t query = address.find('?');
-    return query == std::string::npos ? address : address.substr(0, query) + "?...";
-}
-
 std::vector<Finding> feeds(Run& run) {
     std::vector<Finding> found;
     run.session().setInterrupted(Session::Interrupted::stays);

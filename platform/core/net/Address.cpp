@@ -151,6 +151,16 @@ std::string percentEncoded(std::string_view text) {
     return result;
 }
 
+std::string withoutSecrets(std::string address) {
+    const std::size_t start = address.find("://");
+    const std::size_t host = start == std::string::npos ? 0 : start + 3;
+    const std::size_t at = address.substr(0, address.find('/', host)).rfind('@');
+    if (at != std::string::npos && at >= host)
+        address.replace(host, at - host, "...");
+    const std::size_t query = address.find('?');
+    return query == std::string::npos ? address : address.substr(0, query) + "?...";
+}
+
 Address Address::parse(std::string_view text) {
     requirePlain(text);
     Address address;

@@ -16,6 +16,10 @@ class AddressError : public std::runtime_error {
 /// a secret stays behind in memory that was given back.
 std::string percentEncoded(std::string_view text);
 
+/// What was given as an address, for people to read, without what may be a secret in it: a user's
+/// name and password, and a query.
+std::string withoutSecrets(std::string address);
+
 /// An address that may be fetched from: `https:` of any host, `http:` of this machine only
 /// (127.0.0.0/8, ::1, localhost), `file:` with an absolute path. It has no user name, no password
 /// and no fragment, and so few kinds of characters that all readers of addresses agree on it. It is

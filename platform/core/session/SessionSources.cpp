@@ -12,7 +12,7 @@ namespace {
 Address routeOf(const std::string& text, const Policy& policy) try {
     return policy.route(Address::parse(text));
 } catch (const AddressError& error) {
-    fail(Status::addressRefused, text, error.what());
+    fail(Status::addressRefused, withoutSecrets(text), error.what());
 }
 
 bool isAddress(const std::string& place) {
