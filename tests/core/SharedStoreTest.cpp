@@ -78,6 +78,29 @@ TEST(SharedStore, IsFilledWithoutAHome) {
     EXPECT_EQ(readFile(place + "/content.txt"), "1.0");
 }
 
+// Root with a user's environment, as with sudo -E: a shared change needs nothing of that user.
+TEST(SharedStore, IsChangedByRootWhateverUsersStoreTheVariablesName) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can give a store to another user";
+    Machine machine;
+    fs::create_directories(machine.shared());
+    fs::copy(machine.user("products.d"), machine.shared("products.d"));
+    ASSERT_EQ(machine.install(machine.package("com.example.own", "1.0")).exitCode, 0);
+    for (const std::string folder : {"", "products.d"})
+        ASSERT_EQ(::chown(machine.user(folder).c_str(), 65534, 65534), 0);
+    const auto expectDone = [&](const List& command) {
+        const Result result = machine.tavik(command);
+        EXPECT_EQ(result.exitCode, 0) << command[0] << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_NE(result.err.find(machine.path("user")), std::string::npos) << result.err;
+    };
+    expectDone({"--install_for_all", machine.package("com.example.a", "1.0")});
+    EXPECT_EQ(namesIn(machine.shared("products/sketch/extensions")), List{"com.example.a"});
+    expectDone({"--remove_for_all", "com.example.a"});
+    // What is about the own store too does not hide that it is missing.
+    EXPECT_EQ(machine.tavik({"--list", "all"}).exitCode, 256 - 21);
+}
+
 TEST(SharedStore, EverythingIsReadableByAllWhateverTheUmask) {
     for (const mode_t mask : {0000U, 0077U}) {
         Machine machine;

@@ -40,6 +40,8 @@ ExitStatus runVerb(const Invocation& invocation) {
         output.failure(Error(static_cast<int>(status), invocation.verb->name, detail));
     };
     try {
+        if (scopeOf(invocation.arguments) == Scope::shared)
+            run.session().leaveOutForeignStore();
         invocation.verb->run(invocation.arguments, run);
     } catch (const UsageError& error) {
         return refuse(output, error, invocation.verb->members);

@@ -17,6 +17,7 @@
 #include "platform/core/session/Session.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -52,6 +53,17 @@ bool mayChange(const StoreLocation& location) {
     // Any other failure is thrown: taken for a missing right, it would change the wrong store.
     if (errno != EACCES && errno != EPERM && errno != EROFS && errno != ENOENT)
         failErrno(errno, folder, "look at the rights");
+    return false;
+}
+
+/// Whether the store is one of an ordinary user other than the current one.
+bool isForeign(const StoreLocation& location) {
+    for (const std::string& folder : {location.root, location.familyFolder()}) {
+        struct stat facts {};
+        if (::lstat(folder.c_str(), &facts) == 0 && facts.st_uid != 0 &&
+            facts.st_uid != ::geteuid())
+            return true;
+    }
     return false;
 }
 
@@ -213,9 +225,23 @@ std::vector<StoreLocation> Session::locations() const {
     return {shared_};
 }
 
+void Session::leaveOutForeignStore() {
+    if (!user_ || !isForeign(*user_))
+        return;
+    try {
+        StoreFolder::open(*user_);
+    } catch (const Error& error) {
+        foreignStore_ = error;
+        warnOnce(error);
+        user_.reset();
+    }
+}
+
 const StoreLocation& Session::location(Scope scope) const {
     if (scope == Scope::shared)
         return shared_;
+    if (foreignStore_)
+        throw Error(*foreignStore_);
     if (!user_)
         fail(Status::noHome, "HOME", "not set");
     return *user_;
@@ -260,6 +286,7 @@ ExtensionHandle Session::install(const std::string& path) {
 }
 
 void Session::installForAll(const std::string& path) {
+    leaveOutForeignStore();
     install(path, Scope::shared);
 }
 
@@ -309,6 +336,7 @@ void Session::remove(ExtensionHandle handle) {
 }
 
 void Session::removeForAll(const std::string& nameOrId) {
+    leaveOutForeignStore();
     // Only what is in the shared store counts, whatever the user's store holds.
     auto table = openTable(shared_);
     const ExtensionCatalog shared = ExtensionCatalog::load(

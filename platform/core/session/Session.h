@@ -106,6 +106,10 @@ class Session {
     // For programs that show or change one store at a time. Each call names its store; what the
     // other store holds makes no difference.
 
+    /// For commands that are about the store for all users alone: from here on, a user's store that
+    /// is not the current user's is left out, with a warning. Root has one with a user's HOME.
+    void leaveOutForeignStore();
+
     /// The stores that this user works with, the own one first.
     std::vector<StoreLocation> locations() const;
 
@@ -215,6 +219,7 @@ class Session {
     Language language_;
     Interrupted interrupted_ = Interrupted::isFinished;
     std::optional<StoreLocation> user_;
+    std::optional<Error> foreignStore_;  ///< why the user's store was left out
     StoreLocation shared_;
     std::optional<ProductCatalog> products_;
     std::map<Scope, std::optional<ExtensionTable>> tables_;  ///< as the catalog was read from them
