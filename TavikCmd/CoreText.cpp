@@ -4,21 +4,22 @@
 
 namespace {
 
-/// Throws for a size that wraps around: the buffer would be shorter than the core is told.
-std::unique_ptr<char[]> zeroedBuffer(unsigned long size, unsigned long spare) {
-    if (size + spare < size)
+/// Throws for a size that no text has, or that wraps around: the buffer would be shorter than the
+/// core is told.
+std::string zeroedBuffer(unsigned long size, unsigned long spare) {
+    if (size + spare < size || size + spare > std::string().max_size())
         throw std::bad_alloc();
-    return std::make_unique<char[]>(size + spare);
+    return std::string(size + spare, '\0');
 }
 
 }  // namespace
 
 int copyText(TextQuery query, ExtensionHandle handle, unsigned long size, unsigned long spare,
              std::string& text) {
-    const auto buffer = zeroedBuffer(size, spare);
+    text = zeroedBuffer(size, spare);
     unsigned long sizeNow = size;
-    const int status = query(handle, size, buffer.get(), &sizeNow);
-    text.assign(buffer.get(), strnlen(buffer.get(), size + spare));
+    const int status = query(handle, size, text.data(), &sizeNow);
+    text.resize(strnlen(text.data(), text.size()));
     return status;
 }
 

@@ -10,13 +10,16 @@ namespace {
 constexpr unsigned long kNameQuerySize = 128;
 constexpr unsigned long kSpareNameBytes = 10;
 constexpr std::size_t kLongestName = 50;
+constexpr std::size_t kUsualRowBytes = 96;
 constexpr int kEnabled = 1;
 
 void printHead(Rows& rows, unsigned long count, const char* productDisplayName) {
-    rows.print(extensionCount(count) + "installed for " + productDisplayName + "\n" +
-               rightAligned("Status", 7) + rightAligned("Extension Name", 38) +
-               rightAligned("Version", 32) + "\n" +
-               "=========  =======================================================  ==========\n");
+    std::string head = extensionCount(count) + "installed for " + productDisplayName + "\n";
+    appendRightAligned(head, "Status", 7);
+    appendRightAligned(head, "Extension Name", 38);
+    appendRightAligned(head, "Version", 32);
+    head += "\n=========  =======================================================  ==========\n";
+    rows.print(head);
 }
 
 /// Prints the row of one extension; returns the status of the call that failed, or of the last.
@@ -42,8 +45,13 @@ int printRow(Rows& rows, ExtensionHandle handle, unsigned long nameQuerySize,
     if (status < 0)
         return printFailure("Failed to get extension name status = ", status);
 
-    rows.print(rightAligned(state == kEnabled ? "Enabled" : "Disabled", 8) +
-               nameColumn(name, kLongestName, 55) + rightAligned(version, 15) + "\n");
+    std::string row;
+    row.reserve(kUsualRowBytes);
+    appendRightAligned(row, state == kEnabled ? "Enabled" : "Disabled", 8);
+    appendName(row, name, kLongestName, 55);
+    appendRightAligned(row, version, 15);
+    row += '\n';
+    rows.print(row);
     return status;
 }
 

@@ -16,13 +16,18 @@ void waitForUpdateCheck() {
 }
 
 void printHead(Rows& rows) {
-    rows.print(rightAligned("Extension Name", 15) + rightAligned("Version", 60) + "\n" +
-               "=================================================================  ===========\n");
+    std::string head;
+    appendRightAligned(head, "Extension Name", 15);
+    appendRightAligned(head, "Version", 60);
+    head += "\n=================================================================  ===========\n";
+    rows.print(head);
 }
 
 void printRow(Rows& rows, const TavikUpdateInfo& update) {
-    rows.print(nameColumn(fieldText(update.name), kLongestName, 62) +
-               rightAligned(fieldText(update.version), 16) + "\n");
+    std::string row;
+    appendName(row, fieldText(update.name), kLongestName, 62);
+    appendRightAligned(row, fieldText(update.version), 16);
+    rows.print(row += '\n');
 }
 
 /// Prints the updates of one product, or nothing where there is none.

@@ -7,8 +7,10 @@
 namespace {
 
 bool isAscii(std::string_view text) {
-    return std::all_of(text.begin(), text.end(),
-                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    unsigned all = 0;
+    for (const char c : text)
+        all |= static_cast<unsigned char>(c);
+    return all < 0x80;
 }
 
 /// The bytes of the character that a lead byte opens; 0 for a byte that opens none.
@@ -58,19 +60,20 @@ std::size_t columnWidth(std::string_view text) {
 
 }  // namespace
 
-std::string rightAligned(std::string_view text, std::size_t field) {
+void appendRightAligned(std::string& row, std::string_view text, std::size_t field) {
     const std::size_t width = columnWidth(text);
-    return std::string(width < field ? field - width : 0, ' ').append(text);
+    row.append(width < field ? field - width : 0, ' ').append(text);
 }
 
-std::string nameColumn(std::string_view name, std::size_t longest, std::size_t field) {
-    std::string column(field - (longest + 1), ' ');
+void appendName(std::string& row, std::string_view name, std::size_t longest, std::size_t field) {
+    row.append(field - (longest + 1), ' ');
     const std::size_t width = columnWidth(name);
-    if (width <= longest)
-        return column.append(name).append(longest + 1 - width, ' ');
+    if (width <= longest) {
+        row.append(name).append(longest + 1 - width, ' ');
+        return;
+    }
     const std::size_t kept = longest - 2;
-    return column.append(name.substr(0, countsByBytes(name) ? kept : bytesOf(name, kept)))
-        .append("...");
+    row.append(name.substr(0, countsByBytes(name) ? kept : bytesOf(name, kept))).append("...");
 }
 
 std::string extensionCount(unsigned long count) {

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "tests/support/FeedServer.h"
@@ -39,8 +41,9 @@ class Mirror : public Front {
     }
 
     /// Where the server's /site/ is in the mirror.
-    std::string mirrored(const std::string& name) const {
-        const std::string address = server_.address("/site/" + name);
+    std::string mirrored(const std::string& name) const { return placed("/site/" + name); }
+    std::string placed(const std::string& path) const {
+        const std::string address = server_.address(path);
         return machine_.path("mirror/" + address.substr(address.find("://") + 3));
     }
 
@@ -121,6 +124,66 @@ TEST_F(Mirror, StaysInItsFolder) {
     EXPECT_FALSE(fs::exists(machine_.path("evil.qpk")));
 }
 
+// Catches a feed that puts its own bytes where those of another one belong, and one that changes
+// what another one has described.
+TEST_F(Mirror, GivesEachFeedItsOwnPlaces) {
+    publish({"1.0"});
+    const std::string good = readFile(machine_.path("site/feed.json"));
+    server_.serve("/g/feed.json", {good});
+    server_.serve("/g/a-1.0.qpk", {readFile(machine_.path("site/a-1.0.qpk"))});
+    const std::string kSite = server_.address("/site/feed.json");
+    const struct {
+        const char* url;
+        const char* digest;  ///< "": the right one
+        int status;
+        const char* place;  ///< where the second feed must put nothing
+    } rows[] = {
+        {R"(["../g/feed.json", "a-1.0.qpk"])", "", kFailed, "/g/feed.json"},
+        {R"(["../g/feed.json.sig", "a-1.0.qpk"])", "", kFailed, "/g/feed.json.sig"},
+        {R"(["feed.json.succession", "a-1.0.qpk"])", "", kFailed, "/site/feed.json.succession"},
+        {R"(["../g/none.qpk", "a-1.0.qpk"])", "", kDone, "/g/none.qpk"},
+        {R"("../g/a-1.0.qpk")", "0123456789abcdef", kFailed, "/site/a-1.0.qpk"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.url);
+        std::string evil = good;
+        evil.replace(evil.find("\"a-1.0.qpk\""), 11, row.url);
+        if (*row.digest != '\0')
+            evil.replace(evil.find("\"sha256\": \"") + 11, 16, row.digest);
+        server_.serve("/site/feed.json", {evil});
+        const auto document = json(row.status, {"mirror", server_.address("/g/feed.json"), kSite,
+                                                machine_.path("mirror")});
+        EXPECT_EQ(failures(document), row.status == kDone ? List{} : List{"feedInvalid " + kSite});
+        EXPECT_EQ(fs::exists(mirrored("feed.json")), row.status == kDone);
+        EXPECT_EQ(fs::exists(mirrored("a-1.0.qpk")), row.status == kDone);
+        EXPECT_EQ(readFile(placed("/g/feed.json")), good);
+        if (std::string(row.place) != "/g/feed.json") {
+            EXPECT_FALSE(fs::exists(placed(row.place)));
+        }
+        fs::remove_all(machine_.path("mirror"));
+    }
+}
+
+// Catches a mirror that passes an older feed, or one that lost its signature, on to all clients.
+TEST_F(Mirror, RemembersWhatWasGood) {
+    ASSERT_EQ(run({program("qpk"), "keygen", machine_.path("key")}).exitCode, 0);
+    const List sign{"--key", machine_.path("key.key")};
+    const std::string feed = server_.address("/site/feed.json");
+    publish({"1.0"}, sign);
+    publish({"2.0"}, sign);
+    mirror(kDone);
+    const std::string before = readFile(mirrored("feed.json"));
+    serial_ = 0;
+    publish({"1.0"}, sign);
+    EXPECT_EQ(failures(mirror(kFailed)), List{"feedRolledBack " + feed});
+    serial_ = 5;
+    publish({"1.0"});
+    server_.serve("/site/feed.json.sig", {"", 404});
+    EXPECT_EQ(failures(mirror(kFailed)), List{"feedSignerChanged " + feed});
+    EXPECT_EQ(readFile(mirrored("feed.json")), before);
+    EXPECT_TRUE(fs::exists(mirrored("feed.json.sig")));
+}
+
 // Catches an index that somebody changed and that makes the mirror delete something else.
 TEST_F(Mirror, RemovesNothingOutside) {
     publish({"1.0"});
@@ -130,6 +193,43 @@ TEST_F(Mirror, RemovesNothingOutside) {
                   "modified": 1}]})");
     mirror(kDone);
     EXPECT_TRUE(fs::exists(machine_.path("precious")));
+}
+
+// Root would delete and write files where the owner of the folder, or of one in it, leads it.
+TEST_F(Mirror, NobodyElseLeadsRootOutside) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root is worth leading astray";
+    publish({"1.0"});
+    const std::string host = fs::path(mirrored("")).parent_path().parent_path().filename();
+    const struct {
+        const char* commands;  ///< in the machine's folder; $as does the rest as another user
+        std::string refused;
+    } rows[] = {
+        {"chown 65534 mirror; $as ln -s ../victim mirror/evil", "mirror"},
+        {"chown 65534 mirror; $as ln -s ../victim mirror/$host", "mirror"},
+        {"chmod 777 mirror", "mirror"},
+        {"chmod 1777 mirror", "mirror"},
+        {"chown 65534 mirror/.tavik-mirror.json", "mirror/.tavik-mirror.json"},
+        {"mv mirror/.tavik-mirror.json index; ln -s ../index mirror/.tavik-mirror.json",
+         "mirror/.tavik-mirror.json"},
+        {"mkdir mirror/$host; chown 65534 mirror/$host; $as ln -s ../../victim mirror/$host/site",
+         "mirror/" + host},
+        {"mkdir mirror/evil; chown 65534 mirror/evil; $as ln -s ../../victim/precious mirror/evil",
+         "mirror/evil"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.commands);
+        const std::string script =
+            "cd '" + machine_.path("") + "'; host=" + host +
+            "; rm -rf mirror victim index; mkdir -m 755 mirror victim; echo kept >victim/precious;"
+            R"(echo '{"formatVersion": 1, "files": [{"path": "evil/precious", "sha256": "",
+                "size": 1, "modified": 1}]}' >mirror/.tavik-mirror.json;)"
+            "chmod 755 .; as='setpriv --reuid=65534 --regid=65534 --clear-groups'; " +
+            row.commands;
+        ASSERT_EQ(run({"sh", "-euc", script}).exitCode, 0);
+        EXPECT_EQ(failures(mirror(kFailed)), List{"storeUnsafe " + machine_.path(row.refused)});
+        EXPECT_EQ(namesIn(machine_.path("victim")), List{"precious"});
+    }
 }
 
 }  // namespace

@@ -8,6 +8,9 @@
 // 3. A file without a name can only be linked to a name that is free. So it gets a hidden name, and
 //    a rename replaces the target in one step. A signal in between waits, so that the hidden name
 //    does not stay.
+//
+// The target's folder is opened once and every step works in it, so all of them meet the same
+// folder wherever its path leads meanwhile.
 
 #include "platform/core/disk/AtomicFile.h"
 
@@ -16,7 +19,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 
 #include "platform/core/status/Status.h"
@@ -32,41 +34,48 @@ mode_t rightsOfNewFile() {
     return 0666 & ~mask;
 }
 
-std::string hiddenNameBeside(const std::string& target, const std::string& suffix) {
-    const fs::path path(target);
-    return path.parent_path() / ("." + path.filename().string() + "." + suffix);
-}
-
-/// A file without a name; none if the file system does not support that.
-FileDescriptor makeNameless(const std::string& target) {
-    const std::string folder = fs::path(target).parent_path().string();
+FileDescriptor openFolderOf(const std::string& file) {
+    const std::string folder = fs::path(file).parent_path().string();
     return FileDescriptor(
-        ::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+        ::open(folder.empty() ? "." : folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
 }  // namespace
 
 AtomicFile::AtomicFile(const std::string& path) : AtomicFile(path, path) {}
 
-AtomicFile::AtomicFile(std::string path, std::string target)
-    : path_(std::move(path)), target_(std::move(target)), file_(makeNameless(target_)) {
+AtomicFile::AtomicFile(const std::string& path, const std::string& target)
+    : AtomicFile(openFolderOf(target), fs::path(target).filename(), path) {}
+
+AtomicFile::AtomicFile(int folder, std::string name, std::string path)
+    : AtomicFile(FileDescriptor(::openat(folder, ".", O_PATH | O_DIRECTORY | O_CLOEXEC)),
+                 std::move(name), std::move(path)) {}
+
+AtomicFile::AtomicFile(FileDescriptor folder, std::string name, std::string path)
+    : path_(std::move(path)), folder_(std::move(folder)), name_(std::move(name)) {
+    if (!folder_)
+        failErrno(errno, path_, "make the file");
+    file_ = FileDescriptor(::openat(folder_.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     if (file_)
         return;
-    std::string name = hiddenNameBeside(target_, "XXXXXX");
+    // Not every file system has files without a name.
     untilGone_.emplace();
-    file_ = FileDescriptor(::mkostemp(name.data(), O_CLOEXEC));
-    if (!file_)
-        failErrno(errno, path_, "make the file");
-    temporaryPath_ = std::move(name);
+    takeHiddenName(
+        [this](const char* hidden) {
+            file_ = FileDescriptor(::openat(
+                folder_.get(), hidden, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+            return static_cast<bool>(file_);
+        },
+        "make the file");
 }
 
 AtomicFile::~AtomicFile() {
-    if (!temporaryPath_.empty())
-        ::unlink(temporaryPath_.c_str());
+    if (!hiddenName_.empty())
+        ::unlinkat(folder_.get(), hiddenName_.c_str(), 0);
 }
 
 std::string AtomicFile::temporaryPath() const {
-    return temporaryPath_.empty() ? "/proc/self/fd/" + std::to_string(file_.get()) : temporaryPath_;
+    return "/proc/self/fd/" + std::to_string(file_.get());
 }
 
 void AtomicFile::write(std::string_view bytes) {
@@ -97,11 +106,17 @@ void AtomicFile::sync(mode_t mode) {
 
 void AtomicFile::putInPlace() {
     const DeferredTermination nameAndRename;
-    if (temporaryPath_.empty())
-        giveTemporaryName();
-    if (::rename(temporaryPath_.c_str(), target_.c_str()) != 0)
+    // Only a rename can replace another file, and it needs a name.
+    if (hiddenName_.empty())
+        takeHiddenName(
+            [this](const char* hidden) {
+                return ::linkat(AT_FDCWD, temporaryPath().c_str(), folder_.get(), hidden,
+                                AT_SYMLINK_FOLLOW) == 0;
+            },
+            "name the finished file");
+    if (::renameat(folder_.get(), hiddenName_.c_str(), folder_.get(), name_.c_str()) != 0)
         failErrno(errno, path_, "rename the finished file");
-    temporaryPath_.clear();
+    hiddenName_.clear();
     untilGone_.reset();
 }
 
@@ -112,21 +127,21 @@ void AtomicFile::requireGoingOn() const {
         failErrno(EINTR, path_, "write the file");
 }
 
-/// Gives the file a name, because only a rename can replace another file.
-void AtomicFile::giveTemporaryName() {
-    const std::string nameless = temporaryPath();
+/// Calls `make` with hidden names until it returns true for one that is free.
+template <class Make>
+void AtomicFile::takeHiddenName(Make make, const char* action) {
     constexpr int kAttempts = 100;
     for (int i = 0; i < kAttempts; ++i) {
-        std::string name =
-            hiddenNameBeside(target_, std::to_string(::getpid()) + "-" + std::to_string(i));
-        if (::linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
-            temporaryPath_ = std::move(name);
+        std::string hidden =
+            "." + name_ + "." + std::to_string(::getpid()) + "-" + std::to_string(i);
+        if (make(hidden.c_str())) {
+            hiddenName_ = std::move(hidden);
             return;
         }
         if (errno != EEXIST)
             break;
     }
-    failErrno(errno, path_, "name the finished file");
+    failErrno(errno, path_, action);
 }
 
 }  // namespace tavik

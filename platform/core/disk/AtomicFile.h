@@ -21,7 +21,10 @@ class AtomicFile {
     /// Replaces whatever has that name, also a link or a device, but not a folder.
     explicit AtomicFile(const std::string& path);
     /// `target` is replaced; failures name `path`, which led to it.
-    AtomicFile(std::string path, std::string target);
+    AtomicFile(const std::string& path, const std::string& target);
+    /// The file `name` in the open folder `folder`, wherever that folder's path leads by now;
+    /// failures name `path`.
+    AtomicFile(int folder, std::string name, std::string path);
     ~AtomicFile();
     AtomicFile(const AtomicFile&) = delete;
     AtomicFile& operator=(const AtomicFile&) = delete;
@@ -48,12 +51,15 @@ class AtomicFile {
     void putInPlace();
 
   private:
-    void giveTemporaryName();
+    AtomicFile(FileDescriptor folder, std::string name, std::string path);
+    template <class Make>
+    void takeHiddenName(Make make, const char* action);
     void requireGoingOn() const;
 
     std::string path_;
-    std::string target_;                            // what is replaced
-    std::string temporaryPath_;                     // empty: it has no name
+    FileDescriptor folder_;
+    std::string name_;                              // what is replaced in the folder
+    std::string hiddenName_;                        // empty: it has no name
     std::optional<DeferredTermination> untilGone_;  // while it has a name that must not stay
     FileDescriptor file_;
     std::uint64_t size_ = 0;

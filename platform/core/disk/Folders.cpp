@@ -14,24 +14,16 @@
 #include <system_error>
 
 #include "platform/core/status/Status.h"
-#include "platform/support/FileDescriptor.h"
 
 namespace tavik {
 namespace {
 
-/// Makes the folder in the open one. Its rights are set on the descriptor of what was made:
-/// between two uses of a path, whoever owns a folder above could lead the second one elsewhere.
-FileDescriptor makeOne(int parent, const std::string& name, const std::string& path, mode_t mode) {
-    const bool isMade = ::mkdirat(parent, name.c_str(), mode) == 0;
-    if (!isMade && errno != EEXIST)
-        failErrno(errno, path, "make the folder");
-    FileDescriptor folder(
-        ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder)
-        failErrno(errno, path, "open the folder");
-    if (isMade && ::fchmod(folder.get(), mode) != 0)
-        failErrno(errno, path, "set the folder's rights");
-    return folder;
+/// Whether only root and the current user can rename and replace what the current user makes in the
+/// open folder.
+bool isOursAlone(int folder) {
+    struct stat info {};
+    return ::fstat(folder, &info) == 0 && (info.st_uid == 0 || info.st_uid == ::geteuid()) &&
+           ((info.st_mode & (S_IWGRP | S_IWOTH)) == 0 || (info.st_mode & S_ISVTX) != 0);
 }
 
 struct CloseFolder {
@@ -40,7 +32,23 @@ struct CloseFolder {
 
 }  // namespace
 
-void makeFolders(const std::string& path, mode_t mode) {
+FileDescriptor makeFolderIn(int parent, const std::string& name, const std::string& path,
+                            mode_t mode) {
+    const bool isMade = ::mkdirat(parent, name.c_str(), mode) == 0;
+    if (!isMade && errno != EEXIST)
+        failErrno(errno, path, "make the folder");
+    FileDescriptor folder(
+        ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder)
+        failErrno(errno, path, "open the folder");
+    // The umask took rights away that the mode is meant to have. Whoever owns the parent could have
+    // put another folder of ours into the place of the new one, and would open that one to all.
+    if (isMade && isOursAlone(parent) && ::fchmod(folder.get(), mode) != 0)
+        failErrno(errno, path, "set the folder's rights");
+    return folder;
+}
+
+FileDescriptor makeFolders(const std::string& path, mode_t mode) {
     FileDescriptor folder(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
     for (std::size_t at = 1; at < path.size();) {
         const std::size_t end = std::min(path.find('/', at), path.size());
@@ -52,8 +60,10 @@ void makeFolders(const std::string& path, mode_t mode) {
         FileDescriptor next(::openat(folder.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (!next && errno != ENOENT)
             failErrno(errno, path.substr(0, end), "open the folder");
-        folder = next ? std::move(next) : makeOne(folder.get(), name, path.substr(0, end), mode);
+        folder =
+            next ? std::move(next) : makeFolderIn(folder.get(), name, path.substr(0, end), mode);
     }
+    return folder;
 }
 
 std::string realPath(const std::string& path) {

@@ -7,11 +7,20 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/support/FileDescriptor.h"
+
 namespace tavik {
 
-/// Makes the folder at the absolute `path` and those above it, as far as they are missing; what is
-/// made has exactly that mode whatever the umask. Throws errno failures naming the folder.
-void makeFolders(const std::string& path, mode_t mode);
+/// Opens the folder `name` in the open folder `parent` for reading, making it where it is missing;
+/// never through a link. What is made has exactly that mode whatever the umask, where nobody else
+/// could have exchanged it meanwhile; elsewhere the umask holds. Throws errno failures naming
+/// `path`.
+FileDescriptor makeFolderIn(int parent, const std::string& name, const std::string& path,
+                            mode_t mode);
+
+/// Makes the folder at the absolute `path` and those above it in the same way, as far as they are
+/// missing, and opens it to pass through.
+FileDescriptor makeFolders(const std::string& path, mode_t mode);
 
 /// The path with its links resolved; unchanged if it leads nowhere.
 std::string realPath(const std::string& path);

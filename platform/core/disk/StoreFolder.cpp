@@ -21,15 +21,10 @@ FileDescriptor makeFolder(int parent, const std::string& name, const std::string
                           mode_t mode) {
     if (auto folder = openSafeFolder(parent, name, path))
         return folder;
-    const bool made = ::mkdirat(parent, name.c_str(), mode) == 0;
-    if (!made && errno != EEXIST)
-        failErrno(errno, path, "make the folder");
+    makeFolderIn(parent, name, path, mode);
     FileDescriptor folder = openSafeFolder(parent, name, path);
     if (!folder)
         failErrno(ENOENT, path, "open the folder");
-    // The umask took rights away that the mode is meant to have.
-    if (made && ::fchmod(folder.get(), mode) != 0)
-        failErrno(errno, path, "set the folder's rights");
     return folder;
 }
 

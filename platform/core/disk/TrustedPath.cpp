@@ -29,6 +29,7 @@
 #include <limits>
 #include <vector>
 
+#include "platform/core/disk/Folders.h"
 #include "platform/core/status/Status.h"
 
 namespace tavik {
@@ -81,7 +82,7 @@ class Walk {
                 return false;
             if (ahead_.size() >= afterLink_)
                 refuse(link_, "it is a link to " + path + ", which does not exist");
-            next = make(name, path);
+            next = makeFolderIn(folder_.get(), name, path, kFolderMode);
         }
         if (!next)
             failErrno(errno, path, "open the folder");
@@ -110,18 +111,6 @@ class Walk {
         isSticky_ = othersWrite && (info.st_mode & S_ISVTX) != 0;
         if (othersWrite && !isSticky_)
             refuse(path_, "its group or others may write to it");
-    }
-
-    FileDescriptor make(const std::string& name, const std::string& path) {
-        const bool isMade = ::mkdirat(folder_.get(), name.c_str(), kFolderMode) == 0;
-        if (!isMade && errno != EEXIST)
-            failErrno(errno, path, "make the folder");
-        FileDescriptor folder(
-            ::openat(folder_.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        // The umask took rights away that the mode is meant to have.
-        if (!folder || (isMade && ::fchmod(folder.get(), kFolderMode) != 0))
-            failErrno(errno, path, "make the folder");
-        return folder;
     }
 
     void follow(const FileDescriptor& link, const struct stat& info, const std::string& path) {

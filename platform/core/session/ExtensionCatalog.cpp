@@ -39,7 +39,7 @@ ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locati
         ExtensionTable* table = open(location);
         if (table == nullptr)
             continue;
-        catalog.add(table->readList(catalog.texts_), location.scope);
+        catalog.add(*table, location.scope);
         if (location.scope == Scope::shared)
             catalog.areMasksWhole_ = areAllCovered(masks, *table);
     }
@@ -50,13 +50,13 @@ ExtensionCatalog ExtensionCatalog::load(const std::vector<StoreLocation>& locati
 ExtensionCatalog ExtensionCatalog::ofOne(const Manifest& manifest, Scope scope) {
     ExtensionCatalog catalog;
     Arena& texts = catalog.texts_;
-    ExtensionList list;
-    list.extensions.push_back({texts.keep(manifest.id), texts.keep(manifest.idKey),
-                               texts.keep(manifest.name), texts.keep(manifest.version.text()),
-                               texts.keep(manifest.storeName), ExtensionState::enabled});
+    const ListedExtension extension{
+        texts.keep(manifest.id),        texts.keep(manifest.idKey),
+        texts.keep(manifest.name),      texts.keep(manifest.version.text()),
+        texts.keep(manifest.storeName), ExtensionState::enabled};
+    catalog.extensions_.push_back({extension, scope, -1, false, extension.state});
     for (const auto& product : manifest.products)
-        list.memberships.push_back({0, texts.keep(product.name)});
-    catalog.add(list, scope);
+        catalog.memberships_.push_back({0, texts.keep(product.name)});
     return catalog;
 }
 
@@ -71,31 +71,37 @@ void ExtensionCatalog::mask(const Masks& masks) {
     }
 }
 
-void ExtensionCatalog::add(const ExtensionList& list, Scope scope) {
+void ExtensionCatalog::add(ExtensionTable& table, Scope scope) {
     // Within one store the ids differ: what was there before came from an earlier location.
     std::unordered_set<std::string_view> known;
     for (const auto& extension : extensions_)
         known.insert(extension.idKey);
     std::vector<std::size_t> positions;
-    positions.reserve(list.extensions.size());
-    extensions_.reserve(extensions_.size() + list.extensions.size());
-    for (const auto& extension : list.extensions) {
+    const auto reserve = [&](std::size_t count) {
+        positions.reserve(count);
+        extensions_.reserve(extensions_.size() + count);
+        memberships_.reserve(memberships_.size() + count);
+    };
+    const auto addExtension = [&](const ListedExtension& extension) {
         const bool isHidden = !known.empty() && known.count(extension.idKey) != 0;
         positions.push_back(isHidden ? kNotListed : extensions_.size());
         if (!isHidden)
             extensions_.push_back({extension, scope, -1, false, extension.state});
-    }
-    for (const auto& [extension, product] : list.memberships)
-        if (positions[extension] != kNotListed)
-            memberships_.push_back({positions[extension], product});
+    };
+    const auto addMembership = [&](const ListedMembership& membership) {
+        if (const std::size_t at = positions[membership.extension]; at != kNotListed)
+            memberships_.push_back({at, membership.product});
+    };
+    table.visitList(texts_, {reserve, addExtension, addMembership});
 }
 
 void ExtensionCatalog::arrange() const {
     isArranged_ = true;
     for (const auto& [extension, product] : memberships_)
         byProduct_[product].push_back(&extensions_[extension]);
+    // Names often are in the order of the ids already, which a merge makes use of.
     for (auto& [product, members] : byProduct_)
-        std::sort(members.begin(), members.end(), isListedBefore);
+        std::stable_sort(members.begin(), members.end(), isListedBefore);
 }
 
 void ExtensionCatalog::assignHandles(std::vector<const InstalledExtension*>& byHandle) {

@@ -70,20 +70,16 @@ class ExtensionCatalog {
 
   private:
     using Members = std::vector<const InstalledExtension*>;
-    struct Membership {
-        std::size_t extension;
-        std::string_view product;
-    };
 
     ExtensionCatalog() = default;
 
-    void add(const ExtensionList& list, Scope scope);
+    void add(ExtensionTable& table, Scope scope);
     void mask(const Masks& masks);
     void arrange() const;
 
     Arena texts_;
     std::vector<InstalledExtension> extensions_;
-    std::vector<Membership> memberships_;
+    std::vector<ListedMembership> memberships_;
     /// Made when a product's list is first asked for: most changes never ask.
     mutable std::unordered_map<std::string_view, Members> byProduct_;
     mutable bool isArranged_ = false;

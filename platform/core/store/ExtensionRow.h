@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,6 +62,13 @@ struct ListedMembership {
 struct ExtensionList {
     std::vector<ListedExtension> extensions;
     std::vector<ListedMembership> memberships;
+};
+
+/// Takes such a list piece by piece, so that nobody keeps all of it twice.
+struct ListSink {
+    std::function<void(std::size_t)> count;  ///< of the extensions that follow
+    std::function<void(const ListedExtension&)> extension;
+    std::function<void(const ListedMembership&)> membership;
 };
 
 }  // namespace tavik

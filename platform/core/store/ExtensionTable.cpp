@@ -39,7 +39,8 @@ ExtensionRow shown(ExtensionRow row) {
     return row;
 }
 
-ListedExtension listedOf(const Statement& select, Arena& texts) {
+/// Many extensions come from the store of the one before.
+ListedExtension listedOf(const Statement& select, const ListedExtension& before, Arena& texts) {
     ListedExtension extension;
     extension.idKey = texts.keep(select.text(0));
     // The two differ in letter case at the most, and hardly ever do.
@@ -47,7 +48,9 @@ ListedExtension listedOf(const Statement& select, Arena& texts) {
     extension.id = id == extension.idKey ? extension.idKey : texts.keep(id);
     extension.name = keepShown(select.text(2), texts);
     extension.version = keepShown(select.text(3), texts);
-    extension.storeName = keepShown(select.text(4), texts);
+    const std::string_view storeName = select.text(4);
+    extension.storeName =
+        storeName == before.storeName ? before.storeName : keepShown(storeName, texts);
     extension.state = select.number(5) != 0 ? ExtensionState::enabled : ExtensionState::disabled;
     return extension;
 }
@@ -230,24 +233,41 @@ std::optional<ExtensionRow> ExtensionTable::find(const std::string& idKey) {
 }
 
 ExtensionList ExtensionTable::readList(Arena& texts) {
-    return guarded([&] {
-        ExtensionList list;
-        Statement extensions(database_, sql::kSelectList);
-        while (extensions.step())
-            list.extensions.push_back(listedOf(extensions, texts));
+    ExtensionList list;
+    visitList(texts, {[&](std::size_t count) { list.extensions.reserve(count); },
+                      [&](const auto& extension) { list.extensions.push_back(extension); },
+                      [&](const auto& membership) { list.memberships.push_back(membership); }});
+    return list;
+}
 
+void ExtensionTable::visitList(Arena& texts, const ListSink& sink) {
+    guarded([&] {
+        Statement count(database_, sql::kCountExtensions);
+        count.step();
+        const auto total = static_cast<std::size_t>(count.number(0));
+        sink.count(total);
+        std::vector<std::string_view> keys;
+        keys.reserve(total);
+        Statement extensions(database_, sql::kSelectList);
+        ListedExtension extension;
+        while (extensions.step()) {
+            extension = listedOf(extensions, extension, texts);
+            keys.push_back(extension.idKey);
+            sink.extension(extension);
+        }
+
+        // Both come in the order of idKey, so one walk joins them.
         Statement memberships(database_, sql::kSelectMemberships);
         std::vector<std::string_view> products;
         std::size_t at = 0;
         while (memberships.step()) {
             const std::string_view idKey = memberships.text(0);
-            while (at < list.extensions.size() && list.extensions[at].idKey != idKey)
+            while (at < keys.size() && keys[at] != idKey)
                 ++at;
-            if (at == list.extensions.size())
+            if (at == keys.size())
                 fail(Status::storeDamaged, path_, "a product without its extension");
-            list.memberships.push_back({at, keepProduct(memberships.text(1), products, texts)});
+            sink.membership({at, keepProduct(memberships.text(1), products, texts)});
         }
-        return list;
     });
 }
 

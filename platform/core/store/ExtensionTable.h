@@ -52,6 +52,7 @@ class ExtensionTable {
     /// All rows, whole or with only the columns of a list (much faster), ordered by key.
     std::vector<ExtensionRow> readAll();
     ExtensionList readList(Arena& texts);
+    void visitList(Arena& texts, const ListSink& sink);
 
     /// The folders that the rows name, in no order, and their digest. Status::storeDamaged for a
     /// row that is not valid.

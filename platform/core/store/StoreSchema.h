@@ -62,6 +62,7 @@ inline constexpr std::string_view kSelectProducts =
 inline constexpr std::string_view kOfOneExtension = " WHERE idKey = ?1";
 inline constexpr std::string_view kByKey = " ORDER BY idKey";
 inline constexpr std::string_view kByKeyAndPosition = " ORDER BY idKey, position";
+inline constexpr std::string_view kCountExtensions = "SELECT count(*) FROM extension";
 inline constexpr std::string_view kSelectList =
     "SELECT idKey, id, name, version, storeName, state FROM extension ORDER BY idKey";
 inline constexpr std::string_view kSelectMemberships =

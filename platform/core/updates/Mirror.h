@@ -28,8 +28,10 @@ struct MirrorRules {
 
 /// Copies the feeds, their signatures and the packages that they offer into the folder, byte for
 /// byte, each file in one step. Where a file stands is its address: FOLDER/HOST[:PORT]/PATH, and
-/// FOLDER/localhost/PATH for `file:`. What an earlier run has copied and no feed offers any more is
-/// removed, unless something failed. Throws errno failures about the folder itself.
+/// FOLDER/localhost/PATH for `file:`, and its bytes come from that address alone. What an earlier
+/// run has copied and no feed offers any more is removed, unless something failed. Throws errno
+/// failures about the folder itself, and Status::storeUnsafe where others may write to it or to a
+/// folder on the way to it.
 MirrorReport mirrorFeeds(const std::vector<std::string>& addresses, const std::string& folder,
                          const MirrorRules& rules);
 

@@ -1,16 +1,17 @@
 #include "platform/core/updates/MirrorIndex.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "platform/core/disk/AtomicFile.h"
-#include "platform/core/disk/RegularFile.h"
+#include "platform/core/disk/SafeFolder.h"
 #include "platform/core/package/PathRules.h"
 #include "platform/support/JsonObject.h"
 
 namespace tavik {
 namespace {
 
-constexpr const char* kName = "/.tavik-mirror.json";
+constexpr const char* kName = ".tavik-mirror.json";
 constexpr std::size_t kMaxIndexBytes = std::size_t{64} << 20;
 constexpr std::int64_t kSecond = 1'000'000'000;
 
@@ -23,48 +24,63 @@ std::int64_t numberIn(const JsonObject& entry, std::string_view name) {
 
 }  // namespace
 
-MirrorIndex MirrorIndex::read(const std::string& folder) {
+MirrorIndex MirrorIndex::read(int folder, const std::string& path) {
     MirrorIndex index;
-    const RegularFile file = openRegularFile(folder + kName, FinalLink::refused);
-    if (!file)
+    const auto text =
+        readSafeFile(folder, kName, kMaxIndexBytes, {path + "/" + kName, Status::storeUnsafe});
+    if (!text)
         return index;
     try {
-        const auto document =
-            parseJson(readUpTo(file.descriptor.get(), kMaxIndexBytes), {kMaxIndexBytes, 8});
-        const JsonValue* files = JsonObject(document, "$").neededArray("files");
-        for (const auto& value : files->GetArray()) {
+        const auto document = parseJson(*text, {kMaxIndexBytes, 8});
+        const JsonObject whole(document, "$");
+        for (const auto& value : whole.neededArray("files")->GetArray()) {
             const JsonObject entry(value, "$.files");
-            const std::string path = entry.neededText("path");
+            const std::string file = entry.neededText("path");
             // The index says what may be deleted, which must lie in the folder.
-            if (pathFault(path).empty())
-                index.files_[path] = {entry.neededText("sha256"), numberIn(entry, "size"),
+            if (pathFault(file).empty())
+                index.files_[file] = {entry.neededText("sha256"), numberIn(entry, "size"),
                                       numberIn(entry, "modified")};
         }
+        // Earlier versions did not remember feeds.
+        if (const JsonValue* feeds = whole.array("feeds"))
+            for (const auto& value : feeds->GetArray()) {
+                const JsonObject entry(value, "$.feeds");
+                index.feeds_[entry.neededText("address")] = {numberIn(entry, "serial"),
+                                                             entry.neededText("signer")};
+            }
     } catch (const std::exception&) {
         // All files are then copied anew, and none is removed.
-        index.files_.clear();
+        return {};
     }
     return index;
 }
 
-void MirrorIndex::write(const std::string& folder) const {
+void MirrorIndex::write(int folder, const std::string& path) const {
     std::string text = "{\"formatVersion\": 1, \"files\": [";
     const char* separator = "\n";
-    for (const auto& [path, file] : files_) {
-        text += std::string(separator) + "{\"path\": " + quoteJson(path) +
+    for (const auto& [place, file] : files_) {
+        text += std::string(separator) + "{\"path\": " + quoteJson(place) +
                 ", \"sha256\": " + quoteJson(file.sha256) +
                 ", \"size\": " + std::to_string(file.size) +
                 ", \"modified\": " + std::to_string(file.modified) + "}";
         separator = ",\n";
     }
-    AtomicFile file(folder + kName);
+    text += "\n], \"feeds\": [";
+    separator = "\n";
+    for (const auto& [address, feed] : feeds_) {
+        text += std::string(separator) + "{\"address\": " + quoteJson(address) +
+                ", \"serial\": " + std::to_string(feed.serial) +
+                ", \"signer\": " + quoteJson(feed.signer) + "}";
+        separator = ",\n";
+    }
+    AtomicFile file(folder, kName, path + "/" + kName);
     file.write(text + "\n]}\n");
     file.finish(0644);
 }
 
-MirroredFile lookAt(const std::string& path, const std::string& sha256) {
+MirroredFile lookAt(int folder, const std::string& name, const std::string& sha256) {
     struct stat info {};
-    if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (::fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode))
         return {sha256, -1, 0};
     return {sha256, info.st_size, info.st_mtim.tv_sec * kSecond + info.st_mtim.tv_nsec};
 }
