@@ -56,6 +56,16 @@ bool mayChange(const StoreLocation& location) {
     return false;
 }
 
+/// Everything would be there twice, and a change would wait for its own lock.
+void requireTwoStores(const StoreLocation& user, const StoreLocation& shared) {
+    struct stat one {};
+    struct stat other {};
+    if (user.root == shared.root ||
+        (::stat(user.root.c_str(), &one) == 0 && ::stat(shared.root.c_str(), &other) == 0 &&
+         one.st_dev == other.st_dev && one.st_ino == other.st_ino))
+        fail(Status::noHome, user.root, user.variable + " leads to the store for all users");
+}
+
 /// Whether an ordinary user other than the current one owns the store or a folder on the way to it.
 bool isForeign(const StoreLocation& location) {
     const std::string folder = location.familyFolder();
@@ -74,7 +84,10 @@ bool isForeign(const StoreLocation& location) {
 Session::Session(const std::string& locale, const std::string& family)
     : language_(languageOf(locale)),
       user_(userStore(checkedFamily(family))),
-      shared_(sharedStore(family)) {}
+      shared_(sharedStore(family)) {
+    if (user_)
+        requireTwoStores(*user_, shared_);
+}
 
 const ProductCatalog& Session::products() {
     prepareList();
