@@ -12,10 +12,12 @@ function(tavik_interface_library name)
     target_link_libraries(${target}
       PRIVATE ${ARGN} tavik_warnings
       INTERFACE tavik_interfaces)
+    # Added to the options of the hardening, which a property would replace.
+    target_link_options(${target} PRIVATE
+      LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${name}.map)
     # They need no library of ours, and each folder to be searched would slow every start.
     set_target_properties(${target} PROPERTIES
       INSTALL_RPATH ""
-      LINK_OPTIONS LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${name}.map
       LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}.map)
   endforeach()
   set_target_properties(${name}Installed PROPERTIES

@@ -16,12 +16,13 @@ constexpr std::size_t kWorthwhile = kHugePage / 4;
 
 }  // namespace
 
-PageMemory::PageMemory(std::size_t bytes) : size_(bytes) {
+PageMemory::PageMemory(std::size_t bytes, std::size_t spare)
+    : size_(bytes), capacity_(bytes + spare) {
     const std::size_t whole = bytes / kHugePage + (bytes % kHugePage >= kWorthwhile ? 1 : 0);
     // A huge page begins at a multiple of its size. What is mapped for that is never touched and
     // takes no memory.
-    mapped_ =
-        std::max(bytes, std::max<std::size_t>(whole * kHugePage, 1)) + (whole != 0 ? kHugePage : 0);
+    mapped_ = std::max(capacity_, std::max<std::size_t>(whole * kHugePage, 1)) +
+              (whole != 0 ? kHugePage : 0);
     mapping_ = ::mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapping_ == MAP_FAILED)
         throw std::bad_alloc();
@@ -53,6 +54,7 @@ void PageMemory::swap(PageMemory& other) noexcept {
     std::swap(mapped_, other.mapped_);
     std::swap(data_, other.data_);
     std::swap(size_, other.size_);
+    std::swap(capacity_, other.capacity_);
 }
 
 }  // namespace tavik

@@ -11,8 +11,9 @@ namespace tavik {
 class PageMemory {
   public:
     PageMemory() = default;
-    /// Throws std::bad_alloc.
-    explicit PageMemory(std::size_t bytes);
+    /// `spare`: room behind the bytes, which takes no memory before it is used. Throws
+    /// std::bad_alloc.
+    explicit PageMemory(std::size_t bytes, std::size_t spare = 0);
     PageMemory(PageMemory&& other) noexcept;
     PageMemory& operator=(PageMemory&& other) noexcept;
     ~PageMemory();
@@ -21,7 +22,10 @@ class PageMemory {
     std::size_t size() const noexcept { return size_; }
     std::string_view view() const noexcept { return {data_, size_}; }
 
-    /// Gives bytes at the end up. The others stay where they are.
+    /// The bytes and what is spare.
+    std::size_t capacity() const noexcept { return capacity_; }
+
+    /// Makes bytes at the end spare. The others stay where they are.
     void shrinkTo(std::size_t bytes) noexcept { size_ = bytes; }
 
   private:
@@ -31,6 +35,7 @@ class PageMemory {
     std::size_t mapped_ = 0;
     char* data_ = nullptr;
     std::size_t size_ = 0;
+    std::size_t capacity_ = 0;
 };
 
 }  // namespace tavik

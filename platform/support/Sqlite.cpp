@@ -101,10 +101,13 @@ struct Free {
     void operator()(unsigned char* bytes) const noexcept { sqlite3_free(bytes); }
 };
 
-void deserialize(const Database& database, unsigned char* bytes, std::size_t size, unsigned flags) {
-    const auto bytes64 = static_cast<sqlite3_int64>(size);
-    const int code = sqlite3_deserialize(database.get(), "main", bytes, bytes64, bytes64, flags);
-    // Every failure is SQLITE_ERROR. The bytes are not looked at yet, so only memory can be missing.
+void deserialize(const Database& database, unsigned char* bytes, std::size_t size,
+                 std::size_t capacity, unsigned flags) {
+    const int code =
+        sqlite3_deserialize(database.get(), "main", bytes, static_cast<sqlite3_int64>(size),
+                            static_cast<sqlite3_int64>(capacity), flags);
+    // Every failure is SQLITE_ERROR. The bytes are not looked at yet, so only memory can be
+    // missing.
     if (code != SQLITE_OK)
         fail(database.get(), code == SQLITE_ERROR ? SQLITE_NOMEM : code);
 }
@@ -150,22 +153,16 @@ Database Database::overImage(std::string_view image) {
     Database database = inMemory();
     // SQLite takes the bytes as changeable, and leaves them alone with this flag.
     auto* bytes = const_cast<unsigned char*>(reinterpret_cast<const unsigned char*>(image.data()));
-    deserialize(database, bytes, image.size(), SQLITE_DESERIALIZE_READONLY);
+    deserialize(database, bytes, image.size(), image.size(), SQLITE_DESERIALIZE_READONLY);
     // Pages are used where they stand instead of being copied.
     database.execute("PRAGMA mmap_size = 1073741824");
     return database;
 }
 
-Database Database::fromImage(std::string_view image) {
+Database Database::withinImage(PageMemory& image) {
     Database database = inMemory();
-    std::unique_ptr<unsigned char, Free> copy(
-        static_cast<unsigned char*>(sqlite3_malloc64(image.size())));
-    if (!copy)
-        throw std::bad_alloc();
-    std::copy(image.begin(), image.end(), copy.get());
-    // From here on the bytes are SQLite's, also where it fails.
-    deserialize(database, copy.release(), image.size(),
-                SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE);
+    deserialize(database, reinterpret_cast<unsigned char*>(image.data()), image.size(),
+                image.capacity(), 0);
     return database;
 }
 

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "platform/support/FileDescriptor.h"
+#include "platform/support/PageMemory.h"
 
 namespace tavik {
 
@@ -52,8 +53,10 @@ class Database {
     /// A database over the bytes of a database file, for reading. The bytes must outlive it.
     static Database overImage(std::string_view image);
 
-    /// A database in memory that begins with the bytes of a database file.
-    static Database fromImage(std::string_view image);
+    /// A database that begins with the bytes of a database file and changes them where they are. It
+    /// grows into what is spare there, and no further: SQLITE_FULL. The memory must outlive it and
+    /// belongs to it alone.
+    static Database withinImage(PageMemory& image);
 
     /// Hands over the bytes of the database file that holds what this database holds.
     void useImage(const std::function<void(std::string_view)>& use) const;

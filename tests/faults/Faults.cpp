@@ -34,6 +34,11 @@ unsigned openingTraits(int flags) {
     return kNamesPath | kOpens | kInterruptible | (changes ? kChanges : kReads);
 }
 
+/// Without a file, a mapping is memory, which no disk can keep from anybody.
+unsigned mappingTraits(int fd) {
+    return fd < 0 ? kAllocates : kReads;
+}
+
 mode_t modeFrom(int flags, va_list arguments) {
     // O_TMPFILE shares a bit with O_DIRECTORY.
     const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
@@ -123,9 +128,9 @@ FAILING(dirent64*, readdir64, (DIR * stream), (stream), kReads, nullptr)
 FAILING(DIR*, opendir, (const char* path), (path), kNamesPath | kOpens, nullptr)
 FAILING(DIR*, fdopendir, (int fd), (fd), kReads, nullptr)
 FAILING(void*, mmap, (void* at, size_t size, int protection, int flags, int fd, off_t from),
-        (at, size, protection, flags, fd, from), kReads, MAP_FAILED)
+        (at, size, protection, flags, fd, from), mappingTraits(fd), MAP_FAILED)
 FAILING(void*, mmap64, (void* at, size_t size, int protection, int flags, int fd, off64_t from),
-        (at, size, protection, flags, fd, from), kReads, MAP_FAILED)
+        (at, size, protection, flags, fd, from), mappingTraits(fd), MAP_FAILED)
 FAILING(FILE*, fopen, (const char* path, const char* mode), (path, mode),
         openingTraits(*mode == 'r' ? O_RDONLY : O_CREAT), nullptr)
 FAILING(FILE*, fopen64, (const char* path, const char* mode), (path, mode),

@@ -38,9 +38,10 @@ Entry lookAt(int folder, const std::string& name, const std::string& path) {
     failErrno(errno, path + "/" + name, "read the link");
 }
 
-FileDescriptor openToLook(const std::string& path) {
+FileDescriptor openToLook(const std::string& path, Closed closed) {
     FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder && errno != ENOENT && errno != ENOTDIR && errno != EACCES && errno != ELOOP)
+    if (!folder && errno != ENOENT && errno != ENOTDIR && errno != ELOOP &&
+        (errno != EACCES || closed == Closed::isFailure))
         failErrno(errno, path, "open the folder");
     return folder;
 }
@@ -59,8 +60,8 @@ std::optional<LinkFolder> LinkFolder::open(const StoreFolder& store, const std::
     return LinkFolder(path, std::move(descriptor), std::move(ours));
 }
 
-std::vector<std::string> LinkFolder::namesAt(const std::string& path) {
-    const FileDescriptor folder = openToLook(path);
+std::vector<std::string> LinkFolder::namesAt(const std::string& path, Closed closed) {
+    const FileDescriptor folder = openToLook(path, closed);
     if (!folder)
         return {};
     auto names = namesIn(folder.get());
@@ -68,8 +69,8 @@ std::vector<std::string> LinkFolder::namesAt(const std::string& path) {
     return names;
 }
 
-LinkFolder::Targets LinkFolder::targetsAt(const std::string& path) {
-    const FileDescriptor folder = openToLook(path);
+LinkFolder::Targets LinkFolder::targetsAt(const std::string& path, Closed closed) {
+    const FileDescriptor folder = openToLook(path, closed);
     Targets targets;
     if (!folder)
         return targets;
@@ -79,8 +80,8 @@ LinkFolder::Targets LinkFolder::targetsAt(const std::string& path) {
     return targets;
 }
 
-std::string LinkFolder::targetAt(const std::string& path, const std::string& name) {
-    const FileDescriptor folder = openToLook(path);
+std::string LinkFolder::targetAt(const std::string& path, const std::string& name, Closed closed) {
+    const FileDescriptor folder = openToLook(path, closed);
     return folder ? lookAt(folder.get(), name, path).target : std::string();
 }
 

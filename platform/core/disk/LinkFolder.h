@@ -11,6 +11,9 @@
 
 namespace tavik {
 
+/// What a folder is that the current user may not enter: of a host that is not his, or a failure.
+enum class Closed { isEmpty, isFailure };
+
 /// Says whether a link of that name with that target is one of ours.
 using LinkFilter = std::function<bool(const std::string& name, const std::string& target)>;
 
@@ -27,13 +30,13 @@ class LinkFolder {
 
     /// All names in the folder at `path`, in the order of their bytes; and the links in it, with
     /// their targets. These only look, so whose folder it is does not matter. Empty where there is
-    /// no folder, or none that the current user may enter.
-    static std::vector<std::string> namesAt(const std::string& path);
+    /// no folder.
+    static std::vector<std::string> namesAt(const std::string& path, Closed closed);
     using Targets = std::unordered_map<std::string, std::string>;
-    static Targets targetsAt(const std::string& path);
+    static Targets targetsAt(const std::string& path, Closed closed);
 
     /// The target of the link `name` there; empty where there is no link. Only looks as well.
-    static std::string targetAt(const std::string& path, const std::string& name);
+    static std::string targetAt(const std::string& path, const std::string& name, Closed closed);
 
     const std::string& path() const noexcept { return path_; }
 

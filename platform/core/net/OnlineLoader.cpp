@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "platform/core/net/Online.h"
 #include "platform/core/status/Status.h"
@@ -26,14 +27,17 @@ std::string ownFile() {
         fail(Status::updatesUnavailable, kModule, "cannot tell where this program is");
     // The main program has an empty name there. argv[0] is not used, because the caller chooses it.
     const std::string name = static_cast<const link_map*>(entry)->l_name;
-    return name.empty() ? std::filesystem::read_symlink("/proc/self/exe").string() : name;
+    return name.empty() ? "/proc/self/exe" : name;
 }
 
 /// The module beside that file or, for programs, where an installed tree or a build keeps it. The
 /// full path keeps the loader from finding another build's module.
 std::string findModule() {
     // A library can be found through a link that stands elsewhere.
-    const std::string folder = std::filesystem::canonical(ownFile()).parent_path();
+    std::error_code fault;
+    const std::string folder = std::filesystem::canonical(ownFile(), fault).parent_path();
+    if (fault)
+        failErrno(fault.value(), kModule, "look for it");
     for (const char* place : {"/", "/../lib/tavik/"}) {
         std::string module = folder + place + kModule;
         if (::access(module.c_str(), F_OK) == 0)

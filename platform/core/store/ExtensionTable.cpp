@@ -155,9 +155,10 @@ ExtensionTable ExtensionTable::empty(const StoreFolder& folder, Origin origin) {
 
 ExtensionTable ExtensionTable::ofImage(const StoreFolder& folder, PageMemory image, Access access) {
     try {
-        if (access == Access::change)
-            return {pathOf(folder), Database::fromImage(image.view()), Origin::sound};
-        ExtensionTable table(pathOf(folder), Database::overImage(image.view()), Origin::sound);
+        ExtensionTable table(pathOf(folder),
+                             access == Access::change ? Database::withinImage(image)
+                                                      : Database::overImage(image.view()),
+                             Origin::sound);
         table.image_ = std::move(image);
         return table;
     } catch (const SqliteError& error) {

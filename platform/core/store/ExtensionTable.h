@@ -104,7 +104,7 @@ class ExtensionTable {
     auto guarded(Work work);
 
     std::string path_;
-    PageMemory image_;  ///< what the database reads; stays where it is
+    PageMemory image_;  ///< what the database works on; stays where it is
     Database database_;
     Origin origin_;
     std::string seal_;

@@ -197,7 +197,7 @@ bool LinkKeeper::isIncomplete(ExtensionTable& table) {
         const std::string folder = extensionsFolderOf(product, store_.location());
         LinkFolder::Targets& links = linksByProduct[product.name];
         try {
-            links = LinkFolder::targetsAt(folder);
+            links = LinkFolder::targetsAt(folder, closedAt(folder));
         } catch (const Error&) {
             return true;  // repair() meets it again, and the change warns
         }
@@ -261,7 +261,7 @@ void LinkKeeper::synchronise() {
     const bool isStoreDone = masks_.synchronise();
     Attempts attempts;
     for (auto& [path, folder] : folders_)
-        if (!isStoreDone || path.compare(0, store_.path().size() + 1, store_.path() + "/") != 0)
+        if (!isStoreDone || !targets_.isBelowStore(path))
             attempts.run([&, &folder = folder] { folder.synchronise(); });
     attempts.report();
 }
@@ -417,16 +417,21 @@ std::vector<std::string> LinkKeeper::unwanted(const std::string& path, const Lin
                                               const Names& names) const {
     LinkFolder::Targets links;
     if (!names)
-        links = LinkFolder::targetsAt(path);
+        links = LinkFolder::targetsAt(path, closedAt(path));
     else
         for (const auto& name : *names)
-            links[name] = LinkFolder::targetAt(path, name);
+            links[name] = LinkFolder::targetAt(path, name, closedAt(path));
     std::vector<std::string> gone;
     for (const auto& [name, target] : links)
         if (wanted.count(name) == 0 &&
             (targets_.isOwn(path, name, target) || isOthersLink(path, target)))
             gone.push_back(name);
     return gone;
+}
+
+/// Whoever may change a store may enter its folders. Elsewhere a folder can be closed to this user.
+Closed LinkKeeper::closedAt(const std::string& path) const {
+    return targets_.isBelowStore(path) ? Closed::isFailure : Closed::isEmpty;
 }
 
 bool LinkKeeper::isOthersLink(const std::string& folder, const std::string& target) const {

@@ -60,7 +60,7 @@ class LinkKeeper {
     /// Masks an extension of the shared store for this user, durably. After a failure some of the
     /// mask may be there; see hasMadeMask().
     void setMask(const ExtensionRow& shared, const StoreLock&);
-    bool hasMadeMask() const noexcept { return masks_.hasMade(); }
+    bool hasMadeMask(const std::string& idKey) const { return masks_.hasMade(idKey); }
 
     /// Takes the mask away. After a failure it is still there.
     void clearMask(const ExtensionRow& shared, const StoreLock&);
@@ -80,6 +80,7 @@ class LinkKeeper {
     using Names = std::optional<std::vector<std::string>>;
 
     std::vector<Place> placesOf(const ExtensionRow& row) const;
+    Closed closedAt(const std::string& path) const;
     bool isOthersLink(const std::string& folder, const std::string& target) const;
     bool wantsLinkIn(const std::string& commonFolder, const ExtensionRow& row) const;
     Links wantedIn(const std::string& folder, const std::vector<ExtensionRow>& rows,

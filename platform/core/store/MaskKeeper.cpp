@@ -44,7 +44,8 @@ bool areAllCovered(const Masks& masks, ExtensionTable& shared) {
 Masks MaskKeeper::read() const {
     Masks masks;
     for (const auto& product : products())
-        for (const auto& id : LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product)))
+        for (const auto& id :
+             LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product), Closed::isFailure))
             masks[toIdKey(id)].insert(product);
     return masks;
 }
@@ -57,14 +58,18 @@ void MaskKeeper::set(const std::string& id, const std::set<std::string>& product
         const Settlement::Step step(settlement, relativePathOf(product));
         const FileDescriptor folder = openTrustedFolder(store_.descriptor(), store_.path(),
                                                         relativePathOf(product), Missing::isMade);
+        // Noted first: once the entry is there, no memory may be needed.
+        const auto made = made_.insert(toIdKey(id));
         const FileDescriptor entry(::openat(
             folder.get(), id.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
-        if (!entry && errno != EEXIST)
-            failErrno(errno, store_.path() + "/" + relativePathOf(product) + "/" + id,
+        if (!entry) {
+            const int error = errno;
+            made_.erase(made);
+            if (error == EEXIST)
+                continue;
+            failErrno(error, store_.path() + "/" + relativePathOf(product) + "/" + id,
                       "make the file");
-        if (!entry)
-            continue;
-        ++made_;
+        }
         isChanged_ = true;
     }
 }
@@ -72,7 +77,8 @@ void MaskKeeper::set(const std::string& id, const std::set<std::string>& product
 void MaskKeeper::clear(const std::string& idKey, Settlement& settlement, const StoreLock&) {
     std::vector<std::pair<std::string, std::string>> entries;  // folder, name
     for (const auto& product : products())
-        for (const auto& id : LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product)))
+        for (const auto& id :
+             LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product), Closed::isFailure))
             if (toIdKey(id) == idKey)
                 entries.emplace_back(relativePathOf(product), id);
     for (const auto& [path, id] : entries) {
@@ -81,14 +87,14 @@ void MaskKeeper::clear(const std::string& idKey, Settlement& settlement, const S
         const Settlement::Step step(settlement, path);
         if (::unlinkat(folder.get(), id.c_str(), 0) != 0 && errno != ENOENT)
             failErrno(errno, store_.path() + "/" + path + "/" + id, "remove the file");
-        if (made_ != 0)
-            --made_;
+        if (const auto made = made_.find(idKey); made != made_.end())
+            made_.erase(made);
         isChanged_ = true;
     }
 }
 
 std::vector<std::string> MaskKeeper::products() const {
-    return LinkFolder::namesAt(store_.path() + "/products");
+    return LinkFolder::namesAt(store_.path() + "/products", Closed::isFailure);
 }
 
 /// One call makes all entries durable, and the folders that were made for them.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -44,8 +43,8 @@ class MaskKeeper {
     void set(const std::string& id, const std::set<std::string>& products, Settlement& settlement,
              const StoreLock&);
 
-    /// Whether set() has made entries that clear() has not taken away.
-    bool hasMade() const noexcept { return made_ != 0; }
+    /// Whether set() has made entries for that id that clear() has not taken away.
+    bool hasMade(const std::string& idKey) const { return made_.count(idKey) != 0; }
 
     /// Takes the mask away, for all products and however the letters of the id are written. Looks
     /// for all entries first, so that after a failure the id is still masked.
@@ -60,7 +59,7 @@ class MaskKeeper {
 
     const StoreFolder& store_;
     bool isChanged_ = false;
-    std::size_t made_ = 0;
+    std::multiset<std::string> made_;  ///< keys of ids, one for each entry
 };
 
 }  // namespace tavik

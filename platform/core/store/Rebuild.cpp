@@ -86,7 +86,7 @@ class Witnesses {
             const bool isAsLinked =
                 linkedProducts.empty() || ("\n" + linkedProducts).find(line) != std::string::npos;
             if (isAsLinked && ::access(folder.c_str(), R_OK | X_OK) == 0)
-                names_[product.name] = LinkFolder::namesAt(folder);
+                names_[product.name] = LinkFolder::namesAt(folder, Closed::isFailure);
         }
     }
 

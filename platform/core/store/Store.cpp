@@ -219,7 +219,7 @@ void Store::setMaskAndCommit(StoreChange& change, const ExtensionRow& shared) {
     } catch (const std::exception& failure) {
         if (isNew)
             takeMaskBack(change, shared);
-        if (!isNew || !links_.hasMadeMask())
+        if (!isNew || !links_.hasMadeMask(shared.idKey))
             throw;
         // What cannot be taken back has happened. The next change completes it.
         change.keepMark();

@@ -23,6 +23,9 @@ constexpr std::size_t kHeaderBytes = 100;
 // From SQLite's file format: where its header keeps the two numbers.
 constexpr std::size_t kUserVersionAt = 60;
 constexpr std::size_t kApplicationIdAt = 68;
+// A change works on the bytes where they are. It adds one row, and a rebuild one for each folder
+// that is adopted: this is enough for 100,000.
+constexpr std::size_t kRoomForRows = std::size_t{32} << 20;
 
 std::uint32_t numberAt(std::string_view bytes, std::size_t at) {
     std::uint32_t number = 0;
@@ -75,7 +78,7 @@ PageMemory readWhole(const RegularFile& file, const FileSubject& subject) {
         fail(subject.invalid, subject.path,
              "it has more than " + std::to_string(kMaxImageBytes) + " bytes");
     try {
-        PageMemory bytes(size);
+        PageMemory bytes(size, kRoomForRows);
         std::size_t got = 0;
         while (const std::size_t more =
                    readOnce(file.descriptor.get(), bytes.data() + got, size - got))
