@@ -1,8 +1,10 @@
 #include <Poco/AutoPtr.h>
 #include <Poco/Exception.h>
 #include <Poco/Logger.h>
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -14,6 +16,15 @@ namespace {
 
 // The framework's text for --launch as the last argument, without its locale.
 constexpr const char* kLaunchWithoutLocale = "Missing option argument: launch requires <locale>";
+
+/// Where the program was started without standard output or error, the next file that is opened
+/// would take the number, and the tool's texts. A folder takes it first: nothing can be written to
+/// it.
+void reserveStandardDescriptors() {
+    for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number)
+        if (fcntl(number, F_GETFD) < 0 && errno == EBADF)
+            static_cast<void>(open("/", O_RDONLY | O_DIRECTORY));
+}
 
 /// Lets a listing go into a pipe or a file in large writes; a terminal still shows line by line.
 void enlargeOutputBuffer() {
@@ -61,6 +72,7 @@ int runTool(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    reserveStandardDescriptors();
     enlargeOutputBuffer();
     // An exception that nobody catches ends the process without unwinding the stack. The
     // application would not be released, and the core not be ended. This handler makes the stack of

@@ -130,6 +130,21 @@ TEST_F(Links, AFolderThatOnlyTheUserAndRootHaveASayInIsUsed) {
     }
 }
 
+// The text of a user's own link begins like ours, but it leads out of the store.
+TEST_F(Links, ALinkThatLeavesTheStoreIsNotOurs) {
+    linkIn(machine.path("apps"));
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+    const std::string target = machine.user("ext/../../../kept");
+    for (const char* name : {"zzz", "com.example.b"})
+        fs::create_symlink(target, machine.path("apps/") + name);
+    EXPECT_EQ(machine.tavik({"repair"}, "tavik").exitCode, 0);
+    EXPECT_EQ(machine.install(machine.package("com.example.b", "1.0")).exitCode, 256 - 21);
+    EXPECT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
+    EXPECT_EQ(version(machine.path("apps")), "2.0");
+    for (const char* name : {"zzz", "com.example.b"})
+        EXPECT_EQ(fs::read_symlink(machine.path("apps/") + name), target) << name;
+}
+
 // The list would show 2.0 while the application's link leads to a deleted folder.
 TEST_F(Links, TheOldFolderStaysUntilItsLinksAreGone) {
     const std::string links = machine.user("products/sketch/extensions");

@@ -97,8 +97,63 @@ TEST(SharedStore, IsChangedByRootWhateverUsersStoreTheVariablesName) {
     expectDone({"--install_for_all", machine.package("com.example.a", "1.0")});
     EXPECT_EQ(namesIn(machine.shared("products/sketch/extensions")), List{"com.example.a"});
     expectDone({"--remove_for_all", "com.example.a"});
-    // What is about the own store too does not hide that it is missing.
-    EXPECT_EQ(machine.tavik({"--list", "all"}).exitCode, 256 - 21);
+    expectDone({"--list", "all"});
+    // What is about the own store alone fails.
+    EXPECT_EQ(machine.install(machine.package("com.example.own", "2.0")).exitCode, 256 - 21);
+}
+
+// Root would make folders where a link in another user's home leads, take a store there for its
+// own, or leave folders of its own in that home.
+TEST(SharedStore, RootIsNotLedByAnotherUsersHome) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root is worth leading astray";
+    Machine machine;
+    fs::permissions(machine.path(""), fs::perms(0755));
+    fs::create_directories(machine.shared());
+    fs::copy(machine.user("products.d"), machine.shared("products.d"));
+    const auto package = machine.package("com.example.a", "1.0");
+    machine.environment()["TAVIK_HOME"] = machine.path("roots/tavik");
+    fs::create_directories(machine.path("roots/tavik"));
+    fs::copy(machine.user(), machine.path("roots/tavik/QZ"), fs::copy_options::recursive);
+    ASSERT_EQ(machine.install(package).exitCode, 0);
+    const struct {
+        const char* commands;  ///< in the home, as its user
+        const char* variable;
+        const char* value;
+        bool isThere;  ///< whether the variable leads to a store
+    } rows[] = {
+        {"true", "HOME", "home", false},
+        {"true", "TAVIK_HOME", "home/store", false},
+        {"true", "XDG_DATA_HOME", "home/data", false},
+        {"mkdir .local; ln -s ../../empty .local/share", "HOME", "home", false},
+        {"mkdir .local; ln -s ../../roots .local/share", "HOME", "home", true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.commands) + ' ' + row.variable);
+        const std::string script =
+            "cd '" + machine.path("") +
+            "'; rm -rf home empty; mkdir -m 755 home empty;"
+            "chown 65534 home; cd home; setpriv --reuid=65534 --regid=65534 --clear-groups "
+            "sh -euc '" +
+            row.commands + "'";
+        ASSERT_EQ(run({"sh", "-euc", script}).exitCode, 0);
+        const auto before = run({"find", machine.path("home")}).out;
+        for (const char* variable : {"TAVIK_HOME", "HOME", "XDG_DATA_HOME"})
+            machine.environment()[variable] = "";
+        machine.environment()[row.variable] = machine.path(row.value);
+        Result result = machine.install(package);
+        EXPECT_EQ(result.exitCode, 256 - 21) << result.err;
+        EXPECT_NE(result.err.find(std::string("; ") + row.variable + " leads there"),
+                  std::string::npos)
+            << result.err;
+        EXPECT_EQ(run({"find", machine.path("home")}).out, before);
+        EXPECT_EQ(namesIn(machine.path("empty")), List{});
+        result = machine.tavik({"--list", "all"});
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_EQ(result.out.find("com.example.a"), std::string::npos) << result.out;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), row.isThere ? 1 : 0)
+            << result.err;
+    }
 }
 
 TEST(SharedStore, EverythingIsReadableByAllWhateverTheUmask) {

@@ -92,6 +92,16 @@ TEST(StoreFailure, ThePlaceOfTheStoreIsKnown) {
         machine.environment()["TAVIK_HOME"] = machine.path(link);
         EXPECT_EQ(machine.tavik({"--list", "all"}).exitCode, 256 - 21) << link;
     }
+    // Everything would be listed twice.
+    fs::create_directories(machine.shared());
+    fs::create_directory_symlink(machine.path(""), machine.path("double"));
+    for (const char* same : {"shared", "double/shared"}) {
+        machine.environment()["TAVIK_HOME"] = machine.path(same);
+        const Result result = machine.tavik({"--list", "all"});
+        EXPECT_EQ(result.exitCode, 256 - 20) << same;
+        EXPECT_NE(result.err.find("TAVIK_HOME leads to the store for all users"), std::string::npos)
+            << result.err;
+    }
     machine.environment().erase("TAVIK_HOME");
     machine.environment().erase("HOME");
     EXPECT_EQ(machine.tavik({"--list", "all"}).exitCode, 256 - 20);

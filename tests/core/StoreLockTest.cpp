@@ -39,11 +39,11 @@ int failureOf(const StoreFolder& store, milliseconds limit, std::string* text = 
     }
 }
 
-/// How many descriptors of this process stand for the file.
-std::size_t openCount(const std::string& path) {
+/// How many descriptors of the process stand for the file.
+std::size_t openCount(const std::string& path, const std::string& process = "self") {
     std::size_t count = 0;
-    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-        std::error_code gone;
+    std::error_code gone;
+    for (const auto& entry : fs::directory_iterator("/proc/" + process + "/fd", gone)) {
         count += fs::read_symlink(entry.path(), gone) == path ? 1U : 0U;
     }
     return count;
@@ -75,6 +75,28 @@ TEST(StoreLock, AReplacedLockFileLocksNothing) {
     const StoreLock second(store);
     first.reset();
     EXPECT_EQ(waiting.get(), kStoreBusy);
+}
+
+// The lock's file or the store's folder would take the number of a closed standard error, and with
+// it the texts.
+TEST(StoreLock, NoFileTakesThePlaceOfAClosedStandardDescriptor) {
+    Machine machine;
+    ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
+    const StoreLock held(*StoreFolder::open({Scope::user, machine.path("user"), "QZ"}));
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{program("TavikCmd"), "--remove", "com.example.a"},
+          std::vector<std::string>{program("tavik"), "remove", "com.example.a"}}) {
+        std::vector<std::string> closed{"sh", "-c", "exec \"$@\" <&- >&- 2>&-", "sh"};
+        closed.insert(closed.end(), command.begin(), command.end());
+        const Process process(closed, machine.environment());
+        const std::string pid = std::to_string(process.pid());
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (openCount(machine.user(".lock"), pid) == 0 && std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+        std::error_code gone;
+        for (const char* number : {"/fd/0", "/fd/1", "/fd/2"})
+            EXPECT_EQ(fs::read_symlink("/proc/" + pid + number, gone), "/") << command[0] << number;
+    }
 }
 
 TEST(StoreLock, OnlyItsOwnerCanOpenIt) {

@@ -1,6 +1,7 @@
 #include <exception>
 #include <iostream>
 
+#include "platform/support/StandardDescriptors.h"
 #include "platform/support/Text.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Explanation.h"
@@ -75,6 +76,7 @@ int run(const std::vector<std::string>& arguments) try {
 }  // namespace tavik::qpk
 
 int main(int argc, char** argv) {
+    tavik::reserveStandardDescriptors();
     const int status = tavik::qpk::run({argv + 1, argv + argc});
     if (!std::cout.flush()) {
         tavik::qpk::printProblem(

@@ -7,6 +7,7 @@
 
 #include "platform/core/status/Status.h"
 #include "platform/support/Environment.h"
+#include "platform/support/StandardDescriptors.h"
 #include "tools/tavik/Candidates.h"
 #include "tools/tavik/CommandLine.h"
 #include "tools/tavik/Run.h"
@@ -82,6 +83,7 @@ ExitStatus run(const std::vector<std::string>& arguments) {
 }  // namespace tavik::front
 
 int main(int argc, char** argv) {
+    tavik::reserveStandardDescriptors();
     // A closed pipe is a failure to write, which is reported like any other.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     return static_cast<int>(tavik::front::run({argv + 1, argv + argc}));

@@ -9,6 +9,7 @@
 #include "platform/core/disk/RegularFile.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
+#include "platform/support/StandardDescriptors.h"
 #include "platform/support/Text.h"
 #include "platform/vell/Failure.h"
 #include "platform/vell/InstallerDatabase.h"
@@ -151,6 +152,7 @@ static int report(const std::exception& error, const char* remedy, int exitStatu
 }  // namespace tavik::vellctl
 
 int main(int argc, char** argv) try {
+    tavik::reserveStandardDescriptors();
     // Everyone on the machine may read the database, but only its owner may write to it.
     ::umask(022);
     const tavik::vellctl::Arguments arguments(argv + 1, argv + argc);

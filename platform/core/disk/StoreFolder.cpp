@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/SafeFolder.h"
+#include "platform/core/disk/TrustedPath.h"
 #include "platform/core/status/Status.h"
 
 namespace tavik {
@@ -16,6 +18,44 @@ namespace {
 constexpr mode_t kFolderMode = 0755;
 // Only the user may enter the own store, so the files below can have any mode.
 constexpr mode_t kUserRootMode = 0700;
+
+mode_t rootModeOf(const StoreLocation& location) {
+    return location.scope == Scope::user ? kUserRootMode : kFolderMode;
+}
+
+/// Opens the folder above the store, to pass through; invalid where it is missing. Root must not be
+/// led elsewhere by another user, as with that user's HOME. An ordinary user may have the store
+/// below anything.
+FileDescriptor openAbove(const StoreLocation& location, Missing missing) {
+    const std::string path = std::filesystem::path(location.root).parent_path();
+    if (::geteuid() == 0)
+        return openTrustedWay(path, missing);
+    if (missing == Missing::isMade)
+        return makeFolders(path, rootModeOf(location));
+    FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder && errno != ENOENT)
+        failErrno(errno, path, "open the folder");
+    return folder;
+}
+
+/// The name of the store's folder in the one above it.
+std::string nameOf(const StoreLocation& location) {
+    const std::string name = std::filesystem::path(location.root).filename();
+    return name.empty() ? "." : name;
+}
+
+/// Runs `work`, and lets it say which variable has led to an unsafe folder.
+template <class Work>
+auto namingVariable(const StoreLocation& location, Work work) {
+    try {
+        return work();
+    } catch (const Error& error) {
+        if (error.status() != static_cast<int>(Status::storeUnsafe) || location.variable.empty())
+            throw;
+        fail(Status::storeUnsafe, error.subject(),
+             error.detail() + "; " + location.variable + " leads there");
+    }
+}
 
 FileDescriptor makeFolder(int parent, const std::string& name, const std::string& path,
                           mode_t mode) {
@@ -38,23 +78,34 @@ StoreFolder::StoreFolder(StoreLocation location, FileDescriptor descriptor)
 }
 
 std::optional<StoreFolder> StoreFolder::open(const StoreLocation& location) {
-    const FileDescriptor root = openSafeFolder(AT_FDCWD, location.root, location.root);
-    if (!root)
+    // What is not there cannot mislead, whoever owns the way to it.
+    if (::access(location.root.c_str(), F_OK) != 0 && errno == ENOENT)
         return std::nullopt;
-    FileDescriptor family = openSafeFolder(root.get(), location.family, location.familyFolder());
-    if (!family)
-        return std::nullopt;
-    return StoreFolder(location, std::move(family));
+    return namingVariable(location, [&]() -> std::optional<StoreFolder> {
+        const FileDescriptor above = openAbove(location, Missing::isReported);
+        if (!above)
+            return std::nullopt;
+        const FileDescriptor root = openSafeFolder(above.get(), nameOf(location), location.root);
+        if (!root)
+            return std::nullopt;
+        FileDescriptor family =
+            openSafeFolder(root.get(), location.family, location.familyFolder());
+        if (!family)
+            return std::nullopt;
+        return StoreFolder(location, std::move(family));
+    });
 }
 
 StoreFolder StoreFolder::create(const StoreLocation& location) {
     if (auto folder = open(location))
         return *std::move(folder);
-    const mode_t rootMode = location.scope == Scope::user ? kUserRootMode : kFolderMode;
-    makeFolders(location.root, rootMode);
-    const FileDescriptor root = makeFolder(AT_FDCWD, location.root, location.root, rootMode);
-    return {location,
-            makeFolder(root.get(), location.family, location.familyFolder(), kFolderMode)};
+    return namingVariable(location, [&] {
+        const FileDescriptor above = openAbove(location, Missing::isMade);
+        const FileDescriptor root =
+            makeFolder(above.get(), nameOf(location), location.root, rootModeOf(location));
+        return StoreFolder(location, makeFolder(root.get(), location.family,
+                                                location.familyFolder(), kFolderMode));
+    });
 }
 
 FileDescriptor StoreFolder::subfolder(const std::string& name) const {

@@ -21,15 +21,19 @@ std::optional<std::string> absolutePathVariable(const char* name) {
 
 std::optional<StoreLocation> userStore(const std::string& family) {
     if (auto root = absolutePathVariable("TAVIK_HOME"))
-        return StoreLocation{Scope::user, *root, family};
-    if (auto dataHome = userDataHome())
-        return StoreLocation{Scope::user, *dataHome + "/tavik", family};
+        return StoreLocation{Scope::user, *root, family, "TAVIK_HOME"};
+    if (auto dataHome = userDataHome()) {
+        const bool isNamed = dataHome == environmentVariable("XDG_DATA_HOME");
+        return StoreLocation{Scope::user, *dataHome + "/tavik", family,
+                             isNamed ? "XDG_DATA_HOME" : "HOME"};
+    }
     return std::nullopt;
 }
 
 StoreLocation sharedStore(const std::string& family) {
-    return {Scope::shared, absolutePathVariable("TAVIK_SHARED_HOME").value_or("/var/lib/tavik"),
-            family};
+    if (auto root = absolutePathVariable("TAVIK_SHARED_HOME"))
+        return {Scope::shared, *root, family, "TAVIK_SHARED_HOME"};
+    return {Scope::shared, "/var/lib/tavik", family};
 }
 
 }  // namespace tavik

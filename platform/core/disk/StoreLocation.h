@@ -11,8 +11,9 @@ enum class Scope { user, shared };
 /// Where a store's family folder is; it need not exist.
 struct StoreLocation {
     Scope scope = Scope::user;
-    std::string root;    ///< absolute path of the store
-    std::string family;  ///< one path component, e.g. "QZ"
+    std::string root;        ///< absolute path of the store
+    std::string family;      ///< one path component, e.g. "QZ"
+    std::string variable{};  ///< of the environment, that leads there; empty: none
 
     std::string familyFolder() const { return root + "/" + family; }
 };

@@ -8,7 +8,8 @@
 //    must belong to root or the current user. Its group and others may not write to it.
 // 3. A folder such as /tmp, where everybody may write but only the owner may rename or delete
 //    (sticky bit), is passed through: what comes next belongs to root or the current user, so
-//    nobody else can exchange it. The walk may not end in one.
+//    nobody else can exchange it. The walk ends in one only for a caller who looks at what comes
+//    next.
 // 4. Users have links to folders, for example from /home to /data/home. A link is followed where it
 //    belongs to root or the current user and stands in a folder that only they may write to. Then
 //    the walk goes on with the link's own text, by the same rules. A link in /tmp is refused:
@@ -39,6 +40,10 @@ constexpr mode_t kFolderMode = 0755;
 constexpr int kMaxLinks = 40;  // as many as the system itself follows
 constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
 
+/// Where a walk may end: in a folder that only root and the current user write to, or also in one
+/// with a sticky bit.
+enum class End { isOurs, maybeSticky };
+
 class Walk {
   public:
     Walk(FileDescriptor start, std::string startPath, const std::string& relativePath)
@@ -49,7 +54,7 @@ class Walk {
     }
 
     /// False where a component is missing.
-    bool run(Missing missing) {
+    bool run(Missing missing, End end) {
         enter();
         while (!ahead_.empty()) {
             const std::string name = std::move(ahead_.back());
@@ -57,7 +62,7 @@ class Walk {
             if (!step(name, missing))
                 return false;
         }
-        if (isSticky_)
+        if (isSticky_ && end == End::isOurs)
             refuse(path_, "everybody may write to it");
         return true;
     }
@@ -173,24 +178,32 @@ class Walk {
 };
 
 FileDescriptor walk(FileDescriptor start, const std::string& startPath,
-                    const std::string& relativePath, Missing missing) {
+                    const std::string& relativePath, Missing missing, End end) {
     if (!start)
         failErrno(errno, startPath, "open the folder");
     Walk walk(std::move(start), startPath, relativePath);
-    return walk.run(missing) ? walk.openForReading() : FileDescriptor();
+    return walk.run(missing, end) ? walk.openForReading() : FileDescriptor();
+}
+
+FileDescriptor walkFromRoot(const std::string& path, Missing missing, End end) {
+    return walk(FileDescriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC)), "",
+                path.substr(std::min(path.find_first_not_of('/'), path.size())), missing, end);
 }
 
 }  // namespace
 
 FileDescriptor openTrustedFolder(const std::string& path, Missing missing) {
-    return walk(FileDescriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC)), "",
-                path.substr(std::min(path.find_first_not_of('/'), path.size())), missing);
+    return walkFromRoot(path, missing, End::isOurs);
+}
+
+FileDescriptor openTrustedWay(const std::string& path, Missing missing) {
+    return walkFromRoot(path, missing, End::maybeSticky);
 }
 
 FileDescriptor openTrustedFolder(int start, const std::string& startPath,
                                  const std::string& relativePath, Missing missing) {
     return walk(FileDescriptor(::openat(start, ".", O_PATH | O_DIRECTORY | O_CLOEXEC)), startPath,
-                relativePath, missing);
+                relativePath, missing, End::isOurs);
 }
 
 }  // namespace tavik

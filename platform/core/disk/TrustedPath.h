@@ -20,4 +20,8 @@ FileDescriptor openTrustedFolder(const std::string& path, Missing missing);
 FileDescriptor openTrustedFolder(int start, const std::string& startPath,
                                  const std::string& relativePath, Missing missing);
 
+/// The same for a folder in which the caller looks at each entry itself before it uses it, and
+/// follows no link: the walk may also end in one such as /tmp.
+FileDescriptor openTrustedWay(const std::string& path, Missing missing);
+
 }  // namespace tavik

@@ -56,15 +56,27 @@ bool mayChange(const StoreLocation& location) {
     return false;
 }
 
-/// Whether the store is one of an ordinary user other than the current one.
+/// Everything would be there twice, and a change would wait for its own lock.
+void requireTwoStores(const StoreLocation& user, const StoreLocation& shared) {
+    struct stat one {};
+    struct stat other {};
+    if (user.root == shared.root ||
+        (::stat(user.root.c_str(), &one) == 0 && ::stat(shared.root.c_str(), &other) == 0 &&
+         one.st_dev == other.st_dev && one.st_ino == other.st_ino))
+        fail(Status::noHome, user.root, user.variable + " leads to the store for all users");
+}
+
+/// Whether an ordinary user other than the current one owns the store or a folder on the way to it.
 bool isForeign(const StoreLocation& location) {
-    for (const std::string& folder : {location.root, location.familyFolder()}) {
+    const std::string folder = location.familyFolder();
+    for (auto end = folder.find('/', 1);; end = folder.find('/', end + 1)) {
         struct stat facts {};
-        if (::lstat(folder.c_str(), &facts) == 0 && facts.st_uid != 0 &&
+        if (::lstat(folder.substr(0, end).c_str(), &facts) == 0 && facts.st_uid != 0 &&
             facts.st_uid != ::geteuid())
             return true;
+        if (end == std::string::npos)
+            return false;
     }
-    return false;
 }
 
 }  // namespace
@@ -72,10 +84,13 @@ bool isForeign(const StoreLocation& location) {
 Session::Session(const std::string& locale, const std::string& family)
     : language_(languageOf(locale)),
       user_(userStore(checkedFamily(family))),
-      shared_(sharedStore(family)) {}
+      shared_(sharedStore(family)) {
+    if (user_)
+        requireTwoStores(*user_, shared_);
+}
 
 const ProductCatalog& Session::products() {
-    location(Scope::user);
+    prepareList();
     return reachableProducts();
 }
 
@@ -131,13 +146,13 @@ const InstalledExtension& Session::extension(ExtensionHandle handle) {
 const ExtensionCatalog& Session::catalog() {
     if (catalogIsCurrent_)
         return *catalog_;
-    location(Scope::user);
+    prepareList();
     const auto load = [this] {
         return ExtensionCatalog::load(locations(),
                                       [this](const StoreLocation& each) { return rowsOf(each); });
     };
     ExtensionCatalog fresh = load();
-    if (!fresh.areMasksWhole() && finishInterrupted(*user_)) {
+    if (user_ && !fresh.areMasksWhole() && finishInterrupted(*user_)) {
         tables_.clear();
         fresh = load();
     }
@@ -235,6 +250,13 @@ void Session::leaveOutForeignStore() {
         warnOnce(error);
         user_.reset();
     }
+}
+
+/// A list goes on without a store of another user, but not where there is no place for an own one.
+void Session::prepareList() {
+    leaveOutForeignStore();
+    if (!foreignStore_)
+        location(Scope::user);
 }
 
 const StoreLocation& Session::location(Scope scope) const {

@@ -106,7 +106,7 @@ class Session {
     // For programs that show or change one store at a time. Each call names its store; what the
     // other store holds makes no difference.
 
-    /// For commands that are about the store for all users alone: from here on, a user's store that
+    /// For lists, and for commands that are about the store for all users alone: from here on, a user's store that
     /// is not the current user's is left out, with a warning. Root has one with a user's HOME.
     void leaveOutForeignStore();
 
@@ -178,6 +178,7 @@ class Session {
     IdentityService& identity() noexcept { return identity_; }
 
   private:
+    void prepareList();
     const ExtensionCatalog& catalog();
     void forgetCatalog() noexcept;
     const ProductCatalog& readProducts();

@@ -20,6 +20,7 @@ void Session::finishBeforeLook(const StoreLocation& location) noexcept {
 }
 
 Inventory Session::inventory() {
+    leaveOutForeignStore();
     for (const StoreLocation& each : locations())
         finishBeforeLook(each);
     Inventory found = Inventory::read(locations(), reachableProducts());
@@ -72,6 +73,7 @@ void Session::update(const InventoryEntry& entry) {
 }
 
 std::vector<StoreHistoryLine> Session::history() {
+    leaveOutForeignStore();
     std::vector<StoreHistoryLine> lines;
     for (const StoreLocation& location : locations()) {
         const auto folder = StoreFolder::open(location);

@@ -70,9 +70,10 @@ UpdateCheckInput Session::updateCheckInput(const TrustRules& rules) {
     return input;
 }
 
-/// What checks learn is kept in the user's store, also where all extensions are shared.
+/// What checks learn is kept in the user's store, also where all extensions are shared; in the
+/// shared one where the user's was left out.
 std::string Session::cacheFile() const {
-    const StoreLocation& user = location(Scope::user);
+    const StoreLocation& user = foreignStore_ ? shared_ : location(Scope::user);
     try {
         return StoreFolder::create(user).path() + kCacheName;
     } catch (const Error& error) {

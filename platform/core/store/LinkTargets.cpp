@@ -1,12 +1,12 @@
-// A link belongs to a store where it leads below the store's `ext/`. When the store is moved, or
-// restored from a backup in another place, its links keep the old path. They are told by the end of
-// their target, `/ext/ID@TOKEN`, where ID is the link's name:
+// A link belongs to a store where its target is the store's `ext/` and one folder's name behind it.
+// Anything else there, such as `ext/../..`, may lead anywhere, and is somebody's own link. When the
+// store is moved, or restored from a backup in another place, its links keep the old path. They are
+// told by the end of their target, `/ext/ID@TOKEN`, where ID is the link's name:
 //
 // 1. In the store's own folders such a link is the store's, since nobody else puts links there.
 // 2. In a folder that other stores use too, it is the store's if it leads nowhere, and if `ext/`
-// has
-//    the folder ID@TOKEN: no other store has that token. A link of a copied store still leads to
-//    the original, and stays.
+//    has the folder ID@TOKEN: no other store has that token. A link of a copied store still leads
+//    to the original, and stays.
 
 #include "platform/core/store/LinkTargets.h"
 
@@ -23,8 +23,13 @@ namespace {
 
 constexpr const char* kContent = "/ext/";
 
-bool leadsBelow(const std::string& prefix, const std::string& target) {
-    return !prefix.empty() && target.compare(0, prefix.size(), prefix) == 0;
+bool isBelow(const std::string& prefix, const std::string& path) {
+    return !prefix.empty() && path.compare(0, prefix.size(), prefix) == 0;
+}
+
+bool leadsInto(const std::string& content, const std::string& target) {
+    return isBelow(content, target) && target.size() > content.size() &&
+           target[content.size()] != '.' && target.find('/', content.size()) == std::string::npos;
 }
 
 bool isDangling(const std::string& target) {
@@ -50,12 +55,12 @@ LinkTargets::LinkTargets(const StoreFolder& store, const std::optional<StoreLoca
       othersContent_(other ? realPath(other->familyFolder()) + kContent : "") {}
 
 bool LinkTargets::isBelowStore(const std::string& path) const {
-    return leadsBelow(store_, path);
+    return isBelow(store_, path);
 }
 
 bool LinkTargets::isOwn(const std::string& path, const std::string& name,
                         const std::string& target) const {
-    if (leadsBelow(content_, target))
+    if (leadsInto(content_, target))
         return true;
     const std::string folder = folderAtEnd(target, name);
     return !folder.empty() &&
@@ -63,7 +68,7 @@ bool LinkTargets::isOwn(const std::string& path, const std::string& name,
 }
 
 bool LinkTargets::isOthers(const std::string& target) const {
-    return leadsBelow(othersContent_, target);
+    return leadsInto(othersContent_, target);
 }
 
 std::string LinkTargets::folderIn(const std::string& target, const std::string& id) const {
@@ -73,7 +78,7 @@ std::string LinkTargets::folderIn(const std::string& target, const std::string& 
 
 bool LinkTargets::hasDangling(const LinkFolder::Targets& links) const {
     return std::any_of(links.begin(), links.end(), [&](const auto& link) {
-        return leadsBelow(content_, link.second) && isDangling(link.second);
+        return leadsInto(content_, link.second) && isDangling(link.second);
     });
 }
 
