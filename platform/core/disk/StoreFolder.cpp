@@ -23,25 +23,26 @@ mode_t rootModeOf(const StoreLocation& location) {
     return location.scope == Scope::user ? kUserRootMode : kFolderMode;
 }
 
-/// Opens the folder above the store, to pass through; invalid where it is missing. Root must not be
-/// led elsewhere by another user, as with that user's HOME. An ordinary user may have the store
-/// below anything.
-FileDescriptor openAbove(const StoreLocation& location, Missing missing) {
-    const std::string path = std::filesystem::path(location.root).parent_path();
-    if (::geteuid() == 0)
-        return openTrustedWay(path, missing);
-    if (missing == Missing::isMade)
-        return makeFolders(path, rootModeOf(location));
-    FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!folder && errno != ENOENT)
-        failErrno(errno, path, "open the folder");
-    return folder;
+std::string folderAbove(const StoreLocation& location) {
+    return std::filesystem::path(location.root).parent_path();
 }
 
 /// The name of the store's folder in the one above it.
 std::string nameOf(const StoreLocation& location) {
     const std::string name = std::filesystem::path(location.root).filename();
     return name.empty() ? "." : name;
+}
+
+/// Opens the store; invalid where it is missing. Root must not be led elsewhere by another user, as
+/// with that user's HOME. An ordinary user may have the store below anything.
+FileDescriptor openRoot(const StoreLocation& location) {
+    if (::geteuid() != 0)
+        return openSafeFolder(location.root);
+    // What is not there cannot mislead, whoever owns the way to it.
+    if (::access(location.root.c_str(), F_OK) != 0 && errno == ENOENT)
+        return {};
+    const FileDescriptor above = openTrustedWay(folderAbove(location), Missing::isReported);
+    return above ? openSafeFolder(above.get(), nameOf(location), location.root) : FileDescriptor();
 }
 
 /// Runs `work`, and lets it say which variable has led to an unsafe folder.
@@ -78,14 +79,8 @@ StoreFolder::StoreFolder(StoreLocation location, FileDescriptor descriptor)
 }
 
 std::optional<StoreFolder> StoreFolder::open(const StoreLocation& location) {
-    // What is not there cannot mislead, whoever owns the way to it.
-    if (::access(location.root.c_str(), F_OK) != 0 && errno == ENOENT)
-        return std::nullopt;
     return namingVariable(location, [&]() -> std::optional<StoreFolder> {
-        const FileDescriptor above = openAbove(location, Missing::isReported);
-        if (!above)
-            return std::nullopt;
-        const FileDescriptor root = openSafeFolder(above.get(), nameOf(location), location.root);
+        const FileDescriptor root = openRoot(location);
         if (!root)
             return std::nullopt;
         FileDescriptor family =
@@ -100,7 +95,9 @@ StoreFolder StoreFolder::create(const StoreLocation& location) {
     if (auto folder = open(location))
         return *std::move(folder);
     return namingVariable(location, [&] {
-        const FileDescriptor above = openAbove(location, Missing::isMade);
+        const std::string path = folderAbove(location);
+        const FileDescriptor above = ::geteuid() == 0 ? openTrustedWay(path, Missing::isMade)
+                                                      : makeFolders(path, rootModeOf(location));
         const FileDescriptor root =
             makeFolder(above.get(), nameOf(location), location.root, rootModeOf(location));
         return StoreFolder(location, makeFolder(root.get(), location.family,
