@@ -106,8 +106,9 @@ class Session {
     // For programs that show or change one store at a time. Each call names its store; what the
     // other store holds makes no difference.
 
-    /// For lists, and for commands that are about the store for all users alone: from here on, a user's store that
-    /// is not the current user's is left out, with a warning. Root has one with a user's HOME.
+    /// For lists, and for commands that are about the store for all users alone: from here on, a
+    /// user's store that is not the current user's is left out, with a warning. Root has one with a
+    /// user's HOME.
     void leaveOutForeignStore();
 
     /// The stores that this user works with, the own one first.
