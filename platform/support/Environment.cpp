@@ -1,5 +1,7 @@
 #include "platform/support/Environment.h"
 
+#include <string.h>
+
 #include <cstdlib>
 
 namespace tavik {
@@ -9,6 +11,16 @@ std::optional<std::string> environmentVariable(const char* name) {
     if (value == nullptr || *value == '\0')
         return std::nullopt;
     return value;
+}
+
+std::optional<std::string> takeVariable(const char* name) {
+    char* value = std::getenv(name);
+    if (value == nullptr)
+        return std::nullopt;
+    std::string text = value;
+    explicit_bzero(value, text.size());
+    ::unsetenv(name);
+    return text;
 }
 
 std::optional<std::string> userDataHome() {

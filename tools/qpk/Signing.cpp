@@ -1,15 +1,13 @@
 #include "tools/qpk/Signing.h"
 
-#include <string.h>
-
 #include <cerrno>
 #include <charconv>
-#include <cstdlib>
 #include <cstring>
 #include <system_error>
 
 #include "platform/core/crypto/OpenSslCrypto.h"
 #include "platform/core/status/Status.h"
+#include "platform/support/Environment.h"
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
 #include "platform/support/Secret.h"
@@ -36,16 +34,11 @@ std::string readDescriptor(const std::string& source) {
     }
 }
 
-/// The variable is gone afterwards: programs that this one starts do not get it.
 std::string readVariable(const std::string& source) {
-    const std::string name = source.substr(std::strlen(kVariable));
-    char* value = std::getenv(name.c_str());
-    if (value == nullptr)
+    auto text = takeVariable(source.c_str() + std::strlen(kVariable));
+    if (!text)
         throw Failure(source, "the environment variable is not set", "set it to the key's text");
-    std::string text = value;
-    explicit_bzero(value, text.size());
-    ::unsetenv(name.c_str());
-    return text;
+    return *std::move(text);
 }
 
 std::string readKeyText(const std::string& source) {

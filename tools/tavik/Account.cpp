@@ -1,8 +1,5 @@
 #include "tools/tavik/Account.h"
 
-#include <string.h>
-
-#include <cstdlib>
 #include <iterator>
 #include <system_error>
 
@@ -38,17 +35,6 @@ std::string setting(const Arguments& arguments, const char* option, const char* 
     return environmentVariable(variable).value_or("");
 }
 
-/// The variable is gone afterwards: programs that this one starts do not get it.
-std::string takeVariable() {
-    char* value = std::getenv(kTokenVariable);
-    if (value == nullptr)
-        return {};
-    std::string token = value;
-    explicit_bzero(value, token.size());
-    ::unsetenv(kTokenVariable);
-    return token;
-}
-
 /// The file's only line.
 std::string readTokenFile(const std::string& path) try {
     const RegularFile file = openRegularFile(path, FinalLink::followed);
@@ -74,7 +60,7 @@ std::vector<OptionRule> withAccountOptions(std::vector<OptionRule> options) {
 }
 
 void useAccount(const Arguments& arguments, Run& run) {
-    Secret token(takeVariable());
+    Secret token(takeVariable(kTokenVariable).value_or(""));
     if (const auto file = arguments.value(kTokenFile))
         token.set(readTokenFile(*file));
     const std::string account = setting(arguments, kAccount, "TAVIK_ACCOUNT");

@@ -16,7 +16,7 @@ class ContentDigests final : public ContentCheck {
     /// `digests`: SHA-256 of each file by its path in the archive, in lower-case hexadecimal
     /// digits. `crypto` outlives this object.
     ContentDigests(std::string package, std::unordered_map<std::string, std::string> digests,
-                  Crypto& crypto);
+                   Crypto& crypto);
 
     /// The check throws Error about the package (contentDiffers) for a file with another digest,
     /// and for one that the signature does not vouch for.
