@@ -3,7 +3,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +13,7 @@
 #include <system_error>
 
 #include "platform/core/status/Status.h"
+#include "platform/support/Ownership.h"
 
 namespace tavik {
 namespace {
@@ -22,8 +22,7 @@ namespace {
 /// open folder.
 bool isOursAlone(int folder) {
     struct stat info {};
-    return ::fstat(folder, &info) == 0 && (info.st_uid == 0 || info.st_uid == ::geteuid()) &&
-           ((info.st_mode & (S_IWGRP | S_IWOTH)) == 0 || (info.st_mode & S_ISVTX) != 0);
+    return ::fstat(folder, &info) == 0 && isOurs(info) && (!othersMayWrite(info) || isSticky(info));
 }
 
 struct CloseFolder {
