@@ -152,6 +152,10 @@ std::string shortened(std::string_view text, std::size_t maxBytes) {
     return std::string(text.substr(0, wholeCharacters(text, maxBytes))) + "...";
 }
 
+bool endsWith(std::string_view text, std::string_view ending) noexcept {
+    return text.size() >= ending.size() && text.substr(text.size() - ending.size()) == ending;
+}
+
 bool isAlphanumeric(char c) noexcept {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }

@@ -38,6 +38,8 @@ std::string quoteName(std::string_view name);
 /// The first `maxBytes` bytes, less where that would end inside a character; "..." shows the cut.
 std::string shortened(std::string_view text, std::size_t maxBytes);
 
+bool endsWith(std::string_view text, std::string_view ending) noexcept;
+
 /// Whether it is an ASCII letter or digit.
 bool isAlphanumeric(char c) noexcept;
 

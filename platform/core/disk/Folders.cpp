@@ -14,6 +14,7 @@
 
 #include "platform/core/status/Status.h"
 #include "platform/support/Ownership.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -101,6 +102,16 @@ void visitNames(int folder, const std::function<void(std::string_view)>& visit) 
 std::vector<std::string> namesIn(int folder) {
     std::vector<std::string> names;
     visitNames(folder, [&](std::string_view name) { names.emplace_back(name); });
+    return names;
+}
+
+std::vector<std::string> visibleNamesIn(int folder, std::string_view ending) {
+    std::vector<std::string> names;
+    visitNames(folder, [&](std::string_view name) {
+        if (name.front() != '.' && name.size() > ending.size() && endsWith(name, ending))
+            names.emplace_back(name);
+    });
+    std::sort(names.begin(), names.end());
     return names;
 }
 

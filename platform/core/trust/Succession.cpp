@@ -3,7 +3,6 @@
 #include <map>
 
 #include "platform/core/trust/Digests.h"
-#include "platform/core/trust/Fingerprints.h"
 #include "platform/support/JsonObject.h"
 #include "platform/support/JsonText.h"
 
