@@ -198,6 +198,7 @@ class Session {
     ExtensionTable* rowsOf(const StoreLocation& location);
     bool finishInterrupted(const StoreLocation& location);
     void finishBeforeLook(const StoreLocation& location) noexcept;
+    Inventory readInventory();
     ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
     Offer offered(const std::string& id, const std::optional<Version>& wanted,
