@@ -39,7 +39,7 @@ void checkXmlText(const JsonObject& manifest, std::string_view member) {
         manifest.complain(member, "has one of < & \" and would break the XML that lists it");
 }
 
-/// The fault is worded for the object, and its position is the member's.
+/// Unlike JsonObject's, these faults have the place of the unknown member.
 void allowOnly(const JsonValue& object, const std::string& place,
                std::initializer_list<std::string_view> known, const FaultSink& report) {
     for (const auto& member : object.GetObject()) {
