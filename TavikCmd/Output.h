@@ -12,8 +12,8 @@ int printFailure(const std::string& text, int status);
 /// The rows of a listing. Each is handed to standard output's stream at once and nothing is kept
 /// here, so a row is in the stream before the next call to the core. On a terminal the stream shows
 /// it right away; into a pipe or a file it writes when its own buffer is full. The rows are flushed
-/// together on every way out, an exception's too: a flush of each would show in a listing of
-/// thousands.
+/// together on every way out, an exception's too: to flush each would slow a listing of thousands
+/// down.
 class Rows {
   public:
     Rows() = default;

@@ -255,4 +255,33 @@ class Unopkg(Peer):
         return self.synced(self.command("remove", "com.bench." + name))
 
 
-PEERS = (Dpkg, Kpackagetool, Flatpak, Unopkg)
+class GnomeExtensions(Peer):
+    name = "gnome-extensions"
+    program = "gnome-extensions"
+
+    def package(self, name, files, size):
+        path = self.folder / (name + ".zip")
+        metadata = {"uuid": name + "@bench.example", "name": name, "description": "payload",
+                    "shell-version": ["43"]}
+        with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as package:
+            package.writestr("metadata.json", json.dumps(metadata))
+            package.writestr("extension.js", "")
+            for i in range(files):
+                package.writestr(f"folder{i // 100:03}/file{i:05}.dat", self.content(size, i))
+        return path
+
+    def prepare_install(self):
+        return self.fresh(self.folder / "home")
+
+    def install(self, package):
+        # flatpak has a folder of its own behind the same variable.
+        return self.synced(f"env XDG_DATA_HOME={self.folder}/home gnome-extensions install {package}")
+
+    def list(self):
+        return None  # the running desktop answers, and removes
+
+    def remove(self, name):
+        return None
+
+
+PEERS = (Dpkg, Kpackagetool, Flatpak, Unopkg, GnomeExtensions)

@@ -59,9 +59,12 @@ class Performance:
         return self.medians(commands)
 
     def list(self, count):
+        commands = {}
         for side in self.sides:
+            if side.list() is None:
+                continue
             side.fill(count)
-        commands = {side.name: ("", side.list()) for side in self.sides}
+            commands[side.name] = ("", side.list())
         commands[FLOOR] = ("", str(self.build / "bench" / "minimal"))
         return self.medians(commands, shell="none")
 
@@ -85,8 +88,9 @@ def milliseconds(figures, name):
     return f"{figures[name]:.1f}" if name in figures else "–"
 
 
-def plot(path, title, figures, axis):
-    """Draws one line a side: milliseconds against the size, both on logarithmic scales."""
+def plot(path, title, figures, names, axis):
+    """Draws one line a side: milliseconds against the size, both on logarithmic scales. `names`: of
+    all sides, so that a side has the same colour in every picture."""
     import matplotlib
     matplotlib.use("svg")
     from matplotlib import pyplot, ticker
@@ -96,9 +100,8 @@ def plot(path, title, figures, axis):
     # The names then stand beside the picture in the order of the lines' right ends.
     for name in sorted(figures[sizes[-1]], key=figures[sizes[-1]].get, reverse=True):
         style = {"TavikCmd": "-", FLOOR: ":"}.get(name, "--")
-        colour = f"C{list(figures[sizes[0]]).index(name)}"  # the same in both pictures
-        axes.plot(sizes, [figures[size][name] for size in sizes], style, color=colour, marker="o",
-                  label=name)
+        axes.plot(sizes, [figures[size][name] for size in sizes], style, color=f"C{names.index(name)}",
+                  marker="o", label=name)
     axes.set(xscale="log", yscale="log", xlabel=axis, ylabel="milliseconds", title=title)
     for side in (axes.xaxis, axes.yaxis):
         side.set_major_formatter(ticker.StrMethodFormatter("{x:,.0f}"))
@@ -152,8 +155,9 @@ def write_page(performance, cases, folder):
     works += [(f"remove, {PAYLOAD[0]} files", removes)]
     rows = [[work] + [milliseconds(figures, name) for name in names] for work, figures in works]
     (folder / "performance").mkdir(exist_ok=True)
-    plot(folder / "performance/list.svg", "List", lists, "items installed")
-    plot(folder / "performance/install.svg", "Install", installs, "files of 10 kB")
+    plot(folder / "performance/list.svg", "List", lists, names, "items installed")
+    plot(folder / "performance/install.svg", "Install", installs, names,
+         "files of 10 kB")
     disk = subprocess.run(["df", "--output=fstype", performance.folder], check=True,
                           stdout=subprocess.PIPE, text=True).stdout.split()[-1]
     (folder / "performance.md").write_text(PAGE.format(

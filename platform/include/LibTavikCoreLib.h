@@ -15,8 +15,8 @@
  *     size needed is stored in both cases.
  *  6. Null pointers, handles that name nothing, and calls outside TavikInit ... TavikTerminate are
  *     refused with a status of their own. An array that is to be filled is never null, also for a
- *     count of 0; null are only the buffer of the first call for a text and what is reserved.
- *     Nothing throws across this interface.
+ *     count of 0. Only two arguments may be null: the buffer in the first call for a text, and
+ *     what is reserved. Nothing throws across this interface.
  *  7. Threads. Calls are made from one thread at a time. Several processes may work on one store.
  *  8. Versions. A record only ever grows at its reserved places; sizes and offsets are fixed.
  */

@@ -67,7 +67,7 @@ TEST_F(Registry, AFailedOpeningLeavesNoSessionOfItsOwn) {
     framework.script("vellOpenSession -> 5");
     const PCDWrapper w(true, kVellDomainOrvo);
     EXPECT_EQ(w.pcdGetDomainDataSubdomains(kVellDomainOrvo, &list), 7);
-    EXPECT_EQ(w.vellGetPayloads(kVellStateInstalled, &list), 9);
+    EXPECT_EQ(w.vellGetPayloadDataKeys("x", kVellDomainQrt, &list), 9);
     framework.calls();
     framework.script("pcdOpenSessionNoCreate -> 5");
     EXPECT_EQ(PCDWrapper(true, kVellDomainOrvo).vellGetPayloadDataKeys("x", kVellDomainQrt, &list),

@@ -38,6 +38,15 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
     return result;
 }
 
+/// Waits for something to read, or for the end of it; throws after the deadline.
+void awaitOutput(int descriptor, Clock::time_point deadline, const std::string& soFar) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    pollfd readable{descriptor, POLLIN, 0};
+    if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) != 1)
+        throw std::runtime_error("the program took longer than its limit; so far: " + soFar);
+}
+
 /// Reads what there is; false at the end.
 bool drain(int descriptor, std::string& into) {
     std::array<char, 65536> buffer{};
@@ -89,23 +98,23 @@ void Process::kill(int signal) const {
 }
 
 std::string Process::line() {
+    const auto deadline = Clock::now() + kUsualLimit;
     std::string line;
-    for (char c = 0; ::read(out_, &c, 1) == 1 && c != '\n';)
+    for (;;) {
+        awaitOutput(out_, deadline, line);
+        char c = 0;
+        if (::read(out_, &c, 1) != 1 || c == '\n')
+            return line;
         line += c;
-    return line;
+    }
 }
 
 Result Process::wait(std::chrono::seconds limit) {
     const auto deadline = Clock::now() + limit;
     Result result;
-    pollfd readable{out_, POLLIN, 0};
-    do {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) != 1)
-            throw std::runtime_error("the program took longer than its limit; so far: " +
-                                     result.out);
-    } while (drain(out_, result.out));
+    do
+        awaitOutput(out_, deadline, result.out);
+    while (drain(out_, result.out));
     int status = 0;
     ::waitpid(pid_, &status, 0);
     pid_ = -1;

@@ -18,6 +18,9 @@ struct Result {
 
 using Environment = std::map<std::string, std::string>;
 
+/// Long enough for a machine under load.
+constexpr std::chrono::seconds kUsualLimit{60};
+
 /// A program that runs beside the test; killed with its destructor. Its environment is exactly
 /// `environment` plus PATH and what sanitizers read. Standard input is /dev/null.
 class Process {
@@ -31,11 +34,11 @@ class Process {
     void kill(int signal) const;
 
     /// The next line of the standard output, waited for, without its line end; "" at the end.
-    /// Result::out begins after the lines read.
+    /// Throws where none comes within the usual limit. Result::out begins after the lines read.
     std::string line();
 
     /// Waits for the end; a program that takes longer than the limit is killed and throws.
-    Result wait(std::chrono::seconds limit = std::chrono::seconds(60));
+    Result wait(std::chrono::seconds limit = kUsualLimit);
 
   private:
     pid_t pid_ = -1;

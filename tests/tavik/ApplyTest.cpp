@@ -195,7 +195,10 @@ TEST_F(Apply, FaultyFileChangesNothing) {
         EXPECT_EQ(failures(document), List{"stateFileInvalid " + machine_.path("state.json")})
             << entries.back();
     }
-    for (const char* text : {"", "[]", "{}", R"({"formatVersion": 2, "extensions": []})"}) {
+    for (const char* text :
+         {"", "[]", "{}", R"({"formatVersion": 2, "extensions": []})",
+          R"({"formatVersion": 1, "extensions": [], "extension": []})",
+          R"({"formatVersion": 1, "extensions": [], "failures": [{"name": "inputOutput"}]})"}) {
         writeFile(machine_.path("state.json"), text);
         EXPECT_EQ(failures(json(kFailed, {"apply", machine_.path("state.json"), "--prune"})).size(),
                   1U)

@@ -127,6 +127,32 @@ TEST_F(Change, NameMeansOneExtension) {
     EXPECT_EQ(failures(json(kFailed, {"info", "a\xFF"})), List{"extensionNotFound a\xEF\xBF\xBD"});
 }
 
+// Catches an extension that is said not to be installed where nobody could look, and a removal of
+// all others that goes by half of the stores.
+TEST_F(Change, StoreThatCannotBeReadIsNamed) {
+    install("com.example.a", "1.0");
+    const std::string database = machine_.user("store.db");
+    const Environment clean = machine_.environment();
+    machine_.environment().insert({{"LD_PRELOAD", TAVIK_FAULTS_LIBRARY},
+                                   {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+                                   {"FAULT_PATH", "store.db"},
+                                   {"FAULT", std::to_string(EACCES)}});
+    const List unreadable{"noPermission " + database};
+    for (const char* verb : {"info", "remove", "disable", "update", "verify"})
+        EXPECT_EQ(failures(json(kFailed, {verb, "com.example.a"})), unreadable) << verb;
+    const Result frozen = tavik({"freeze"});
+    EXPECT_EQ(frozen.exitCode, kFailed);
+    const std::string file = machine_.path("state.json");
+    writeFile(file, R"({"formatVersion": 1, "extensions": []})");
+    EXPECT_EQ(failures(json(kFailed, {"apply", file, "--prune"})), unreadable);
+
+    machine_.environment() = clean;
+    writeFile(file, frozen.out);
+    EXPECT_EQ(failures(json(kFailed, {"apply", file, "--prune"})),
+              List{"stateFileInvalid " + file});
+    EXPECT_EQ(listed(), List{"com.example.a 1.0 enabled user"});
+}
+
 // Catches a name that silently means the first of several.
 TEST_F(Change, SharedNameIsRefusedWithTheIds) {
     install(PackageBuilder("com.example.b", "1").named("Brushes"));

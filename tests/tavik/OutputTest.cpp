@@ -40,7 +40,12 @@ TEST_F(Outputs, WrongCommandLineIsADocumentToo) {
     const Result result = tavik({"remove", "--json"});
     EXPECT_EQ(result.exitCode, kUsage);
     EXPECT_EQ(failures(document("remove", result.out)), List{"invalidArgument command line"});
-    EXPECT_NE(err(kUsage, {"instal", "x", "y"}).find("(\"instal\" is no verb)"), std::string::npos);
+    EXPECT_NE(
+        err(kUsage, {"instal", "x", "y"}).find("(\"instal\" is no verb, nearest: \"install\")"),
+        std::string::npos);
+    for (const List& arguments : {List{"--json", "list"}, List{"--json"}})
+        EXPECT_NE(tavik(arguments).err.find("stand behind the verb"), std::string::npos);
+    EXPECT_NE(err(kUsage, {"list", "--al"}).find("no option of list"), std::string::npos);
     EXPECT_EQ(failures(json(kUsage, {"update"})), List{"invalidArgument command line"});
 }
 

@@ -55,11 +55,14 @@ TEST_F(Vellctl, NamesThePlaceOfAFaultAndImportsNothing) {
 // A pipe or a terminal would keep the import waiting for ever.
 TEST_F(Vellctl, ImportsRegularFilesAlone) {
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
-    for (const std::string& path : {folder / "pipe", std::string("/dev/null"), folder / "."}) {
+    const std::pair<std::string, const char*> rows[] = {
+        {folder / "pipe", ": it is not a regular file"},
+        {"/dev/null", ": it is not a regular file"},
+        {folder / ".", ": it is a folder"}};
+    for (const auto& [path, fault] : rows) {
         const Result result = vellctl({"import", path});
         EXPECT_EQ(result.exitCode, 1) << path;
-        EXPECT_NE(result.err.find(path + ": it is not a regular file"), std::string::npos)
-            << result.err;
+        EXPECT_NE(result.err.find(path + fault), std::string::npos) << result.err;
     }
     EXPECT_FALSE(std::filesystem::exists(database));
 }
@@ -86,6 +89,20 @@ TEST_F(Vellctl, TouchesOneValueAndTellsFailureFromWrongUsage) {
     EXPECT_EQ(vellctl({"remove", "1", "a", "j"}).exitCode, 0);
     EXPECT_EQ(vellctl({"remove", "1", "a", "j"}).exitCode, 1);
     EXPECT_EQ(parseJson(vellctl({"export"}).out), parseJson(R"({"pcd":{"1":{"a":{"k":"v w"}}}})"));
+}
+
+// Catches a value that is lost and passes for success.
+TEST_F(Vellctl, LostOutputIsAFailure) {
+    ASSERT_EQ(import(kContent).exitCode, 0);
+    for (const char* command : {"export", "get 0 s k", "--version", "--help"})
+        for (const char* output : {">/dev/full", ">&-"}) {
+            const std::string script =
+                "exec \"$0\" " + std::string(command) + " " + std::string(output);
+            const Result result =
+                run({"sh", "-c", script, program("vellctl")}, {{"NORVA_VELL_DB", database}});
+            EXPECT_EQ(result.exitCode, 1) << script;
+            EXPECT_NE(result.err.find("standard output"), std::string::npos) << script;
+        }
 }
 
 // The rule for the file: the variable, then the user's file where there is one, then the system's.

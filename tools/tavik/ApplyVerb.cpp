@@ -44,7 +44,11 @@ class Application {
           isDry_(isDry),
           run_(run),
           changes_(changes),
-          before_(run.session().inventory()) {}
+          before_(run.session().inventory()) {
+        // Of a store that cannot be read nothing would be removed, and nobody would know.
+        for (const Error& error : before_.failures())
+            run_.output().failure(error);
+    }
 
     void bring(const WantedExtension& wanted) {
         const InventoryEntry* entry = before_.find(wanted.scope, toIdKey(wanted.id));

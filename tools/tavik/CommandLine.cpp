@@ -5,6 +5,8 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 
+#include "platform/core/session/NameSearch.h"
+
 namespace tavik::front {
 namespace {
 
@@ -100,12 +102,28 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+[[noreturn]] void refuseVerb(const std::string& word) {
+    std::vector<NamedExtension> known;
+    for (const Verb* verb : allVerbs())
+        known.push_back({verb->name, verb->name});
+    const std::string nearest = suggestionsFor(known, word);
+    throw UsageError("\"" + word + "\" is no verb" + (nearest.empty() ? "" : ", " + nearest));
+}
+
 /// The library names what it did not expect from the last to the first.
 [[noreturn]] void refuseExtras(const CLI::App& app) {
     const auto extras = app.remaining(true);
     const std::string first = extras.empty() ? "" : unmarked(extras.front());
-    const bool isVerb = app.get_subcommands().empty() && !first.empty() && first.front() != '-';
-    throw UsageError("\"" + first + "\" is " + (isVerb ? "no verb" : "not expected here"));
+    const bool isOption = !first.empty() && first.front() == '-';
+    const auto verbs = app.get_subcommands();
+    if (verbs.empty() && !isOption)
+        refuseVerb(first);
+    if (!isOption)
+        throw UsageError("\"" + first + "\" is not expected here");
+    // What the program itself did not take stood before the verb.
+    throw UsageError("\"" + first + "\" is no option " +
+                     (app.remaining().empty() ? "of " + verbs.front()->get_name()
+                                              : "here: options stand behind the verb"));
 }
 
 Invocation helpFor(const CLI::App& app, const std::string& verb) {
@@ -119,7 +137,7 @@ Invocation helpFor(const CLI::App& app, const std::string& verb) {
     try {
         invocation.text = app.get_subcommand(verb)->help(app.get_name());
     } catch (const CLI::OptionNotFound&) {
-        throw UsageError("\"" + verb + "\" is no verb");
+        refuseVerb(verb);
     }
     return invocation;
 }

@@ -4,6 +4,8 @@ namespace tavik::front {
 namespace {
 
 void mirror(const Arguments& arguments, Run& run) {
+    if (arguments.operands.size() < 2)
+        throw UsageError("mirror takes addresses of feeds, and a folder behind them");
     const std::string& folder = arguments.operands.back();
     const MirrorReport report =
         run.session().mirror({arguments.operands.begin(), arguments.operands.end() - 1}, folder);
@@ -22,7 +24,7 @@ void mirror(const Arguments& arguments, Run& run) {
 
 const Verb kMirrorVerb = {"mirror",
                           "copies feeds and their packages into a folder for a web server",
-                          {"ADDRESS", "addresses of feeds, and the folder last", 2, kAny},
+                          {"ADDRESS", "addresses of feeds, and the folder last", 1, kAny},
                           {},
                           {{"copied", DocumentMember::Kind::list},
                            {"unchanged", DocumentMember::Kind::list},

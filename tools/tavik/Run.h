@@ -43,7 +43,8 @@ inline Scope scopeOf(const Arguments& arguments) {
 }
 
 /// The extension that a name or id means: of the store `only`, or of both, where the user's own
-/// copy goes before the one for all users. Throws what findByName throws.
+/// copy goes before the one for all users. Throws what findByName throws, or why a store that may
+/// hold it cannot be read.
 const InventoryEntry& named(const Inventory& inventory, const std::string& name,
                             std::optional<Scope> only = {});
 

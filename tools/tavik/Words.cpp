@@ -63,8 +63,7 @@ struct Remedy {
 // The remedies in the table of causes name options of TavikCmd. These take their place.
 constexpr Remedy kRemedies[] = {
     {Status::invalidArgument,
-     {"see tavik VERB --help", "voyez tavik VERBE --help", "siehe tavik VERB --help",
-      "tavik VERB --help を参照してください"}},
+     {"see tavik help", "voyez tavik help", "siehe tavik help", "tavik help を参照してください"}},
     {Status::storeDamaged,
      {"repair it with tavik repair", "réparez-la avec tavik repair",
       "reparieren Sie sie mit tavik repair", "tavik repair で修復してください"}},

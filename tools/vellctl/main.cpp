@@ -51,7 +51,7 @@ std::string readFile(const std::string& path) {
     if (!file && file.error != 0)
         throw std::runtime_error(path + ": cannot be opened: " + errnoText(file.error));
     if (!file)
-        throw std::runtime_error(path + ": " + file.refusal + "; write the content into one");
+        throw std::runtime_error(path + ": " + file.refusal + "; write the content into a file");
     try {
         return readUpTo(file.descriptor.get(), kMaxFileBytes);
     } catch (const std::system_error& error) {
@@ -133,10 +133,7 @@ void run(Arguments arguments) {
         if (arguments.size() != command.arguments)
             throw UsageError(name + " takes " + std::to_string(command.arguments) +
                              " arguments, not " + std::to_string(arguments.size()));
-        command.run(arguments);
-        if (!std::cout.flush())
-            throw std::runtime_error("standard output: cannot be written");
-        return;
+        return command.run(arguments);
     }
     throw UsageError("there is no command \"" + name + "\"");
 }
@@ -162,6 +159,9 @@ int main(int argc, char** argv) try {
         std::cout << "vellctl " TAVIK_VERSION "\n";
     else
         tavik::vellctl::run(arguments);
+    if (!std::cout.flush())
+        throw std::runtime_error(
+            "standard output: cannot be written; check the file, pipe or terminal that it goes to");
     return 0;
 } catch (const tavik::vellctl::UsageError& error) {
     return tavik::vellctl::report(error, "; see vellctl --help", 2);

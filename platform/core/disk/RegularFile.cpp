@@ -11,6 +11,7 @@ namespace {
 constexpr int kFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 constexpr const char* kNotRegular = "it is not a regular file";
+constexpr const char* kFolder = "it is a folder";
 
 /// What came of opening `descriptor`; errno is still that of the opening.
 RegularFile afterOpening(FileDescriptor descriptor, FinalLink link) {
@@ -19,7 +20,9 @@ RegularFile afterOpening(FileDescriptor descriptor, FinalLink link) {
     RegularFile file;
     if (errno == ELOOP && link == FinalLink::refused)
         file.refusal = "it is a link";
-    else if (errno == ENXIO || errno == EISDIR)  // a socket, a folder opened for writing
+    else if (errno == EISDIR)  // opened for writing
+        file.refusal = kFolder;
+    else if (errno == ENXIO)  // a socket
         file.refusal = kNotRegular;
     else
         file.error = errno;
@@ -49,7 +52,7 @@ RegularFile asRegularFile(FileDescriptor descriptor) {
     if (::fstat(descriptor.get(), &file.info) != 0)
         file.error = errno;
     else if (!S_ISREG(file.info.st_mode))
-        file.refusal = kNotRegular;
+        file.refusal = S_ISDIR(file.info.st_mode) ? kFolder : kNotRegular;
     else
         file.descriptor = std::move(descriptor);
     return file;

@@ -16,7 +16,7 @@ struct RegularFile {
     FileDescriptor descriptor;  ///< invalid where the file was not opened
     struct stat info {};        ///< of the open file
     int error = 0;              ///< errno value; 0 where `refusal` says why, or all is well
-    std::string refusal;        ///< "it is a link", "it is not a regular file"; else empty
+    std::string refusal;        ///< "it is a link", "it is a folder" and the like; else empty
 
     explicit operator bool() const noexcept { return static_cast<bool>(descriptor); }
     /// Why it was not opened, in a few words.

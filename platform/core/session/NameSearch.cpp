@@ -57,6 +57,19 @@ std::size_t distanceTo(const std::string& known, const std::string& text) {
     return distance(known, text);
 }
 
+std::string idsOf(const std::vector<NamedExtension>& extensions,
+                  const std::vector<std::size_t>& positions) {
+    std::set<std::string> ids;
+    for (const std::size_t position : positions)
+        ids.insert(extensions[position].id);
+    std::string text;
+    for (const auto& id : ids)
+        text += (text.empty() ? "" : ", ") + id;
+    return text;
+}
+
+}  // namespace
+
 std::string suggestionsFor(const std::vector<NamedExtension>& extensions, const std::string& text) {
     const std::string folded = foldName(text);
     std::set<std::pair<std::size_t, std::string>> byDistance;
@@ -75,19 +88,6 @@ std::string suggestionsFor(const std::vector<NamedExtension>& extensions, const 
     }
     return suggestions;
 }
-
-std::string idsOf(const std::vector<NamedExtension>& extensions,
-                  const std::vector<std::size_t>& positions) {
-    std::set<std::string> ids;
-    for (const std::size_t position : positions)
-        ids.insert(extensions[position].id);
-    std::string text;
-    for (const auto& id : ids)
-        text += (text.empty() ? "" : ", ") + id;
-    return text;
-}
-
-}  // namespace
 
 std::string foldName(std::string_view text) {
     utf8proc_uint8_t* mapped = nullptr;

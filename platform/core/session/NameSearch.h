@@ -21,6 +21,10 @@ struct NamedExtension {
 /// or ambiguousName with the ids of all that match.
 std::size_t findByName(const std::vector<NamedExtension>& extensions, const std::string& text);
 
+/// The three nearest names and ids at the most, as a text: `nearest: "a", "b"`. Empty where none is
+/// near.
+std::string suggestionsFor(const std::vector<NamedExtension>& extensions, const std::string& text);
+
 /// The text without differences of letter case and of accents, for comparing only.
 std::string foldName(std::string_view text);
 

@@ -73,10 +73,20 @@ WantedExtension readEntry(const JsonObject& entry, const std::string& place) {
     return wanted;
 }
 
+/// A state that was frozen while a store could not be read lacks that store's extensions, and
+/// pruning by it would remove them.
+void requireWhole(const JsonObject& state) {
+    const JsonValue* failures = given(state, "failures");
+    if (failures != nullptr && !(failures->IsArray() && failures->Empty()))
+        state.complain("failures", "is not empty: this state was not read whole");
+}
+
 std::vector<WantedExtension> readEntries(std::string_view text) {
     const JsonDocument document = parseJson(text, kLimits);
     const JsonObject state(document, "$");
     state.neededNumber("formatVersion", kFormatVersion, kFormatVersion);
+    state.allowOnly({"formatVersion", "extensions", "failures"});
+    requireWhole(state);
     const JsonValue* entries = state.neededArray("extensions");
     std::vector<WantedExtension> all;
     std::set<std::pair<Scope, std::string>> known;
