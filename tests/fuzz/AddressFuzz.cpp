@@ -43,7 +43,6 @@ void readBoth(std::string_view first, std::string_view second) try {
     requireSound(address);
     follow(address, second);
     readPrefix(second, address);
-    // As behind a feed's own path; a bare "." behind a slash would be a step, not a name.
     requireSound(address.withPathSuffix(".sig" + percentEncoded(second.substr(0, 100))));
 } catch (const AddressError&) {
 }

@@ -54,7 +54,7 @@ std::vector<Finding> stores(Run& run) {
             auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
             if (table)
                 finding.facts += ", extensions " + std::to_string(table->readAll().size());
-            // Never deleted by itself: whoever looks here decides.
+            // Nothing deletes these automatically: whoever reads this decides.
             for (const auto& name :
                  folder ? SetAside::namesOf(*folder) : std::vector<std::string>())
                 finding.facts += ", set-aside/" + name;
