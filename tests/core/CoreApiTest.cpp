@@ -43,7 +43,8 @@ class CoreApi : public ::testing::Test {
     OperationRecord record_{};
 };
 
-/// Calls of every family with a null pointer in one of their places, the others valid.
+/// Calls of every family with a null pointer in one of their places, the others valid; and one with
+/// a pointer where there must be none.
 std::vector<std::function<int()>> callsWithNull(OperationRecord* record) {
     static ExtensionHandle handle = 0;
     static unsigned long number = 0;
@@ -64,6 +65,7 @@ std::vector<std::function<int()>> callsWithNull(OperationRecord* record) {
         [=] { return TavikGetProductNameByProductDisplayName(nullptr, name); },
         [=] { return TavikGetCountOfUpdateExtByProduct("x", nullptr); },
         [=] { return TavikGetUpdateInfoByProduct("x", 0, nullptr); },
+        [=] { return TavikUpdateExtension(0, record); },
         [=] { return TavikSetKPSEndPoint(nullptr); },
         [=] { return TavikSetKPSCredentials("t", nullptr, "a"); },
     };
@@ -83,9 +85,20 @@ TEST_F(CoreApi, RefusesNullPointersAndCallsOutsideASession) {
     EXPECT_EQ(TavikEnableExtension(0, &record_), kNoSession);
 }
 
+TEST_F(CoreApi, TheLanguageEndsWithItsSession) {
+    const std::string english = TavikGetMessage(kNoSession);
+    ASSERT_EQ(TavikInit("fr_FR", "QZ", &record_), 0);
+    EXPECT_NE(TavikGetMessage(kNoSession), english);
+    EXPECT_EQ(TavikTerminate(), 0);
+    EXPECT_EQ(TavikGetMessage(kNoSession), english);
+}
+
 TEST_F(CoreApi, FamilyIsOneFolderName) {
-    for (const char* family : {"", ".", "..", "a/b", "../x", "/", "\n"})
+    for (const char* family : {"", ".", "..", "a/b", "../x", "/", "\n"}) {
+        ASSERT_EQ(TavikInit("en_US", "QZ", &record_), 0);
         EXPECT_EQ(TavikInit("en_US", family, &record_), kInvalidArgument) << family;
+        EXPECT_EQ(TavikEnableExtension(0, &record_), kNoSession) << "the session before goes on";
+    }
 }
 
 TEST_F(CoreApi, CredentialsStandInARequestAsTheyAre) {
@@ -128,7 +141,7 @@ TEST_F(CoreApi, TwoCallTextTellsTheSizeAndNeverOverruns) {
     EXPECT_STREQ(buffer.c_str(), "com.example.a");
 }
 
-TEST_F(CoreApi, RecordsHoldTheLongestTexts) {
+TEST_F(CoreApi, RecordsHoldTheLongestTextsAndTheState) {
     ASSERT_EQ(TavikInit("en_US", "QZ", &record_), 0);
     const std::string id(255, 'i');
     const std::string name(255, 'n');
@@ -142,6 +155,10 @@ TEST_F(CoreApi, RecordsHoldTheLongestTexts) {
     EXPECT_EQ(metadata.id, id);
     EXPECT_EQ(metadata.name, name);
     EXPECT_EQ(metadata.storeName, std::string(255, 's'));
+    EXPECT_EQ(metadata.enabled, 1);
+    ASSERT_EQ(TavikDisableExtension(handle, &record_), 0);
+    ASSERT_EQ(TavikGetExtensionMetadataStruct(handle, &metadata), 0);
+    EXPECT_EQ(metadata.enabled, 0);
 }
 
 TEST_F(CoreApi, ProductsComeInTheOrderOfTheirDisplayNames) {
@@ -151,9 +168,11 @@ TEST_F(CoreApi, ProductsComeInTheOrderOfTheirDisplayNames) {
     unsigned long count = 0;
     ASSERT_EQ(TavikGetCountOfProduct(&count), 0);
     ASSERT_EQ(count, 3U);
-    char buffers[3][64] = {};
-    char* names[] = {buffers[0], buffers[1], buffers[2], nullptr};
+    char buffers[4][64] = {};
+    char* names[] = {buffers[0], buffers[1], buffers[2], buffers[3]};
+    char* withoutOne[] = {buffers[0], nullptr, buffers[2]};
     EXPECT_EQ(TavikGetProductsList(4, names), kInvalidArgument);
+    EXPECT_EQ(TavikGetProductsList(3, withoutOne), kInvalidArgument);
     ASSERT_EQ(TavikGetProductsList(3, names), 0);
     EXPECT_STREQ(names[0], "Sketch Pro");
     EXPECT_STREQ(names[1], "Zeta");

@@ -160,6 +160,7 @@ TEST_F(NothingLost, AStoreThatWasMovedGetsItsLinksBack) {
         const std::string moved = machine_.path("moved" + std::to_string(number++));
         row.move(home, moved);
         machine_.environment()["TAVIK_HOME"] = home = moved;
+        const std::string before = readFile(home + "/QZ/store.db");
         const Result result = machine_.tavik(row.command);
         EXPECT_EQ(result.exitCode, 0) << result.err;
         EXPECT_EQ(result.err, "");
@@ -167,6 +168,7 @@ TEST_F(NothingLost, AStoreThatWasMovedGetsItsLinksBack) {
             (folder.empty() ? home + "/QZ/products/sketch/extensions" : folder) + "/" + kA;
         EXPECT_EQ(fs::read_symlink(link).string().find(home + "/QZ/ext/"), 0U);
         EXPECT_EQ(readFile(link + "/content.txt"), "1.0");
+        EXPECT_NE(readFile(home + "/QZ/store.db"), before) << "the next list does it again";
         const auto database = fs::last_write_time(home + "/QZ/store.db");
         EXPECT_EQ(machine_.tavik(list).err, "");
         EXPECT_EQ(fs::last_write_time(home + "/QZ/store.db"), database) << "each list changes it";

@@ -58,6 +58,7 @@ TEST(Feed, LeavesBrokenItemsOutAndKeepsTheOthers) {
         {R"("url":"p.qpk")", R"("url":["p.qpk","file:///etc/passwd"])", "url[1]"},
         {R"("url":"p.qpk")", R"("url":[])", "1 to 20 entries"},
         {R"("size":10)", R"("size":1e3)", "whole number"},
+        {R"("size":10)", R"("size":0)", "is 0"},
         {R"("sha256":"a)", R"("sha256":")", "hexadecimal"},
         {products.c_str(), tooMany.c_str(), "more than 256 entries"},
     };

@@ -97,6 +97,14 @@ std::vector<Finding> policy(Run& run) {
     inspect(rules, run.language(), [&] {
         const Policy policy = run.session().readRules().policy;
         rules.facts = policy.requireSignature ? "signatures required" : "signatures not required";
+        const std::pair<const char*, std::size_t> counts[] = {
+            {", lists of allowed ids ", policy.allow.size()},
+            {", denied ids ", policy.deny.size()},
+            {", lists of feeds ", policy.feeds.size()},
+            {", redirects ", policy.redirects.size()}};
+        for (const auto& [what, count] : counts)
+            if (count != 0)
+                rules.facts += what + std::to_string(count);
     });
     found.push_back(rules);
     return found;
