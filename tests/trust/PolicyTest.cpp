@@ -153,7 +153,7 @@ TEST(Policy, IsRefusedWhereOthersCouldHaveMadeIt) {
     expectStatus(Status::policyInvalid, "link", [&] { loadPolicy({folder}); });
     std::filesystem::remove(file);
     std::filesystem::create_directory(file);
-    expectStatus(Status::policyInvalid, "not a regular file", [&] { loadPolicy({folder}); });
+    expectStatus(Status::policyInvalid, "it is a folder", [&] { loadPolicy({folder}); });
     const TemporaryFolder other;
     std::filesystem::create_symlink(folder, other / "QZ");
     expectStatus(Status::storeUnsafe, "link", [&] { loadPolicy({other / "QZ"}); });
