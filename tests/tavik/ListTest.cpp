@@ -59,6 +59,26 @@ TEST_F(Lists, UpdatesAreToldAndInstalled) {
     EXPECT_EQ(ids({"list", "--updates", "--check"}), List{});
 }
 
+// Catches an ordinary user's daily update that fails by what only an administrator may update.
+TEST_F(Lists, UpdatingAllIsAboutWhatThisUserMayChange) {
+    out(kDone, {"install", machine_.package("com.example.a", "1.0"), "--all-users"});
+    publish({PackageBuilder("com.example.a", "1.5")});
+    fs::create_directories(machine_.shared("products.d"));
+    fs::copy(machine_.user("products.d/sketch.json"), machine_.shared("products.d"));
+    fs::permissions(machine_.path(""), fs::perms(0755));
+    fs::permissions(machine_.shared(), fs::perms(0555));
+    machine_.environment()["TAVIK_HOME"] = machine_.path("nobody");
+    machine_.runAs(Machine::As::ordinaryUser);
+    const Result listed = machine_.tavik({"list", "--updates", "--check"}, "tavik");
+    EXPECT_EQ(listed.exitCode, kPending) << listed.err;
+    const std::vector<std::string> all{"update", "--all"};
+    EXPECT_EQ(machine_.tavik(all, "tavik").exitCode, kDone);
+    EXPECT_EQ(machine_.tavik({"update", "com.example.a"}, "tavik").exitCode, kFailed);
+    fs::permissions(machine_.shared(), fs::perms(0755));
+    machine_.runAs(Machine::As::owner);
+    EXPECT_EQ(changes(json(kDone, all)), List{"update com.example.a 1.0 1.5 allUsers"});
+}
+
 // Catches a dead feed that keeps other feeds' updates from being installed, or is told for each of
 // its extensions.
 TEST_F(Lists, DeadFeedIsOneFailureAndHoldsNobodyUp) {

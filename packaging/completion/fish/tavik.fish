@@ -60,7 +60,7 @@ complete -c tavik -n '__tavik_verb disable' -l json -d 'print one JSON document,
 complete -c tavik -n '__tavik_verb disable' -l locale -x -a 'de en fr ja' -d 'language of the explanations: fr, de, ja, en'
 complete -c tavik -n '__tavik_verb disable' -l help -d 'explains the verb'
 complete -c tavik -n '__tavik_verb disable' -a '(__tavik_names enabled (__tavik_store both))'
-complete -c tavik -n '__tavik_verb update' -l all -d 'every installed extension'
+complete -c tavik -n '__tavik_verb update' -l all -d 'every installed extension that this user may change'
 complete -c tavik -n '__tavik_verb update' -l dry-run -d 'only tell what would change; exit status 3 where that is anything'
 complete -c tavik -n '__tavik_verb update' -l identity-service -x -d 'who is asked whether the account may install; or TAVIK_IDENTITY_SERVICE'
 complete -c tavik -n '__tavik_verb update' -l account -x -d 'the account, for extensions that need one; or TAVIK_ACCOUNT'

@@ -45,17 +45,6 @@ std::string checkedFamily(const std::string& family) {
     return family;
 }
 
-/// Whether the current user has the right to change the store.
-bool mayChange(const StoreLocation& location) {
-    const std::string folder = location.familyFolder();
-    if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
-        return true;
-    // Any other failure is thrown: taken for a missing right, it would change the wrong store.
-    if (errno != EACCES && errno != EPERM && errno != EROFS && errno != ENOENT)
-        failErrno(errno, folder, "look at the rights");
-    return false;
-}
-
 /// Everything would be there twice, and a change would wait for its own lock.
 void requireTwoStores(const StoreLocation& user, const StoreLocation& shared) {
     struct stat one {};
@@ -268,6 +257,16 @@ const StoreLocation& Session::location(Scope scope) const {
     return *user_;
 }
 
+bool Session::mayChange(Scope scope) const {
+    const std::string folder = location(scope).familyFolder();
+    if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
+        return true;
+    // Any other failure is thrown: taken for a missing right, it would change the wrong store.
+    if (errno != EACCES && errno != EPERM && errno != EROFS && errno != ENOENT)
+        failErrno(errno, folder, "look at the rights");
+    return false;
+}
+
 Store Session::store(Scope scope) {
     const auto other = scope == Scope::user ? std::optional(shared_) : user_;
     const ProductCatalog& products = allProducts();
@@ -380,7 +379,7 @@ void Session::setStateOfShared(const InstalledExtension& installed, ExtensionSta
     const std::string idKey(installed.idKey);
     const std::string name(installed.name);
     const bool isMasked = installed.isMasked;
-    const bool isForAll = mayChange(shared_);
+    const bool isForAll = mayChange(Scope::shared);
     const bool hasState = installed.stateForAll == state;
     forgetCatalog();
     if (state == ExtensionState::disabled ? isForAll : isForAll || !hasState)

@@ -108,6 +108,9 @@ class Session {
     /// The stores that this user works with, the own one first.
     std::vector<StoreLocation> locations() const;
 
+    /// Whether the current user has the right to change that store.
+    bool mayChange(Scope scope) const;
+
     /// Reads the policy and the keys.
     TrustRules readRules() const;
 
