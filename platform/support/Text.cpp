@@ -89,6 +89,17 @@ bool isUtf8(std::string_view text) noexcept {
         text, [](const Character& character) { return character.code != Character::kMalformed; });
 }
 
+std::string validUtf8(std::string_view text) {
+    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+    std::string valid;
+    valid.reserve(text.size());
+    forEachCharacter(text, [&](const Character& character) {
+        valid += character.code == Character::kMalformed ? kReplacement : character.bytes;
+        return true;
+    });
+    return valid;
+}
+
 bool isControlFree(std::string_view text) noexcept {
     return forEachCharacter(text, [](const Character& character) {
         return character.code != Character::kMalformed && !isControl(character.code);
@@ -139,6 +150,10 @@ std::string shortened(std::string_view text, std::size_t maxBytes) {
     if (text.size() <= maxBytes)
         return std::string(text);
     return std::string(text.substr(0, wholeCharacters(text, maxBytes))) + "...";
+}
+
+bool endsWith(std::string_view text, std::string_view ending) noexcept {
+    return text.size() >= ending.size() && text.substr(text.size() - ending.size()) == ending;
 }
 
 bool isAlphanumeric(char c) noexcept {

@@ -8,6 +8,9 @@ namespace tavik {
 
 bool isUtf8(std::string_view text) noexcept;
 
+/// The text with U+FFFD in the place of each byte that is no UTF-8.
+std::string validUtf8(std::string_view text);
+
 /// Whether `text` is valid UTF-8 without control characters (U+0000..1F, 7F..9F). File names need
 /// no more than that.
 bool isControlFree(std::string_view text) noexcept;
@@ -34,6 +37,8 @@ std::string quoteName(std::string_view name);
 
 /// The first `maxBytes` bytes, less where that would end inside a character; "..." shows the cut.
 std::string shortened(std::string_view text, std::size_t maxBytes);
+
+bool endsWith(std::string_view text, std::string_view ending) noexcept;
 
 /// Whether it is an ASCII letter or digit.
 bool isAlphanumeric(char c) noexcept;

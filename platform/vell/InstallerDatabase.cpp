@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -10,6 +9,7 @@
 
 #include "platform/support/Environment.h"
 #include "platform/support/FileDescriptor.h"
+#include "platform/support/Ownership.h"
 #include "platform/vell/Failure.h"
 
 namespace tavik::vell {
@@ -132,11 +132,11 @@ std::string resolved(const std::string& path, Access access) {
 }
 
 void requireOwn(const struct stat& info, const fs::path& real, const std::string& path) {
-    if (info.st_uid != 0 && info.st_uid != ::geteuid())
+    if (!isOurs(info))
         throw untrusted(path, real.string() +
                                   " belongs to another user; name a database of yours in "
                                   "NORVA_VELL_DB, or run as that user");
-    if ((info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+    if (othersMayWrite(info))
         throw untrusted(path, "others may write to " + real.string() + "; take that right away");
 }
 

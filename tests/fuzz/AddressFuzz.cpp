@@ -43,7 +43,7 @@ void readBoth(std::string_view first, std::string_view second) try {
     requireSound(address);
     follow(address, second);
     readPrefix(second, address);
-    requireSound(address.withPathSuffix("." + percentEncoded(second.substr(0, 100))));
+    requireSound(address.withPathSuffix(".sig" + percentEncoded(second.substr(0, 100))));
 } catch (const AddressError&) {
 }
 

@@ -50,7 +50,8 @@ ARROWS = {
                  " platform/core/package platform/core/net platform/core/crypto platform/core/disk"
                  " platform/core/status platform/support",
     "tools/tavik": "platform/core/session platform/core/store platform/core/package"
-                   " platform/core/disk platform/core/status platform/messaging platform/vell platform/support",
+                   " platform/core/net platform/core/disk platform/core/status platform/messaging"
+                   " platform/vell platform/support",
     "tools/vellctl": "platform/core/disk platform/vell platform/support",
 }
 # What the names of a bare include are looked for in, as the compiler does.

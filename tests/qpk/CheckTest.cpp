@@ -202,6 +202,8 @@ TEST_F(Check, JudgesEachOfSeveral) {
     const auto noise = report({at("noise.qpk")}, 1);
     EXPECT_TRUE(noise["packages"][0]["version"].IsNull()) << "invented";
     EXPECT_EQ(report({paths[2], paths[3]}, 0)["failures"].Size(), 0U);
+    // A name that is no UTF-8 made the document no JSON.
+    EXPECT_EQ(report({at("\xFF.qpk")}, 1)["failures"].Size(), 1U);
 }
 
 }  // namespace

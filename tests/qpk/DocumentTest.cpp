@@ -3,7 +3,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "platform/core/policy/Policy.h"
+#include "platform/core/policy/PolicyFile.h"
 #include "platform/support/Json.h"
 #include "tests/support/Machine.h"
 #include "tests/support/Process.h"
@@ -92,7 +92,7 @@ TEST(XmlSchema, HoldsForNamesThatNeedNoEscaping) {
 }
 
 TEST(PolicyDocument, HasAPolicyThatHolds) {
-    const Policy policy = parsePolicy(blocks(document("trust.md"), "json"));
+    const Policy policy = combine({parsePolicyFile(blocks(document("trust.md"), "json"))});
     EXPECT_TRUE(policy.requireSignature);
     EXPECT_EQ(policy.limits.fileBytes, 536870912U);
 }

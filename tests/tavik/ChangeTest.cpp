@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include "tests/tavik/Front.h"
 
 namespace tavik::testing {
@@ -79,6 +81,12 @@ TEST_F(Change, DisablingForOneselfIsAMask) {
     EXPECT_EQ(listed(), List{"com.example.a 2.0 masked allUsers"});
     const std::string file = machine_.path("frozen.json");
     writeFile(file, out(kDone, {"freeze"}));
+    // What is refused must leave no line in the history.
+    const std::string masks = machine_.user("products/sketch/disabled");
+    std::filesystem::permissions(masks, std::filesystem::perms(0777));
+    EXPECT_EQ(failures(json(kFailed, {"enable", "com.example.a"})), List{"storeUnsafe " + masks});
+    EXPECT_EQ(out(kDone, {"history", "--json"}).find("\"unmask\""), std::string::npos);
+    std::filesystem::permissions(masks, std::filesystem::perms(0755));
     EXPECT_EQ(changes(json(kDone, {"enable", "com.example.a"})),
               List{"unmask com.example.a 2.0 2.0 allUsers"});
     EXPECT_EQ(listed(), List{"com.example.a 2.0 enabled allUsers"});

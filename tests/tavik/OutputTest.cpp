@@ -160,7 +160,8 @@ TEST_F(Outputs, TerminalGetsAFittingTable) {
 TEST_F(Outputs, VersionNamesTheLibraries) {
     const std::string text = out(kDone, {"--version"});
     EXPECT_EQ(text.rfind("tavik ", 0), 0U);
-    EXPECT_NE(text.find("\n  SQLite 3."), std::string::npos) << text;
+    for (const char* library : {"\n  SQLite 3.", "\n  libcurl ", "\n  OpenSSL 3."})
+        EXPECT_NE(text.find(library), std::string::npos) << text;
     EXPECT_EQ(out(kDone, {"help", "list"}), out(kDone, {"list", "--help"}));
     EXPECT_NE(out(kDone, {"help", "list"}).find("Usage: tavik list ["), std::string::npos);
     EXPECT_NE(out(kDone, {"help", "remove"}).find(" NAME...\n"), std::string::npos);

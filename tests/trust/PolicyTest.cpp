@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "platform/core/policy/Policy.h"
+#include "platform/core/policy/PolicyFile.h"
 #include "tests/package/Expect.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -11,9 +11,9 @@ namespace tavik::testing {
 namespace {
 
 TEST(Policy, FillsWhatItNamesAndKeepsTheRest) {
-    const Policy policy = parsePolicy(R"({"requireSignature": true,
+    const Policy policy = combine({parsePolicyFile(R"({"requireSignature": true,
         "limits": {"entries": 7, "totalBytes": 1099511627776, "fileBytes": 6, "ratio": 3,
-                   "graceBytes": 0, "manifestBytes": 2000, "manifestDepth": 5}})");
+                   "graceBytes": 0, "manifestBytes": 2000, "manifestDepth": 5}})")});
     EXPECT_TRUE(policy.requireSignature);
     EXPECT_EQ(policy.limits.entries, 7U);
     EXPECT_EQ(policy.limits.totalBytes, std::uint64_t{1} << 40);
@@ -22,7 +22,7 @@ TEST(Policy, FillsWhatItNamesAndKeepsTheRest) {
     EXPECT_EQ(policy.limits.graceBytes, 0U);
     EXPECT_EQ(policy.limits.manifest.bytes, 2000U);
     EXPECT_EQ(policy.limits.manifest.depth, 5U);
-    const Policy rest = parsePolicy(R"({"limits": {"entries": 7}})");
+    const Policy rest = combine({parsePolicyFile(R"({"limits": {"entries": 7}})")});
     EXPECT_EQ(rest.limits.fileBytes, PackageLimits().fileBytes);
     EXPECT_FALSE(rest.requireSignature);
 }
@@ -107,7 +107,8 @@ TEST(Policy, TheStricterCounts) {
 
 // Each address looks allowed, but leads elsewhere.
 TEST(Policy, FeedsAreNotTakenFromElsewhere) {
-    const Policy policy = parsePolicy(R"({"feeds": ["https://a.com", "https://b.com/x/"]})");
+    const Policy policy =
+        combine({parsePolicyFile(R"({"feeds": ["https://a.com", "https://b.com/x/"]})")});
     for (const char* inside : {"https://a.com", "HTTPS://A.com/", "https://b.com/x/feed.json?v=1"})
         EXPECT_TRUE(policy.allowsFeed(Address::parse(inside))) << inside;
     for (const char* outside :
@@ -118,9 +119,9 @@ TEST(Policy, FeedsAreNotTakenFromElsewhere) {
 }
 
 TEST(Policy, LeadsToTheMirror) {
-    const Policy policy = parsePolicy(R"({"redirects": {
+    const Policy policy = combine({parsePolicyFile(R"({"redirects": {
         "https://a.com/": "https://mirror.corp/a/", "https://a.com/big/": "file:///srv/big/",
-        "https://b.com/feed.json": "https://mirror.corp/b.json"}})");
+        "https://b.com/feed.json": "https://mirror.corp/b.json"}})")});
     const std::pair<const char*, const char*> rows[] = {
         {"https://A.com/x/feed.json?v=1", "https://mirror.corp/a/x/feed.json?v=1"},
         {"https://a.com/big/p.qpk", "file:///srv/big/p.qpk"},

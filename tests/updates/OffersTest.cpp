@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "platform/core/policy/PolicyFile.h"
 #include "platform/core/session/Session.h"
 #include "platform/core/status/Status.h"
 #include "platform/core/updates/UpdateCheck.h"
@@ -41,7 +42,7 @@ TEST(Offers, AreWhatFitsFromEveryFeedThatIsNamed) {
     input.verify = [](const CachedFeed& feed, const std::string&) {
         return Signer{feed.signature, {}};
     };
-    input.policy = parsePolicy(R"({"deny": ["denied.*"]})");
+    input.policy = combine({parsePolicyFile(R"({"deny": ["denied.*"]})")});
     const struct {
         AskedFeeds asked;
         const char* wanted;
@@ -77,15 +78,19 @@ TEST(Offers, AreInstalledByTheirId) {
         ::setenv(name.c_str(), value.c_str(), 1);
 
     Session session("en_US", "QZ");
-    session.installOffered("com.example.A", Version::parse("1.0"), Scope::user);
+    const auto install = [&](const char* id, const std::optional<Version>& version) {
+        PackageSource source;
+        source.id = id;
+        source.version = version;
+        session.install(source, Scope::user);
+    };
+    install("com.example.A", Version::parse("1.0"));
     EXPECT_EQ(machine.seenByHost("com.example.a"), "1.0");
-    session.installOffered("com.example.a", {}, Scope::user);
+    install("com.example.a", {});
     EXPECT_EQ(machine.seenByHost("com.example.a"), "1.1");
-    expectStatus(Status::notOffered, "com.example.b",
-                 [&] { session.installOffered("com.example.b", {}, Scope::user); });
-    expectStatus(Status::notOffered, "version 3", [&] {
-        session.installOffered("com.example.a", Version::parse("3"), Scope::user);
-    });
+    expectStatus(Status::notOffered, "com.example.b", [&] { install("com.example.b", {}); });
+    expectStatus(Status::notOffered, "version 3",
+                 [&] { install("com.example.a", Version::parse("3")); });
     EXPECT_EQ(shown(session.searchOffers().offers), "com.example.a 1.1 com.example.a ");
 }
 

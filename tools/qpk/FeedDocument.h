@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -38,19 +37,7 @@ struct FeedDocument {
     std::string signer;  ///< fingerprint of the feed's key; empty: unsigned
 };
 
-/// What a feed's page says beyond the feed.
-struct FeedPage {
-    std::string title = "Extensions";
-    std::map<std::string, std::string> productNames;  ///< what people call a product, by its name
-};
-
 /// The text of feed.json.
 std::string writeFeed(const FeedDocument& feed);
-
-/// A page for people that works without scripts and loads nothing.
-std::string writeFeedPage(const FeedDocument& feed, const FeedPage& page);
-
-/// Stands in every page that writeFeedPage has made.
-inline constexpr std::string_view kPageMark = R"(<meta name="generator" content="qpk feed">)";
 
 }  // namespace tavik::qpk

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tools/qpk/CommandLine.h"
-#include "tools/qpk/FeedDocument.h"
+#include "tools/qpk/FeedPage.h"
 
 namespace tavik::qpk {
 

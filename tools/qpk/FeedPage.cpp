@@ -1,8 +1,10 @@
+#include "tools/qpk/FeedPage.h"
+
 #include <algorithm>
 
 #include "platform/core/net/Address.h"
 #include "platform/core/package/Manifest.h"
-#include "tools/qpk/FeedDocument.h"
+#include "tools/qpk/ManifestRules.h"
 #include "tools/qpk/Output.h"
 
 namespace tavik::qpk {
@@ -138,10 +140,6 @@ std::string installCommand(Packages begin, Packages end) {
         return {};
     return "<p class=\"soft\">To install it, download it and run <kbd>tavik install " +
            isolated(shellWord(offered->fileName)) + "</kbd></p>\n";
-}
-
-bool isWebAddress(const std::string& address) {
-    return address.rfind("https://", 0) == 0 || address.rfind("http://", 0) == 0;
 }
 
 /// What stands above an extension's versions, as the newest of them has it.

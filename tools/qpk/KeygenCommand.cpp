@@ -7,6 +7,7 @@
 #include "platform/core/crypto/DetachedSignature.h"
 #include "platform/core/crypto/Ed25519.h"
 #include "platform/core/status/Status.h"
+#include "platform/support/DeferredTermination.h"
 #include "platform/support/FileDescriptor.h"
 #include "tools/qpk/Command.h"
 #include "tools/qpk/Failure.h"
@@ -27,7 +28,8 @@ constexpr const char* kHelp =
     "                  signed. qpk sign and qpk feed pass the statement on; keep it beside "
     "NAME.key\n";
 
-/// Writes a new file durably. After a failure the file is removed again.
+/// Writes a new file durably. After a failure the file is removed again. Its name is taken first,
+/// and by nobody else: AtomicFile would replace a key that got the name meanwhile.
 void writeNewFile(const std::string& path, const std::string& text, mode_t mode) {
     const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!file && errno == EEXIST)
@@ -57,6 +59,8 @@ struct NewFile {
 
 /// All of them or none.
 void writeNewFiles(const std::vector<NewFile>& files) {
+    // A key that is half written is worth nothing, and would keep its name from a new one.
+    const DeferredTermination fromTheFirstToTheLast;
     std::size_t done = 0;
     try {
         for (; done < files.size(); ++done)

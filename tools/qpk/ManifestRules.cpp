@@ -29,7 +29,7 @@ void checkUpdateUrl(const JsonObject& manifest) {
 
 void checkHomepage(const JsonObject& manifest) {
     const std::string page = textOf(manifest, "homepage");
-    if (!page.empty() && page.rfind("https://", 0) != 0 && page.rfind("http://", 0) != 0)
+    if (!page.empty() && !isWebAddress(page))
         manifest.complain("homepage", "begins with neither https:// nor http://");
 }
 
@@ -39,7 +39,7 @@ void checkXmlText(const JsonObject& manifest, std::string_view member) {
         manifest.complain(member, "has one of < & \" and would break the XML that lists it");
 }
 
-/// The fault is worded for the object, and its position is the member's.
+/// Unlike JsonObject's, these faults have the place of the unknown member.
 void allowOnly(const JsonValue& object, const std::string& place,
                std::initializer_list<std::string_view> known, const FaultSink& report) {
     for (const auto& member : object.GetObject()) {
@@ -89,6 +89,10 @@ void checkManifestRules(std::string_view bytes, const JsonLimits& limits, const 
     checkHomepage(manifest);
     checkXmlText(manifest, "name");
     checkXmlText(manifest, "storeName");
+}
+
+bool isWebAddress(std::string_view text) noexcept {
+    return text.rfind("https://", 0) == 0 || text.rfind("http://", 0) == 0;
 }
 
 }  // namespace tavik::qpk

@@ -11,4 +11,7 @@ namespace tavik::qpk {
 /// the core refuses as a whole is left to the core.
 void checkManifestRules(std::string_view bytes, const JsonLimits& limits, const FaultSink& report);
 
+/// Whether a page for people can have it as a link: it begins with https:// or http://.
+bool isWebAddress(std::string_view text) noexcept;
+
 }  // namespace tavik::qpk

@@ -22,7 +22,7 @@ std::optional<Fault> signatureFault(const std::string& path) try {
     return Fault{static_cast<Status>(error.status()), "", error.detail()};
 }
 
-/// Also where the folder that it lies in was left behind.
+/// Whether the path, or a folder on the way to it, is what editors and systems leave behind.
 bool isLeftOver(std::string_view path) {
     static const IgnoreRules kRules(kLeftOvers);
     for (std::size_t end = 0; end < path.size(); ++end) {

@@ -11,6 +11,7 @@
 #include "platform/support/FileDescriptor.h"
 #include "platform/support/Json.h"
 #include "platform/support/Secret.h"
+#include "platform/support/Text.h"
 #include "tools/qpk/Failure.h"
 #include "tools/qpk/InputFile.h"
 
@@ -82,8 +83,7 @@ bool isKeyFile(const std::string& source) {
 std::string successionFileOf(const std::string& keyFile) {
     constexpr std::string_view kEnding = ".key";
     std::string name = keyFile;
-    if (name.size() > kEnding.size() &&
-        name.compare(name.size() - kEnding.size(), kEnding.size(), kEnding) == 0)
+    if (name.size() > kEnding.size() && endsWith(name, kEnding))
         name.resize(name.size() - kEnding.size());
     return name + ".succession.json";
 }

@@ -7,7 +7,6 @@
 namespace tavik::front {
 namespace {
 
-constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 constexpr std::string_view kEllipsis = "\xE2\x80\xA6";
 
 std::size_t widthOf(const Character& character) {
@@ -18,15 +17,6 @@ std::size_t widthOf(const Character& character) {
 }
 
 }  // namespace
-
-std::string validUtf8(std::string_view text) {
-    std::string valid;
-    forEachCharacter(text, [&](const Character& character) {
-        valid += character.code == Character::kMalformed ? kReplacement : character.bytes;
-        return true;
-    });
-    return valid;
-}
 
 std::size_t displayWidth(std::string_view text) {
     std::size_t columns = 0;

@@ -6,9 +6,6 @@
 
 namespace tavik::front {
 
-/// The text with U+FFFD in the place of each byte that is no UTF-8.
-std::string validUtf8(std::string_view text);
-
 /// How many columns of a terminal a printable text takes.
 std::size_t displayWidth(std::string_view text);
 

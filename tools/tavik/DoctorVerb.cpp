@@ -42,7 +42,7 @@ void doctor(const Arguments&, Run& run) {
 }  // namespace
 
 const Verb kDoctorVerb = {"doctor",
-                          "one page about this machine, for a support request",
+                          "shows how this machine is set up, for a support request",
                           {nullptr, nullptr, 0, 0},
                           {},
                           {{"version", DocumentMember::Kind::object},

@@ -54,7 +54,7 @@ std::vector<Finding> stores(Run& run) {
             auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
             if (table)
                 finding.facts += ", extensions " + std::to_string(table->readAll().size());
-            // Never deleted by itself: whoever looks here decides.
+            // Nothing deletes these automatically: whoever reads this decides.
             for (const auto& name :
                  folder ? SetAside::namesOf(*folder) : std::vector<std::string>())
                 finding.facts += ", set-aside/" + name;
@@ -97,6 +97,14 @@ std::vector<Finding> policy(Run& run) {
     inspect(rules, run.language(), [&] {
         const Policy policy = run.session().readRules().policy;
         rules.facts = policy.requireSignature ? "signatures required" : "signatures not required";
+        const std::pair<const char*, std::size_t> counts[] = {
+            {", lists of allowed ids ", policy.allow.size()},
+            {", denied ids ", policy.deny.size()},
+            {", lists of feeds ", policy.feeds.size()},
+            {", redirects ", policy.redirects.size()}};
+        for (const auto& [what, count] : counts)
+            if (count != 0)
+                rules.facts += what + std::to_string(count);
     });
     found.push_back(rules);
     return found;

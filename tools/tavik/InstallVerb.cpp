@@ -9,7 +9,7 @@
 namespace tavik::front {
 namespace {
 
-/// A file, or the id of an extension that the feeds offer: ID or ID@VERSION.
+/// A file or its address, or the id of an extension that the feeds offer: ID or ID@VERSION.
 PackageSource sourceOf(const std::string& operand) {
     PackageSource source;
     const std::size_t at = operand.find('@');
@@ -54,7 +54,9 @@ void install(const Arguments& arguments, Run& run) {
 const Verb kInstallVerb = {
     "install",
     "installs packages",
-    {"PACKAGE", "package files (.qpk), or ID or ID@VERSION of what the feeds offer", 1, kAny},
+    {"PACKAGE",
+     "package files (.qpk) or their addresses, or ID or ID@VERSION of what the feeds offer", 1,
+     kAny},
     withAccountOptions({kAllUsersOption}),
     {kChangesMember},
     install};

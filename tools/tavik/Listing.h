@@ -3,7 +3,6 @@
 #include <string>
 
 #include "platform/core/session/Inventory.h"
-#include "tools/tavik/JsonText.h"
 #include "tools/tavik/Output.h"
 
 namespace tavik::front {

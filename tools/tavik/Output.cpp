@@ -44,7 +44,6 @@ Output::Output(Form form, Language language)
       language_(language),
       out_(rulesFor(STDOUT_FILENO)),
       err_(rulesFor(STDERR_FILENO)) {
-    document_.begin();
     document_.number("formatVersion", kFormatVersion);
 }
 

@@ -5,7 +5,7 @@
 
 #include "platform/core/status/Texts.h"
 #include "platform/support/Error.h"
-#include "tools/tavik/JsonText.h"
+#include "platform/support/JsonText.h"
 #include "tools/tavik/Table.h"
 #include "tools/tavik/Verb.h"
 

@@ -8,6 +8,8 @@
 
 #include <CLI/Version.hpp>
 
+#include "platform/core/net/Online.h"
+#include "platform/support/Error.h"
 #include "tools/tavik/BuildVersion.h"
 
 namespace tavik::front {
@@ -21,12 +23,19 @@ std::string toolCommit() {
 }
 
 std::vector<LibraryVersion> librariesInUse() {
-    return {{"CLI11", CLI11_VERSION},
-            {"libdeflate", LIBDEFLATE_VERSION_STRING},
-            {"RapidJSON", RAPIDJSON_VERSION_STRING},
-            {"SQLite", sqlite3_libversion()},
-            {"utf8proc", utf8proc_version()},
-            {"zlib", zlibVersion()}};
+    std::vector<LibraryVersion> libraries = {{"CLI11", CLI11_VERSION},
+                                             {"libdeflate", LIBDEFLATE_VERSION_STRING},
+                                             {"RapidJSON", RAPIDJSON_VERSION_STRING},
+                                             {"SQLite", sqlite3_libversion()},
+                                             {"utf8proc", utf8proc_version()},
+                                             {"zlib", zlibVersion()}};
+    try {
+        for (const auto& [name, version] : loadOnline().libraries())
+            libraries.push_back({name, version});
+    } catch (const Error&) {
+        // Without that module they are not in use. What needs it says why it cannot be loaded.
+    }
+    return libraries;
 }
 
 std::string versionText() {

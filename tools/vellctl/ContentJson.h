@@ -12,7 +12,7 @@ namespace tavik::vellctl {
 /// listed payload that is not among the payloads or is listed twice.
 vell::Content fromJson(std::string_view text);
 
-/// Writes the JSON form. Empty sections are left out.
+/// Writes the JSON form, with a line end. Empty sections are left out.
 std::string toJson(const vell::Content& content);
 
 }  // namespace tavik::vellctl

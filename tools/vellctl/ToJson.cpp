@@ -1,30 +1,22 @@
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-
+#include <algorithm>
 #include <map>
 
+#include "platform/support/JsonText.h"
 #include "tools/vellctl/ContentJson.h"
 
 namespace tavik::vellctl {
 namespace {
 
 using vell::Content;
-using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
-void writeText(Writer& writer, std::string_view text) {
-    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+void writeValues(JsonText& json, const std::string& name, const Content::DataSet& set) {
+    json.object(name, [&] {
+        for (const auto& [key, value] : set.values)
+            json.member(key, value);
+    });
 }
 
-void writeValues(Writer& writer, const Content::DataSet& set) {
-    writer.StartObject();
-    for (const auto& [key, value] : set.values) {
-        writeText(writer, key);
-        writeText(writer, value);
-    }
-    writer.EndObject();
-}
-
-void writePcd(Writer& writer, const Content& content) {
+void writePcd(JsonText& json, const Content& content) {
     std::vector<int> domains;  // in the order of their first subdomains
     std::map<int, std::vector<const Content::DataSet*>> subdomains;
     for (const auto& set : content.dataSets) {
@@ -37,84 +29,58 @@ void writePcd(Writer& writer, const Content& content) {
     }
     if (domains.empty())
         return;
-    writer.Key("pcd");
-    writer.StartObject();
-    for (const int domain : domains) {
-        writeText(writer, std::to_string(domain));
-        writer.StartObject();
-        for (const auto* set : subdomains[domain]) {
-            writeText(writer, set->name);
-            writeValues(writer, *set);
-        }
-        writer.EndObject();
-    }
-    writer.EndObject();
+    json.object("pcd", [&] {
+        for (const int domain : domains)
+            json.object(std::to_string(domain), [&] {
+                for (const auto* set : subdomains[domain])
+                    writeValues(json, set->name, *set);
+            });
+    });
 }
 
-void writePayloads(Writer& writer, const Content& content) {
+void writePayloads(JsonText& json, const Content& content) {
     if (content.payloads.empty())
         return;
     std::map<std::string_view, std::vector<const Content::DataSet*>> dataOf;
     for (const auto& set : content.dataSets)
         if (set.kind == vell::DataKind::payload)
             dataOf[set.name].push_back(&set);
-    writer.Key("payloads");
-    writer.StartObject();
-    for (const auto& payload : content.payloads) {
-        writeText(writer, payload.code);
-        writer.StartObject();
-        writer.Key("kind");
-        writeText(writer, payload.kind);
-        writer.Key("state");
-        writer.Int(payload.state);
-        if (const auto data = dataOf.find(payload.code); data != dataOf.end()) {
-            writer.Key("data");
-            writer.StartObject();
-            for (const auto* set : data->second) {
-                writeText(writer, std::to_string(set->domain));
-                writeValues(writer, *set);
-            }
-            writer.EndObject();
-        }
-        writer.EndObject();
-    }
-    writer.EndObject();
+    const auto write = [&](const auto& payload) {
+        json.member("kind", payload.kind);
+        json.number("state", payload.state);
+        if (const auto data = dataOf.find(payload.code); data != dataOf.end())
+            json.object("data", [&] {
+                for (const auto* set : data->second)
+                    writeValues(json, std::to_string(set->domain), *set);
+            });
+    };
+    json.object("payloads", [&] {
+        for (const auto& payload : content.payloads)
+            json.object(payload.code, [&] { write(payload); });
+    });
 }
 
-void writeLists(Writer& writer, const Content& content, Content::ListKind kind,
+void writeLists(JsonText& json, const Content& content, Content::ListKind kind,
                 const char* section) {
-    bool open = false;
-    for (const auto& list : content.lists) {
-        if (list.kind != kind)
-            continue;
-        if (!open) {
-            writer.Key(section);
-            writer.StartObject();
-            open = true;
-        }
-        writeText(writer, list.name);
-        writer.StartArray();
-        for (const auto& code : list.payloads)
-            writeText(writer, code);
-        writer.EndArray();
-    }
-    if (open)
-        writer.EndObject();
+    const auto isOfKind = [kind](const auto& list) { return list.kind == kind; };
+    if (std::none_of(content.lists.begin(), content.lists.end(), isOfKind))
+        return;
+    json.object(section, [&] {
+        for (const auto& list : content.lists)
+            if (isOfKind(list))
+                json.array(list.name, list.payloads, [&](const auto& code) { json.text(code); });
+    });
 }
 
 }  // namespace
 
 std::string toJson(const Content& content) {
-    rapidjson::StringBuffer buffer;
-    Writer writer(buffer);
-    writer.SetIndent(' ', 2);
-    writer.StartObject();
-    writePcd(writer, content);
-    writePayloads(writer, content);
-    writeLists(writer, content, Content::ListKind::collection, "collections");
-    writeLists(writer, content, Content::ListKind::product, "products");
-    writer.EndObject();
-    return {buffer.GetString(), buffer.GetSize()};
+    JsonText json;
+    writePcd(json, content);
+    writePayloads(json, content);
+    writeLists(json, content, Content::ListKind::collection, "collections");
+    writeLists(json, content, Content::ListKind::product, "products");
+    return json.end();
 }
 
 }  // namespace tavik::vellctl

@@ -90,7 +90,7 @@ void importFile(const Arguments& arguments) {
 
 void exportAll(const Arguments& /*arguments*/) {
     Database database = vell::open(vell::databasePath(), vell::Access::read);
-    std::cout << toJson(vell::load(database)) << '\n';
+    std::cout << toJson(vell::load(database));
 }
 
 void getValue(const Arguments& arguments) {

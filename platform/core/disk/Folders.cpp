@@ -3,7 +3,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +13,8 @@
 #include <system_error>
 
 #include "platform/core/status/Status.h"
+#include "platform/support/Ownership.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -22,8 +23,7 @@ namespace {
 /// open folder.
 bool isOursAlone(int folder) {
     struct stat info {};
-    return ::fstat(folder, &info) == 0 && (info.st_uid == 0 || info.st_uid == ::geteuid()) &&
-           ((info.st_mode & (S_IWGRP | S_IWOTH)) == 0 || (info.st_mode & S_ISVTX) != 0);
+    return ::fstat(folder, &info) == 0 && isOurs(info) && (!othersMayWrite(info) || isSticky(info));
 }
 
 struct CloseFolder {
@@ -102,6 +102,16 @@ void visitNames(int folder, const std::function<void(std::string_view)>& visit) 
 std::vector<std::string> namesIn(int folder) {
     std::vector<std::string> names;
     visitNames(folder, [&](std::string_view name) { names.emplace_back(name); });
+    return names;
+}
+
+std::vector<std::string> visibleNamesIn(int folder, std::string_view ending) {
+    std::vector<std::string> names;
+    visitNames(folder, [&](std::string_view name) {
+        if (name.front() != '.' && name.size() > ending.size() && endsWith(name, ending))
+            names.emplace_back(name);
+    });
+    std::sort(names.begin(), names.end());
     return names;
 }
 

@@ -36,4 +36,8 @@ void visitNames(int folder, const std::function<void(std::string_view)>& visit);
 /// folder: an unreadable folder is not taken for an empty one.
 std::vector<std::string> namesIn(int folder);
 
+/// The names with that ending, in the order of their bytes. Hidden ones are left out: an installer
+/// or an editor may be writing those files.
+std::vector<std::string> visibleNamesIn(int folder, std::string_view ending);
+
 }  // namespace tavik

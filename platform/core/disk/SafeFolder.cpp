@@ -2,10 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
+
+#include "platform/support/Ownership.h"
 
 namespace tavik {
 namespace {
@@ -18,10 +19,10 @@ struct stat statusOf(const FileDescriptor& file, const std::string& path) {
 }
 
 void requireSafe(const struct stat& info, const std::string& path) {
-    if (info.st_uid != ::geteuid() && info.st_uid != 0)
-        fail(Status::storeUnsafe, path, "it belongs to another user");
-    if ((info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        fail(Status::storeUnsafe, path, "its group or others may write to it");
+    if (!isOurs(info))
+        fail(Status::storeUnsafe, path, kBelongsToAnother);
+    if (othersMayWrite(info))
+        fail(Status::storeUnsafe, path, kOthersMayWrite);
 }
 
 }  // namespace

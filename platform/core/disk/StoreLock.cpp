@@ -26,6 +26,7 @@
 
 #include "platform/core/disk/RegularFile.h"
 #include "platform/core/status/Status.h"
+#include "platform/support/Ownership.h"
 
 namespace tavik {
 namespace {
@@ -46,8 +47,8 @@ FileDescriptor openLock(const StoreFolder& folder, const std::string& path) {
         fail(Status::storeUnsafe, path, lock.refusal);
     if (!lock)
         failErrno(lock.error, path, "open the lock");
-    if (lock.info.st_uid != ::geteuid() && lock.info.st_uid != 0)
-        fail(Status::storeUnsafe, path, "it belongs to another user");
+    if (!isOurs(lock.info))
+        fail(Status::storeUnsafe, path, kBelongsToAnother);
     // Whoever can open the file can hold the lock, so rights that were added by hand are removed.
     if ((lock.info.st_mode & 07777) != kMode && ::fchmod(lock.descriptor.get(), kMode) != 0)
         failErrno(errno, path, "set the lock's rights");

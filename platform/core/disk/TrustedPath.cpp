@@ -32,13 +32,13 @@
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/status/Status.h"
+#include "platform/support/Ownership.h"
 
 namespace tavik {
 namespace {
 
 constexpr mode_t kFolderMode = 0755;
 constexpr int kMaxLinks = 40;  // as many as the system itself follows
-constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
 
 /// Where a walk may end: in a folder that only root and the current user write to, or also in one
 /// with a sticky bit.
@@ -112,10 +112,9 @@ class Walk {
         if (!S_ISDIR(info.st_mode))
             refuse(path_, "it is not a folder");
         requireTrustedOwner(info, path_);
-        const bool othersWrite = (info.st_mode & kOthersWrite) != 0;
-        isSticky_ = othersWrite && (info.st_mode & S_ISVTX) != 0;
-        if (othersWrite && !isSticky_)
-            refuse(path_, "its group or others may write to it");
+        isSticky_ = isSticky(info);
+        if (othersMayWrite(info) && !isSticky_)
+            refuse(path_, kOthersMayWrite);
     }
 
     void follow(const FileDescriptor& link, const struct stat& info, const std::string& path) {
@@ -157,8 +156,8 @@ class Walk {
     }
 
     void requireTrustedOwner(const struct stat& info, const std::string& path) const {
-        if (info.st_uid != 0 && info.st_uid != ::geteuid())
-            refuse(path, "it belongs to another user");
+        if (!isOurs(info))
+            refuse(path, kBelongsToAnother);
     }
 
     [[noreturn]] void refuse(const std::string& path, const std::string& cause) const {

@@ -1,9 +1,8 @@
 #include "platform/core/net/LocalFile.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
+#include <system_error>
 
 #include "platform/core/disk/RegularFile.h"
 #include "platform/support/FileDescriptor.h"
@@ -13,28 +12,24 @@ namespace {
 
 using Outcome = FetchResult::Outcome;
 
-Outcome copy(int file, std::uint64_t limit, const Fetcher::Sink& sink, std::string& failure) {
+Outcome copy(int file, std::uint64_t limit, const Fetcher::Sink& sink, std::string& failure) try {
     std::array<char, 65536> buffer{};
-    for (std::uint64_t total = 0;;) {
-        const ssize_t got = ::read(file, buffer.data(), buffer.size());
-        if (got == 0)
-            return Outcome::fetched;
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0) {
-            failure = "cannot be read: " + errnoText(errno);
-            return Outcome::failed;
-        }
-        total += static_cast<std::uint64_t>(got);
+    std::uint64_t total = 0;
+    while (const std::size_t got = readOnce(file, buffer.data(), buffer.size())) {
+        total += got;
         if (total > limit) {
             failure = "has more than " + std::to_string(limit) + " bytes";
             return Outcome::tooLarge;
         }
-        if (!sink({buffer.data(), static_cast<std::size_t>(got)})) {
+        if (!sink({buffer.data(), got})) {
             failure = "was stopped";
             return Outcome::failed;
         }
     }
+    return Outcome::fetched;
+} catch (const std::system_error& error) {
+    failure = "cannot be read: " + errnoText(error.code().value());
+    return Outcome::failed;
 }
 
 }  // namespace

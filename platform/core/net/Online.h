@@ -1,6 +1,9 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/core/crypto/Crypto.h"
 #include "platform/core/net/Fetcher.h"
@@ -18,10 +21,13 @@ class Online {
 
     /// Lives as long as the process; usable from any thread.
     virtual Crypto& crypto() = 0;
+
+    /// The libraries that the module has loaded, each by name and version.
+    virtual std::vector<std::pair<std::string, std::string>> libraries() = 0;
 };
 
 /// Goes up with every change of the interfaces above; a module of another number is refused.
-inline constexpr int kOnlineInterface = 3;
+inline constexpr int kOnlineInterface = 4;
 
 /// The module's one exported function; null for another interface than `interface`. What it returns
 /// lives as long as the process.

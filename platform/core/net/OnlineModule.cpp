@@ -14,6 +14,10 @@ class OnlineModule final : public Online {
         return std::make_unique<CurlFetcher>(bounds);
     }
     Crypto& crypto() override { return crypto_; }
+    std::vector<std::pair<std::string, std::string>> libraries() override {
+        return {{"libcurl", curl_version_info(CURLVERSION_NOW)->version},
+                {"OpenSSL", OpenSSL_version(OPENSSL_VERSION_STRING)}};
+    }
 
   private:
     OpenSslCrypto crypto_;

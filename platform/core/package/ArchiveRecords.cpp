@@ -192,7 +192,7 @@ DirectoryRecord takeDirectoryRecord(std::string_view& bytes) {
 
 EndRecord parseEndRecord(std::string_view bytes) {
     Cursor cursor(bytes);
-    cursor.expectSignature(kEndSignature, "no end record at the last byte");
+    cursor.expectSignature(kEndSignature, "no whole ZIP file: no end record at the last byte");
     const std::uint16_t disk = cursor.number16();
     const std::uint16_t directoryDisk = cursor.number16();
     const std::uint16_t entriesHere = cursor.number16();

@@ -74,8 +74,4 @@ Policy loadPolicy(const std::vector<std::string>& folders) {
     return combine(files);
 }
 
-Policy parsePolicy(std::string_view json) {
-    return combine({parsePolicyFile(json)});
-}
-
 }  // namespace tavik

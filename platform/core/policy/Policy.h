@@ -42,7 +42,4 @@ void requireAllowedExtension(const Policy& policy, const std::string& idKey,
 /// could have written it; or by the system's error. A policy that cannot be read allows nothing.
 Policy loadPolicy(const std::vector<std::string>& folders);
 
-/// The same from the bytes of one file. Throws JsonError.
-Policy parsePolicy(std::string_view json);
-
 }  // namespace tavik

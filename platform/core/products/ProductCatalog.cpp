@@ -71,12 +71,6 @@ bool isFaultOfTheFile(const Error& error) noexcept {
     return false;
 }
 
-/// Skips hidden files, which an installer or an editor may be writing.
-bool isDescriptorName(const std::string& name) {
-    return name.front() != '.' && name.size() > kEnding.size() &&
-           name.compare(name.size() - kEnding.size(), kEnding.size(), kEnding) == 0;
-}
-
 }  // namespace
 
 Product parseDescriptor(std::string_view json) {
@@ -132,12 +126,9 @@ void ProductCatalog::read(const StoreFolder& store) {
     const FileDescriptor folder = store.existingSubfolder("products.d");
     if (!folder)
         return;
-    auto names = namesIn(folder.get());
-    // Sorted, so that of two that clash the same one always counts.
-    std::sort(names.begin(), names.end());
-    for (const auto& name : names)
-        if (isDescriptorName(name))
-            add(store, folder.get(), name);
+    // In their order, so that of two that clash the same one always counts.
+    for (const auto& name : visibleNamesIn(folder.get(), kEnding))
+        add(store, folder.get(), name);
 }
 
 void ProductCatalog::add(const StoreFolder& store, int folder, const std::string& fileName) {

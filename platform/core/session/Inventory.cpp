@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <tuple>
 
-#include "platform/core/disk/StoreFolder.h"
 #include "platform/core/products/Fit.h"
 #include "platform/core/store/LinkedProducts.h"
 #include "platform/core/store/MaskKeeper.h"
@@ -30,11 +29,11 @@ bool isListedBefore(const InventoryEntry& a, const InventoryEntry& b) {
 }  // namespace
 
 Inventory Inventory::read(const std::vector<StoreLocation>& locations,
-                          const ProductCatalog& products) {
+                          const ProductCatalog& products, const TableOpener& open) {
     Inventory inventory;
     for (const auto& location : locations) {
         try {
-            inventory.add(location, products);
+            inventory.add(location, products, open);
         } catch (const Error& error) {
             inventory.failures_.push_back(error);
         }
@@ -46,10 +45,11 @@ Inventory Inventory::read(const std::vector<StoreLocation>& locations,
     return inventory;
 }
 
-void Inventory::add(const StoreLocation& location, const ProductCatalog& products) {
+void Inventory::add(const StoreLocation& location, const ProductCatalog& products,
+                    const TableOpener& open) {
     const auto folder = StoreFolder::open(location);
-    auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
-    if (!table)
+    ExtensionTable* table = folder ? open(*folder) : nullptr;
+    if (table == nullptr)
         return;
     if (table->trouble())
         troubles_.push_back(*table->trouble());

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/core/disk/StoreFolder.h"
 #include "platform/core/disk/StoreLocation.h"
 #include "platform/core/products/ProductCatalog.h"
 #include "platform/core/store/ExtensionTable.h"
@@ -32,9 +34,12 @@ struct InventoryEntry {
 /// and those of the shared store of which the user has a copy of his own.
 class Inventory {
   public:
+    /// Gives the rows of a store, which must last while they are read; null where there are none.
+    using TableOpener = std::function<ExtensionTable*(const StoreFolder&)>;
+
     /// A store that cannot be read has no entries here; failures() says why.
     static Inventory read(const std::vector<StoreLocation>& locations,
-                          const ProductCatalog& products);
+                          const ProductCatalog& products, const TableOpener& open);
 
     /// In the order of names, then of ids, the user's own copy first.
     const std::vector<InventoryEntry>& entries() const noexcept { return entries_; }
@@ -52,7 +57,8 @@ class Inventory {
     const std::vector<StoreLocation>& unfinished() const noexcept { return unfinished_; }
 
   private:
-    void add(const StoreLocation& location, const ProductCatalog& products);
+    void add(const StoreLocation& location, const ProductCatalog& products,
+             const TableOpener& open);
     void mask(const StoreLocation& user);
 
     std::vector<InventoryEntry> entries_;

@@ -31,7 +31,7 @@
 #include "platform/core/trust/PackageSignature.h"
 #include "platform/support/DeferredTermination.h"
 #include "platform/support/FileDescriptor.h"
-#include "platform/support/Json.h"
+#include "platform/support/Ownership.h"
 #include "platform/support/ProgressLine.h"
 #include "platform/support/Text.h"
 
@@ -71,8 +71,7 @@ bool isForeign(const StoreLocation& location) {
     const std::string folder = location.familyFolder();
     for (auto end = folder.find('/', 1);; end = folder.find('/', end + 1)) {
         struct stat facts {};
-        if (::lstat(folder.substr(0, end).c_str(), &facts) == 0 && facts.st_uid != 0 &&
-            facts.st_uid != ::geteuid())
+        if (::lstat(folder.substr(0, end).c_str(), &facts) == 0 && !isOurs(facts))
             return true;
         if (end == std::string::npos)
             return false;

@@ -97,12 +97,6 @@ class Session {
     };
     Search searchOffers();
 
-    /// Installs an extension from the feeds of the installed products: the version that is wanted,
-    /// or the newest that fits. All checks of an update are made. Throws Error: notOffered, or the
-    /// failure of a feed that kept it from being found.
-    ExtensionRow installOffered(const std::string& id, const std::optional<Version>& wanted,
-                                Scope scope);
-
     // For programs that show or change one store at a time. Each call names its store; what the
     // other store holds makes no difference.
 
@@ -134,7 +128,10 @@ class Session {
     std::string extensionsFolder(const Product& product) const;
 
     ExtensionRow install(const std::string& path, Scope scope);
-    /// Throws Error (packageNotWanted) where the package is not what `source` says that it must be.
+    /// Without a place, the extension comes from the feeds of the installed products, the newest
+    /// version that fits unless one is named, and all checks of an update are made. Throws Error:
+    /// packageNotWanted where the package is not what `source` says that it must be, notOffered, or
+    /// the failure of a feed that kept it from being found.
     ExtensionRow install(const PackageSource& source, Scope scope);
     /// The version that such an install would bring.
     std::string versionOf(const PackageSource& source, Scope scope);
@@ -201,6 +198,7 @@ class Session {
     ExtensionTable* rowsOf(const StoreLocation& location);
     bool finishInterrupted(const StoreLocation& location);
     void finishBeforeLook(const StoreLocation& location) noexcept;
+    Inventory readInventory();
     ExtensionHandle handleFor(std::string_view idKey) const;
     std::optional<ExtensionRow> rowIn(const StoreLocation& location, const std::string& idKey);
     Offer offered(const std::string& id, const std::optional<Version>& wanted,

@@ -23,13 +23,29 @@ Inventory Session::inventory() {
     leaveOutForeignStore();
     for (const StoreLocation& each : locations())
         finishBeforeLook(each);
-    Inventory found = Inventory::read(locations(), reachableProducts());
+    Inventory found = readInventory();
     const auto& unfinished = found.unfinished();
     if (std::count_if(unfinished.begin(), unfinished.end(),
                       [this](const StoreLocation& each) { return finishInterrupted(each); }) == 0)
         return found;
     forgetCatalog();
-    return Inventory::read(locations(), reachableProducts());
+    return readInventory();
+}
+
+/// Reads the stores anew and keeps their rows for what follows, such as a search for updates.
+Inventory Session::readInventory() {
+    tables_.clear();
+    Inventory found =
+        Inventory::read(locations(), reachableProducts(), [this](const StoreFolder& folder) {
+            const Scope scope = folder.location().scope;
+            auto& table =
+                tables_.emplace(scope, ExtensionTable::openForReading(folder)).first->second;
+            return table ? &*table : nullptr;
+        });
+    // Rows that had to be built anew are not kept: later steps repair the database first, or warn.
+    if (!found.troubles().empty())
+        tables_.clear();
+    return found;
 }
 
 ExtensionDetails Session::details(const InventoryEntry& entry) {

@@ -198,15 +198,8 @@ Session::Search Session::searchOffers() {
     return {check->offers(), check->failures()};
 }
 
-ExtensionRow Session::installOffered(const std::string& id, const std::optional<Version>& wanted,
-                                     Scope scope) {
-    PackageSource source;
-    source.id = id;
-    source.version = wanted;
-    return install(source, scope);
-}
-
-/// The offer of the feeds that is to be installed: see installOffered.
+/// What the feeds of the installed products have under that id: the version that is wanted, or the
+/// newest that fits.
 Offer Session::offered(const std::string& id, const std::optional<Version>& wanted,
                        const TrustRules& rules) {
     requireAllowedExtension(rules.policy, toIdKey(id), id);

@@ -3,10 +3,10 @@
 #include <fcntl.h>
 #include <libdeflate.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <system_error>
 #include <unordered_map>
 
 #include "platform/core/disk/Folders.h"
@@ -17,22 +17,17 @@
 namespace tavik {
 namespace {
 
-bool hasContent(int file, const InstalledFile& installed, int folder) {
+bool hasContent(int file, const InstalledFile& installed, int folder) try {
     std::vector<char> piece(std::size_t{1} << 20);
     std::uint32_t crc = 0;
     std::uint64_t size = 0;
-    for (;;) {
-        const ssize_t count = ::read(file, piece.data(), piece.size());
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            failErrno(errno, pathOf(folder) + "/" + installed.path, "read the file");
-        if (count == 0)
-            break;
-        crc = libdeflate_crc32(crc, piece.data(), static_cast<std::size_t>(count));
-        size += static_cast<std::uint64_t>(count);
+    while (const std::size_t count = readOnce(file, piece.data(), piece.size())) {
+        crc = libdeflate_crc32(crc, piece.data(), count);
+        size += count;
     }
     return size == installed.size && crc == installed.crc;
+} catch (const std::system_error& error) {
+    failErrno(error.code().value(), pathOf(folder) + "/" + installed.path, "read the file");
 }
 
 using FilesByPath = std::unordered_map<std::string, InstalledFile>;

@@ -4,6 +4,7 @@
 
 #include "platform/core/disk/Stamp.h"
 #include "platform/core/package/Manifest.h"
+#include "platform/support/Text.h"
 
 namespace tavik {
 namespace {
@@ -49,8 +50,7 @@ std::string_view folderOfList(std::string_view name) noexcept {
 }
 
 bool isFileList(std::string_view name) noexcept {
-    return name.size() > kFileListEnding.size() &&
-           name.substr(name.size() - kFileListEnding.size()) == kFileListEnding;
+    return name.size() > kFileListEnding.size() && endsWith(name, kFileListEnding);
 }
 
 }  // namespace tavik

@@ -17,9 +17,8 @@
 //    do this at once, the one that reads last sees both commits, so its links are right, and the
 //    other one either sees the same or does not write after it. The first look at the other's rows
 //    is taken before the commit (prepare): between the commit and the link, no other database is
-//    opened. A process that ends in between leaves its
-//    mark; the other store's next repair() corrects its links too.
-//
+//    opened. A process that ends in between leaves its mark; the other store's next repair()
+//    corrects its links too.
 // 5. The store is moved, or restored from a backup in another place. Its links still have the old
 //    path in their targets. linkedProductsText() begins with the store's path, so the next change
 //    or list sees that it is another one (wasMoved), and repair() follows. LinkTargets says which

@@ -62,6 +62,9 @@ class LinkKeeper {
     void setMask(const ExtensionRow& shared, const StoreLock&);
     bool hasMadeMask(const std::string& idKey) const { return masks_.hasMade(idKey); }
 
+    /// Throws where clearMask() would, as far as that can be known before.
+    void requireClearableMask(const std::string& idKey) const { masks_.requireClearable(idKey); }
+
     /// Takes the mask away. After a failure it is still there.
     void clearMask(const ExtensionRow& shared, const StoreLock&);
 

@@ -74,19 +74,34 @@ void MaskKeeper::set(const std::string& id, const std::set<std::string>& product
     }
 }
 
-void MaskKeeper::clear(const std::string& idKey, Settlement& settlement, const StoreLock&) {
-    std::vector<std::pair<std::string, std::string>> entries;  // folder, name
+std::vector<MaskKeeper::Entry> MaskKeeper::entriesOf(const std::string& idKey) const {
+    std::vector<Entry> entries;
     for (const auto& product : products())
         for (const auto& id :
              LinkFolder::namesAt(store_.path() + "/" + relativePathOf(product), Closed::isFailure))
             if (toIdKey(id) == idKey)
-                entries.emplace_back(relativePathOf(product), id);
-    for (const auto& [path, id] : entries) {
-        const FileDescriptor folder =
-            openTrustedFolder(store_.descriptor(), store_.path(), path, Missing::isReported);
-        const Settlement::Step step(settlement, path);
-        if (::unlinkat(folder.get(), id.c_str(), 0) != 0 && errno != ENOENT)
-            failErrno(errno, store_.path() + "/" + path + "/" + id, "remove the file");
+                entries.push_back({relativePathOf(product), id});
+    return entries;
+}
+
+FileDescriptor MaskKeeper::folderOf(const Entry& entry) const {
+    return openTrustedFolder(store_.descriptor(), store_.path(), entry.folder, Missing::isReported);
+}
+
+void MaskKeeper::requireClearable(const std::string& idKey) const {
+    for (const auto& entry : entriesOf(idKey))
+        // As the effective user, since that is who will remove the file.
+        if (::faccessat(folderOf(entry).get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
+            failErrno(errno, store_.path() + "/" + entry.folder, "write to the folder");
+}
+
+void MaskKeeper::clear(const std::string& idKey, Settlement& settlement, const StoreLock&) {
+    for (const auto& entry : entriesOf(idKey)) {
+        const FileDescriptor folder = folderOf(entry);
+        const Settlement::Step step(settlement, entry.folder);
+        if (::unlinkat(folder.get(), entry.name.c_str(), 0) != 0 && errno != ENOENT)
+            failErrno(errno, store_.path() + "/" + entry.folder + "/" + entry.name,
+                      "remove the file");
         if (const auto made = made_.find(idKey); made != made_.end())
             made_.erase(made);
         isChanged_ = true;

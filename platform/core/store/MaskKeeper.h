@@ -46,6 +46,9 @@ class MaskKeeper {
     /// Whether set() has made entries for that id that clear() has not taken away.
     bool hasMade(const std::string& idKey) const { return made_.count(idKey) != 0; }
 
+    /// Throws where clear() would find no right to write, or a folder that is not safe.
+    void requireClearable(const std::string& idKey) const;
+
     /// Takes the mask away, for all products and however the letters of the id are written. Looks
     /// for all entries first, so that after a failure the id is still masked.
     void clear(const std::string& idKey, Settlement& settlement, const StoreLock&);
@@ -55,7 +58,14 @@ class MaskKeeper {
     bool synchronise();
 
   private:
+    /// An empty file of a mask.
+    struct Entry {
+        std::string folder;  ///< below the store
+        std::string name;
+    };
     std::vector<std::string> products() const;
+    std::vector<Entry> entriesOf(const std::string& idKey) const;
+    FileDescriptor folderOf(const Entry& entry) const;
 
     const StoreFolder& store_;
     bool isChanged_ = false;

@@ -32,6 +32,7 @@
 #include <sstream>
 
 #include "platform/core/disk/Folders.h"
+#include "platform/core/disk/RegularFile.h"
 #include "platform/core/disk/SafeFolder.h"
 #include "platform/core/store/StoreImage.h"
 
@@ -132,14 +133,9 @@ void Settlement::write(const std::string& seal) noexcept {
                 return;
         }
         const std::string text = textOf(present, seal);
-        const FileDescriptor file(::openat(store_.descriptor(), kName,
-                                           O_WRONLY | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC,
-                                           0600));
-        // A pipe in the note's place would hold up the change, and with it the lock.
-        struct stat info {};
-        if (file && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode) &&
-            ::ftruncate(file.get(), 0) == 0)
-            writeAll(file.get(), text);
+        const RegularFile file = openOrMakeRegularFile(store_.descriptor(), kName, 0600);
+        if (file && ::ftruncate(file.descriptor.get(), 0) == 0)
+            writeAll(file.descriptor.get(), text);
     } catch (const std::exception&) {
         // The note of an earlier change does not fit the database any more.
     }
@@ -152,8 +148,7 @@ Settlement::States Settlement::look() const {
     add("ext");
     if (add("products").inode == 0)
         return states;
-    const FileDescriptor products(
-        ::openat(store_.descriptor(), "products", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const FileDescriptor products = store_.existingSubfolder("products");
     for (const auto& name : namesIn(products.get())) {
         const std::string product = "products/" + name;
         add(product);
@@ -169,7 +164,7 @@ Settlement::State Settlement::stateOf(const std::string& folder) const {
         ::fstatat(store_.descriptor(), folder.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
     if (isThere && S_ISDIR(info.st_mode))
         return {info.st_ino, info.st_mtim, info.st_ctim};
-    // What a link leads to may change without its knowledge.
+    // A link's times say nothing of the folder that it leads to.
     if (isThere || errno != ENOENT)
         failErrno(isThere ? ENOTDIR : errno, store_.path() + "/" + folder, "look at the folder");
     return {};

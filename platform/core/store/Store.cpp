@@ -195,7 +195,8 @@ void Store::trySetState(const std::string& idKey, const std::string& name, Exten
 /// No row holds a mask: it is there or not, and the commit only adds a line to the history. A
 /// change that fails must leave no mask, and one that is done must not fail for its line. So a mask
 /// is made before the commit, and taken away again where the commit fails. To take a mask away
-/// needs no room on the disk, so that comes after the commit, where nothing has to be undone.
+/// needs no room on the disk, so that comes after the commit, where nothing has to be undone. The
+/// rights that it needs are looked at before, so that the history has no line of what then fails.
 void Store::trySetMask(const ExtensionRow& shared, ExtensionState state) {
     StoreChange change(folder_, settlement_, warn_);
     catchUp(change);
@@ -238,6 +239,7 @@ void Store::takeMaskBack(StoreChange& change, const ExtensionRow& shared) {
 }
 
 void Store::commitAndClearMask(StoreChange& change, const ExtensionRow& shared) {
+    links_.requireClearableMask(shared.idKey);
     change.commit();
     links_.clearMask(shared, change.lock());
     try {

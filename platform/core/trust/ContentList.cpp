@@ -4,6 +4,7 @@
 
 #include "platform/core/trust/Digests.h"
 #include "platform/support/JsonObject.h"
+#include "platform/support/JsonText.h"
 
 namespace tavik {
 namespace {
@@ -33,16 +34,17 @@ std::string listedPath(std::string_view path, bool isFolder) {
 }
 
 std::string writeContentList(const std::vector<ListedEntry>& entries) {
-    std::string json =
-        "{\n  \"formatVersion\": " + std::to_string(kFormatVersion) + ",\n  \"entries\": [";
-    const char* separator = "\n";
-    for (const ListedEntry& entry : entries) {
-        json += std::string(separator) + "    { \"path\": " + quoteJson(entry.path) +
-                ", \"size\": " + std::to_string(entry.size) + ", \"sha256\": \"" + entry.sha256 +
-                '"' + (entry.isExecutable ? ", \"executable\": true }" : " }");
-        separator = ",\n";
-    }
-    return json + "\n  ]\n}\n";
+    JsonText json;
+    json.number("formatVersion", kFormatVersion);
+    const auto write = [&](const ListedEntry& entry) {
+        json.member("path", entry.path);
+        json.number("size", static_cast<std::int64_t>(entry.size));
+        json.member("sha256", entry.sha256);
+        if (entry.isExecutable)
+            json.boolean("executable", true);
+    };
+    json.objects("entries", entries, write, JsonText::Form::oneLine);
+    return json.end();
 }
 
 std::vector<ListedEntry> parseContentList(std::string_view json, std::size_t limit) {

@@ -32,6 +32,10 @@ std::optional<std::string> parseDigest(std::string_view text) {
     return toLowerAscii(text);
 }
 
+bool isIn(const std::vector<std::string>& digests, const std::string& digest) {
+    return std::find(digests.begin(), digests.end(), digest) != digests.end();
+}
+
 bool isDigestText(std::string_view text) {
     return parseDigest(text) == text;
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "platform/core/status/Status.h"
-#include "platform/core/trust/Fingerprints.h"
+#include "platform/core/trust/Digests.h"
 #include "platform/core/trust/Succession.h"
 #include "platform/support/Json.h"
 

@@ -3,8 +3,8 @@
 #include <map>
 
 #include "platform/core/trust/Digests.h"
-#include "platform/core/trust/Fingerprints.h"
 #include "platform/support/JsonObject.h"
+#include "platform/support/JsonText.h"
 
 namespace tavik {
 namespace {
@@ -26,15 +26,14 @@ std::string successionStatement(const std::string& successor) {
 }
 
 std::string writeSuccessions(const std::vector<Succession>& statements) {
-    std::string json =
-        "{\n  \"formatVersion\": " + std::to_string(kFormatVersion) + ",\n  \"successions\": [";
-    const char* separator = "\n";
-    for (const Succession& each : statements) {
-        json += std::string(separator) + "    { \"successor\": " + quoteJson(each.successor) +
-                ", \"signature\": " + quoteJson(each.signature) + " }";
-        separator = ",\n";
-    }
-    return json + "\n  ]\n}\n";
+    JsonText json;
+    json.number("formatVersion", kFormatVersion);
+    const auto write = [&](const Succession& each) {
+        json.member("successor", each.successor);
+        json.member("signature", each.signature);
+    };
+    json.objects("successions", statements, write, JsonText::Form::oneLine);
+    return json.end();
 }
 
 std::vector<Succession> parseSuccessions(std::string_view json) {

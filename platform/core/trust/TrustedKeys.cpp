@@ -1,12 +1,11 @@
 #include "platform/core/trust/TrustedKeys.h"
 
-#include <algorithm>
 #include <memory>
 #include <mutex>
 
 #include "platform/core/disk/Folders.h"
 #include "platform/core/disk/SafeFolder.h"
-#include "platform/core/trust/Fingerprints.h"
+#include "platform/core/trust/Digests.h"
 
 namespace tavik {
 namespace {
@@ -17,21 +16,10 @@ constexpr std::string_view kEnding = ".pem";
 constexpr std::size_t kMaxKeyFileBytes = std::size_t{16} << 10;
 constexpr std::size_t kMaxKeyFiles = 1000;
 
-/// Skips hidden files, which an editor may be writing, and files such as a README.
-bool isKeyName(std::string_view name) {
-    return name.front() != '.' && name.size() > kEnding.size() &&
-           name.substr(name.size() - kEnding.size()) == kEnding;
-}
-
 std::vector<std::string> keyNames(int folder, const std::string& path) {
-    std::vector<std::string> names;
-    visitNames(folder, [&](std::string_view name) {
-        if (isKeyName(name))
-            names.emplace_back(name);
-    });
+    auto names = visibleNamesIn(folder, kEnding);
     if (names.size() > kMaxKeyFiles)
         fail(Status::keyInvalid, path, "more than " + std::to_string(kMaxKeyFiles) + " keys");
-    std::sort(names.begin(), names.end());
     return names;
 }
 

@@ -7,12 +7,14 @@
 #include "platform/core/disk/SafeFolder.h"
 #include "platform/core/package/PathRules.h"
 #include "platform/support/JsonObject.h"
+#include "platform/support/JsonText.h"
 
 namespace tavik {
 namespace {
 
 constexpr const char* kName = ".tavik-mirror.json";
 constexpr std::size_t kMaxIndexBytes = std::size_t{64} << 20;
+constexpr int kFormatVersion = 1;
 constexpr std::int64_t kSecond = 1'000'000'000;
 
 std::int64_t numberIn(const JsonObject& entry, std::string_view name) {
@@ -56,25 +58,25 @@ MirrorIndex MirrorIndex::read(int folder, const std::string& path) {
 }
 
 void MirrorIndex::write(int folder, const std::string& path) const {
-    std::string text = "{\"formatVersion\": 1, \"files\": [";
-    const char* separator = "\n";
-    for (const auto& [place, file] : files_) {
-        text += std::string(separator) + "{\"path\": " + quoteJson(place) +
-                ", \"sha256\": " + quoteJson(file.sha256) +
-                ", \"size\": " + std::to_string(file.size) +
-                ", \"modified\": " + std::to_string(file.modified) + "}";
-        separator = ",\n";
-    }
-    text += "\n], \"feeds\": [";
-    separator = "\n";
-    for (const auto& [address, feed] : feeds_) {
-        text += std::string(separator) + "{\"address\": " + quoteJson(address) +
-                ", \"serial\": " + std::to_string(feed.serial) +
-                ", \"signer\": " + quoteJson(feed.signer) + "}";
-        separator = ",\n";
-    }
+    JsonText json;
+    json.number("formatVersion", kFormatVersion);
+    const auto writeFile = [&](const auto& each) {
+        const auto& [place, known] = each;
+        json.member("path", place);
+        json.member("sha256", known.sha256);
+        json.number("size", known.size);
+        json.number("modified", known.modified);
+    };
+    json.objects("files", files_, writeFile, JsonText::Form::oneLine);
+    const auto writeFeed = [&](const auto& each) {
+        const auto& [address, feed] = each;
+        json.member("address", address);
+        json.number("serial", feed.serial);
+        json.member("signer", feed.signer);
+    };
+    json.objects("feeds", feeds_, writeFeed, JsonText::Form::oneLine);
     AtomicFile file(folder, kName, path + "/" + kName);
-    file.write(text + "\n]}\n");
+    file.write(json.end());
     file.finish(0644);
 }
 

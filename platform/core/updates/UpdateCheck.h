@@ -71,8 +71,8 @@ class UpdateCheck {
     /// Why feeds that were to be asked are missing in that.
     std::vector<Error> failures() const;
 
-    /// Why earlier checks are not remembered, or why this one could not be kept for the next, where
-    /// that is so; this check's results hold all the same.
+    /// Why the results of earlier checks could not be read, or why those of this one could not be
+    /// saved for the next; nothing where both worked. This check's results are good either way.
     const std::optional<Error>& warning() const noexcept { return warning_; }
 
   private:
