@@ -134,14 +134,17 @@ TEST_F(Links, AFolderThatOnlyTheUserAndRootHaveASayInIsUsed) {
 TEST_F(Links, ALinkThatLeavesTheStoreIsNotOurs) {
     linkIn(machine.path("apps"));
     ASSERT_EQ(machine.install(machine.package("com.example.a", "1.0")).exitCode, 0);
-    const std::string target = machine.user("ext/../../../kept");
-    for (const char* name : {"zzz", "com.example.b"})
+    const std::pair<const char*, std::string> links[] = {
+        {"yyy", machine.user("ext/x/../../../../kept")},
+        {"zzz", machine.user("ext/../../../kept")},
+        {"com.example.b", machine.user("ext/../../../kept")}};
+    for (const auto& [name, target] : links)
         fs::create_symlink(target, machine.path("apps/") + name);
     EXPECT_EQ(machine.tavik({"repair"}, "tavik").exitCode, 0);
     EXPECT_EQ(machine.install(machine.package("com.example.b", "1.0")).exitCode, 256 - 21);
     EXPECT_EQ(machine.install(machine.package("com.example.a", "2.0")).exitCode, 0);
     EXPECT_EQ(version(machine.path("apps")), "2.0");
-    for (const char* name : {"zzz", "com.example.b"})
+    for (const auto& [name, target] : links)
         EXPECT_EQ(fs::read_symlink(machine.path("apps/") + name), target) << name;
 }
 

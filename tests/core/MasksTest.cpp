@@ -160,6 +160,10 @@ TEST_F(Masks, AMaskFollowsTheProductsOfTheSharedExtension) {
             EXPECT_TRUE(fs::exists(machine.user("products/layout/disabled/com.example.a")));
             expectDone({"--enable", kId});
             EXPECT_FALSE(fs::exists(machine.user("products/layout/disabled/com.example.a")));
+            expectDone({"--disable", kId});
+            EXPECT_TRUE(fs::exists(machine.user("products/layout/disabled/com.example.a")))
+                << "at once, although the own copy is for one product";
+            expectDone({"--enable", kId});
             if (hasOwn)
                 expectDone({"--remove", kId});
             close(fs::perms(0755));

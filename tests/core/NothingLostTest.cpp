@@ -194,13 +194,38 @@ TEST_F(NothingLost, SwitchedOffForAllOutlivesBothDatabases) {
     const auto other = machine_.package(
         PackageBuilder("com.example.other", "1.0").with("products", R"([{"name": "sketch"},
                                                   {"name": "gone"}])"));
-    const auto tooNew = machine_.package(
-        PackageBuilder("com.example.new", "1.0")
-            .with("products", R"([{"name": "sketch", "minVersion": "99"}, {"name": "layout"}])"));
-    writeFile(machine_.shared("products.d/layout.json"),
-              R"({"name": "layout", "displayName": "Layout", "version": "1"})");
-    for (const auto& path : {machine_.package("com.example.s", "1.0"), other, tooNew})
+    const auto tooNew = [&](const std::string& version) {
+        return machine_.package(
+            PackageBuilder("com.example.new", version)
+                .with("products",
+                      R"([{"name": "sketch", "minVersion": "99"}, {"name": "layout"}])"));
+    };
+    const std::string layout = machine_.shared("products.d/layout.json");
+    const std::string descriptor = R"({"name": "layout", "displayName": "Layout", "version": "1"})";
+    writeFile(layout, descriptor);
+    for (const auto& path : {machine_.package("com.example.s", "1.0"), other, tooNew("0.9")})
         ASSERT_EQ(machine_.tavik({"--install_for_all", path}).exitCode, 0);
+
+    // The version before names only the folder before an update, and no product tells the states
+    // any more: one is gone, and the other has another folder now.
+    ASSERT_EQ(machine_.tavik({"--disable", "com.example.new"}).exitCode, 0);
+    ASSERT_EQ(machine_.tavik({"--install_for_all", tooNew("1.0")}).exitCode, 0);
+    fs::remove(layout);
+    const std::string sketch = machine_.shared("products.d/sketch.json");
+    const std::string before = readFile(sketch);
+    fs::create_directory(machine_.path("folder"));
+    writeFile(sketch, R"({"name": "sketch", "displayName": "Sketch Pro", "version": "17.2",)"
+                      R"( "extensionsFolder": ")" +
+                          machine_.path("folder") + "\"}");
+    fs::remove(machine_.shared("store.db"));
+    machine_.tavik({"--list", "all"});
+    EXPECT_EQ(machine_.listed(),
+              (List{"Enabled com.example.a 1.0", "Disabled com.example.new 1.0",
+                    "Enabled com.example.other 1.0", "Enabled com.example.s 1.0"}));
+    writeFile(layout, descriptor);
+    writeFile(sketch, before);
+    ASSERT_EQ(machine_.tavik({"--enable", "com.example.new"}).exitCode, 0);
+
     ASSERT_EQ(machine_.tavik({"--disable", "com.example.s"}).exitCode, 0);
     // The last change is not in the version before.
     for (const bool isAllLost : {false, true}) {
@@ -208,7 +233,7 @@ TEST_F(NothingLost, SwitchedOffForAllOutlivesBothDatabases) {
         if (isAllLost)
             fs::remove(machine_.shared("store.db.previous"));
         if (isAllLost)
-            fs::remove(machine_.shared("products.d/layout.json"));
+            fs::remove(layout);
         const Result rebuilt = machine_.tavik({"--list", "all"});
         EXPECT_EQ(machine_.listed(),
                   (List{"Enabled com.example.a 1.0", "Enabled com.example.new 1.0",

@@ -169,6 +169,14 @@ TEST_F(StoreForm, AnUpdateSinceTheVersionBeforeKeepsTheState) {
     expectRebuilt("lost after an update");
 }
 
+// A crash may have left the folder that an update replaced.
+TEST_F(StoreForm, OfTwoFoldersTheNewerVersionCounts) {
+    shell(
+        "cp -r ext/com.example.a@???????????????? ext/com.example.a@0000000000000000; "
+        "sed -i s/2.0/1.0/ ext/com.example.a@0000000000000000/extension.json; rm store.db");
+    expectRebuilt("lost beside an older folder");
+}
+
 TEST_F(StoreForm, OneWrongByteInAnyPageIsNoticed) {
     const auto size = fs::file_size(machine_.user("store.db"));
     ASSERT_GT(size, 4096U);

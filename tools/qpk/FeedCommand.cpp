@@ -1,3 +1,16 @@
+// How a feed is published:
+//
+// 1. Read the folder's packages and the feed that is there. A version must not have other content
+//    than it was published with, and a blocked version stays blocked. Any fault ends the run before
+//    a file is written.
+// 2. Make the new feed, and let the core's own reader judge it.
+// 3. Write all files beside the old ones and make them durable. A failure up to here leaves the
+//    folder as it was.
+// 4. Rename them into place: the statements of succession and the signature, then the feed, then
+//    the page. A signal waits until the last rename. Readers that come between two renames, or
+//    after a crash there, may get the old feed with the new signature. They refuse it and keep
+//    their last good copy. The next run makes the folder whole.
+
 #include <unistd.h>
 
 #include <filesystem>

@@ -39,7 +39,9 @@ class AtomicFile {
 
     void write(std::string_view bytes);
 
-    /// Replaces the file of that name, durably. The first form gives it the mode of a new file.
+    /// Makes the content durable and replaces the file of that name. After a power cut, the name
+    /// stands for all of the new file or all of the old one. The first form gives it the mode of a
+    /// new file.
     void finish();
     void finish(mode_t mode);
 

@@ -39,8 +39,8 @@ class Address {
     /// Throws AddressError.
     Address follow(std::string_view reference) const;
 
-    /// The same with `suffix` behind its path, before any query. `suffix`: percent-encoded, and more
-    /// than dots alone, which could make a step upwards.
+    /// The same with `suffix` behind its path, before any query. `suffix`: percent-encoded, and
+    /// more than dots alone, which could make a step upwards.
     Address withPathSuffix(std::string_view suffix) const;
 
     /// The whole: scheme and host in lower case, no port that is the scheme's own, no step "." or

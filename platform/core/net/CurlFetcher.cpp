@@ -1,3 +1,13 @@
+// How several documents are fetched at once:
+//
+// 1. A file is read directly. Every other request becomes a Transfer.
+// 2. A few transfers start. While answers come quickly, each transfer that ends makes room for the
+//    next one, which uses its connection. When no answer has come for a while, all start, so that
+//    one slow server does not hold up the others (Pace).
+// 3. A transfer that follows a redirect goes back to libcurl with its next address.
+// 4. The loop ends when all are done, when the time for all together is over, or when another
+//    thread cancels. Transfers that are not done then fail with that cause.
+
 #include "platform/core/net/CurlFetcher.h"
 
 #include <algorithm>

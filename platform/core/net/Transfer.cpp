@@ -1,3 +1,17 @@
+// One request, from its address to its outcome, and what each step guards against:
+//
+// 1. aim() points libcurl at an address that has passed Address's rules. Only its own scheme is
+//    allowed, and its path is asked for as it stands: libcurl does not interpret it anew.
+// 2. Headers are counted as they arrive, and so are the decoded bytes of the body. A server cannot
+//    fill the memory, nor hide a large document in a small compressed one. Only the body of an
+//    answer 200 goes to the sink.
+// 3. There is a limit of time for the connection, for a line on which next to nothing arrives, and
+//    for the whole with all its redirects. No server can make the caller wait longer.
+// 4. libcurl follows no redirect. Each is judged here by Address::follow, which never leads from
+//    https to http, and goes back to step 1. Their number is limited. A request that carries a
+//    token has none: the token would go to the other host.
+// 5. judge() makes the last answer an outcome. Only 200 counts, and 304 where a copy was named.
+
 #include "platform/core/net/Transfer.h"
 
 #include <curl/curl.h>
