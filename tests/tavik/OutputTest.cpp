@@ -125,7 +125,8 @@ TEST_F(Outputs, NameInAnyPlaceIsPrintable) {
              "b = open(p, 'rb').read(); open(p, 'ab').write(b'TavkSum1%08x' % zlib.crc32(b))",
              machine_.user("store.db")});
     ASSERT_EQ(changed.exitCode, 0) << changed.err;
-    for (const List& arguments : {List{"list"}, List{"info", "com.example.a"}}) {
+    for (const List& arguments :
+         {List{"list"}, List{"info", "com.example.a"}, List{"complete", "installed", "both"}}) {
         const std::string text = out(kDone, arguments);
         EXPECT_NE(text.find("x?y"), std::string::npos) << text;
         EXPECT_EQ(text.find("\xE2\x80\xAE"), std::string::npos) << text;

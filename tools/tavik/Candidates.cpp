@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "platform/support/Text.h"
 #include "tools/tavik/Run.h"
 
 namespace tavik::front {
@@ -37,8 +38,9 @@ Candidates extensions(const Wanted& wanted, Run& run) {
             found.emplace_back(entry.row.name, entry.row.id);
             ++holders[entry.row.name];
         }
+    // An earlier version may have taken a name that a terminal must not get.
     for (auto& [name, id] : found)
-        if (holders[name] > 1)
+        if (holders[name] > 1 || !isPrintableText(name))
             std::swap(name, id);
     return found;
 }
@@ -70,7 +72,7 @@ Candidates matching(const Candidates& candidates, const std::string& typed) {
 std::string linesOf(const Candidates& candidates) {
     std::string lines;
     for (const auto& [text, other] : candidates)
-        lines += text + "\t" + other + "\n";
+        lines += text + "\t" + printable(other) + "\n";
     return lines;
 }
 
