@@ -168,7 +168,11 @@ TEST_F(Verify, RepairBuildsTheDatabaseAnew) {
         if (!bytes.empty())
             writeFile(database, bytes);
         EXPECT_EQ(problems(kPending), List{"database -"}) << name;
-        json(kDone, {"repair"});
+        EXPECT_EQ(json(kDone, {"doctor"})["stores"][0]["problems"].Size(), 1U) << name;
+        // A list says so and repairs it as well.
+        const Result repaired = tavik({name == rows[0].first ? "list" : "repair"});
+        EXPECT_EQ(repaired.exitCode, kDone) << name;
+        EXPECT_NE(repaired.err.find("made anew"), std::string::npos) << name << repaired.err;
         EXPECT_EQ(problems(kDone), List{}) << name;
         EXPECT_EQ(listed(), before) << name;
     }

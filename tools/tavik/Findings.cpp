@@ -58,6 +58,8 @@ std::vector<Finding> stores(Run& run) {
             for (const auto& name :
                  folder ? SetAside::namesOf(*folder) : std::vector<std::string>())
                 finding.facts += ", set-aside/" + name;
+            if (table && table->trouble())
+                throw Error(*table->trouble());
         });
         found.push_back(finding);
     }

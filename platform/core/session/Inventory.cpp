@@ -53,7 +53,7 @@ void Inventory::add(const StoreLocation& location, const ProductCatalog& product
         return;
     if (table->trouble())
         troubles_.push_back(*table->trouble());
-    if (wasMoved(table->linkedProducts(), *folder))
+    if (table->trouble() || wasMoved(table->linkedProducts(), *folder))
         unfinished_.push_back(location);
     for (auto& row : table->readAll()) {
         std::string path = folder->path() + "/ext/" + row.folder;

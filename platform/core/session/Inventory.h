@@ -53,7 +53,8 @@ class Inventory {
     /// folders.
     const std::vector<Error>& troubles() const noexcept { return troubles_; }
 
-    /// The stores whose links or masks are not as they have to be, for a change to finish.
+    /// The stores whose database, links or masks are not as they have to be, for a change to
+    /// finish.
     const std::vector<StoreLocation>& unfinished() const noexcept { return unfinished_; }
 
   private:

@@ -26,10 +26,15 @@ Inventory Session::inventory() {
     Inventory found = readInventory();
     const auto& unfinished = found.unfinished();
     if (std::count_if(unfinished.begin(), unfinished.end(),
-                      [this](const StoreLocation& each) { return finishInterrupted(each); }) == 0)
-        return found;
-    forgetCatalog();
-    return readInventory();
+                      [this](const StoreLocation& each) { return finishInterrupted(each); }) != 0) {
+        forgetCatalog();
+        found = readInventory();
+    }
+    // Rows that were made from the folders may be wrong about what was switched off.
+    if (interrupted_ == Interrupted::isFinished)
+        for (const Error& trouble : found.troubles())
+            warnOnce(trouble);
+    return found;
 }
 
 /// Reads the stores anew and keeps their rows for what follows, such as a search for updates.
