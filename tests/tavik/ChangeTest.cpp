@@ -52,6 +52,14 @@ TEST_F(Change, SwitchingTwiceIsOneChange) {
     EXPECT_EQ(changes(json(kDone, {"enable", "com.example.a"})),
               List{"enable com.example.a 1.0 1.0 user"});
     EXPECT_EQ(machine_.seenByHost("com.example.a"), "1.0");
+
+    // What is enabled already gets its link back, or the reason why not.
+    std::filesystem::remove(machine_.user("products/sketch/extensions/com.example.a"));
+    EXPECT_EQ(changes(json(kDone, {"enable", "com.example.a"})), List{});
+    EXPECT_EQ(machine_.seenByHost("com.example.a"), "1.0");
+    std::filesystem::remove_all(
+        text(json(kDone, {"info", "com.example.a"})["extension"], "folder"));
+    EXPECT_EQ(failures(json(kFailed, {"enable", "com.example.a"})).size(), 1U);
 }
 
 // Catches a change that goes to the wrong store.

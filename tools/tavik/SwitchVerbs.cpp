@@ -24,8 +24,12 @@ void switchOne(const std::string& name, ExtensionState state, const Arguments& a
         named(inventory, name, isForAll ? std::optional(Scope::shared) : std::nullopt);
     if (entry.scope == Scope::shared && !isForAll)
         return switchForUser(entry, state, run, changes);
-    if (entry.row.state == state)
+    if (entry.row.state == state) {
+        // A link that was deleted is made again, and lost files are named.
+        if (state == ExtensionState::enabled && run.session().mayChange(entry.scope))
+            run.session().setState(entry, state);
         return;
+    }
     run.session().setState(entry, state);
     changes.add({state == ExtensionState::enabled ? Operation::enable : Operation::disable,
                  entry.row.id, entry.row.version.text(), entry.row.version.text(), entry.scope});
