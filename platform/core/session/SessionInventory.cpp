@@ -97,8 +97,7 @@ std::vector<StoreHistoryLine> Session::history() {
     leaveOutForeignStore();
     std::vector<StoreHistoryLine> lines;
     for (const StoreLocation& location : locations()) {
-        const auto folder = StoreFolder::open(location);
-        auto table = folder ? ExtensionTable::openForReading(*folder) : std::nullopt;
+        auto table = openTable(location);
         if (!table)
             continue;
         for (auto& line : table->readHistory())
