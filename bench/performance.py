@@ -2,16 +2,14 @@
 
 The floor of an install is a bare C program that writes the same files and makes them durable; that
 of a list is the smallest program on the tool's own framework. All that one table row or plot shows
-is timed in one call of hyperfine, in turns with nothing else.
+is timed in turns with nothing else.
 """
 
-import json
 import os
-import pathlib
-import shlex
 import subprocess
 
 import peers
+import timing
 
 PAYLOAD = (200, 10_000)
 INSTALL_SIZES = (1, 10, 100, 1000)
@@ -31,18 +29,12 @@ class Performance:
         for side in self.sides:
             self.environment.update(side.environment)
 
-    def medians(self, commands, shell="sh"):
+    def medians(self, commands, shell="sh", times=1):
         """Milliseconds by name, for commands by name: each a pair of what comes before every run
-        and of what is timed."""
-        result = self.folder / "peers.json"
-        line = ["hyperfine", "--style", "none", "--warmup", "1", "--runs", str(self.runs),
-                "--shell", shell, "--export-json", str(result)]
-        for before, _ in commands.values():
-            line += ["--prepare", f"sh -c {shlex.quote(before)}"] if before else []
-        subprocess.run(line + [timed for _, timed in commands.values()], check=True,
-                       stdout=subprocess.DEVNULL, env=self.environment)
-        rows = json.loads(result.read_text())["results"]
-        return {name: row["median"] * 1e3 for name, row in zip(commands, rows)}
+        and of what is timed. `times`: how often as many runs as usual."""
+        seconds = timing.medians(list(commands.values()), times * self.runs, self.environment,
+                                 shell)
+        return {name: 1e3 * each for name, each in zip(commands, seconds)}
 
     def floor_of_install(self, files, size):
         target = self.folder / "floor"
@@ -66,7 +58,7 @@ class Performance:
             side.fill(count)
             commands[side.name] = ("", side.list())
         commands[FLOOR] = ("", str(self.build / "bench" / "minimal"))
-        return self.medians(commands, shell="none")
+        return self.medians(commands, shell="none", times=5)
 
     def remove(self, files, size):
         commands = {}
@@ -114,9 +106,9 @@ def plot(path, title, figures, names, axis):
 
 PAGE = """# Performance
 
-Written by `bench/run --peers`, which measures all of it anew. Figures are medians of {runs} runs. Less
-is better. What can be carried to another machine is a ratio: it compares two programs in one run on
-one machine, here one with {cores} cores and {disk}.
+Written by `bench/run --peers`, which measures all of it anew. Figures are medians of {runs} runs or
+more, the programs in turns. Less is better. What can be carried to another machine is a ratio: it
+compares two programs in one run on one machine, here one with {cores} cores and {disk}.
 
 ## Beside programs for the same work
 
