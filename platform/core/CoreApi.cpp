@@ -88,7 +88,7 @@ void copyText(std::string_view text, unsigned long size, char* buffer, unsigned 
     if (size < needed)
         fail(Status::bufferTooSmall, "buffer",
              std::to_string(size) + " bytes; needed: " + std::to_string(needed));
-    std::memcpy(buffer, text.data(), text.size());
+    text.copy(buffer, text.size());  // unlike memcpy also for an empty view, which has no bytes
     buffer[text.size()] = '\0';
 }
 
@@ -96,7 +96,7 @@ void copyText(std::string_view text, unsigned long size, char* buffer, unsigned 
 template <std::size_t Size>
 void copyField(std::string_view text, char (&field)[Size]) {
     const std::size_t length = std::min(text.size(), Size - 1);
-    std::memcpy(field, text.data(), length);
+    text.copy(field, length);
     std::memset(field + length, 0, Size - length);
 }
 
