@@ -33,6 +33,15 @@ std::string nameOf(const StoreLocation& location) {
     return name.empty() ? "." : name;
 }
 
+/// A failure names the store: a folder on the way to it would not say which store cannot be used.
+FileDescriptor openWayTo(const StoreLocation& location) {
+    try {
+        return openTrustedWay(folderAbove(location), Missing::isReported);
+    } catch (const Error& error) {
+        throw Error(error.status(), location.familyFolder(), error.what());
+    }
+}
+
 /// Opens the store; invalid where it is missing. Root must not be led elsewhere by another user, as
 /// with that user's HOME. An ordinary user may have the store below anything.
 FileDescriptor openRoot(const StoreLocation& location) {
@@ -41,7 +50,7 @@ FileDescriptor openRoot(const StoreLocation& location) {
     // What is not there cannot mislead, whoever owns the way to it.
     if (::access(location.root.c_str(), F_OK) != 0 && errno == ENOENT)
         return {};
-    const FileDescriptor above = openTrustedWay(folderAbove(location), Missing::isReported);
+    const FileDescriptor above = openWayTo(location);
     return above ? openSafeFolder(above.get(), nameOf(location), location.root) : FileDescriptor();
 }
 

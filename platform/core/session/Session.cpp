@@ -178,11 +178,7 @@ std::optional<ExtensionTable> Session::openOrLeaveOut(const StoreLocation& locat
     } catch (const Error& error) {
         if (location.scope != Scope::shared || !user_ || !isUnusableStore(error))
             throw;
-        // What is wrong may be a folder on the way to the store.
-        const std::string folder = location.familyFolder();
-        const bool isNamed = error.subject().compare(0, folder.size(), folder) == 0;
-        warnOnce(isNamed ? error
-                         : Error(error.status(), folder, error.subject() + ": " + error.detail()));
+        warnOnce(error);
         return std::nullopt;
     }
 }
